@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+
+namespace ov
+{
+
+// The low 32 bits of a number, as a signed number.
+constexpr int32_t low_32(int64_t value)
+{
+    return static_cast<int32_t>(value);
+}
+
+// Wraps around where signed addition would be undefined.
+constexpr int64_t wrapping_add(int64_t a, int64_t b)
+{
+    return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
+}
+
+// Division towards minus infinity, for a positive divisor.
+constexpr int64_t floor_div(int64_t a, int64_t b)
+{
+    return a / b - (a % b < 0 ? 1 : 0);
+}
+
+// A decimal text, read without a look at what follows the digits; 0 when it is absent.
+inline int32_t read_decimal(const char *text)
+{
+    return text == nullptr ? 0 : low_32(strtol(text, nullptr, 10));
+}
+
+} // namespace ov

@@ -1,0 +1,52 @@
+#include "base/message.h"
+
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+
+#include "base/errno_guard.h"
+
+namespace ov
+{
+
+void Message::set(const char *format, ...)
+{
+    if (slot_ == nullptr)
+        return;
+    ErrnoGuard keep;
+    char local[1024];
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = vsnprintf(local, sizeof local, format, arguments);
+    va_end(arguments);
+
+    char *text = nullptr;
+    if (length >= 0 && static_cast<size_t>(length) < sizeof local) {
+        text = strdup(local);
+    } else if (length >= 0 && (text = static_cast<char *>(malloc(static_cast<size_t>(length) + 1)))) {
+        va_start(arguments, format);
+        vsnprintf(text, static_cast<size_t>(length) + 1, format, arguments);
+        va_end(arguments);
+    }
+    take(text);
+}
+
+void Message::take(char *text)
+{
+    if (slot_ == nullptr)
+        return;
+    ErrnoGuard keep;
+    free(*slot_);
+    *slot_ = text;
+}
+
+void Message::flush(FILE *stream)
+{
+    if (!pending())
+        return;
+    ErrnoGuard keep;
+    fputs(*slot_, stream);
+    take(nullptr);
+}
+
+} // namespace ov

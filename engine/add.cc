@@ -1,0 +1,109 @@
+#include <cerrno>
+#include <cstdio>
+
+#include "base/integer.h"
+#include "engine/operations.h"
+#include "identity/kinds.h"
+#include "timespec/local_time.h"
+#include "timespec/range.h"
+
+namespace ov
+{
+
+static int64_t relative_value(const ov_request &request, char **note)
+{
+    return parse_reltime(request.rel_years, request.rel_days, request.rel_hours, request.rel_minutes,
+                         request.rel_origin, note, request.rel_mode);
+}
+
+static int64_t absolute_value(const ov_request &request, char **note)
+{
+    if (request.time_form != OV_ABSOLUTE_FORM) {
+        int unused_code = -1;
+        return parse_Xtime(request.x_date, note, &unused_code);
+    }
+    return request.abs_time != nullptr ? zyn_parse_time(request.abs_time, note) : request.virtime;
+}
+
+int32_t read_clock_setting(const ov_request &request, ClockSetting &clock, Message &message)
+{
+    // The text names 1000, yet 1001, a stopped clock, is let through: meant so.
+    if (request.speed < -OV_SPEED_LIMIT || request.speed > OV_SPEED_STOPPED) {
+        message.set("ovuser: error: wrong parameters for speed: %d, it must be an integer and belongs to  "
+                    "[-1000, 1000].\n",
+                    request.speed);
+        return OV_BAD_SPEED;
+    }
+
+    const bool relative = request.time_form != OV_ABSOLUTE_FORM && request.x_date == nullptr;
+    char *note = nullptr;
+    const int64_t value = relative ? relative_value(request, &note) : absolute_value(request, &note);
+    Message parser(&note);
+    if (parser.pending() && (value == 0 || !relative)) {
+        message.take(note);
+    } else {
+        parser.take(nullptr);
+        if (value == 0)
+            message.set("ovuser: error: parse %s clock error\n", relative ? "relative" : "virtual");
+    }
+    if (value == 0)
+        return relative ? OV_BAD_RELATIVE_TIME : OV_BAD_TIME;
+
+    // The origin goes to the kernel whatever the form; the relative mode only with a relative value.
+    clock = {value, relative ? request.rel_mode : 0, request.rewind, read_decimal(request.rel_origin),
+             request.speed};
+    return OV_OK;
+}
+
+static uint64_t clock_flags(int32_t kind, const ClockSetting &clock)
+{
+    return static_cast<uint64_t>(kind) | static_cast<uint64_t>(clock.rel_mode) << ZYNOV_MODE_SHIFT |
+           static_cast<uint64_t>(clock.rewind) << ZYNOV_REWIND_SHIFT;
+}
+
+static void report_added(int32_t kind, int32_t number, const ClockSetting &clock, Message &message)
+{
+    message.set("ovuser: %cid %d has been added with a %s virtual clock: %s%s", identity_letter(kind), number,
+                clock_speed_string(clock.speed), time_text(theiov.vtime),
+                clock.rewind != 0 ? "        The date will rewind at midnight.\n" : "");
+}
+
+static int32_t add_clock(const ControlFile &control, int32_t kind, int32_t number, const ClockSetting &clock,
+                         Message &message)
+{
+    // The fields not set here keep what the module left for the identity before: meant so.
+    theiov.id = number;
+    theiov.vtime = clock.value;
+    theiov.flags = clock_flags(kind, clock);
+    theiov.speed = clock.speed;
+    theiov.origin = clock.origin;
+    theiov.container_id = zyn_get_container_ID();
+    const int outcome = send_command(control.descriptor(), ZYNOV_IOC_ADD_CLOCK);
+    if (outcome == 0) {
+        report_added(kind, number, clock, message);
+        return OV_OK;
+    }
+    if (outcome == -1 && errno == EEXIST) { // no error, and "uid" for every kind: meant so
+        message.set("ovuser: uid %d already has a virtual clock\n", number);
+        return OV_OK;
+    }
+    return outcome;
+}
+
+int32_t add_clocks(const ControlFile &control, const Identities &who, const ClockSetting &clock,
+                   Message &message)
+{
+    int32_t result = OV_OK;
+    for (int i = 0; i < who.count; ++i) {
+        result = add_clock(control, who.kinds[i], who.numbers[i], clock, message);
+        if (i + 1 < who.count)
+            message.flush(result == OV_OK ? stdout : stderr);
+    }
+    if (result != OV_OK && errno == EINVAL && !message.pending())
+        message.set(OV_CLOCK_TOO_EARLY "%s\n", time_text(clock.value));
+    if (result != OV_OK && errno == EOVERFLOW && !message.pending())
+        message.set(OV_CLOCK_TOO_LATE "%s\n", time_text(clock.value));
+    return result;
+}
+
+} // namespace ov

@@ -1,0 +1,56 @@
+#include <cerrno>
+
+#include "engine/operations.h"
+#include "identity/kinds.h"
+
+namespace ov
+{
+
+static int32_t delete_clock(const ControlFile &control, int32_t kind, int32_t number, Message &message)
+{
+    if (number == 0) {
+        message.set("ovuser: error: User root does not have a virtual clock\n");
+        return OV_NO_CLOCK;
+    }
+    theiov.id = number;
+    theiov.vtime = kind; // the module takes the kind from here, not from the flags: meant so
+    theiov.container_id = zyn_get_container_ID();
+    const int outcome = send_command(control.descriptor(), ZYNOV_IOC_DELETE_CLOCK);
+    if (outcome == 0) {
+        message.set("ovuser: report: Virtual clock for %cid %d has been deleted\n", identity_letter(kind),
+                    number);
+        return OV_OK;
+    }
+    if (outcome == -1 && errno == EL2HLT) {
+        message.set("ovuser: warning: Specified id does not have a virtual clock\n");
+        return OV_NO_CLOCK;
+    }
+    return outcome;
+}
+
+int32_t delete_clocks(const ControlFile &control, const Identities &who, Message &message)
+{
+    int32_t result = OV_OK;
+    for (int i = 0; i < who.count; ++i)
+        result = delete_clock(control, who.kinds[i], who.numbers[i], message);
+    return result;
+}
+
+int32_t reset_clocks(const ControlFile &control, Message &message)
+{
+    theiov.container_id = zyn_get_container_ID();
+    const int outcome = send_command(control.descriptor(), ZYNOV_IOC_RESET_ALL);
+    // A plain -1 means that there was nothing to remove, whatever errno says.
+    const bool nothing_there = outcome == -1 || (outcome != 0 && errno == ENOENT);
+    if (outcome != 0 && !nothing_there)
+        return outcome;
+    if (!message.pending())
+        message.set(
+            "%s",
+            nothing_there
+                ? "ovuser: warning: Reset Orvane completed with no entry in it.\n"
+                : "ovuser: report: All Orvane users have been reset to the system clock successfully.\n");
+    return OV_OK;
+}
+
+} // namespace ov

@@ -1,0 +1,88 @@
+#include <grp.h>
+#include <pwd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "base/integer.h"
+#include "identity/kinds.h"
+#include "ov_helper.h"
+
+namespace ov
+{
+
+// What get_username returns, call after call.
+static char display_name[1024];
+
+// A whole text as a decimal number, of which the low 32 bits are kept.
+static bool read_whole_decimal(const char *text, uint32_t &number)
+{
+    char *end;
+    number = static_cast<uint32_t>(strtol(text, &end, 10));
+    return *end == '\0';
+}
+
+static bool find_user(const char *text, uint32_t &uid)
+{
+    const passwd *user = getpwnam(text);
+    if (user == nullptr && read_whole_decimal(text, uid))
+        user = getpwuid(uid);
+    if (user != nullptr)
+        uid = user->pw_uid;
+    return user != nullptr;
+}
+
+static bool find_group(const char *text, uint32_t &gid)
+{
+    const group *entry = getgrnam(text);
+    if (entry == nullptr && read_whole_decimal(text, gid))
+        entry = getgrgid(gid);
+    if (entry != nullptr)
+        gid = entry->gr_gid;
+    return entry != nullptr;
+}
+
+static bool find_process(const char *text, uint32_t &pid)
+{
+    return read_whole_decimal(text, pid) && low_32(pid) >= 0 && is_pid_alive(low_32(pid)) != 0;
+}
+
+} // namespace ov
+
+int parse_uid(const char *text, int kind, uint32_t *number)
+{
+    if (text == nullptr)
+        return -1;
+    uint32_t found = 0;
+    const bool exists = kind == OV_USER      ? ov::find_user(text, found)
+                        : kind == OV_GROUP   ? ov::find_group(text, found)
+                        : kind == OV_PROCESS ? ov::find_process(text, found)
+                                             : false;
+    if (!exists)
+        return -1;
+    *number = found;
+    return 0;
+}
+
+const char *id_string(int kind)
+{
+    static constexpr const char *words[] = {"username, or uid", "groupname, or gid", "process id"};
+    return ov::is_known_kind(kind) ? words[kind - OV_USER] : "unknown id";
+}
+
+const char *get_username(int kind, uint32_t number)
+{
+    const char *name = nullptr;
+    if (kind == OV_USER) {
+        const passwd *user = getpwuid(number);
+        name = user != nullptr ? user->pw_name : "UNKNOWN";
+    } else if (kind == OV_GROUP) {
+        const group *entry = getgrgid(number);
+        name = entry != nullptr ? entry->gr_name : "UNKNOWN";
+    }
+    if (name != nullptr)
+        snprintf(ov::display_name, sizeof ov::display_name, "%s", name);
+    else
+        snprintf(ov::display_name, sizeof ov::display_name, "%d", ov::low_32(number));
+    return ov::display_name;
+}

@@ -1,0 +1,216 @@
+/*
+ * ov_helper: Orvane's administration engine.
+ *
+ * Gives users, groups and processes virtual clocks of their own, through the control file /proc/zynov of
+ * the Orvane kernel module. ov_process_request() is the whole engine; everything else is a piece of it
+ * that is useful by itself.
+ *
+ * Conventions of this interface:
+ *
+ *  1. One thread. The engine shares one kernel record and a few static texts between calls and takes no
+ *     lock: no two calls may overlap. Functions marked "reentrant" are the exceptions.
+ *  2. A clock value is a count of seconds since 1970-01-01 00:00:00 UTC. Clocks run from 32400 to
+ *     253402329599; 0 means "no value" everywhere.
+ *  3. A message slot (char **message) is a pointer to a string pointer that the caller sets to NULL.
+ *     The engine may leave one text there, on success too, which the caller shows and gives to free().
+ *     A NULL slot means that no message is wanted. A text that is already in the slot must come from
+ *     malloc: it is freed when another replaces it. When memory for a message runs out the slot is NULL.
+ *  4. Input strings belong to the caller, are NUL-terminated, and are only read.
+ *  5. Decimal texts are read as strtol reads them, without a look at what follows the digits, and keep
+ *     their low 32 bits, unless the function says otherwise.
+ *  6. errno is read as the kernel commands leave it, and never cleared.
+ */
+#ifndef OV_HELPER_H
+#define OV_HELPER_H
+
+#include <stdint.h>
+#include <time.h>
+
+#if defined(__GNUC__)
+#define OV_API __attribute__((visibility("default")))
+#else
+#define OV_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* What a request asks for. 5 to 8, and negative codes, only open and close the control file. */
+enum ov_operation {
+    OV_ADD = 1,    /* give each identity a clock */
+    OV_DELETE = 2, /* take the clock of each identity away */
+    OV_LIST = 3,   /* print the clocks that the caller may see on standard output */
+    OV_RESET = 4,  /* remove all clocks of this container; superuser only */
+    OV_LAST_OPERATION = 8
+};
+
+/* Kinds of identity. */
+enum ov_kind { OV_USER = 1, OV_GROUP = 2, OV_PROCESS = 3 };
+
+/* Speeds: n above 1 is n times faster, -n is n times slower, 1 and -1 are the normal pace. */
+enum ov_speed { OV_SPEED_LIMIT = 1000, OV_SPEED_FROZEN = 0, OV_SPEED_STOPPED = 1001 };
+
+enum { OV_MAX_IDENTITIES = 10, OV_ABSOLUTE_FORM = 1 };
+
+/* Results of ov_process_request. Any other value is a failed kernel command's own return, mostly -1. */
+enum ov_result {
+    OV_OK = 0,
+    OV_BAD_OPERATION = 801,       /* operation is 0 or above 8; no message */
+    OV_NO_IDENTITY_TEXT = 802,    /* an id_text is NULL; no message */
+    OV_RESERVED_803 = 803,        /* never returned */
+    OV_TOO_MANY_IDENTITIES = 804, /* id_count is not 0 to 10; no message */
+    OV_BAD_KIND = 805,            /* an id_kind is not an ov_kind; no message */
+    OV_UNKNOWN_IDENTITY = 806,    /* an identity does not resolve */
+    OV_RESERVED_807 = 807,        /* never returned */
+    OV_BAD_SPEED = 808,           /* speed is not -1000 to 1001 */
+    OV_BAD_TIME = 809,            /* the absolute or date-only form gave no clock value */
+    OV_BAD_RELATIVE_TIME = 810,   /* the relative form gave no clock value */
+    OV_NOT_PERMITTED = 811,       /* the caller may not do this */
+    OV_NO_CONTROL_FILE = 812,     /* /proc/zynov could not be opened */
+    OV_KERNEL_ERROR = 813,        /* done, but the kernel module left an error number and no message */
+    OV_NO_CLOCK = 814,            /* delete: the identity has no clock, or is number 0 */
+    OV_ROOT_IDENTITY = 815        /* add: an identity is uid 0 or gid 0 */
+};
+
+/*
+ * One request. Delete, list and reset read only operation, id_count, id_kind and id_text; the other fields
+ * may then be left unset. Only the first id_count entries of the arrays are read.
+ */
+typedef struct ov_request {
+    int32_t operation;       /* enum ov_operation */
+    int32_t speed;           /* -1000 to 1001 */
+    int32_t time_form;       /* 1: abs_time, else virtime; otherwise x_date, else the relative form */
+    int32_t rel_mode;        /* relative form: non-zero is a plain offset from now, with no range check */
+    int32_t rewind;          /* non-zero: the clock's date rewinds at midnight */
+    int32_t id_count;        /* 0 to 10; 0 means the calling user */
+    int32_t id_kind[10];     /* enum ov_kind */
+    const char *id_text[10]; /* user name or uid, group name or gid, process id */
+    const char *abs_time;    /* MMDDhhmmYYYY in local time, or NULL */
+    const char *x_date;      /* MMDDYYYY, at the present time of day, or NULL */
+    const char *rel_minutes; /* decimal, may be negative, or NULL; so are the next three */
+    const char *rel_hours;
+    const char *rel_days;
+    const char *rel_years;
+    const char *rel_origin; /* seconds since the epoch to start from in place of now, or NULL */
+    int64_t virtime;        /* ready clock value, when time_form is 1 and abs_time is NULL */
+} ov_request;
+
+/*
+ * Carries out one request for the calling user (real uid; 0 is the superuser) and returns an ov_result.
+ * Add prints the reports of all identities but the last on standard output; list prints its table there.
+ * A failed identity neither stops nor undoes the others; the result is the last one's.
+ */
+OV_API int32_t ov_process_request(const ov_request *request, char **message);
+
+/* Delete one user's or one group's clock, name or number, in silence. Returns a class as check_rc does. */
+OV_API int32_t deleteUserClock(const char *text);
+OV_API int32_t deleteGroupClock(const char *text);
+
+/*
+ * Folds a result into a class: 0 done, 1 reserved, 2 bad request, 3 bad speed, 4 bad time or no clock,
+ * 5 refused, failed or unknown. Reentrant.
+ */
+OV_API int32_t check_rc(int32_t code);
+
+/*
+ * Prints the clock table of this container on standard output through fd, an open control file: all of it
+ * for uid 0, else what concerns uid. Returns 0, or the return value of the slot command that failed.
+ */
+OV_API int ovuser_list_user(int fd, int uid);
+
+/* The words for a speed. A static text, overwritten by the next call. */
+OV_API const char *clock_speed_string(int speed);
+
+/*
+ * The highest table slot in use, negative when there is none. When the kernel does not answer, or errno
+ * holds EILSEQ after an answer, says so on standard error and returns 999.
+ */
+OV_API int zyn_get_usr_high_mark(int fd);
+
+/* Does nothing and returns 0. Reentrant. */
+OV_API int zynov_reset_vc(void);
+
+/*
+ * The container this process runs in: its host name read as hexadecimal, 0 on the host. Every call inside
+ * a container leaves the stream of the host name file open.
+ */
+OV_API uint64_t zyn_get_container_ID(void);
+
+/* 1 if the year, counted from 1900, is a leap year, else 0. Reentrant. */
+OV_API int is_leap_year(int year);
+
+/* MMDDhhmmYYYY in local time to a clock value; 0 on failure, with a message in the slot. */
+OV_API int64_t zyn_parse_time(const char *text, char **message);
+
+/*
+ * The same from numbers: tm_min, tm_hour, tm_mday, tm_mon (1 to 12) and tm_year (the full year, 1970 to
+ * 9999). Has no range check, takes 2000, 2400, ... for common years and 2100, 2500, ... for leap years, and
+ * counts seconds of whole days in 32 bits. On failure returns 0 and points *message at a constant text,
+ * which must not be freed.
+ */
+OV_API int64_t zyn_parse_tm_time(const struct tm *record, const char **message);
+
+/*
+ * MMDDYYYY at the present local time of day to a clock value; 0 on failure, with a message in the slot.
+ * *code becomes 809 when the text is NULL or not eight characters long and is else left alone; code must
+ * not be NULL.
+ */
+OV_API int64_t parse_Xtime(const char *text, char **message, int *code);
+
+/*
+ * Reads a speed, -1000 to 1000, into *speed (not NULL) and returns 0; -1 when anything follows the number or
+ * it is out of range, with *speed then holding what was read, or when text is NULL. Reentrant.
+ */
+OV_API int parse_speed(const char *text, int *speed);
+
+/*
+ * The local date of one instant with the local time of day of another, in seconds since the epoch; 0 when
+ * time_of_day is 0, and mktime's -1 when that fails.
+ */
+OV_API int64_t adjust_virtime_for_rewind(int64_t date, int64_t time_of_day);
+
+/*
+ * A distance from now, or from origin (seconds since the epoch, not later than now), to a clock value; each
+ * text may be NULL and negative. A move of whole days keeps the wall-clock hour across a change of daylight
+ * saving time. A non-zero mode takes now as a plain number of seconds and checks no range. 0 on failure,
+ * with a message in the slot.
+ */
+OV_API int64_t parse_reltime(const char *years, const char *days, const char *hours, const char *minutes,
+                             const char *origin, char **message, int mode);
+
+/*
+ * Resolves a name or a number of the given kind to an existing uid, gid or pid. Returns 0, or -1 with
+ * *number (not NULL) untouched. Names win over numbers; nothing may follow a number.
+ */
+OV_API int parse_uid(const char *text, int kind, uint32_t *number);
+
+/*
+ * The user's or group's name, "UNKNOWN" when there is none, or the number for any other kind. A static
+ * text, overwritten by the next call.
+ */
+OV_API const char *get_username(int kind, uint32_t number);
+
+/* 1 if the process exists, else 0. Reentrant. */
+OV_API int is_pid_alive(int pid);
+
+/* The effective uid of a process, or negative when it cannot be told. */
+OV_API int get_uid_from_pid(int pid);
+
+/* The kind in words, a constant text. Reentrant. */
+OV_API const char *id_string(int kind);
+
+/* The number that a shell command prints first: -1 when it cannot be run, -2 when it prints none. */
+OV_API int ov_get_num_from_cmd(const char *command);
+
+/*
+ * Prints the two lines with which a utility introduces itself on standard output; path is its argv[0].
+ * Returns the number of characters in the second line.
+ */
+OV_API int print_header(const char *path);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

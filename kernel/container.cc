@@ -1,0 +1,20 @@
+#include <sys/stat.h>
+
+#include <cstdio>
+
+#include "ov_helper.h"
+
+uint64_t zyn_get_container_ID(void)
+{
+    unsigned long long container = 0;
+    struct stat marker;
+    if (stat("/.dockerenv", &marker) != 0)
+        return container;
+    FILE *host_name = fopen("/etc/hostname", "r");
+    if (host_name == nullptr)
+        return container;
+    char line[256];
+    if (fgets(line, sizeof line, host_name) != nullptr)
+        sscanf(line, "%llx", &container);
+    return container; // with the stream left open, meant so
+}

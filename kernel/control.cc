@@ -1,0 +1,56 @@
+#include "kernel/control.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "base/errno_guard.h"
+#include "base/integer.h"
+#include "ov_helper.h"
+
+namespace ov
+{
+
+zynov_iov theiov;
+
+ControlFile::ControlFile() : descriptor_(open(ZYNOV_PATH, O_RDONLY)) {}
+
+ControlFile::~ControlFile()
+{
+    if (is_open())
+        close(descriptor_);
+}
+
+void clear_record()
+{
+    theiov = {};
+    theiov.version = ZYNOV_IOV_VERSION;
+}
+
+int send_command(int descriptor, zynov_command command)
+{
+    return ioctl(descriptor, command, &theiov);
+}
+
+} // namespace ov
+
+int zyn_get_usr_high_mark(int fd)
+{
+    constexpr int no_answer = 999;
+    ov::clear_record();
+    // errno is read after success too, and may be an older call's: meant so.
+    if (ov::send_command(fd, ZYNOV_IOC_HIGH_MARK) == 0 && errno != EILSEQ)
+        return ov::low_32(ov::theiov.speed);
+    ov::ErrnoGuard keep;
+    fprintf(stderr, "ovuser: error: Orvane kernel module not installed properly or version mismatch(%s).\n",
+            strerror(errno));
+    return no_answer;
+}
+
+int zynov_reset_vc(void)
+{
+    return 0;
+}

@@ -1,0 +1,81 @@
+// Civil calendar arithmetic: pure integers, no zone, no clock. Years are 64 bits wide so that none overflows.
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+
+#include "base/integer.h"
+
+namespace ov
+{
+
+// What a count of years starts from. The full form takes years as if they began at 0 but keeps the rule of
+// the years since 1900, so that its leap centuries are 2100, 2500, ...: one parser depends on that.
+enum YearBase : int64_t { since_1900 = 1900, full_year = 0 };
+
+// A year counted from 1900. Only the test by 400 adds the 1900, which a full year passed by mistake shows.
+constexpr bool is_leap(int64_t year)
+{
+    return (year % 4 == 0 && year % 100 != 0) || (year + 1900) % 400 == 0;
+}
+
+// The leap years up to and including a calendar year, short of a constant.
+constexpr int64_t leap_years_until(int64_t year, YearBase base = since_1900)
+{
+    const int64_t counted = year - base;
+    return floor_div(counted, 4) - floor_div(counted, 100) + floor_div(counted + 1900, 400);
+}
+
+// Days in a month (0 to 11) of a year counted from 1900; -1 for any other month.
+constexpr int get_month_days(int64_t year, int64_t month)
+{
+    constexpr unsigned months_of_31 = 0xad5, months_of_30 = 0x528;
+    if (month < 0 || month > 11)
+        return -1;
+    if ((months_of_31 >> month & 1) != 0)
+        return 31;
+    if ((months_of_30 >> month & 1) != 0)
+        return 30;
+    return is_leap(year) ? 29 : 28;
+}
+
+// Days from 1970-01-01 to a day of a calendar year and month (1 to 12).
+constexpr int64_t day_number(int64_t year, int month, int64_t day, YearBase base = since_1900)
+{
+    constexpr int days_before[] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
+    return 365 * (year - 1970) + leap_years_until(year - 1, base) - leap_years_until(1969, base) +
+           days_before[month - 1] + (month > 2 && is_leap(year - base) ? 1 : 0) + day - 1;
+}
+
+struct Date {
+    int64_t year; // calendar year
+    int month;    // 1 to 12
+    int day;      // 1 to 31
+
+    constexpr bool operator==(const Date &) const = default;
+};
+
+// The date of a day number. Years are taken to begin in March, so that the leap day comes last.
+constexpr Date date_of(int64_t day_number)
+{
+    constexpr int64_t days_per_cycle = 146097, march_of_year_0 = 719468;
+    const int64_t cycle = floor_div(day_number + march_of_year_0, days_per_cycle);
+    const int64_t day = day_number + march_of_year_0 - cycle * days_per_cycle;
+    const int64_t year = (day - day / 1460 + day / 36524 - day / 146096) / 365;
+    const int64_t day_of_year = day - (365 * year + year / 4 - year / 100);
+    const int64_t month = (5 * day_of_year + 2) / 153;
+    return {400 * cycle + year + (month >= 10 ? 1 : 0), static_cast<int>(month < 10 ? month + 3 : month - 9),
+            static_cast<int>(day_of_year - (153 * month + 2) / 5 + 1)};
+}
+
+static_assert(day_number(1970, 1, 1) == 0 && day_number(2000, 3, 1) == 11017 &&
+              day_number(0, 3, 1) == -719468);
+static_assert(day_number(2000, 3, 1, full_year) == 11016 && day_number(2101, 1, 1, full_year) == 47847);
+static_assert(date_of(-719469) == Date{0, 2, 29} && date_of(11016) == Date{2000, 2, 29});
+
+// One day forward or back. Only day, month and year are touched, and nothing is normalised: an impossible
+// date rolls over going forward, while going back takes the previous month's length as it comes.
+void add_one_day_to_tm(tm *date);
+void subtract_one_day_from_tm(tm *date);
+
+} // namespace ov

@@ -1,0 +1,30 @@
+#include <sys/time.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "base/message.h"
+#include "ov_helper.h"
+#include "timespec/local_time.h"
+#include "timespec/range.h"
+
+int64_t parse_Xtime(const char *text, char **slot, int *code)
+{
+    ov::Message message(slot);
+    if (text == nullptr || strnlen(text, 9) != 8) {
+        message.set(OV_ILLEGAL_CLOCK "%s\n", text == nullptr ? "invalid X input" : "invalid X date format");
+        *code = OV_BAD_TIME;
+        return 0;
+    }
+    timeval now = {};
+    gettimeofday(&now, nullptr);
+    const tm local = ov::local_time(now.tv_sec);
+    char absolute[32];
+    snprintf(absolute, sizeof absolute, "%.4s%02d%02d%.4s", text, local.tm_hour, local.tm_min, text + 4);
+    const int64_t value = zyn_parse_time(absolute, slot);
+    if (value != 0)
+        return value + local.tm_sec;
+    if (!message.pending())
+        message.set("ovuser: error: parse virtual clock error\n");
+    return 0;
+}

@@ -1,0 +1,184 @@
+#include <sys/time.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "base/message.h"
+#include "ov_helper.h"
+#include "timespec/calendar.h"
+#include "timespec/local_time.h"
+#include "timespec/range.h"
+
+namespace ov
+{
+
+// The move that a relative specification asks for, besides its years.
+struct Distance {
+    int32_t days, hours, minutes;
+
+    int64_t seconds() const { return int64_t{days} * 86400 + int64_t{hours} * 3600 + int64_t{minutes} * 60; }
+};
+
+static timeval real_time()
+{
+    timeval now = {};
+    gettimeofday(&now, nullptr);
+    return now;
+}
+
+// The days that a number of years spans from today on. A year that starts before March is as long as it is
+// itself; one that starts later is as long as the next.
+static int64_t days_in_years(int64_t count, const tm &today)
+{
+    const int64_t year = int64_t{today.tm_year} + 1900;
+    const bool from_march = today.tm_mon >= 2;
+    const auto leap_day = [](bool counts, int64_t of_year) {
+        return counts && is_leap(of_year - since_1900) ? 1 : 0;
+    };
+    if (count > 0)
+        return 365 * count + leap_day(!from_march, year) + leap_years_until(year + count - 1) -
+               leap_years_until(year) + leap_day(from_march, year + count);
+    if (count < 0)
+        return 365 * count - leap_day(from_march, year) - leap_years_until(year - 1) +
+               leap_years_until(year + count) - leap_day(!from_march, year + count);
+    return 0;
+}
+
+static void step_hour_forward(tm &t)
+{
+    if (t.tm_hour == 23) {
+        t.tm_hour = 0;
+        add_one_day_to_tm(&t);
+    } else {
+        ++t.tm_hour;
+    }
+}
+
+static void step_hour_back(tm &t)
+{
+    if (t.tm_hour == 0) {
+        t.tm_hour = 23;
+        subtract_one_day_from_tm(&t);
+    } else {
+        --t.tm_hour;
+    }
+}
+
+// Brings the hour back to the one that was left, after a change of daylight saving time in between. The
+// bound is worked out anew after every step, so that it and the counter meet halfway: a gap of one hour is
+// closed, a larger one only in part, and those across midnight run on past it. Meant so.
+static void align_hour(tm &t, int wanted)
+{
+    const auto forward = [&](int until) {
+        int steps = 0;
+        do {
+            step_hour_forward(t);
+        } while (++steps < until - t.tm_hour);
+    };
+    const auto back = [&](int until) {
+        int steps = 0;
+        do {
+            step_hour_back(t);
+        } while (++steps < t.tm_hour - until);
+    };
+    if (t.tm_hour < wanted)
+        forward(wanted);
+    else if (wanted != 0 && t.tm_hour > wanted)
+        back(wanted);
+    else if (wanted == 0 && t.tm_hour > 21)
+        forward(24);
+    else if (wanted == 0 && t.tm_hour > 0)
+        back(0);
+}
+
+static void move_days(tm &t, int64_t days)
+{
+    if (days == 0)
+        return;
+    // Only a time that could not be broken down has no day; going back, it counts as the first.
+    const int day = days < 0 && t.tm_mday < 1 ? 1 : t.tm_mday;
+    const Date moved = date_of(day_number(int64_t{t.tm_year} + 1900, t.tm_mon + 1, day) + days);
+    t.tm_year = low_32(moved.year - 1900);
+    t.tm_mon = moved.month - 1;
+    t.tm_mday = moved.day;
+}
+
+// Minutes, then hours, on the wall clock: no zone and no daylight saving time has a part in it.
+static void move_time(tm &t, int32_t hours, int32_t minutes)
+{
+    const int64_t minute = int64_t{t.tm_min} + minutes;
+    const int64_t hour = int64_t{t.tm_hour} + floor_div(minute, 60) + hours;
+    t.tm_min = static_cast<int>(minute - 60 * floor_div(minute, 60));
+    t.tm_hour = static_cast<int>(hour - 24 * floor_div(hour, 24));
+    move_days(t, floor_div(hour, 24));
+}
+
+// A move on the wall clock from the present moment; 0 when the date it leads to is no clock value.
+static int64_t walk(const Distance &distance, char **slot)
+{
+    const time_t now = real_time().tv_sec;
+    const tm local = local_time(now);
+    tm t = local_time(wrapping_add(now, int64_t{distance.days} * 86400));
+    t.tm_min = local.tm_min;
+    align_hour(t, local.tm_hour);
+    move_time(t, distance.hours, distance.minutes);
+
+    char text[64];
+    snprintf(text, sizeof text, "%02d%02d%02d%02d%04lld", t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min,
+             t.tm_year + 1900LL);
+    char *copy = strdup(text);
+    const int64_t value = copy != nullptr ? zyn_parse_time(copy, slot) : 0;
+    free(copy);
+    Message message(slot);
+    if (value == 0 && !message.pending())
+        message.set("ovuser: error: Illegal time value for relative time.\n");
+    return value;
+}
+
+} // namespace ov
+
+int64_t parse_reltime(const char *years, const char *days, const char *hours, const char *minutes,
+                      const char *origin, char **slot, int mode)
+{
+    using namespace ov;
+    Message message(slot);
+    const timeval now = real_time();
+    const tm today = local_time(now.tv_sec);
+    const int64_t year_days = days_in_years(read_decimal(years), today);
+    const Distance distance{low_32(read_decimal(days) + year_days), read_decimal(hours),
+                            read_decimal(minutes)};
+
+    int64_t value;
+    if (origin != nullptr) {
+        const int64_t start = read_decimal(origin);
+        if (start > now.tv_sec) {
+            message.set(
+                "ovuser: error: Illegal time value for -o option, must not be greater than the current "
+                "time.\nYou specified %lld\n",
+                static_cast<long long>(start));
+            return 0;
+        }
+        value = start + distance.seconds();
+    } else if (mode != 0) {
+        // The seconds of the minute are counted a second time on top of now's own: meant so.
+        value = wrapping_add(now.tv_sec, distance.seconds() + today.tm_sec);
+    } else {
+        value = walk(distance, slot);
+        if (value == 0)
+            return 0;
+        value += today.tm_sec;
+    }
+
+    if (mode == 0 && value < earliest_clock) {
+        message.set(OV_CLOCK_TOO_EARLY "0x%lx, it is %s\n", static_cast<unsigned long>(value),
+                    time_text(value));
+        return 0;
+    }
+    if (mode == 0 && value > latest_clock) {
+        message.set(OV_CLOCK_TOO_LATE "0x%lx, it is %s\n", static_cast<unsigned long>(value),
+                    time_text(value));
+        return 0;
+    }
+    return value;
+}

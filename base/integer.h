@@ -12,16 +12,31 @@ constexpr int32_t low_32(int64_t value)
     return static_cast<int32_t>(value);
 }
 
-// Wraps around where signed addition would be undefined.
+// Arithmetic that wraps around where the signed operators would be undefined.
 constexpr int64_t wrapping_add(int64_t a, int64_t b)
 {
     return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
 }
 
-// Division towards minus infinity, for a positive divisor.
+constexpr int64_t wrapping_sub(int64_t a, int64_t b)
+{
+    return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
+}
+
+constexpr int64_t wrapping_mul(int64_t a, int64_t b)
+{
+    return static_cast<int64_t>(static_cast<uint64_t>(a) * static_cast<uint64_t>(b));
+}
+
+// Division towards minus infinity, for a positive divisor, and what it leaves, which is never negative.
 constexpr int64_t floor_div(int64_t a, int64_t b)
 {
     return a / b - (a % b < 0 ? 1 : 0);
+}
+
+constexpr int64_t floor_mod(int64_t a, int64_t b)
+{
+    return a % b + (a % b < 0 ? b : 0);
 }
 
 // A decimal text, read without a look at what follows the digits; 0 when it is absent.

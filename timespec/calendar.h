@@ -60,7 +60,7 @@ constexpr Date date_of(int64_t day_number)
 {
     constexpr int64_t days_per_cycle = 146097, march_of_year_0 = 719468;
     const int64_t cycle = floor_div(day_number + march_of_year_0, days_per_cycle);
-    const int64_t day = day_number + march_of_year_0 - cycle * days_per_cycle;
+    const int64_t day = floor_mod(day_number + march_of_year_0, days_per_cycle);
     const int64_t year = (day - day / 1460 + day / 36524 - day / 146096) / 365;
     const int64_t day_of_year = day - (365 * year + year / 4 - year / 100);
     const int64_t month = (5 * day_of_year + 2) / 153;

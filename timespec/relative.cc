@@ -109,8 +109,8 @@ static void move_time(tm &t, int32_t hours, int32_t minutes)
 {
     const int64_t minute = int64_t{t.tm_min} + minutes;
     const int64_t hour = int64_t{t.tm_hour} + floor_div(minute, 60) + hours;
-    t.tm_min = static_cast<int>(minute - 60 * floor_div(minute, 60));
-    t.tm_hour = static_cast<int>(hour - 24 * floor_div(hour, 24));
+    t.tm_min = static_cast<int>(floor_mod(minute, 60));
+    t.tm_hour = static_cast<int>(floor_mod(hour, 24));
     move_days(t, floor_div(hour, 24));
 }
 

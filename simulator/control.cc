@@ -1,0 +1,130 @@
+// The preloaded side of the control file: open, and the five commands. Everything else about a descriptor,
+// close included, is the C library's.
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+
+#include "simulator/faults.h"
+#include "simulator/next.h"
+#include "simulator/state.h"
+
+namespace sim
+{
+
+static constinit Next<int(const char *, int, ...)> next_open("open");
+static constinit Next<int(int, const char *, int, ...)> next_openat("openat");
+static constinit Next<int(int, unsigned long, ...)> next_ioctl("ioctl");
+static constinit Next<int(clockid_t, timespec *)> next_clock_gettime("clock_gettime");
+
+static std::atomic<uint64_t> commands_sent;
+
+// The file to serve as the control file, or null when the path is any other, or the simulator is not set up.
+static const char *state_for(const char *path)
+{
+    return path != nullptr && strcmp(path, ZYNOV_PATH) == 0 ? getenv(state_variable) : nullptr;
+}
+
+static int open_control_file(const char *state, int flags)
+{
+    const int descriptor = next_open(state, O_RDONLY | O_NOFOLLOW | (flags & O_CLOEXEC));
+    if (descriptor >= 0 && flaw_in_state(descriptor) != nullptr) {
+        close(descriptor);
+        errno = EBADMSG;
+        return -1;
+    }
+    return descriptor;
+}
+
+static bool is_command(unsigned long request)
+{
+    return request == ZYNOV_IOC_GET_SLOT || request == ZYNOV_IOC_HIGH_MARK || changes_table(request);
+}
+
+static int run_command(int descriptor, unsigned long command, zynov_iov &record)
+{
+    timespec real;
+    next_clock_gettime(CLOCK_REALTIME, &real);
+    if (changes_table(command)) {
+        const Change change(descriptor);
+        return change.table() != nullptr ? change_table(*change.table(), command, record, real) : errno;
+    }
+    const Table *table = map_state(descriptor);
+    if (table == nullptr)
+        return errno;
+    const int error = query_table(*table, command, record, real);
+    munmap(const_cast<Table *>(table), sizeof(Table));
+    return error;
+}
+
+static int answer_command(int descriptor, unsigned long command, zynov_iov *record)
+{
+    if (record == nullptr) {
+        errno = EFAULT;
+        return -1;
+    }
+    const int kept = errno;
+    int result = 0, error = 0;
+    Faults faults;
+    faults.read(getenv(faults_variable));
+    if (!faults.play(++commands_sent, *record, result, error)) {
+        error = run_command(descriptor, command, *record);
+        result = error != 0 ? -1 : 0;
+    }
+    errno = error != 0 ? error : kept;
+    return result;
+}
+
+} // namespace sim
+
+SIM_INTERPOSED int open(const char *path, int flags, ...)
+{
+    if (const char *state = sim::state_for(path))
+        return sim::open_control_file(state, flags);
+    va_list rest;
+    va_start(rest, flags);
+    const int descriptor = sim::next_open(path, flags, va_arg(rest, mode_t));
+    va_end(rest);
+    return descriptor;
+}
+
+SIM_INTERPOSED int openat(int directory, const char *path, int flags, ...)
+{
+    if (const char *state = sim::state_for(path))
+        return sim::open_control_file(state, flags);
+    va_list rest;
+    va_start(rest, flags);
+    const int descriptor = sim::next_openat(directory, path, flags, va_arg(rest, mode_t));
+    va_end(rest);
+    return descriptor;
+}
+
+SIM_INTERPOSED int ioctl(int descriptor, unsigned long request, ...)
+{
+    va_list rest;
+    va_start(rest, request);
+    void *argument = va_arg(rest, void *);
+    va_end(rest);
+    if (sim::is_command(request) && sim::flaw_in_state(descriptor) == nullptr)
+        return sim::answer_command(descriptor, request, static_cast<zynov_iov *>(argument));
+    return sim::next_ioctl(descriptor, request, argument);
+}
+
+// The other names under which a program may have been compiled to call them.
+SIM_INTERPOSED int open64(const char *, int, ...) __attribute__((alias("open")));
+SIM_INTERPOSED int openat64(int, const char *, int, ...) __attribute__((alias("openat")));
+SIM_INTERPOSED int __open_2(const char *path, int flags)
+{
+    return open(path, flags);
+}
+SIM_INTERPOSED int __openat_2(int directory, const char *path, int flags)
+{
+    return openat(directory, path, flags);
+}
+SIM_INTERPOSED int __open64_2(const char *, int) __attribute__((alias("__open_2")));
+SIM_INTERPOSED int __openat64_2(int, const char *, int) __attribute__((alias("__openat_2")));

@@ -1,0 +1,46 @@
+// The file that the clock table lies in. A descriptor that is open on it is what a simulated process holds as
+// its control file, so that dup, fork and exec need no help: the file itself tells what the descriptor is.
+#pragma once
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include "simulator/table.h"
+
+namespace sim
+{
+
+// In the environment of every process under the simulator: the file, and the faults to play.
+constexpr char state_variable[] = "ZYNOV_SIM_STATE";
+constexpr char faults_variable[] = "ZYNOV_SIM_FAULTS";
+
+// Makes an empty table in a file that must not be there yet, whole at once: nobody sees half of it. Returns
+// 0, or an errno; EEXIST when there is one.
+int create_state(const char *path, mode_t mode);
+
+// What is wrong with an open file that should be a clock table, in words; null when it is a good one.
+const char *flaw_in_state(int descriptor);
+
+// The table of a good file, for reading, until munmap; null when it cannot be mapped, and errno tells why.
+const Table *map_state(int descriptor);
+
+// The right to change a table: exclusive among all processes and threads, given up at the end of the scope
+// and by a process that is killed.
+class Change
+{
+  public:
+    // Any descriptor of the file serves, a shared or read-only one too.
+    explicit Change(int descriptor);
+    ~Change();
+    Change(const Change &) = delete;
+    Change &operator=(const Change &) = delete;
+
+    // Null when the file may not be written or mapped; errno then tells why.
+    Table *table() const { return table_; }
+
+  private:
+    int lock_;
+    Table *table_;
+};
+
+} // namespace sim

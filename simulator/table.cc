@@ -1,0 +1,256 @@
+#include "simulator/table.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <bit>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "base/errno_guard.h"
+#include "base/integer.h"
+#include "timespec/local_time.h"
+#include "timespec/range.h"
+
+namespace sim
+{
+
+constexpr int64_t nanoseconds_per_second = 1'000'000'000;
+constexpr int64_t seconds_per_day = 86400;
+
+enum Kind : uint64_t { no_kind = 0, process_kind = 3 };
+
+// The module's own words for "no such clock": the engine looks for them.
+constexpr int no_clock_to_delete = EL2HLT, no_clock_to_reset = ENOENT;
+
+// A table that somebody scribbled in may hold anything, so no sum in here may be undefined.
+timespec time_on(const Clock &clock, const timespec &real)
+{
+    int64_t seconds = ov::wrapping_sub(real.tv_sec, clock.real_seconds);
+    int64_t nanoseconds = ov::wrapping_sub(real.tv_nsec, clock.real_nanoseconds);
+    const int64_t speed = ov::low_32(clock.speed);
+    if (speed == 0 || speed > 1000) {
+        seconds = nanoseconds = 0;
+    } else if (speed > 1) {
+        seconds = ov::wrapping_mul(seconds, speed);
+        nanoseconds = ov::wrapping_mul(nanoseconds, speed);
+    } else if (speed < -1) {
+        const int64_t rest = seconds % -speed;
+        seconds /= -speed;
+        nanoseconds = ov::floor_div(ov::wrapping_add(nanoseconds, rest * nanoseconds_per_second), -speed);
+    }
+    seconds = ov::wrapping_add(clock.start, seconds);
+    seconds = ov::wrapping_add(seconds, ov::floor_div(nanoseconds, nanoseconds_per_second));
+    nanoseconds = ov::floor_mod(nanoseconds, nanoseconds_per_second);
+
+    if (clock.rewinds()) {
+        const auto time_of_day = [&](int64_t instant) {
+            return ov::floor_mod(ov::wrapping_add(instant, clock.utc_offset), seconds_per_day);
+        };
+        const int64_t midnight = ov::wrapping_sub(clock.start, time_of_day(clock.start));
+        seconds = ov::wrapping_add(midnight, time_of_day(seconds));
+    }
+    return {seconds, nanoseconds};
+}
+
+uint64_t process_birth(const char *status_line)
+{
+    ov::ErrnoGuard keep;
+    const int descriptor = open(status_line, O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        return 0;
+    char text[1024];
+    const ssize_t length = read(descriptor, text, sizeof text - 1);
+    close(descriptor);
+    text[length > 0 ? length : 0] = '\0';
+    // The name of the program, in parentheses, may hold anything. Behind it come the fields from 3 on.
+    const char *field = strrchr(text, ')');
+    constexpr int start_time = 22;
+    for (int number = 2; field != nullptr && number < start_time; ++number)
+        field = strchr(field + 1, ' ');
+    uint64_t ticks = 0;
+    while (field != nullptr && *++field >= '0' && *field <= '9')
+        ticks = 10 * ticks + static_cast<uint64_t>(*field - '0');
+    return ticks;
+}
+
+static uint64_t process_birth(int64_t pid)
+{
+    char path[48];
+    snprintf(path, sizeof path, "/proc/%lld/stat", static_cast<long long>(pid));
+    return process_birth(path);
+}
+
+bool is_current(const Clock &clock)
+{
+    return clock.kind() != process_kind || clock.birth == process_birth(clock.id);
+}
+
+Clock Slot::load() const
+{
+    std::array<uint64_t, words> copy;
+    uint64_t version;
+    do {
+        version = version_.load(std::memory_order_acquire);
+        for (size_t i = 0; i < words; ++i)
+            copy[i] = copies_[version % 2][i].load(std::memory_order_acquire);
+    } while (version_.load(std::memory_order_relaxed) != version);
+    return std::bit_cast<Clock>(copy);
+}
+
+void Slot::store(const Clock &clock)
+{
+    const auto copy = std::bit_cast<std::array<uint64_t, words>>(clock);
+    const uint64_t version = version_.load(std::memory_order_relaxed) + 1;
+    for (size_t i = 0; i < words; ++i)
+        copies_[version % 2][i].store(copy[i], std::memory_order_release);
+    version_.store(version, std::memory_order_release);
+}
+
+bool changes_table(unsigned long command)
+{
+    return command == ZYNOV_IOC_ADD_CLOCK || command == ZYNOV_IOC_DELETE_CLOCK ||
+           command == ZYNOV_IOC_RESET_ALL;
+}
+
+static void replace(Table &table, uint32_t slot, const Clock &clock)
+{
+    const uint64_t under_way = table.generation.load(std::memory_order_relaxed) | 1;
+    table.generation.store(under_way, std::memory_order_relaxed);
+    table.slots[slot].store(clock);
+    table.generation.store(under_way + 1, std::memory_order_release);
+}
+
+struct Places {
+    uint32_t found, first_free; // Table::capacity when there is none
+};
+
+// Looks for the clock of (kind, id, container). The clocks of processes that have ended count as free.
+static Places find(const Table &table, uint64_t kind, int64_t id, uint64_t container_id)
+{
+    Places places = {Table::capacity, Table::capacity};
+    for (uint32_t i = 0; i < Table::capacity && places.found == Table::capacity; ++i) {
+        const Clock clock = table.slots[i].load();
+        if (clock.kind() == no_kind || !is_current(clock)) {
+            if (places.first_free == Table::capacity)
+                places.first_free = i;
+        } else if (clock.kind() == kind && clock.id == id && clock.container_id == container_id) {
+            places.found = i;
+        }
+    }
+    return places;
+}
+
+static int add(Table &table, const zynov_iov &record, const timespec &real)
+{
+    const uint64_t kind = record.flags & ZYNOV_KIND_MASK;
+    if (kind == no_kind || kind > process_kind)
+        return EINVAL;
+    const Places places = find(table, kind, record.id, record.container_id);
+    if (places.found != Table::capacity)
+        return EEXIST;
+    if (record.vtime < ov::earliest_clock)
+        return EINVAL;
+    if (record.vtime > ov::latest_clock)
+        return EOVERFLOW;
+    if (places.first_free == Table::capacity)
+        return ENOSPC;
+    replace(table, places.first_free,
+            {.id = record.id,
+             .flags = record.flags,
+             .container_id = record.container_id,
+             .speed = record.speed,
+             .origin = record.origin,
+             .start = record.vtime,
+             .real_seconds = real.tv_sec,
+             .real_nanoseconds = real.tv_nsec,
+             .utc_offset = ov::local_time(record.vtime).tm_gmtoff,
+             .birth = kind == process_kind ? process_birth(record.id) : 0});
+    return 0;
+}
+
+static int remove(Table &table, const zynov_iov &record)
+{
+    // The kind comes in the place of the clock value.
+    const auto kind = static_cast<uint64_t>(record.vtime);
+    const Places places = find(table, kind, record.id, record.container_id);
+    if (places.found == Table::capacity)
+        return no_clock_to_delete;
+    replace(table, places.found, {});
+    return 0;
+}
+
+static int reset(Table &table, uint64_t container_id)
+{
+    bool any = false;
+    for (uint32_t i = 0; i < Table::capacity; ++i) {
+        const Clock clock = table.slots[i].load();
+        if (clock.kind() == no_kind || clock.container_id != container_id)
+            continue;
+        replace(table, i, {});
+        any = true;
+    }
+    return any ? 0 : no_clock_to_reset;
+}
+
+static int get_slot(const Table &table, zynov_iov &record, const timespec &real)
+{
+    if (record.slot >= Table::capacity)
+        return EINVAL;
+    const Clock clock = table.slots[record.slot].load();
+    if (clock.kind() == no_kind || !is_current(clock)) {
+        record.id = 0;
+        return 0;
+    }
+    record.id = clock.id;
+    record.vtime = time_on(clock, real).tv_sec;
+    record.flags = clock.flags;
+    record.speed = clock.speed;
+    record.origin = clock.origin;
+    // The date that the listing shows: the one that a rewinding clock holds, or simply the present one.
+    record.base = ov::wrapping_sub(clock.rewinds() ? clock.start : record.vtime, clock.origin);
+    record.container_id = clock.container_id;
+    return 0;
+}
+
+static int64_t high_mark(const Table &table)
+{
+    int64_t slot = Table::capacity - 1;
+    while (slot >= 0 && table.slots[static_cast<size_t>(slot)].load().kind() == no_kind)
+        --slot;
+    return slot;
+}
+
+int change_table(Table &table, unsigned long command, const zynov_iov &record, const timespec &real)
+{
+    if (record.version != ZYNOV_IOV_VERSION)
+        return EILSEQ;
+    switch (command) {
+    case ZYNOV_IOC_ADD_CLOCK:
+        return add(table, record, real); // vtime already holds the value set
+    case ZYNOV_IOC_DELETE_CLOCK:
+        return remove(table, record);
+    case ZYNOV_IOC_RESET_ALL:
+        return reset(table, record.container_id);
+    default:
+        return ENOTTY;
+    }
+}
+
+int query_table(const Table &table, unsigned long command, zynov_iov &record, const timespec &real)
+{
+    if (record.version != ZYNOV_IOV_VERSION)
+        return EILSEQ;
+    switch (command) {
+    case ZYNOV_IOC_GET_SLOT:
+        return get_slot(table, record, real);
+    case ZYNOV_IOC_HIGH_MARK:
+        record.speed = high_mark(table);
+        return 0;
+    default:
+        return ENOTTY;
+    }
+}
+
+} // namespace sim

@@ -1,0 +1,173 @@
+// zynov-sim: runs a command, and all that it starts, with a simulated kernel module.
+#include <fcntl.h>
+#include <getopt.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "simulator/faults.h"
+#include "simulator/state.h"
+
+namespace sim
+{
+
+// As env and nohup do: the simulator's own failures, and those of starting the command.
+enum Exit { own_failure = 125, cannot_execute = 126, not_found = 127 };
+
+static constexpr char help[] =
+    "usage: zynov-sim [--state FILE [--shared]] [--fault SCRIPT] COMMAND [ARGS...]\n"
+    "\n"
+    "Runs COMMAND, and all that it starts, on a simulated Orvane kernel module.\n"
+    "\n"
+    "  --state FILE    keep the clock table in FILE (default: one for each user)\n"
+    "  --shared        let all users of this machine read and write FILE\n"
+    "  --fault SCRIPT  answer the n-th command of a process with a result, an errno and an edit\n"
+    "                  of the record: N:RESULT:ERRNO[:FIELD=VALUE], more of them after commas\n"
+    "  --help          print this text\n";
+
+[[noreturn]] static void fail(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+static void fail(const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    fputs("zynov-sim: ", stderr);
+    vfprintf(stderr, format, arguments);
+    fputc('\n', stderr);
+    va_end(arguments);
+    exit(own_failure);
+}
+
+static char *text(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+static char *text(const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    char *result;
+    if (vasprintf(&result, format, arguments) < 0)
+        fail("out of memory");
+    va_end(arguments);
+    return result;
+}
+
+// A folder that belongs to this user alone.
+static bool is_private_folder(const char *path)
+{
+    struct stat folder;
+    return lstat(path, &folder) == 0 && S_ISDIR(folder.st_mode) && folder.st_uid == geteuid() &&
+           (folder.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+static const char *default_state()
+{
+    const char *runtime = getenv("XDG_RUNTIME_DIR");
+    if (runtime != nullptr && runtime[0] == '/' && is_private_folder(runtime))
+        return text("%s/zynov-sim", runtime);
+    const char *folder = text("/tmp/zynov-sim-%u", geteuid());
+    if (mkdir(folder, 0700) != 0 && errno != EEXIST)
+        fail("%s: %s", folder, strerror(errno));
+    if (!is_private_folder(folder))
+        fail("%s: not a folder of yours alone", folder);
+    return text("%s/table", folder);
+}
+
+static void prepare_state(const char *path, bool shared)
+{
+    const mode_t mode = shared ? 0666 : 0600;
+    const int error = create_state(path, mode);
+    if (error != 0 && error != EEXIST)
+        fail("%s: %s", path, strerror(error));
+    const int descriptor = open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0)
+        fail("%s: %s", path, errno == ELOOP ? "is a symbolic link" : strerror(errno));
+    if (const char *flaw = flaw_in_state(descriptor))
+        fail("%s: %s", path, flaw);
+    struct stat file;
+    if (shared && fstat(descriptor, &file) == 0 && (file.st_mode & mode) != mode &&
+        fchmod(descriptor, mode) != 0)
+        fail("%s: %s", path, strerror(errno));
+    close(descriptor);
+}
+
+static const char *find_library()
+{
+    char program[PATH_MAX];
+    const ssize_t length = readlink("/proc/self/exe", program, sizeof program - 1);
+    if (length < 0)
+        fail("/proc/self/exe: %s", strerror(errno));
+    program[length] = '\0';
+    *strrchr(program, '/') = '\0';
+    for (const char *folder : {".", "../" OV_SIM_LIBRARY_FOLDER}) {
+        char *path = realpath(text("%s/%s/libzynov_sim.so", program, folder), nullptr);
+        if (path == nullptr)
+            continue;
+        if (strpbrk(path, " :") != nullptr)
+            fail("%s: a library whose path has a blank or a colon cannot be preloaded", path);
+        return path;
+    }
+    fail("libzynov_sim.so is neither in %s nor installed", program);
+}
+
+} // namespace sim
+
+int main(int argc, char **argv)
+{
+    using namespace sim;
+    static constexpr option options[] = {{"state", required_argument, nullptr, 's'},
+                                         {"shared", no_argument, nullptr, 'S'},
+                                         {"fault", required_argument, nullptr, 'f'},
+                                         {"help", no_argument, nullptr, 'h'},
+                                         {}};
+    const char *state = nullptr, *script = nullptr;
+    bool shared = false;
+    for (int choice; (choice = getopt_long(argc, argv, "+", options, nullptr)) != -1;) {
+        switch (choice) {
+        case 's':
+            state = optarg;
+            break;
+        case 'S':
+            shared = true;
+            break;
+        case 'f':
+            script = optarg;
+            break;
+        case 'h':
+            fputs(help, stdout);
+            return 0;
+        default:
+            fputs(help, stderr);
+            return own_failure;
+        }
+    }
+    if (optind == argc || (shared && state == nullptr)) {
+        fputs(help, stderr);
+        return own_failure;
+    }
+    if (!Faults().read(script))
+        fail("%s: not a fault script", script);
+
+    if (state == nullptr)
+        state = default_state();
+    prepare_state(state, shared);
+    char *whole_path = realpath(state, nullptr);
+    const char *others = getenv("LD_PRELOAD");
+    const bool any_others = others != nullptr && *others != '\0';
+    if (whole_path == nullptr || setenv(state_variable, whole_path, 1) != 0 ||
+        setenv("LD_PRELOAD", text("%s%s%s", find_library(), any_others ? ":" : "", any_others ? others : ""),
+               1) != 0)
+        fail("%s: %s", state, strerror(errno));
+    if (script != nullptr)
+        setenv(faults_variable, script, 1);
+
+    execvp(argv[optind], argv + optind);
+    const Exit status = errno == ENOENT ? not_found : cannot_execute;
+    fprintf(stderr, "zynov-sim: %s: %s\n", argv[optind], strerror(errno));
+    return status;
+}

@@ -1,0 +1,95 @@
+#include "ovuser/command.h"
+
+#include <getopt.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace ovuser
+{
+
+// The engine leaves these to its front end.
+static constexpr struct {
+    int32_t code;
+    const char *text;
+} explanations[] = {
+    {OV_BAD_OPERATION, "unknown operation"},
+    {OV_NO_IDENTITY_TEXT, "an identity is missing"},
+    {OV_TOO_MANY_IDENTITIES, "too many identities, a request takes at most 10"},
+    {OV_BAD_KIND, "an identity is neither a user, a group nor a process"},
+};
+
+int misunderstood(const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    fputs("ovuser: error: ", stderr);
+    vfprintf(stderr, format, arguments);
+    fputc('\n', stderr);
+    va_end(arguments);
+    return not_understood;
+}
+
+void read_identities(int argc, char **argv, ov_request &request)
+{
+    static constexpr struct {
+        char letter;
+        ov_kind kind;
+    } prefixes[] = {{'u', OV_USER}, {'g', OV_GROUP}, {'p', OV_PROCESS}};
+    request.id_count = argc;
+    for (int i = 0; i < argc && i < OV_MAX_IDENTITIES; ++i) {
+        request.id_kind[i] = OV_USER;
+        request.id_text[i] = argv[i];
+        for (const auto &prefix : prefixes) {
+            if (argv[i][0] == prefix.letter && argv[i][1] == ':') {
+                request.id_kind[i] = prefix.kind;
+                request.id_text[i] = argv[i] + 2;
+            }
+        }
+    }
+}
+
+bool read_identities_only(int argc, char **argv, const char *help, ov_request &request, int &status)
+{
+    static constexpr option options[] = {{"help", no_argument, nullptr, 'h'}, {}};
+    argv[0] = const_cast<char *>("ovuser: error"); // how getopt begins its messages
+    const int choice = getopt_long(argc, argv, "h", options, nullptr);
+    if (choice != -1) {
+        if (choice == 'h')
+            fputs(help, stdout);
+        status = choice == 'h' ? done : not_understood;
+        return false;
+    }
+    read_identities(argc - optind, argv + optind, request);
+    return true;
+}
+
+int perform(const ov_request &request)
+{
+    char *message = nullptr;
+    const int32_t result = ov_process_request(&request, &message);
+    return conclude(result, message);
+}
+
+int conclude(int32_t result, char *message)
+{
+    if (message != nullptr) {
+        fputs(message, result == OV_OK ? stdout : stderr);
+        free(message);
+        return check_rc(result);
+    }
+    if (result == OV_OK)
+        return done;
+    for (const auto &explanation : explanations) {
+        if (explanation.code == result) {
+            fprintf(stderr, "ovuser: error: %s\n", explanation.text);
+            return check_rc(result);
+        }
+    }
+    fprintf(stderr, "ovuser: error: the request was not carried out, result = %d\n", result);
+    return check_rc(result);
+}
+
+} // namespace ovuser

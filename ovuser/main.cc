@@ -1,0 +1,65 @@
+// ovuser: virtual clocks for users, groups and processes, from the command line.
+#include <cstdio>
+#include <cstring>
+
+#include "ovuser/command.h"
+
+namespace ovuser
+{
+
+static constexpr Subcommand subcommands[] = {
+    {"add", add_command, "give identities a virtual clock"},
+    {"delete", delete_command, "take their virtual clocks away"},
+    {"list", list_command, "show the virtual clocks that concern you"},
+    {"reset", reset_command, "take all virtual clocks away"},
+};
+
+static void print_usage(FILE *stream)
+{
+    fputs("usage: ovuser SUBCOMMAND [ARGUMENTS...]\n\n", stream);
+    for (const Subcommand &subcommand : subcommands)
+        fprintf(stream, "  %-10s %s\n", subcommand.word, subcommand.help);
+    fputs("\n"
+          "  --version  print the version\n"
+          "  --help     print this text; 'ovuser SUBCOMMAND --help' says more\n"
+          "\n"
+          "An identity is u:USER, g:GROUP or p:PID, by name or by number; without a prefix it is a user,\n"
+          "and none at all means you.\n"
+          "\n"
+          "Exit status: 0 done, 2 bad request, 3 bad speed, 4 bad time or no such clock, 5 refused or "
+          "failed.\n",
+          stream);
+}
+
+static int run(int argc, char **argv)
+{
+    const char *word = argc > 1 ? argv[1] : "";
+    if (strcmp(word, "--version") == 0) {
+        print_header(argv[0]);
+        return done;
+    }
+    if (strcmp(word, "--help") == 0 || strcmp(word, "-h") == 0) {
+        print_usage(stdout);
+        return done;
+    }
+    for (const Subcommand &subcommand : subcommands)
+        if (strcmp(word, subcommand.word) == 0)
+            return subcommand.run(argc - 1, argv + 1);
+    if (argc < 2) {
+        print_usage(stderr);
+        return not_understood;
+    }
+    return misunderstood("%s is not a subcommand; 'ovuser --help' lists them", word);
+}
+
+} // namespace ovuser
+
+int main(int argc, char **argv)
+{
+    const int status = ovuser::run(argc, argv);
+    if (fflush(stdout) != 0 || ferror(stdout) != 0) {
+        perror("ovuser: error: standard output");
+        return status != ovuser::done ? status : ovuser::not_carried_out;
+    }
+    return status;
+}

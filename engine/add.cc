@@ -4,7 +4,7 @@
 #include "base/integer.h"
 #include "engine/operations.h"
 #include "identity/kinds.h"
-#include "timespec/local_time.h"
+#include "base/local_time.h"
 #include "timespec/range.h"
 
 namespace ov
@@ -50,8 +50,7 @@ int32_t read_clock_setting(const ov_request &request, ClockSetting &clock, Messa
         return relative ? OV_BAD_RELATIVE_TIME : OV_BAD_TIME;
 
     // The origin goes to the kernel whatever the form; the relative mode only with a relative value.
-    clock = {value, relative ? request.rel_mode : 0, request.rewind, read_decimal(request.rel_origin),
-             request.speed};
+    clock = {value, relative ? request.rel_mode : 0, request.rewind, read_decimal(request.rel_origin), request.speed};
     return OV_OK;
 }
 
@@ -90,8 +89,7 @@ static int32_t add_clock(const ControlFile &control, int32_t kind, int32_t numbe
     return outcome;
 }
 
-int32_t add_clocks(const ControlFile &control, const Identities &who, const ClockSetting &clock,
-                   Message &message)
+int32_t add_clocks(const ControlFile &control, const Identities &who, const ClockSetting &clock, Message &message)
 {
     int32_t result = OV_OK;
     for (int i = 0; i < who.count; ++i) {

@@ -30,8 +30,7 @@ struct ClockSetting {
 int32_t read_clock_setting(const ov_request &request, ClockSetting &clock, Message &message);
 
 // Each returns the operation's result, with errno as the last kernel command (or the listing) left it.
-int32_t add_clocks(const ControlFile &control, const Identities &who, const ClockSetting &clock,
-                   Message &message);
+int32_t add_clocks(const ControlFile &control, const Identities &who, const ClockSetting &clock, Message &message);
 int32_t delete_clocks(const ControlFile &control, const Identities &who, Message &message);
 int32_t list_clocks(const ControlFile &control, int32_t caller, Message &message);
 int32_t reset_clocks(const ControlFile &control, Message &message);

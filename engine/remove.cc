@@ -17,8 +17,7 @@ static int32_t delete_clock(const ControlFile &control, int32_t kind, int32_t nu
     theiov.container_id = zyn_get_container_ID();
     const int outcome = send_command(control.descriptor(), ZYNOV_IOC_DELETE_CLOCK);
     if (outcome == 0) {
-        message.set("ovuser: report: Virtual clock for %cid %d has been deleted\n", identity_letter(kind),
-                    number);
+        message.set("ovuser: report: Virtual clock for %cid %d has been deleted\n", identity_letter(kind), number);
         return OV_OK;
     }
     if (outcome == -1 && errno == EL2HLT) {
@@ -45,11 +44,9 @@ int32_t reset_clocks(const ControlFile &control, Message &message)
     if (outcome != 0 && !nothing_there)
         return outcome;
     if (!message.pending())
-        message.set(
-            "%s",
-            nothing_there
-                ? "ovuser: warning: Reset Orvane completed with no entry in it.\n"
-                : "ovuser: report: All Orvane users have been reset to the system clock successfully.\n");
+        message.set("%s", nothing_there
+                              ? "ovuser: warning: Reset Orvane completed with no entry in it.\n"
+                              : "ovuser: report: All Orvane users have been reset to the system clock successfully.\n");
     return OV_OK;
 }
 

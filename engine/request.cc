@@ -74,14 +74,12 @@ static int32_t permit(const ov_request &request, const Identities &who, int32_t 
 }
 
 // What is asked of the caller only when the control file is open.
-static int32_t permit_opened(const ov_request &request, const Identities &who, int32_t caller,
-                             Message &message)
+static int32_t permit_opened(const ov_request &request, const Identities &who, int32_t caller, Message &message)
 {
     const char *refusal = nullptr;
     if (request.operation == OV_DELETE && !may_modify(who, caller))
         refusal = "ovuser: error: Only root can delete other OV users.\n"; // a guard: permit() comes first
-    else if (request.operation == OV_LIST && caller != 0 && who.kinds[0] == OV_USER &&
-             !is_own_user(who, caller))
+    else if (request.operation == OV_LIST && caller != 0 && who.kinds[0] == OV_USER && !is_own_user(who, caller))
         refusal = "ovuser: error: Non-root user can not list other OV users.\n";
     else if (request.operation == OV_RESET && caller != 0)
         refusal = "ovuser: error: Only root can reset all the OV users.\n";

@@ -36,6 +36,5 @@ int32_t check_rc(int32_t code)
     constexpr int32_t unknown = 5;
     if (code == OV_OK)
         return 0;
-    return code >= OV_NO_IDENTITY_TEXT && code <= OV_ROOT_IDENTITY ? classes[code - OV_NO_IDENTITY_TEXT]
-                                                                   : unknown;
+    return code >= OV_NO_IDENTITY_TEXT && code <= OV_ROOT_IDENTITY ? classes[code - OV_NO_IDENTITY_TEXT] : unknown;
 }

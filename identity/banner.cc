@@ -6,7 +6,7 @@
 
 #include "base/integer.h"
 #include "ov_helper.h"
-#include "timespec/local_time.h"
+#include "base/local_time.h"
 
 int print_header(const char *path)
 {
@@ -21,6 +21,6 @@ int print_header(const char *path)
     fprintf(stdout, "Copyright (c) 1997-%d Orvane. All rights reserved.", year);
     fputc('\n', stdout);
     const char *slash = strrchr(path, '/');
-    return printf("Orvane %s utility version %sR%s for Linux Kernel %s,\n",
-                  slash != nullptr ? slash + 1 : path, OV_VERSION, OV_RELEASE, "2.6 or up");
+    return printf("Orvane %s utility version %sR%s for Linux Kernel %s,\n", slash != nullptr ? slash + 1 : path,
+                  OV_VERSION, OV_RELEASE, "2.6 or up");
 }

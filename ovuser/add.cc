@@ -34,22 +34,7 @@ static constexpr char add_help[] =
     "  --rewind            go back to the same date at every midnight\n"
     "  --dry-run           only print the clock value that would be set\n";
 
-enum Choice {
-    at = 1,
-    date,
-    epoch,
-    in,
-    years,
-    days,
-    hours,
-    minutes,
-    origin,
-    offset,
-    speed,
-    rewind,
-    dry_run,
-    help
-};
+enum Choice { at = 1, date, epoch, in, years, days, hours, minutes, origin, offset, speed, rewind, dry_run, help };
 
 static constexpr option options[] = {
     {"at", required_argument, nullptr, at},
@@ -164,9 +149,8 @@ static int take_option(int choice, Command &command)
         if (strcmp(optarg, "frozen") == 0) {
             request.speed = OV_SPEED_FROZEN;
         } else if (parse_speed(optarg, &request.speed) != 0) {
-            misunderstood(
-                "wrong parameters for speed: %s, it must be an integer and belongs to  [-1000, 1000].",
-                optarg);
+            misunderstood("wrong parameters for speed: %s, it must be an integer and belongs to  [-1000, 1000].",
+                          optarg);
             return check_rc(OV_BAD_SPEED);
         }
         return done;
@@ -218,8 +202,8 @@ static int rehearse(const ov_request &request)
     }
     const char *text = ctime(&value);
     const int length = text != nullptr ? static_cast<int>(strcspn(text, "\n")) : 0;
-    printf("ovuser: report: The virtual clock would be set to %.*s (%" PRId64 " seconds since the epoch)\n",
-           length, text != nullptr ? text : "", static_cast<int64_t>(value));
+    printf("ovuser: report: The virtual clock would be set to %.*s (%" PRId64 " seconds since the epoch)\n", length,
+           text != nullptr ? text : "", static_cast<int64_t>(value));
     return done;
 }
 
@@ -238,8 +222,7 @@ int add_command(int argc, char **argv)
         }
         if (choice <= offset)
             if (const int other = when.clash(choice))
-                return misunderstood("--%s and --%s cannot be given together", name_of(other),
-                                     name_of(choice));
+                return misunderstood("--%s and --%s cannot be given together", name_of(other), name_of(choice));
         if (const int status = take_option(choice, command))
             return status;
     }

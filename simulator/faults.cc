@@ -12,9 +12,9 @@ struct Field {
     size_t offset, size;
 };
 
-#define FIELD(name)                                                                                          \
-    {                                                                                                        \
-#name, offsetof(zynov_iov, name), sizeof(zynov_iov::name)                                            \
+#define FIELD(name)                                                                                                    \
+    {                                                                                                                  \
+#name, offsetof(zynov_iov, name), sizeof(zynov_iov::name)                                                      \
     }
 
 static constexpr Field fields[] = {FIELD(version), FIELD(slot),  FIELD(kernel_error), FIELD(id),

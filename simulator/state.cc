@@ -26,9 +26,8 @@ int create_state(const char *path, mode_t mode)
     if (descriptor < 0) {
         error = errno;
     } else {
-        if (ftruncate(descriptor, sizeof(Table)) != 0 ||
-            write(descriptor, &header, sizeof header) != sizeof header || fchmod(descriptor, mode) != 0 ||
-            link(draft, path) != 0)
+        if (ftruncate(descriptor, sizeof(Table)) != 0 || write(descriptor, &header, sizeof header) != sizeof header ||
+            fchmod(descriptor, mode) != 0 || link(draft, path) != 0)
             error = errno;
         close(descriptor);
         unlink(draft);

@@ -10,7 +10,7 @@
 
 #include "base/errno_guard.h"
 #include "base/integer.h"
-#include "timespec/local_time.h"
+#include "base/local_time.h"
 #include "timespec/range.h"
 
 namespace sim
@@ -110,8 +110,7 @@ void Slot::store(const Clock &clock)
 
 bool changes_table(unsigned long command)
 {
-    return command == ZYNOV_IOC_ADD_CLOCK || command == ZYNOV_IOC_DELETE_CLOCK ||
-           command == ZYNOV_IOC_RESET_ALL;
+    return command == ZYNOV_IOC_ADD_CLOCK || command == ZYNOV_IOC_DELETE_CLOCK || command == ZYNOV_IOC_RESET_ALL;
 }
 
 static void replace(Table &table, uint32_t slot, const Clock &clock)

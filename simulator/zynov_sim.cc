@@ -90,8 +90,7 @@ static void prepare_state(const char *path, bool shared)
     if (const char *flaw = flaw_in_state(descriptor))
         fail("%s: %s", path, flaw);
     struct stat file;
-    if (shared && fstat(descriptor, &file) == 0 && (file.st_mode & mode) != mode &&
-        fchmod(descriptor, mode) != 0)
+    if (shared && fstat(descriptor, &file) == 0 && (file.st_mode & mode) != mode && fchmod(descriptor, mode) != 0)
         fail("%s: %s", path, strerror(errno));
     close(descriptor);
 }
@@ -160,8 +159,7 @@ int main(int argc, char **argv)
     const char *others = getenv("LD_PRELOAD");
     const bool any_others = others != nullptr && *others != '\0';
     if (whole_path == nullptr || setenv(state_variable, whole_path, 1) != 0 ||
-        setenv("LD_PRELOAD", text("%s%s%s", find_library(), any_others ? ":" : "", any_others ? others : ""),
-               1) != 0)
+        setenv("LD_PRELOAD", text("%s%s%s", find_library(), any_others ? ":" : "", any_others ? others : ""), 1) != 0)
         fail("%s: %s", state, strerror(errno));
     if (script != nullptr)
         setenv(faults_variable, script, 1);

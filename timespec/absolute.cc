@@ -5,7 +5,7 @@
 #include "base/message.h"
 #include "ov_helper.h"
 #include "timespec/calendar.h"
-#include "timespec/local_time.h"
+#include "base/local_time.h"
 #include "timespec/range.h"
 
 namespace ov
@@ -91,8 +91,7 @@ int64_t zyn_parse_time(const char *text, char **slot)
         return refuse("invalid days with regard to year and month of Febrary[1 ~ 28]");
 
     tzset();
-    const int64_t value =
-        day_number(t.year, t.month, t.day) * 86400 + t.hour * 3600 + t.minute * 60 + timezone;
+    const int64_t value = day_number(t.year, t.month, t.day) * 86400 + t.hour * 3600 + t.minute * 60 + timezone;
     if (value < earliest_clock || value > latest_clock) {
         if (value < earliest_clock)
             message.set(OV_CLOCK_TOO_EARLY "%s, it is %s\n", text, time_text(value));
@@ -133,6 +132,5 @@ int64_t zyn_parse_tm_time(const struct tm *record, const char **message)
     tzset();
     // The seconds of whole days wrap around in 32 bits from 2038-01-21 on: meant so.
     const int64_t days = day_number(record->tm_year, record->tm_mon, record->tm_mday, full_year);
-    return correct_daylight_saving(low_32(days * 86400) + record->tm_hour * 3600 + record->tm_min * 60 +
-                                   timezone);
+    return correct_daylight_saving(low_32(days * 86400) + record->tm_hour * 3600 + record->tm_min * 60 + timezone);
 }

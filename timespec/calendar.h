@@ -68,8 +68,7 @@ constexpr Date date_of(int64_t day_number)
             static_cast<int>(day_of_year - (153 * month + 2) / 5 + 1)};
 }
 
-static_assert(day_number(1970, 1, 1) == 0 && day_number(2000, 3, 1) == 11017 &&
-              day_number(0, 3, 1) == -719468);
+static_assert(day_number(1970, 1, 1) == 0 && day_number(2000, 3, 1) == 11017 && day_number(0, 3, 1) == -719468);
 static_assert(day_number(2000, 3, 1, full_year) == 11016 && day_number(2101, 1, 1, full_year) == 47847);
 static_assert(date_of(-719469) == Date{0, 2, 29} && date_of(11016) == Date{2000, 2, 29});
 

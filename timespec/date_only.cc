@@ -5,7 +5,7 @@
 
 #include "base/message.h"
 #include "ov_helper.h"
-#include "timespec/local_time.h"
+#include "base/local_time.h"
 #include "timespec/range.h"
 
 int64_t parse_Xtime(const char *text, char **slot, int *code)

@@ -7,7 +7,7 @@
 #include "base/message.h"
 #include "ov_helper.h"
 #include "timespec/calendar.h"
-#include "timespec/local_time.h"
+#include "base/local_time.h"
 #include "timespec/range.h"
 
 namespace ov
@@ -33,15 +33,13 @@ static int64_t days_in_years(int64_t count, const tm &today)
 {
     const int64_t year = int64_t{today.tm_year} + 1900;
     const bool from_march = today.tm_mon >= 2;
-    const auto leap_day = [](bool counts, int64_t of_year) {
-        return counts && is_leap(of_year - since_1900) ? 1 : 0;
-    };
+    const auto leap_day = [](bool counts, int64_t of_year) { return counts && is_leap(of_year - since_1900) ? 1 : 0; };
     if (count > 0)
-        return 365 * count + leap_day(!from_march, year) + leap_years_until(year + count - 1) -
-               leap_years_until(year) + leap_day(from_march, year + count);
+        return 365 * count + leap_day(!from_march, year) + leap_years_until(year + count - 1) - leap_years_until(year) +
+               leap_day(from_march, year + count);
     if (count < 0)
-        return 365 * count - leap_day(from_march, year) - leap_years_until(year - 1) +
-               leap_years_until(year + count) - leap_day(!from_march, year + count);
+        return 365 * count - leap_day(from_march, year) - leap_years_until(year - 1) + leap_years_until(year + count) -
+               leap_day(!from_march, year + count);
     return 0;
 }
 
@@ -138,25 +136,23 @@ static int64_t walk(const Distance &distance, char **slot)
 
 } // namespace ov
 
-int64_t parse_reltime(const char *years, const char *days, const char *hours, const char *minutes,
-                      const char *origin, char **slot, int mode)
+int64_t parse_reltime(const char *years, const char *days, const char *hours, const char *minutes, const char *origin,
+                      char **slot, int mode)
 {
     using namespace ov;
     Message message(slot);
     const timeval now = real_time();
     const tm today = local_time(now.tv_sec);
     const int64_t year_days = days_in_years(read_decimal(years), today);
-    const Distance distance{low_32(read_decimal(days) + year_days), read_decimal(hours),
-                            read_decimal(minutes)};
+    const Distance distance{low_32(read_decimal(days) + year_days), read_decimal(hours), read_decimal(minutes)};
 
     int64_t value;
     if (origin != nullptr) {
         const int64_t start = read_decimal(origin);
         if (start > now.tv_sec) {
-            message.set(
-                "ovuser: error: Illegal time value for -o option, must not be greater than the current "
-                "time.\nYou specified %lld\n",
-                static_cast<long long>(start));
+            message.set("ovuser: error: Illegal time value for -o option, must not be greater than the current "
+                        "time.\nYou specified %lld\n",
+                        static_cast<long long>(start));
             return 0;
         }
         value = start + distance.seconds();
@@ -171,13 +167,11 @@ int64_t parse_reltime(const char *years, const char *days, const char *hours, co
     }
 
     if (mode == 0 && value < earliest_clock) {
-        message.set(OV_CLOCK_TOO_EARLY "0x%lx, it is %s\n", static_cast<unsigned long>(value),
-                    time_text(value));
+        message.set(OV_CLOCK_TOO_EARLY "0x%lx, it is %s\n", static_cast<unsigned long>(value), time_text(value));
         return 0;
     }
     if (mode == 0 && value > latest_clock) {
-        message.set(OV_CLOCK_TOO_LATE "0x%lx, it is %s\n", static_cast<unsigned long>(value),
-                    time_text(value));
+        message.set(OV_CLOCK_TOO_LATE "0x%lx, it is %s\n", static_cast<unsigned long>(value), time_text(value));
         return 0;
     }
     return value;

@@ -1,0 +1,496 @@
+// The engine against scripted kernel answers: results, messages, the bytes that reach the kernel, and that
+// the control file is closed whatever happens.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <random>
+#include <sstream>
+
+#include "ov_helper.h"
+#include "tests/scripted_libc.h"
+
+// A request as ovuser would write it: "add u:alice g:staff".
+static ov_request make_request(const std::string &line)
+{
+    static std::set<std::string> texts; // for as long as any request
+    static const std::map<std::string, int> operations = {{"add", 1}, {"delete", 2}, {"list", 3}, {"reset", 4}};
+    static const std::map<char, int> kinds = {{'u', 1}, {'g', 2}, {'p', 3}};
+    ov_request request = {};
+    request.speed = 1;
+    request.time_form = 1;
+    request.virtime = 1924419600; // 2030-12-25 09:00 UTC
+    std::istringstream words(line);
+    std::string word;
+    words >> word;
+    request.operation = operations.count(word) != 0 ? operations.at(word) : std::stoi(word);
+    for (; words >> word; ++request.id_count) {
+        request.id_kind[request.id_count] = kinds.at(word[0]);
+        request.id_text[request.id_count] = texts.insert(word.substr(2)).first->c_str();
+    }
+    return request;
+}
+
+struct Outcome {
+    int result;
+    std::string message, out, err;
+};
+
+// Runs a request, and checks what holds for every one: the control file is closed.
+static Outcome run(Script &script, const ov_request &request, const char *pending = nullptr)
+{
+    script.sent.clear();
+    script.opened = script.closed = script.calls = script.clock_readings = 0;
+    char *message = pending != nullptr ? strcpy(static_cast<char *>(malloc(strlen(pending) + 1)), pending) : nullptr;
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    errno = 0;
+    Outcome outcome;
+    outcome.result = ov_process_request(&request, &message);
+    outcome.out = testing::internal::GetCapturedStdout();
+    outcome.err = testing::internal::GetCapturedStderr();
+    outcome.message = message != nullptr ? message : "";
+    free(message);
+    EXPECT_EQ(script.opened, script.closed);
+    return outcome;
+}
+
+using Answers = std::vector<std::pair<int, int>>; // return value and errno of each command, the last for good
+
+static std::function<int(unsigned long, zynov_iov &)> answers(const Answers &list, int kernel_error = 0)
+{
+    return [=, next = size_t{0}](unsigned long, zynov_iov &record) mutable {
+        const auto [result, error] = list.empty() ? std::pair(0, 0) : list[std::min(next++, list.size() - 1)];
+        record.kernel_error = kernel_error;
+        errno = error != 0 ? error : errno;
+        return result;
+    };
+}
+
+class Engine : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        setenv("TZ", "UTC", 1);
+        tzset();
+    }
+    Script script;
+};
+
+#define ERROR "ovuser: error: "
+#define RANGE ERROR "Illegal virtual clock, must not be "
+static const std::string christmas = "Wed Dec 25 09:00:00 2030\n";
+static const std::string not_for_others = ERROR "Non-root user can not modify OV setting for others.\n";
+static const std::string bad_speed = ", it must be an integer and belongs to  [-1000, 1000].\n";
+
+TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
+{
+    const std::string long_name(70000, 'x'), running = " has been added with a Running virtual clock: " + christmas;
+    const struct {
+        std::string request;
+        uid_t uid;
+        Answers kernel; // as many as commands are to be sent
+        int result;
+        std::string message;
+        void (*edit)(ov_request &) = [](ov_request &) {};
+        int kernel_error = 0;
+    } cases[] = {
+        {"0", 0, {}, 801, ""},
+        {"9", 0, {}, 801, ""},
+        {"-3", 0, {}, 0, ""},
+        {"6", 1000, {}, 0, ""},
+        {"delete u:x", 0, {}, 802, "", [](auto &r) { r.id_text[0] = nullptr, r.id_kind[0] = 9; }},
+        {"delete u:x u:y", 0, {}, 805, "", [](auto &r) { r.id_text[1] = nullptr, r.id_kind[0] = 9; }},
+        {"add", 0, {}, 804, "", [](auto &r) { r.id_count = 11; }},
+        {"add", 0, {}, 804, "", [](auto &r) { r.id_count = -1; }},
+        {"reset g:no", 0, {}, 806, ERROR "incorrect/non-existent groupname, or gid no passed in\n"},
+        {"add p:" + long_name, 0, {}, 806, ERROR "incorrect/non-existent process id " + long_name + " passed in\n"},
+        {"add u:bob g:0 u:?", 1000, {}, 815, ERROR "uid '0' (root user) or gid '0' (root group) is not allowed\n"},
+        {"list u:alice u:alice", 1000, {}, 811, not_for_others},
+        {"add u:1001", 1000, {}, 811, not_for_others},
+        {"delete g:staff", 1000, {}, 811, not_for_others},
+        {"delete u:root", 1000, {}, 811, not_for_others},
+        {"list u:bob", 1000, {}, 811, ERROR "Non-root user can not list other OV users.\n"},
+        {"reset", 1000, {}, 811, ERROR "Only root can reset all the OV users.\n"},
+        {"add", 0, {}, 808, ERROR "wrong parameters for speed: 1002" + bad_speed, [](auto &r) { r.speed = 1002; }},
+        {"add",
+         0,
+         {},
+         808,
+         ERROR "wrong parameters for speed: -2147483648" + bad_speed,
+         [](auto &r) { r.speed = INT_MIN; }},
+        {"add", 0, {}, 809, ERROR "parse virtual clock error\n", [](auto &r) { r.virtime = 0; }},
+        {"add", 0, {}, 809, ERROR "Illegal virtual clock, invalid date format\n", [](auto &r) { r.abs_time = "1"; }},
+        {"add",
+         0,
+         {},
+         809,
+         ERROR "Illegal virtual clock, invalid X date format\n",
+         [](auto &r) { r.time_form = 0, r.x_date = "1"; }},
+        {"add",
+         0,
+         {},
+         810,
+         ERROR "parse relative clock error\n",
+         [](auto &r) { r.time_form = 2, r.rel_origin = "0", r.rel_mode = 1; }},
+        {"add p:4343", 1000, {{0, 0}}, 0, "ovuser: pid 4343" + running},
+        {"add", 0, {{0, 0}}, 0, "ovuser: uid 0" + running},
+        {"add u:alice",
+         0,
+         {{0, 0}},
+         0,
+         "ovuser: uid 1000 has been added with a FROZEN virtual clock: " + christmas +
+             "        The date will rewind at midnight.\n",
+         [](auto &r) { r.speed = 1001, r.rewind = 1; }},
+        {"add g:staff", 0, {{-1, EEXIST}}, 0, "ovuser: uid 100 already has a virtual clock\n"},
+        {"add u:bob", 0, {{-1, EINVAL}}, -1, RANGE "before Thu Jan 1 01:00:00 1970\nyou specified " + christmas + "\n"},
+        {"add u:bob",
+         0,
+         {{-7, EOVERFLOW}},
+         -7,
+         RANGE "after Fri Dec 31 23:59:59 9999\nyou specified " + christmas + "\n"},
+        {"add u:bob", 0, {{-1, ENOSPC}}, -1, ERROR "an error occurred while executing this request, error = 28\n"},
+        {"add u:bob", 0, {{-1, ENODATA}}, -1, "", [](auto &) {}, 5},
+        {"add u:bob", 0, {{17, ENOENT}}, 17, ERROR "OV kernel module reported error = 5\n", [](auto &) {}, 5},
+        {"delete p:4242", 1001, {{0, 0}}, 0, "ovuser: report: Virtual clock for pid 4242 has been deleted\n"},
+        {"delete", 1000, {{-1, EL2HLT}}, 814, "ovuser: warning: Specified id does not have a virtual clock\n"},
+        {"delete g:0", 0, {}, 814, ERROR "User root does not have a virtual clock\n"},
+        {"delete u:bob u:12 g:staff",
+         0,
+         {{0, 0}, {-1, EL2HLT}, {0, 0}},
+         0,
+         "ovuser: report: Virtual clock for gid 100 has been deleted\n"},
+        {"delete u:alice u:bob",
+         0,
+         {{0, 0}, {-1, EPERM}},
+         -1,
+         "ovuser: report: Virtual clock for uid 1000 has been deleted\n"},
+        {"delete u:bob", 0, {{811, EPERM}}, 811, ERROR "an error occurred while executing this request, error = 1\n"},
+        {"reset",
+         0,
+         {{0, 0}},
+         0,
+         "ovuser: report: All Orvane users have been reset to the system clock successfully.\n"},
+        {"reset", 0, {{-1, EPERM}}, 0, "ovuser: warning: Reset Orvane completed with no entry in it.\n"},
+        {"reset", 0, {{3, ENOENT}}, 0, "ovuser: warning: Reset Orvane completed with no entry in it.\n"},
+        {"reset", 0, {{3, EPERM}}, 3, ERROR "an error occurred while executing this request, error = 1\n"},
+        {"list", 0, {{0, 0}, {-1, ENOENT}}, -1, ERROR "OV kernel module reported error = 7\n", [](auto &) {}, 7},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.request.substr(0, 99));
+        ov_request request = make_request(c.request);
+        c.edit(request);
+        script.uid = c.uid;
+        script.kernel = answers(c.kernel, c.kernel_error);
+        const Outcome outcome = run(script, request);
+        EXPECT_EQ(outcome.result, c.result);
+        EXPECT_EQ(outcome.message, c.message);
+        EXPECT_EQ(script.sent.size(), c.kernel.size());
+        script.kernel = answers(c.kernel, c.kernel_error);
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(ov_process_request(&request, nullptr), c.result) << "without a slot";
+        testing::internal::GetCapturedStdout();
+        // The same without a control file, unless the request is refused before.
+        const bool before =
+            c.result > 800 && c.result != 814 && c.kernel.empty() && (c.message == not_for_others || c.result != 811);
+        script.open_error = EACCES;
+        const Outcome closed = run(script, request);
+        EXPECT_EQ(closed.result, before ? c.result : OV_NO_CONTROL_FILE);
+        EXPECT_EQ(closed.message, before ? c.message : ERROR "Open of /proc/zynov failed; error = 13\n");
+        script.open_error = 0;
+    }
+}
+
+TEST_F(Engine, SendsTheRecordByteForByte)
+{
+    script.host_name = "cafe-server\n";
+    script.kernel = [](unsigned long, zynov_iov &record) {
+        record.slot = 77, record.kernel_error = 5, record.base = -1, record.spare = 3; // to be sent back
+        record.vtime += 60;                                                            // to be reported
+        return 0;
+    };
+    ov_request request = make_request("add u:12 g:staff");
+    request.speed = -60;
+    request.rewind = 1;
+    request.rel_mode = 1;
+    request.rel_origin = "4294967290x";
+    zynov_iov first = {171, 0, 0, 77, 1924419600, 0x101, -60, 0, -6, 0, 0xcafe};
+    zynov_iov second = {171, 77, 5, 100, 1924419600, 0x102, -60, -1, -6, 3, 0xcafe};
+    const auto expect_sent = [&](unsigned long command, const std::vector<zynov_iov> &records) {
+        ASSERT_EQ(script.sent.size(), records.size());
+        for (size_t i = 0; i < records.size(); ++i) {
+            EXPECT_EQ(script.sent[i].first, command);
+            EXPECT_EQ(memcmp(&script.sent[i].second, &records[i], 80), 0) << "record " << i;
+        }
+    };
+    const Outcome added = run(script, request);
+    EXPECT_EQ(added.out, "ovuser: uid 77 has been added with a 60 times slower virtual clock: "
+                         "Wed Dec 25 09:01:00 2030\n        The date will rewind at midnight.\n");
+    EXPECT_EQ(added.result, 0);
+    expect_sent(0xC0505302, {first, second});
+
+    // The mode goes with relative values only, sign and all.
+    request.time_form = 0;
+    request.rel_mode = request.rewind = -1;
+    request.rel_origin = "1000000";
+    run(script, request);
+    first.flags = 0xfffffffffffffff1, second.flags = 0xfffffffffffffff2;
+    first.vtime = second.vtime = first.origin = second.origin = 1000000;
+    expect_sent(0xC0505302, {first, second});
+
+    script.host_name = nullptr;
+    script.kernel = answers({{0, 0}});
+    run(script, make_request("delete g:100 p:4242"));
+    expect_sent(0x40505303, {{171, 0, 0, 100, 2, 0, 0, 0, 0, 0, 0}, {171, 0, 0, 4242, 3, 0, 0, 0, 0, 0, 0}});
+    for (const auto &[name, id] : std::map<const char *, uint64_t>{{"3f4e5a6b7c8d", 0x3f4e5a6b7c8d},
+                                                                   {"web-1", 0},
+                                                                   {"", 0},
+                                                                   {"-1", UINT64_MAX},
+                                                                   {"fffffffffffffffff", UINT64_MAX}}) {
+        script.host_name = name;
+        run(script, make_request("reset"));
+        expect_sent(0x40505305, {{171, 0, 0, 0, 0, 0, 0, 0, 0, 0, id}});
+    }
+}
+
+TEST_F(Engine, ReadsStaleErrorsAndKeepsPendingMessages)
+{
+    script.host_name = "1";
+    // Printed between identities: a refusal on standard error, only what is pending.
+    script.kernel = answers({{-1, EPERM}, {0, 0}});
+    Outcome outcome = run(script, make_request("add u:alice u:bob"), "pending\n");
+    EXPECT_EQ(outcome.err, "pending\n");
+    EXPECT_EQ(outcome.message, "ovuser: uid 1001 has been added with a Running virtual clock: " + christmas);
+    // An explanation does not displace what is there, a report does.
+    EXPECT_EQ(run(script, make_request("reset"), "pending\n").message, "pending\n");
+    script.kernel = answers({{-1, EPERM}});
+    EXPECT_EQ(run(script, make_request("delete u:bob"), "pending\n").message, "pending\n");
+    script.kernel = answers({{0, EPERM}});
+    EXPECT_EQ(run(script, make_request("list"), "pending\n").message,
+              "ovuser: All Orvane users have been listed above.\n");
+    // Done, with an error number in the record, and no memory for the report.
+    script.no_messages = true;
+    script.kernel = answers({{0, 0}}, 5);
+    outcome = run(script, make_request("add u:alice"));
+    EXPECT_EQ(outcome.result, OV_KERNEL_ERROR);
+    EXPECT_EQ(outcome.message, "");
+    script.kernel = answers({{0, ENODATA}}, 5);
+    EXPECT_EQ(run(script, make_request("add u:alice")).result, 0);
+    script.no_messages = false;
+    // A success is taken for a mismatch when EILSEQ is left from before; then slots 0 to 999 are walked.
+    script.kernel = answers({{0, EILSEQ}});
+    outcome = run(script, make_request("list"));
+    EXPECT_EQ(outcome.result, 0);
+    EXPECT_EQ(script.sent.size(), 1001u);
+    EXPECT_EQ(outcome.err, "ovuser: error: Orvane kernel module not installed properly or version mismatch(Invalid or "
+                           "incomplete multibyte or wide character).\n");
+}
+
+static const char table_head[] = "ovuser: report: Listing all virtual clocks:\n"
+                                 "Id         Clock type                Clock date/time\n";
+
+TEST_F(Engine, ListsWhatTheCallerMaySee)
+{
+    setenv("TZ", "PST8", 1);
+    tzset();
+    const std::string christmas = "Wed Dec 25 01:00:00 2030\n";
+    constexpr int64_t nine = 1924419600, odd = 300LL << 32;
+    script.users["someone-with-a-long-name"] = 5;
+    script.users["UNKNOWN"] = 6;
+    std::vector<zynov_iov> table = {
+        {171, 0, 0, 1000, nine, 1, 1, 0, 0, 0, 0},
+        {171, 0, 0, odd + 100, nine, 2, -4, 0, 0, 0, 0},
+        {171, 0, 0, 4242, nine, 3, INT_MIN, 0, 0, 0, 0},
+        {171, 0, 0, 4343, nine, 3, 0, 0, 0, 0, 0},
+        {171, 0, 0, 9999, nine, 3, 1, 0, 0, 0, 0},                  // has ended
+        {171, 0, 0, 1001, nine, 0x101, 1001, INT64_MAX, 1, 0, 0},   // the date wraps around, out of sight
+        {171, 0, 0, 5, nine, 0x11, odd + 2, 253402329599, 1, 0, 0}, // capped
+        {171, 0, 0, 5, INT64_MAX, 1, -1, 0, 0, 0, 0},               // no such date
+        {171, 0, 0, 6, nine, 1, 1, 0, 0, 0, 0},                     // a user by the name of UNKNOWN
+        {171, 0, 0, 31, nine, 1, 1, 0, 0, 0, 0},                    // no such user
+        {171, 0, 0, 1000, nine, 1, 1, 0, 0, 0, 7},                  // another container
+        {171, 0, 0, 1000, nine, 4, 1, 0, 0, 0, 0},                  // unknown kind
+        {171, 0, 0, 0, nine, 1, 1, 0, 0, 0, 0},                     // free
+    };
+    size_t failing = 99;
+    script.kernel = [&](unsigned long command, zynov_iov &record) {
+        EXPECT_TRUE(record.version == 171 && record.id == 0 && record.container_id == 0);
+        errno = ENOENT;
+        if (command == 0xC0505306) {
+            record.speed = odd + static_cast<int64_t>(table.size()) - 1;
+            return 0;
+        }
+        EXPECT_EQ(command, 0xC0505304ul);
+        const size_t slot = record.slot;
+        record = table[slot];
+        return slot == failing ? -9 : 0;
+    };
+    const std::string rows = "u:alice    Running                   " + christmas + "\n" +
+                             "g:staff    4 times slower            " + christmas + "\n" +
+                             "p:4242     -2147483648 times slower  " + christmas + "\n";
+    Outcome outcome = run(script, make_request("list"));
+    EXPECT_EQ(outcome.out, table_head + rows + "p:4343     Frozen                    " + christmas + "\n" +
+                               "u:bob      FROZEN                    Sun Dec 31 01:00:00 1899\n\n"
+                               "u:someone-with-a-long-name 2 times faster            Fri Dec 31 01:00:00 9999\n\n"
+                               "u:someone-with-a-long-name Running                   (null)\n- End of list -\n");
+    EXPECT_EQ(outcome.message, "ovuser: All Orvane users have been listed above.\n");
+
+    script.uid = 1000;
+    script.gid = 100;
+    failing = 2; // still shown, and the end
+    outcome = run(script, make_request("list"));
+    EXPECT_EQ(outcome.out, "ovuser: report: Listing requested virtual clock:\n"
+                           "Id         Clock type                Clock date/time\n" +
+                               rows + "- End of list -\n");
+    EXPECT_EQ(outcome.result, -9);
+    failing = 99;
+    outcome = run(script, make_request("list"));
+    EXPECT_EQ(outcome.message, "ovuser: Requested Orvane users have been listed above.\n");
+    EXPECT_EQ(outcome.out.find("p:4343"), std::string::npos);
+
+    table.clear();
+    script.uid = 0;
+    EXPECT_EQ(run(script, make_request("list")).out, table_head + std::string("- End of list -\n"));
+}
+
+// For any request, any answer and any call that fails: the control file is closed, the result is a known one,
+// and the message is one of the engine's.
+static void expect_documented(Script &script, const ov_request &request)
+{
+    const Outcome outcome = run(script, request);
+    const bool refusal = outcome.result >= 801 && outcome.result <= 815;
+    EXPECT_TRUE(refusal || outcome.result == 0 || (outcome.result >= -2 && outcome.result <= 2)) << outcome.result;
+    EXPECT_TRUE(outcome.message.empty() || outcome.message.compare(0, 8, "ovuser: ") == 0) << outcome.message;
+}
+
+TEST_F(Engine, SurvivesTheFailureOfEachCallInTurn)
+{
+    script.host_name = "beef";
+    script.now = 1924419600;
+    script.kernel = [](unsigned long command, zynov_iov &record) {
+        if (command == 0xC0505306)
+            record.speed = 2;
+        if (command == 0xC0505304)
+            record = {171, 0, 0, 4242, 1, 3, 1, 0, 0, 0, 0xbeef};
+        return 0;
+    };
+    for (const uid_t uid : {0u, 1000u}) {
+        script.uid = uid;
+        for (int operation = OV_ADD; operation <= OV_RESET; ++operation) {
+            ov_request request = make_request(std::to_string(operation) + " u:1000 p:4242 g:staff");
+            request.id_count = uid == 0 ? 3 : 1;
+            for (int form = 0; form < 3; ++form) {
+                request.time_form = form;
+                request.x_date = form == 2 ? "12252030" : nullptr;
+                script.failing_call = 0;
+                run(script, request);
+                for (int calls = script.calls + 1; calls > 0; --calls) {
+                    script.failing_call = calls;
+                    expect_documented(script, request);
+                }
+            }
+        }
+    }
+}
+
+TEST_F(Engine, ClosesTheControlFileForRandomRequestsAndAnswers)
+{
+    std::mt19937_64 random(1);
+    const auto pick = [&](auto... choices) {
+        const std::common_type_t<decltype(choices)...> all[] = {choices...};
+        return all[random() % sizeof...(choices)];
+    };
+    script.kernel = [&](unsigned long command, zynov_iov &record) {
+        const auto any = [&] {
+            return pick(int64_t{0}, int64_t{1}, int64_t{1000}, INT64_MIN, INT64_MAX, static_cast<int64_t>(random()));
+        };
+        record = {0, 0, pick(0, 0, 5), any(), any(), static_cast<uint64_t>(any()), any(), any(), any(), 0, 0};
+        if (command == 0xC0505306)
+            record.speed = pick(-1, 0, 7, INT_MIN);
+        errno = pick(0, 0, EEXIST, EINVAL, EOVERFLOW, ENOENT, ENODATA, EL2HLT, EILSEQ, EPERM);
+        return pick(0, 0, 0, -1, -1, 2, -2);
+    };
+    for (int round = 0; round < 3000; ++round) {
+        ov_request request = make_request(pick("0", "1", "1", "2", "3", "4", "7", "9", "-1"));
+        request.id_count = pick(-1, 0, 1, 1, 2, 10, 11);
+        for (int i = 0; i < 10; ++i) {
+            request.id_kind[i] = pick(1, 1, 2, 3, 0);
+            request.id_text[i] = pick("alice", "1000", "staff", "4242", "100", "0", static_cast<const char *>(nullptr));
+        }
+        request.time_form = pick(0, 1);
+        request.speed = pick(0, 2, -1000, 1002);
+        request.virtime = pick(int64_t{0}, INT64_MAX, int64_t{40000});
+        request.abs_time = pick("122509002030", "x", static_cast<const char *>(nullptr));
+        request.rel_days = pick("2147483647", "-2147483648", static_cast<const char *>(nullptr));
+        request.rel_origin = pick("9", static_cast<const char *>(nullptr));
+        script.uid = pick(0u, 0u, 1000u);
+        script.no_messages = pick(0, 0, 1) != 0;
+        expect_documented(script, request);
+    }
+}
+
+TEST_F(Engine, ShortcutsFoldResultsIntoClasses)
+{
+    script.kernel = answers({{-1, EL2HLT}, {0, 0}});
+    EXPECT_EQ(deleteUserClock("alice"), 4);
+    EXPECT_EQ(deleteGroupClock("staff"), 0);
+    EXPECT_EQ(script.sent[1].second.vtime, OV_GROUP);
+    EXPECT_EQ(deleteUserClock(nullptr), 2);
+    EXPECT_EQ(deleteUserClock("root"), 4);
+    script.uid = 1000;
+    EXPECT_EQ(deleteUserClock("root"), 5);
+    EXPECT_EQ(deleteGroupClock("staff"), 5);
+    EXPECT_EQ(script.sent.size(), 2u);
+    const int classes[] = {5, 2, 2, 2, 2, 2, 1, 3, 4, 4, 5, 5, 5, 4, 2, 5}; // 801 to 816
+    for (int code = 801; code <= 816; ++code)
+        EXPECT_EQ(check_rc(code), classes[code - 801]) << code;
+    EXPECT_TRUE(check_rc(0) == 0 && check_rc(-1) == 5 && check_rc(INT_MIN) == 5 && check_rc(INT_MAX) == 5);
+}
+
+TEST_F(Engine, ResolvesIdentities)
+{
+    const struct {
+        const char *text;
+        int kind;
+        int64_t number; // -1: refused
+    } cases[] = {
+        {"root", 1, 0},     {"0", 1, 0},      {"12", 1, 77},    {"", 1, 0},       {" 1000", 1, 1000},
+        {"+1000", 1, 1000}, {"-1", 1, -1},    {"1000x", 1, -1}, {"1000 ", 1, -1}, {"31", 1, -1},
+        {"staff", 2, 100},  {"100", 2, 100},  {"alice", 2, -1}, {"1", 3, 1},      {"4294967297", 3, 1},
+        {"-5", 3, -1},      {"", 3, -1},      {"31", 3, -1},    {"root", 3, -1},  {"root", 0, -1},
+        {"root", 4, -1},    {nullptr, 1, -1},
+    };
+    for (const auto &c : cases) {
+        uint32_t number = 0xdead;
+        EXPECT_EQ(parse_uid(c.text, c.kind, &number), c.number < 0 ? -1 : 0) << c.text;
+        EXPECT_EQ(number, c.number < 0 ? 0xdead : c.number) << c.text;
+    }
+    EXPECT_STREQ(get_username(1, 1000), "alice");
+    EXPECT_STREQ(get_username(2, 31), "UNKNOWN");
+    EXPECT_STREQ(get_username(7, 0xffffffff), "-1");
+    script.users[std::string(5000, 'n')] = 1234;
+    EXPECT_EQ(strlen(get_username(1, 1234)), 1023u);
+    EXPECT_STREQ(id_string(1), "username, or uid");
+    EXPECT_STREQ(id_string(0), "unknown id");
+    EXPECT_STREQ(id_string(4), "unknown id");
+    EXPECT_EQ(ov_get_num_from_cmd("echo ' 42 7'"), 42);
+    EXPECT_EQ(ov_get_num_from_cmd("echo none; exit 3"), -2);
+    EXPECT_EQ(zynov_reset_vc(), 0);
+}
+
+TEST_F(Engine, PrintsTheBanner)
+{
+    const auto header = [](const char *path) {
+        testing::internal::CaptureStdout();
+        const int length = print_header(path);
+        const std::string text = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(text.substr(text.size() - static_cast<size_t>(length)).find("Orvane "), 0u);
+        return text;
+    };
+    EXPECT_EQ(header("/none/ovuser"), "Copyright (c) 1997-2012 Orvane. All rights reserved.\n"
+                                      "Orvane ovuser utility version 12.10R6 for Linux Kernel 2.6 or up,\n");
+    EXPECT_NE(header("/none/").find("\nOrvane  utility version"), std::string::npos);
+    EXPECT_EQ(header(nullptr), header(""));
+}

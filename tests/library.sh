@@ -1,0 +1,40 @@
+#!/bin/sh
+# What is promised of the files themselves: names exported, libraries needed, a header for C too, and that
+# each folder includes only what lies below it.
+# Usage: library.sh SOURCE_FOLDER BUILD_FOLDER C_COMPILER
+set -eu
+source=$1 build=$2 cc=$3
+status=0
+complain() {
+    echo "$1"
+    status=1
+}
+
+declared=$(sed -n 's/^OV_API .*[ *]\([A-Za-z_]*\)(.*/\1/p' "$source/include/ov_helper.h" | sort)
+exported=$(nm -D --defined-only "$build/libov_helper.so" | awk '{ print $3 }' | sort)
+[ "$declared" = "$exported" ] || complain "exported: $exported"
+[ "$(echo "$declared" | wc -l)" = 23 ] || complain "declared: $declared"
+for file in libov_helper.so ovuser libzynov_sim.so; do
+    needed=$(readelf -d "$build/$file" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
+    [ "$needed" = libc.so.6 ] || complain "$file needs: $needed"
+done
+
+echo '#include "ov_helper.h"
+int main(void) { return check_rc(OV_ROOT_IDENTITY) != 2; }' |
+    "$cc" -std=c99 -pedantic -Wall -Wextra -Werror -I"$source/include" -x c - -o "$build/c99" -L"$build" -lov_helper
+LD_LIBRARY_PATH="$build" "$build/c99" || complain "a C program does not run"
+
+# FOLDER MAY_INCLUDE...
+while read -r folder allowed; do
+    grep -n '^#include "' "$source/$folder"/*.cc "$source/$folder"/*.h 2>/dev/null |
+        grep -vE "\"(ov_helper\.h|$allowed)" && complain "$folder/ includes what does not lie below it"
+done <<'END'
+base base/
+timespec (base|timespec)/
+identity (base|identity)/
+kernel (base|timespec|identity|kernel)/
+engine (base|timespec|identity|kernel|engine)/
+ovuser ovuser/
+simulator (base/|timespec/range|kernel/zynov|simulator/)
+END
+exit $status

@@ -1,0 +1,190 @@
+#include "tests/scripted_libc.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+static Script *script;
+
+Script::Script()
+{
+    script = this;
+}
+
+Script::~Script()
+{
+    script = nullptr;
+}
+
+// Not a number that the C library would hand out, so that only the scripted close accepts it.
+constexpr int control_descriptor = 100000;
+
+template <typename Function> static Function *real(const char *name)
+{
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+// Counts a scripted call; true when it is the one to fail.
+static bool fails()
+{
+    const bool now = ++script->calls == script->failing_call;
+    if (now)
+        errno = EIO;
+    return now;
+}
+
+extern "C" {
+
+int open(const char *path, int flags, ...)
+{
+    if (script != nullptr && strcmp(path, ZYNOV_PATH) == 0) {
+        if (script->open_error != 0)
+            errno = script->open_error;
+        if (script->open_error != 0 || flags != O_RDONLY || fails())
+            return -1;
+        ++script->opened;
+        return control_descriptor;
+    }
+    va_list rest;
+    va_start(rest, flags);
+    const mode_t mode = va_arg(rest, mode_t);
+    va_end(rest);
+    return real<int(const char *, int, ...)>("open")(path, flags, mode);
+}
+
+int close(int descriptor)
+{
+    if (descriptor != control_descriptor)
+        return real<int(int)>("close")(descriptor);
+    ++script->closed;
+    errno = EBADF; // comes too late to be seen by anybody
+    return 0;
+}
+
+int ioctl(int descriptor, unsigned long request, ...)
+{
+    va_list rest;
+    va_start(rest, request);
+    void *argument = va_arg(rest, void *);
+    va_end(rest);
+    if (script == nullptr || descriptor != control_descriptor)
+        return real<int(int, unsigned long, ...)>("ioctl")(descriptor, request, argument);
+    auto &record = *static_cast<zynov_iov *>(argument);
+    script->sent.emplace_back(request, record);
+    return fails() ? -1 : script->kernel(request, record);
+}
+
+int stat(const char *path, struct stat *status) noexcept
+{
+    int pid;
+    if (script == nullptr)
+        return real<int(const char *, struct stat *)>("stat")(path, status);
+    *status = {};
+    const bool there = strcmp(path, "/.dockerenv") == 0
+                           ? script->host_name != nullptr
+                           : sscanf(path, "/proc/%d/status", &pid) == 1 && script->processes.count(pid) == 1;
+    if (!there)
+        errno = ENOENT;
+    return there && !fails() ? 0 : -1;
+}
+
+FILE *fopen(const char *path, const char *mode)
+{
+    if (script == nullptr || strcmp(path, "/etc/hostname") != 0)
+        return real<FILE *(const char *, const char *)>("fopen")(path, mode);
+    return fails() ? nullptr : fmemopen(const_cast<char *>(script->host_name), strlen(script->host_name), mode);
+}
+
+FILE *popen(const char *command, const char *mode)
+{
+    int pid;
+    if (script == nullptr || sscanf(command, "cat /proc/%d/status | grep Uid | awk '{ print $3 }'", &pid) != 1)
+        return real<FILE *(const char *, const char *)>("popen")(command, mode);
+    static char owner[16];
+    snprintf(owner, sizeof owner, "%d\n", script->processes[pid]);
+    return fails() ? nullptr : fmemopen(owner, strlen(owner), mode);
+}
+
+uid_t getuid() noexcept
+{
+    return script != nullptr ? script->uid : real<uid_t()>("getuid")();
+}
+
+gid_t getgid() noexcept
+{
+    return script != nullptr ? script->gid : real<gid_t()>("getgid")();
+}
+
+static passwd *find_user(const std::function<bool(const std::string &, unsigned)> &matches)
+{
+    static passwd found;
+    static std::string name;
+    for (const auto &[user, uid] : script->users) {
+        if (matches(user, uid) && !fails()) {
+            name = user;
+            found.pw_name = name.data();
+            found.pw_uid = uid;
+            return &found;
+        }
+    }
+    return nullptr;
+}
+
+static group *find_group(const std::function<bool(const std::string &, unsigned)> &matches)
+{
+    static group found;
+    static std::string name;
+    for (const auto &[entry, gid] : script->groups) {
+        if (matches(entry, gid) && !fails()) {
+            name = entry;
+            found.gr_name = name.data();
+            found.gr_gid = gid;
+            return &found;
+        }
+    }
+    return nullptr;
+}
+
+passwd *getpwnam(const char *name)
+{
+    return find_user([=](const std::string &user, unsigned) { return user == name; });
+}
+
+passwd *getpwuid(uid_t number)
+{
+    return find_user([=](const std::string &, unsigned uid) { return uid == number; });
+}
+
+group *getgrnam(const char *name)
+{
+    return find_group([=](const std::string &entry, unsigned) { return entry == name; });
+}
+
+group *getgrgid(gid_t number)
+{
+    return find_group([=](const std::string &, unsigned gid) { return gid == number; });
+}
+
+int gettimeofday(timeval *__restrict time, void *__restrict zone) noexcept
+{
+    if (script == nullptr || script->now == 0)
+        return real<int(timeval *, void *)>("gettimeofday")(time, zone);
+    *time = {++script->clock_readings > 1 && script->later != 0 ? script->later : script->now, 0};
+    return fails() ? -1 : 0;
+}
+
+char *strdup(const char *text) noexcept
+{
+    if (script != nullptr && (script->no_messages || fails()))
+        return nullptr;
+    return real<char *(const char *)>("strdup")(text);
+}
+}

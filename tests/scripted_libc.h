@@ -1,0 +1,35 @@
+// The C library as the engine sees it, scripted: users, processes, files, the real clock and the kernel's
+// answers. While no script is in force every call goes through.
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "kernel/zynov.h"
+
+struct Script {
+    Script();
+    ~Script();
+
+    uid_t uid = 0;
+    gid_t gid = 0;
+    std::map<std::string, unsigned> users = {{"root", 0}, {"alice", 1000}, {"bob", 1001}, {"12", 77}};
+    std::map<std::string, unsigned> groups = {{"root", 0}, {"staff", 100}};
+    std::map<int, int> processes = {{1, 0}, {4242, 1000}, {4343, 1001}}; // pid to effective uid
+    const char *host_name = nullptr;                                     // set: inside a container
+    int64_t now = 0;                                                     // 0: the real clock's
+    int64_t later = 0; // what the clock says from its second reading on
+    int open_error = 0;
+    std::function<int(unsigned long, zynov_iov &)> kernel = [](unsigned long, zynov_iov &) { return 0; };
+    int failing_call = 0;     // the n-th scripted call fails, with EIO
+    bool no_messages = false; // strdup finds no memory
+
+    // What the engine did.
+    std::vector<std::pair<unsigned long, zynov_iov>> sent;
+    int opened = 0, closed = 0, calls = 0, clock_readings = 0;
+};

@@ -1,0 +1,371 @@
+// The fast time arithmetic against naive walks, and the parsers' answers to the letter.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstring>
+#include <random>
+
+#include "ov_helper.h"
+#include "tests/scripted_libc.h"
+#include "timespec/calendar.h"
+
+using Parsed = std::pair<int64_t, std::string>;
+
+template <typename Parse> static Parsed with_message(Parse parse)
+{
+    char *message = nullptr;
+    const int64_t value = parse(&message);
+    const Parsed parsed(value, message != nullptr ? message : "");
+    free(message);
+    EXPECT_EQ(parse(nullptr), value) << "without a slot";
+    return parsed;
+}
+
+static Parsed parse(const char *text)
+{
+    return with_message([=](char **message) { return zyn_parse_time(text, message); });
+}
+
+static void set_zone(const char *zone)
+{
+    setenv("TZ", zone, 1);
+    tzset();
+}
+
+static std::string text_of(int month, int day, int hour, int minute, long long year)
+{
+    char text[64];
+    snprintf(text, sizeof text, "%02d%02d%02d%02d%04lld", month, day, hour, minute, year);
+    return text;
+}
+
+TEST(Time, CountsDaysAsAWalkDoes)
+{
+    tm date = {};
+    date.tm_mday = 1,
+    date.tm_year = -1950; // 51 years before the first, so that centuries and cycles are crossed
+    int64_t day = ov::day_number(-50, 1, 1);
+    for (; date.tm_year < 700; ++day) {
+        const tm before = date;
+        ASSERT_EQ(ov::date_of(day), (ov::Date{date.tm_year + 1900, date.tm_mon + 1, date.tm_mday}));
+        ASSERT_EQ(ov::day_number(date.tm_year + 1900, date.tm_mon + 1, date.tm_mday), day);
+        ov::add_one_day_to_tm(&date);
+        tm back = date;
+        ov::subtract_one_day_from_tm(&back);
+        ASSERT_EQ(memcmp(&back, &before, sizeof back), 0);
+    }
+    const struct {
+        int year, month, day;
+        ov::Date forward, back; // months 0 to 11, years from 1900
+    } odd[] = {{101, 3, 31, {101, 4, 1}, {101, 3, 30}},
+               {101, 12, 5, {102, 0, 1}, {101, 12, 4}},
+               {101, -1, 5, {101, 0, 1}, {101, -1, 4}},
+               {101, 4, 0, {101, 4, 1}, {101, 3, 30}},
+               {101, 13, 1, {102, 0, 1}, {101, 12, -1}},
+               {INT_MAX, 11, 31, {INT_MIN, 0, 1}, {INT_MAX, 11, 30}},
+               {INT_MIN, 0, 1, {INT_MIN, 0, 2}, {INT_MAX, 11, 31}}};
+    for (const auto &o : odd) {
+        tm forward = {}, back = {};
+        forward.tm_year = back.tm_year = o.year, forward.tm_mon = back.tm_mon = o.month;
+        forward.tm_mday = back.tm_mday = o.day;
+        ov::add_one_day_to_tm(&forward);
+        ov::subtract_one_day_from_tm(&back);
+        EXPECT_EQ((ov::Date{forward.tm_year, forward.tm_mon, forward.tm_mday}), o.forward);
+        EXPECT_EQ((ov::Date{back.tm_year, back.tm_mon, back.tm_mday}), o.back);
+    }
+    for (const auto &[year, leap] : std::map<int, int>{{100, 1},
+                                                       {0, 0},
+                                                       {200, 0},
+                                                       {500, 1},
+                                                       {-4, 1},
+                                                       {-100, 0},
+                                                       {2000, 0},
+                                                       {2100, 1},
+                                                       {INT_MAX, 0},
+                                                       {INT_MIN, 1}})
+        EXPECT_EQ(is_leap_year(year), leap) << year;
+
+    // Both parsers, on the first and last days of all months.
+    set_zone("UTC");
+    static const int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    int64_t first = 0, full_year_first = 0;
+    for (int year = 1970; year <= 9999; ++year) {
+        const int leap = is_leap_year(year - 1900), full_year_leap = is_leap_year(year);
+        for (int month = 1, passed = 0; month <= 12; passed += lengths[month++ - 1]) {
+            for (const int mday : {1, lengths[month - 1]}) {
+                const int64_t in_year = passed + mday - 1;
+                ASSERT_EQ(zyn_parse_time(text_of(month, mday, 12, 0, year).c_str(), nullptr),
+                          (first + in_year + (month > 2 ? leap : 0)) * 86400 + 43200);
+                tm record = {};
+                record.tm_mday = mday, record.tm_mon = month, record.tm_year = year, record.tm_hour = 12;
+                const int64_t full_year_day = full_year_first + in_year + (month > 2 ? full_year_leap : 0);
+                ASSERT_EQ(zyn_parse_tm_time(&record, nullptr), static_cast<int32_t>(full_year_day * 86400) + 43200);
+            }
+        }
+        first += 365 + leap;
+        full_year_first += 365 + full_year_leap;
+    }
+}
+
+// zyn_parse_time as plainly as can be.
+static Parsed naive_parse(const std::string &text)
+{
+    const std::string illegal = "ovuser: error: Illegal virtual clock, ";
+    if (text.size() != 12)
+        return {0, illegal + "invalid date format\n"};
+    const auto field = [&](size_t at, size_t length) {
+        return static_cast<int>(strtol(text.substr(at, length).c_str(), nullptr, 10));
+    };
+    const int month = field(0, 2), day = field(2, 2), hour = field(4, 2), minute = field(6, 2), year = field(8, 4);
+    static const int lengths[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    if (month < 1 || month > 12)
+        return {0, illegal + "invalid month\n"};
+    if (day < 1 || day > lengths[month - 1])
+        return {0, illegal + "invalid days with regard to month\n"};
+    if (hour < 0 || hour > 23)
+        return {0, illegal + "invalid hours[0 ~ 23]\n"};
+    if (minute < 0 || minute > 59)
+        return {0, illegal + "invalid minutes[0 ~ 59]\n"};
+    if (year < 1970 || year > 9999)
+        return {0, illegal + "invalid year[1970 ~ 9999]\n"};
+    const auto leap = [](int y) { return y % 4 == 0 && (y % 100 != 0 || y % 400 == 0); };
+    if (!leap(year) && month == 2 && day > 28)
+        return {0, illegal + "invalid days with regard to year and month of Febrary[1 ~ 28]\n"};
+    int64_t days = day - 1;
+    for (int y = 1970; y < year; ++y)
+        days += leap(y) ? 366 : 365;
+    for (int m = 1; m < month; ++m)
+        days += m == 2 && !leap(year) ? 28 : lengths[m - 1];
+    const time_t value = days * 86400 + hour * 3600 + minute * 60 + timezone;
+    const auto outside = [&](const char *bound) {
+        return Parsed(0,
+                      illegal + "must not be " + bound + "\nyou specified " + text + ", it is " + ctime(&value) + "\n");
+    };
+    if (value < 32400)
+        return outside("before Thu Jan 1 01:00:00 1970");
+    if (value > 253402329599)
+        return outside("after Fri Dec 31 23:59:59 9999");
+    return {localtime(&value)->tm_isdst != 0 ? value - 3600 : value, ""};
+}
+
+static const char *const zones[] = {"UTC", "America/New_York", "Europe/Berlin", "Australia/Lord_Howe", "UTC10", "PST8"};
+
+TEST(Time, ReadsTwelveCharactersAsStrtolDoes)
+{
+    std::mt19937 random(1);
+    for (const char *zone : zones) {
+        set_zone(zone);
+        for (int round = 0; round < 20000; ++round) {
+            const auto any = [&](unsigned range) { return static_cast<int>(random() % range); };
+            std::string text =
+                text_of(any(14), any(33), any(25), any(61), any(20) != 0 ? 1968 + any(80) : 9990 + any(11));
+            for (int odd = any(4) - 1; odd > 0; --odd)
+                text[random() % text.size()] = "0123456789 +-x\xff"[random() % 15];
+            ASSERT_EQ(parse(text.c_str()), naive_parse(text)) << text << " in " << zone;
+        }
+    }
+    set_zone("UTC");
+    EXPECT_EQ(parse(nullptr), Parsed(0, "ovuser: error: Illegal virtual clock, invalid input\n"));
+    for (const char *text :
+         {"", "01010000200", "0101000020000", "010109001970", "010108591970", "123123599999", " 10100002000"})
+        EXPECT_EQ(parse(text), naive_parse(text));
+
+    const char *why = nullptr;
+    const auto refusal = [&](int month, int day, int hour, int minute, int year) {
+        tm record = {};
+        record.tm_mon = month, record.tm_mday = day, record.tm_hour = hour, record.tm_min = minute,
+        record.tm_year = year;
+        EXPECT_EQ(zyn_parse_tm_time(&record, &why), 0);
+        return std::string(why);
+    };
+    EXPECT_EQ(refusal(INT_MIN, 1, 0, 0, 2000), "Illegal month");
+    EXPECT_EQ(refusal(2, 30, 0, 0, 2100), "Illegal days with regard to month");
+    EXPECT_EQ(refusal(2, 28, -1, 0, 2100), "Illegal hours[0 ~ 23]");
+    EXPECT_EQ(refusal(2, 28, 0, 60, 2100), "Illegal minutes[0 ~ 59]");
+    EXPECT_EQ(refusal(2, 28, 0, 0, 1969), "Illegal year[<1970]");
+    EXPECT_EQ(refusal(2, 28, 0, 0, 10000), "Illegal year[>9999]");
+    EXPECT_EQ(refusal(2, 29, 0, 0, 2000), "Illegal days with regard to year and month[1 ~ 28]");
+    EXPECT_EQ(zyn_parse_tm_time(nullptr, &why), 0);
+    EXPECT_STREQ(why, "invalid input");
+}
+
+// The main form, walked step by step.
+static Parsed naive_walk(time_t first, time_t second, int years, int days, int hours, int minutes)
+{
+    tm today, now, t;
+    localtime_r(&first, &today);
+    localtime_r(&second, &now);
+    const auto length = [](int64_t year) { return ov::is_leap(year) ? 366 : 365; };
+    int64_t moved = days;
+    const bool march = today.tm_mon >= 2;
+    for (int y = 0; y < years; ++y)
+        moved += y == 0 ? (march ? 365 : length(today.tm_year)) : length(today.tm_year + y);
+    for (int y = 0; y > years; --y)
+        moved -= y == 0 ? (march ? length(today.tm_year) : 365) : length(today.tm_year + y);
+    moved += years > 0 && march && ov::is_leap(today.tm_year + years) ? 1 : 0;
+    moved -= years < 0 && !march && ov::is_leap(today.tm_year + years) ? 1 : 0;
+    const time_t target = second + int64_t{static_cast<int32_t>(moved)} * 86400;
+    localtime_r(&target, &t);
+    t.tm_min = now.tm_min;
+    const auto step = [&](bool forward) {
+        if (forward && ++t.tm_hour == 24)
+            t.tm_hour = 0, ov::add_one_day_to_tm(&t);
+        else if (!forward && --t.tm_hour == -1)
+            t.tm_hour = 23, ov::subtract_one_day_from_tm(&t);
+    };
+    const int wanted = now.tm_hour, arrived = t.tm_hour;
+    int c = 0;
+    if (arrived < wanted)
+        do
+            step(true);
+        while (++c < wanted - t.tm_hour);
+    else if (wanted != 0 && arrived > wanted)
+        do
+            step(false);
+        while (++c < t.tm_hour - wanted);
+    else if (wanted == 0 && arrived > 21)
+        do
+            step(true);
+        while (++c < 24 - t.tm_hour);
+    else if (wanted == 0 && arrived > 0)
+        do
+            step(false);
+        while (++c < t.tm_hour);
+    for (; minutes > 0; --minutes)
+        if (++t.tm_min == 60)
+            t.tm_min = 0, step(true);
+    for (; minutes < 0; ++minutes)
+        if (--t.tm_min == -1)
+            t.tm_min = 59, step(false);
+    for (; hours != 0; hours += hours > 0 ? -1 : 1)
+        step(hours > 0);
+    const Parsed parsed = naive_parse(text_of(t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_year + 1900LL));
+    return {parsed.first != 0 ? parsed.first + today.tm_sec : 0, parsed.second};
+}
+
+TEST(Time, MovesRelativelyAsAWalkDoes)
+{
+    Script script;
+    std::mt19937_64 random(1);
+    const auto any = [&](int64_t range) {
+        return static_cast<int64_t>(random() % static_cast<uint64_t>(2 * range + 1)) - range;
+    };
+    std::vector<std::string> places(std::begin(zones), std::end(zones));
+    for (int shift = -23; shift <= 23; ++shift) // every gap between the hour that was left and the one that is met
+        places.push_back("AAA0BBB" + std::to_string(-shift) + ",M3.5.0/0,M10.5.0/0");
+    for (const std::string &place : places) {
+        set_zone(place.c_str());
+        for (int round = 0; round < 1500; ++round) {
+            // Around midnights, changes of daylight saving time, and 29 February.
+            static const time_t around[] = {1711843200, 1729987200, 1709164800, 1743292800, 1583020800, 4107542400};
+            script.now = around[random() % 6] + any(26) * 3600 + any(2) * 30;
+            script.later = script.now + any(1);
+            script.clock_readings = 0;
+            const int years = round % 4 == 0 ? static_cast<int>(any(30)) : 0;
+            const int days = static_cast<int>(any(round % 2 == 0 ? 2 : 250));
+            const int hours = static_cast<int>(any(round % 3 == 0 ? 50 : 1)), minutes = static_cast<int>(any(2000));
+            char *message = nullptr;
+            const auto text = [](int number) { return std::to_string(number); };
+            const int64_t value = parse_reltime(text(years).c_str(), text(days).c_str(), text(hours).c_str(),
+                                                text(minutes).c_str(), nullptr, &message, 0);
+            const Parsed parsed(value, message != nullptr ? message : "");
+            free(message);
+            ASSERT_EQ(parsed, naive_walk(script.now, script.later, years, days, hours, minutes))
+                << place << " " << script.now << ": " << years << "y " << days << "d " << hours << "h " << minutes
+                << "m";
+        }
+    }
+}
+
+TEST(Time, AnswersRelativeSpecifications)
+{
+    const std::string early =
+        "ovuser: error: Illegal virtual clock, must not be before Thu Jan 1 01:00:00 1970\nyou specified ";
+    const std::string late =
+        "ovuser: error: Illegal virtual clock, must not be after Fri Dec 31 23:59:59 9999\nyou specified ";
+    const std::string illegal = "ovuser: error: Illegal virtual clock, invalid ";
+    const std::string future = "ovuser: error: Illegal time value for -o option, must not be greater than "
+                               "the current time.\nYou specified ";
+    constexpr int64_t leap_day = 1709202030; // 2024-02-29 10:20:30 UTC
+    const char *const most = "2147483647", *const least = "-2147483648";
+    const struct {
+        const char *years, *days, *hours, *minutes, *origin;
+        int mode;
+        int64_t value;
+        std::string message;
+    } cases[] = {
+        {nullptr, nullptr, nullptr, nullptr, nullptr, 0, leap_day, ""},
+        {"1", nullptr, nullptr, nullptr, nullptr, 0, leap_day + 366 * 86400, ""},
+        {"-1", nullptr, "abc", "5x", nullptr, 0, leap_day - 365 * 86400 + 300, ""},
+        {nullptr, "1", "-10", "-21", nullptr, 0, leap_day + 86400 - 10 * 3600 - 21 * 60, ""},
+        {nullptr, nullptr, nullptr, nullptr, "1709202030", 0, leap_day, ""},
+        {nullptr, nullptr, nullptr, nullptr, "1709202031", 0, 0, future + "1709202031\n"},
+        {nullptr, nullptr, nullptr, nullptr, "4294967295", 1, -1, ""},
+        {nullptr, nullptr, nullptr, nullptr, "9", 0, 0, early + "0x9, it is Thu Jan  1 00:00:09 1970\n\n"},
+        {nullptr, "2147483647", nullptr, nullptr, "9", 0, 0,
+         late + "0xa8bffffeae89, it is Fri Jul 11 00:00:09 5881580\n\n"},
+        {nullptr, "-2", nullptr, nullptr, nullptr, 1, leap_day - 2 * 86400 + 30, ""},
+        {least, least, least, least, nullptr, 7, -52852158373620, ""},
+        {nullptr, nullptr, nullptr, most, nullptr, 0, leap_day + 2147483647LL * 60, ""},
+        {nullptr, nullptr, nullptr, least, nullptr, 0, 0, illegal + "date format\n"},
+        {nullptr, nullptr, most, nullptr, nullptr, 0, 0, illegal + "date format\n"},
+        {nullptr, most, nullptr, nullptr, nullptr, 0, 0, illegal + "date format\n"},
+        {nullptr, least, nullptr, nullptr, nullptr, 0, 0, illegal + "date format\n"},
+        {"-2020", nullptr, nullptr, nullptr, nullptr, 0, 0, illegal + "year[1970 ~ 9999]\n"},
+        {"-2030", nullptr, nullptr, nullptr, nullptr, 0, 0, illegal + "year[1970 ~ 9999]\n"},
+        {most, most, most, most, nullptr, 0, 0, illegal + "date format\n"},
+    };
+    set_zone("UTC");
+    Script script;
+    script.now = leap_day;
+    for (const auto &c : cases) {
+        const Parsed parsed = with_message([&](char **message) {
+            return parse_reltime(c.years, c.days, c.hours, c.minutes, c.origin, message, c.mode);
+        });
+        EXPECT_EQ(parsed, Parsed(c.value, c.message));
+    }
+    script.no_messages = true;
+    EXPECT_EQ(
+        with_message([](char **message) { return parse_reltime("0", nullptr, nullptr, nullptr, nullptr, message, 0); }),
+        Parsed(0, ""));
+}
+
+TEST(Time, ReadsDatesSpeedsAndRewinds)
+{
+    Script script;
+    set_zone("Europe/Berlin");
+    script.now = 1709212053; // 14:07:33
+    int code = -1;
+    const auto date = [&](const char *text) {
+        return with_message([&](char **message) { return parse_Xtime(text, message, &code); });
+    };
+    EXPECT_EQ(date("12252030"), Parsed(1924434453, ""));
+    EXPECT_EQ(date("07012030"), Parsed(1909138053, "")); // in summer
+    EXPECT_EQ(date("02292001").second, naive_parse("022914072001").second);
+    EXPECT_EQ(date("123119699").first + code, 809);
+    code = -1;
+    set_zone("UTC");
+    script.now = 5 * 3600 + 30 * 60 + 12;
+    EXPECT_EQ(date("01011970").second, naive_parse("010105301970").second);
+    EXPECT_EQ(code, -1);
+    EXPECT_EQ(date(nullptr), Parsed(0, "ovuser: error: Illegal virtual clock, invalid X input\n"));
+    EXPECT_EQ(date("1225203"), Parsed(0, "ovuser: error: Illegal virtual clock, invalid X date format\n"));
+    EXPECT_EQ(code, 809);
+
+    const struct {
+        const char *text;
+        int result, speed;
+    } speeds[] = {{"1000", 0, 1000}, {"-1000", 0, -1000}, {"1001", -1, 1001}, {" 5", 0, 5},         {"5 ", -1, 5},
+                  {"+7", 0, 7},      {"", 0, 0},          {"0x10", -1, 0},    {"4294967297", 0, 1}, {nullptr, -1, 99}};
+    for (const auto &s : speeds) {
+        int speed = 99;
+        EXPECT_EQ(parse_speed(s.text, &speed), s.result) << s.text;
+        EXPECT_EQ(speed, s.speed) << s.text;
+    }
+
+    EXPECT_EQ(adjust_virtime_for_rewind(1898640000, 0), 0);
+    EXPECT_EQ(adjust_virtime_for_rewind(1898553600 + 50000, 1898726400 + 29742), 1898553600 + 29742);
+    set_zone("Europe/Berlin"); // the date in winter, the hour in summer: an hour less
+    EXPECT_EQ(adjust_virtime_for_rewind(1893492000, 1909130400), 1893492000 - 3600 + 7200 - 3600);
+    EXPECT_EQ(adjust_virtime_for_rewind(INT64_MIN, INT64_MAX), adjust_virtime_for_rewind(INT64_MAX, INT64_MIN));
+}

@@ -2,9 +2,9 @@
 #include <cstdio>
 
 #include "base/integer.h"
+#include "base/local_time.h"
 #include "engine/operations.h"
 #include "identity/kinds.h"
-#include "base/local_time.h"
 #include "timespec/range.h"
 
 namespace ov
@@ -50,7 +50,7 @@ int32_t read_clock_setting(const ov_request &request, ClockSetting &clock, Messa
         return relative ? OV_BAD_RELATIVE_TIME : OV_BAD_TIME;
 
     // The origin goes to the kernel whatever the form; the relative mode only with a relative value.
-    clock = {value, relative ? request.rel_mode : 0, request.rewind, read_decimal(request.rel_origin), request.speed};
+    clock = {value, relative ? request.rel_mode : 0, request.rewind, request.rel_origin, request.speed};
     return OV_OK;
 }
 
@@ -75,7 +75,7 @@ static int32_t add_clock(const ControlFile &control, int32_t kind, int32_t numbe
     theiov.vtime = clock.value;
     theiov.flags = clock_flags(kind, clock);
     theiov.speed = clock.speed;
-    theiov.origin = clock.origin;
+    theiov.origin = read_decimal(clock.origin);
     theiov.container_id = zyn_get_container_ID();
     const int outcome = send_command(control.descriptor(), ZYNOV_IOC_ADD_CLOCK);
     if (outcome == 0) {

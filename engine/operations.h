@@ -22,14 +22,14 @@ struct ClockSetting {
     int64_t value;
     int64_t rel_mode;
     int64_t rewind;
-    int64_t origin;
+    const char *origin; // as typed, or null
     int32_t speed;
 };
 
 // Works the clock setting out of a request. Returns OV_OK, OV_BAD_SPEED, OV_BAD_TIME or OV_BAD_RELATIVE_TIME.
 int32_t read_clock_setting(const ov_request &request, ClockSetting &clock, Message &message);
 
-// Each returns the operation's result, with errno as the last kernel command (or the listing) left it.
+// Each returns the operation's result, with errno as its last failing call left it.
 int32_t add_clocks(const ControlFile &control, const Identities &who, const ClockSetting &clock, Message &message);
 int32_t delete_clocks(const ControlFile &control, const Identities &who, Message &message);
 int32_t list_clocks(const ControlFile &control, int32_t caller, Message &message);

@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "base/integer.h"
-#include "ov_helper.h"
 #include "base/local_time.h"
+#include "ov_helper.h"
 
 int print_header(const char *path)
 {

@@ -9,8 +9,9 @@
  *
  *  1. One thread. The engine shares one kernel record and a few static texts between calls and takes no
  *     lock: no two calls may overlap. Functions marked "reentrant" are the exceptions.
- *  2. A clock value is a count of seconds since 1970-01-01 00:00:00 UTC. Clocks run from 32400 to
- *     253402329599; 0 means "no value" everywhere.
+ *  2. A clock value is a count of seconds since 1970-01-01 00:00:00 UTC. The parsers take dates from 32400 to
+ *     253402329599, before they correct them by an hour of daylight saving time or add the seconds of the
+ *     minute; the kernel module has its own say. 0 means failure.
  *  3. A message slot (char **message) is a pointer to a string pointer that the caller sets to NULL.
  *     The engine may leave one text there, on success too, which the caller shows and gives to free().
  *     A NULL slot means that no message is wanted. A text that is already in the slot must come from
@@ -18,7 +19,8 @@
  *  4. Input strings belong to the caller, are NUL-terminated, and are only read.
  *  5. Decimal texts are read as strtol reads them, without a look at what follows the digits, and keep
  *     their low 32 bits, unless the function says otherwise.
- *  6. errno is read as the kernel commands leave it, and never cleared.
+ *  6. errno is read after kernel commands, which need not have set it: a stale value of an older call counts.
+ *     It is never cleared.
  */
 #ifndef OV_HELPER_H
 #define OV_HELPER_H
@@ -48,7 +50,10 @@ enum ov_operation {
 /* Kinds of identity. */
 enum ov_kind { OV_USER = 1, OV_GROUP = 2, OV_PROCESS = 3 };
 
-/* Speeds: n above 1 is n times faster, -n is n times slower, 1 and -1 are the normal pace. */
+/*
+ * Speeds: n above 1 is n times faster, -n is n times slower, 1 and -1 are the normal pace. A clock stands still at
+ * 0, shown as "Frozen", and at 1001, shown as "FROZEN", which requests may carry but parse_speed refuses.
+ */
 enum ov_speed { OV_SPEED_LIMIT = 1000, OV_SPEED_FROZEN = 0, OV_SPEED_STOPPED = 1001 };
 
 enum { OV_MAX_IDENTITIES = 10, OV_ABSOLUTE_FORM = 1 };
@@ -68,7 +73,7 @@ enum ov_result {
     OV_BAD_RELATIVE_TIME = 810,   /* the relative form gave no clock value */
     OV_NOT_PERMITTED = 811,       /* the caller may not do this */
     OV_NO_CONTROL_FILE = 812,     /* /proc/zynov could not be opened */
-    OV_KERNEL_ERROR = 813,        /* done, but the kernel module left an error number and no message */
+    OV_KERNEL_ERROR = 813,        /* done, but the kernel module left an error number, and nothing else was said */
     OV_NO_CLOCK = 814,            /* delete: the identity has no clock, or is number 0 */
     OV_ROOT_IDENTITY = 815        /* add: an identity is uid 0 or gid 0 */
 };
@@ -81,8 +86,8 @@ typedef struct ov_request {
     int32_t operation;       /* enum ov_operation */
     int32_t speed;           /* -1000 to 1001 */
     int32_t time_form;       /* 1: abs_time, else virtime; otherwise x_date, else the relative form */
-    int32_t rel_mode;        /* relative form: non-zero is a plain offset from now, with no range check */
-    int32_t rewind;          /* non-zero: the clock's date rewinds at midnight */
+    int32_t rel_mode;        /* relative form: the mode of parse_reltime, which goes to the kernel too (0 or 1) */
+    int32_t rewind;          /* 1: the clock's date rewinds at midnight; goes to the kernel as it is */
     int32_t id_count;        /* 0 to 10; 0 means the calling user */
     int32_t id_kind[10];     /* enum ov_kind */
     const char *id_text[10]; /* user name or uid, group name or gid, process id */
@@ -92,14 +97,16 @@ typedef struct ov_request {
     const char *rel_hours;
     const char *rel_days;
     const char *rel_years;
-    const char *rel_origin; /* seconds since the epoch to start from in place of now, or NULL */
+    const char *rel_origin; /* seconds since the epoch to start from, not after now, or NULL; goes to the kernel */
     int64_t virtime;        /* ready clock value, when time_form is 1 and abs_time is NULL */
 } ov_request;
 
 /*
  * Carries out one request for the calling user (real uid; 0 is the superuser) and returns an ov_result.
- * Add prints the reports of all identities but the last on standard output; list prints its table there.
- * A failed identity neither stops nor undoes the others; the result is the last one's.
+ * All identities are resolved before anything is sent to the kernel: one that does not exist, or is 0 for add,
+ * refuses the request. From then on a failed identity neither stops nor undoes the others, and the result is the
+ * last one's. Add prints the messages of all identities but the last, on standard output, or on standard error
+ * where the identity failed; list prints its table on standard output. A NULL request is a bad operation.
  */
 OV_API int32_t ov_process_request(const ov_request *request, char **message);
 
@@ -115,7 +122,9 @@ OV_API int32_t check_rc(int32_t code);
 
 /*
  * Prints the clock table of this container on standard output through fd, an open control file: all of it
- * for uid 0, else what concerns uid. Returns 0, or the return value of the slot command that failed.
+ * for uid 0, else what concerns uid: its user clock, its processes', and that of the calling process's real
+ * group. Processes that have ended and identities without a name are left out. Returns 0, or the return value of
+ * the slot command that failed.
  */
 OV_API int ovuser_list_user(int fd, int uid);
 
@@ -147,7 +156,7 @@ OV_API int64_t zyn_parse_time(const char *text, char **message);
  * The same from numbers: tm_min, tm_hour, tm_mday, tm_mon (1 to 12) and tm_year (the full year, 1970 to
  * 9999). Has no range check, takes 2000, 2400, ... for common years and 2100, 2500, ... for leap years, and
  * counts seconds of whole days in 32 bits. On failure returns 0 and points *message at a constant text,
- * which must not be freed.
+ * which must not be freed; 0 without one is the epoch itself.
  */
 OV_API int64_t zyn_parse_tm_time(const struct tm *record, const char **message);
 
@@ -171,17 +180,19 @@ OV_API int parse_speed(const char *text, int *speed);
 OV_API int64_t adjust_virtime_for_rewind(int64_t date, int64_t time_of_day);
 
 /*
- * A distance from now, or from origin (seconds since the epoch, not later than now), to a clock value; each
- * text may be NULL and negative. A move of whole days keeps the wall-clock hour across a change of daylight
- * saving time. A non-zero mode takes now as a plain number of seconds and checks no range. 0 on failure,
- * with a message in the slot.
+ * A distance from now to a clock value; each text may be NULL and negative. The move is made on the local wall
+ * clock, and one of whole days keeps the hour across a change of daylight saving time by an hour (unless midnight
+ * lies in between). From an origin (seconds since the epoch, not later than now), or with a non-zero mode, the
+ * distance is plain seconds; the mode then adds the seconds of the present minute once more. A non-zero mode
+ * checks no range, with an origin too. 0 on failure, with a message in the slot.
  */
 OV_API int64_t parse_reltime(const char *years, const char *days, const char *hours, const char *minutes,
                              const char *origin, char **message, int mode);
 
 /*
  * Resolves a name or a number of the given kind to an existing uid, gid or pid. Returns 0, or -1 with
- * *number (not NULL) untouched. Names win over numbers; nothing may follow a number.
+ * *number (not NULL) untouched. Names win over numbers; nothing may follow a number. The empty text is the
+ * number 0, and so names root.
  */
 OV_API int parse_uid(const char *text, int kind, uint32_t *number);
 

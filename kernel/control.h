@@ -6,7 +6,7 @@ namespace ov
 {
 
 // The one kernel record, through which every command goes. Shared by the request engine, the listing and
-// the high-mark query; what the module left in it stays until the next command clears it.
+// the high-mark query; what the module left in it stays, from one command to the next, unless it is cleared.
 extern zynov_iov theiov;
 
 // The open control file of one request; closed when it goes out of scope, on every way out.

@@ -92,14 +92,17 @@ TEST(Time, CountsDaysAsAWalkDoes)
     for (int year = 1970; year <= 9999; ++year) {
         const int leap = is_leap_year(year - 1900), full_year_leap = is_leap_year(year);
         for (int month = 1, passed = 0; month <= 12; passed += lengths[month++ - 1]) {
-            for (const int mday : {1, lengths[month - 1]}) {
+            for (const int mday : {1, 20, lengths[month - 1]}) {
                 const int64_t in_year = passed + mday - 1;
-                ASSERT_EQ(zyn_parse_time(text_of(month, mday, 12, 0, year).c_str(), nullptr),
-                          (first + in_year + (month > 2 ? leap : 0)) * 86400 + 43200);
+                ASSERT_EQ(zyn_parse_time(text_of(month, mday, 23, 59, year).c_str(), nullptr),
+                          (first + in_year + (month > 2 ? leap : 0)) * 86400 + 86340);
                 tm record = {};
-                record.tm_mday = mday, record.tm_mon = month, record.tm_year = year, record.tm_hour = 12;
+                record.tm_mday = mday, record.tm_mon = month, record.tm_year = year, record.tm_hour = 23,
+                record.tm_min = 59;
                 const int64_t full_year_day = full_year_first + in_year + (month > 2 ? full_year_leap : 0);
-                ASSERT_EQ(zyn_parse_tm_time(&record, nullptr), static_cast<int32_t>(full_year_day * 86400) + 43200);
+                // The whole days in 32 bits, the rest of the sum in 64.
+                const int64_t whole_days = static_cast<int32_t>(full_year_day * 86400);
+                ASSERT_EQ(zyn_parse_tm_time(&record, nullptr), whole_days + 86340);
             }
         }
         first += 365 + leap;

@@ -2,10 +2,10 @@
 #include <cstring>
 #include <ctime>
 
+#include "base/local_time.h"
 #include "base/message.h"
 #include "ov_helper.h"
 #include "timespec/calendar.h"
-#include "base/local_time.h"
 #include "timespec/range.h"
 
 namespace ov
@@ -132,5 +132,6 @@ int64_t zyn_parse_tm_time(const struct tm *record, const char **message)
     tzset();
     // The seconds of whole days wrap around in 32 bits from 2038-01-21 on: meant so.
     const int64_t days = day_number(record->tm_year, record->tm_mon, record->tm_mday, full_year);
-    return correct_daylight_saving(low_32(days * 86400) + record->tm_hour * 3600 + record->tm_min * 60 + timezone);
+    return correct_daylight_saving(int64_t{low_32(days * 86400)} + record->tm_hour * 3600 + record->tm_min * 60 +
+                                   timezone);
 }

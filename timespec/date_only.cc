@@ -3,9 +3,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/local_time.h"
 #include "base/message.h"
 #include "ov_helper.h"
-#include "base/local_time.h"
 #include "timespec/range.h"
 
 int64_t parse_Xtime(const char *text, char **slot, int *code)

@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/local_time.h"
 #include "base/message.h"
 #include "ov_helper.h"
 #include "timespec/calendar.h"
-#include "base/local_time.h"
 #include "timespec/range.h"
 
 namespace ov
@@ -102,14 +102,20 @@ static void move_days(tm &t, int64_t days)
     t.tm_mday = moved.day;
 }
 
+static void move_hours(tm &t, int64_t hours)
+{
+    const int64_t hour = t.tm_hour + hours;
+    t.tm_hour = static_cast<int>(floor_mod(hour, 24));
+    move_days(t, floor_div(hour, 24));
+}
+
 // Minutes, then hours, on the wall clock: no zone and no daylight saving time has a part in it.
 static void move_time(tm &t, int32_t hours, int32_t minutes)
 {
     const int64_t minute = int64_t{t.tm_min} + minutes;
-    const int64_t hour = int64_t{t.tm_hour} + floor_div(minute, 60) + hours;
     t.tm_min = static_cast<int>(floor_mod(minute, 60));
-    t.tm_hour = static_cast<int>(floor_mod(hour, 24));
-    move_days(t, floor_div(hour, 24));
+    move_hours(t, floor_div(minute, 60));
+    move_hours(t, hours);
 }
 
 // A move on the wall clock from the present moment; 0 when the date it leads to is no clock value.

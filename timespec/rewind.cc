@@ -1,5 +1,5 @@
-#include "ov_helper.h"
 #include "base/local_time.h"
+#include "ov_helper.h"
 
 int64_t adjust_virtime_for_rewind(int64_t date, int64_t time_of_day)
 {

@@ -1,0 +1,37 @@
+# Sourced by the other scripts: goes to the project's folder, and provides what they need of the machine.
+set -eu
+cd "$(dirname "$0")/.."
+
+# Installs what is missing of the named Debian packages. A package counts as there when it is a command of that
+# name, or the file behind a colon exists.
+require() {
+    missing=
+    for need in "$@"; do
+        case $need in
+        *:*) [ -e "${need#*:}" ] || missing="$missing ${need%%:*}" ;;
+        *) command -v "$need" >/dev/null || missing="$missing $need" ;;
+        esac
+    done
+    [ -n "$missing" ] || return 0
+
+    as_root=
+    if [ "$(id -u)" != 0 ]; then
+        as_root=sudo
+        if ! command -v sudo >/dev/null || { ! sudo -n true 2>/dev/null && [ ! -t 0 ]; }; then
+            echo "Something is missing here. As root, run: apt-get update && apt-get install -y$missing"
+            exit 1
+        fi
+    fi
+    echo "Installing$missing"
+    # Word splitting of the list is meant.
+    $as_root apt-get update -qq
+    $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null
+}
+
+# Builds into a folder below build/, with CMake options behind it.
+build_in() {
+    folder=build/$1
+    shift
+    [ -e "$folder/Makefile" ] || cmake -S . -B "$folder" -G "Unix Makefiles" "$@" >/dev/null
+    cmake --build "$folder" -j "$(nproc)" -- --no-print-directory -s >/dev/null
+}

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "simulator/clocks.h"
 #include "simulator/faults.h"
 #include "simulator/next.h"
 #include "simulator/state.h"
@@ -20,7 +21,6 @@ namespace sim
 static constinit Next<int(const char *, int, ...)> next_open("open");
 static constinit Next<int(int, const char *, int, ...)> next_openat("openat");
 static constinit Next<int(int, unsigned long, ...)> next_ioctl("ioctl");
-static constinit Next<int(clockid_t, timespec *)> next_clock_gettime("clock_gettime");
 
 static std::atomic<uint64_t> commands_sent;
 
@@ -49,7 +49,7 @@ static bool is_command(unsigned long request)
 static int run_command(int descriptor, unsigned long command, zynov_iov &record)
 {
     timespec real;
-    next_clock_gettime(CLOCK_REALTIME, &real);
+    read_real_clock(CLOCK_REALTIME, &real);
     if (changes_table(command)) {
         const Change change(descriptor);
         return change.table() != nullptr ? change_table(*change.table(), command, record, real) : errno;

@@ -12,6 +12,8 @@
 namespace sim
 {
 
+enum Kind : uint64_t { no_kind = 0, user_kind = 1, group_kind = 2, process_kind = 3 };
+
 // One virtual clock. A kind of 0 in its flags marks a free slot.
 struct Clock {
     int64_t id;
@@ -29,8 +31,26 @@ struct Clock {
     bool rewinds() const { return flags >> ZYNOV_REWIND_SHIFT != 0; }
 };
 
-// What the clock shows at a real instant; the low 32 bits of its speed count. Async-signal-safe.
-timespec time_on(const Clock &clock, const timespec &real);
+// What a clock shows at real instants, worked out as far as it can be beforehand. Async-signal-safe.
+class Pace
+{
+  public:
+    constexpr Pace() = default;
+    explicit Pace(const Clock &clock);
+
+    timespec at(const timespec &real) const;
+
+  private:
+    int64_t real_seconds_ = 0;
+    int64_t real_nanoseconds_ = 0;
+    int64_t start_ = 0;
+    int64_t multiplier_ = 0;       // 0 when the clock stands still
+    uint64_t divisor_ = 1;         // above 1 when it is slow, ...
+    uint64_t divisor_inverse_ = 0; // ... with 2^64 divided by it, to save the division
+    int64_t utc_offset_ = 0;
+    int64_t midnight_ = 0;
+    bool rewinds_ = false;
+};
 
 // When a process started, in ticks since boot, from its status line (/proc/PID/stat or /proc/self/stat); 0
 // when there is no such process. Async-signal-safe.

@@ -131,7 +131,7 @@ TEST(Simulator, RunsClocksAtTheirSpeed)
                                                                 : elapsed / -clock.speed;
         if (clock.speed < 0 && elapsed < 0 && elapsed % -clock.speed != 0)
             --moved;
-        const timespec shown = time_on(clock, real);
+        const timespec shown = Pace(clock).at(real);
         ASSERT_TRUE(static_cast<__int128>(shown.tv_sec) * 1000000000 + shown.tv_nsec ==
                     static_cast<__int128>(clock.start) * 1000000000 + moved)
             << clock.speed;
@@ -139,7 +139,7 @@ TEST(Simulator, RunsClocksAtTheirSpeed)
 
         clock.flags |= 1 << ZYNOV_REWIND_SHIFT; // the same time of day, on the day that it began with
         clock.utc_offset = 3600 * (static_cast<int64_t>(random() % 27) - 12);
-        const timespec rewound = time_on(clock, real);
+        const timespec rewound = Pace(clock).at(real);
         ASSERT_EQ((rewound.tv_sec - shown.tv_sec) % 86400, 0);
         ASSERT_EQ(ov::floor_div(rewound.tv_sec + clock.utc_offset, 86400),
                   ov::floor_div(clock.start + clock.utc_offset, 86400));
@@ -147,7 +147,7 @@ TEST(Simulator, RunsClocksAtTheirSpeed)
         auto *words = reinterpret_cast<uint64_t *>(&clock); // whatever a broken table may hold
         for (size_t i = 0; i < sizeof clock / 8; ++i)
             words[i] = random() % 3 == 0 ? random() : static_cast<uint64_t>(INT64_MIN) + random() % 3 - 1;
-        time_on(clock, {INT64_MAX - static_cast<long>(random() % 2), 999999999});
+        Pace(clock).at({INT64_MAX - static_cast<long>(random() % 2), 999999999});
     }
 }
 

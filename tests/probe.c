@@ -1,0 +1,28 @@
+/* What a program sees of the time: each call's seconds on one line, and again for each line that it reads. */
+#define _GNU_SOURCE
+#include <stdio.h>
+#include <sys/time.h>
+#include <time.h>
+#include <unistd.h>
+
+static long seconds(clockid_t clock)
+{
+    struct timespec now;
+    clock_gettime(clock, &now);
+    return now.tv_sec;
+}
+
+int main(void)
+{
+    char line[64];
+    do {
+        struct timeval moment;
+        struct timespec instant;
+        gettimeofday(&moment, NULL);
+        timespec_get(&instant, TIME_UTC);
+        printf("%ld %ld %ld %ld %ld %d\n", (long)time(NULL), (long)moment.tv_sec, seconds(CLOCK_REALTIME),
+               seconds(CLOCK_REALTIME_COARSE), (long)instant.tv_sec, seconds(CLOCK_MONOTONIC) < 1700000000);
+        fflush(stdout);
+    } while (fgets(line, sizeof line, stdin) != NULL);
+    return 0;
+}

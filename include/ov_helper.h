@@ -11,7 +11,7 @@
  *     lock: no two calls may overlap. Functions marked "reentrant" are the exceptions.
  *  2. A clock value is a count of seconds since 1970-01-01 00:00:00 UTC. The parsers take dates from 32400 to
  *     253402329599, before they correct them by an hour of daylight saving time or add the seconds of the
- *     minute; the kernel module has its own say. 0 means failure.
+ *     minute; parse_reltime checks its final value too, and the kernel module has its own say. 0 means failure.
  *  3. A message slot (char **message) is a pointer to a string pointer that the caller sets to NULL.
  *     The engine may leave one text there, on success too, which the caller shows and gives to free().
  *     A NULL slot means that no message is wanted. A text that is already in the slot must come from
@@ -87,7 +87,7 @@ typedef struct ov_request {
     int32_t speed;           /* -1000 to 1001 */
     int32_t time_form;       /* 1: abs_time, else virtime; otherwise x_date, else the relative form */
     int32_t rel_mode;        /* relative form: the mode of parse_reltime, which goes to the kernel too (0 or 1) */
-    int32_t rewind;          /* 1: the clock's date rewinds at midnight; goes to the kernel as it is */
+    int32_t rewind;          /* not 0: the clock's date rewinds at midnight; goes to the kernel as it is */
     int32_t id_count;        /* 0 to 10; 0 means the calling user */
     int32_t id_kind[10];     /* enum ov_kind */
     const char *id_text[10]; /* user name or uid, group name or gid, process id */
@@ -156,7 +156,7 @@ OV_API int64_t zyn_parse_time(const char *text, char **message);
  * The same from numbers: tm_min, tm_hour, tm_mday, tm_mon (1 to 12) and tm_year (the full year, 1970 to
  * 9999). Has no range check, takes 2000, 2400, ... for common years and 2100, 2500, ... for leap years, and
  * counts seconds of whole days in 32 bits. On failure returns 0 and points *message at a constant text,
- * which must not be freed; 0 without one is the epoch itself.
+ * which must not be freed; 0 without one is a value, such as that of the epoch itself.
  */
 OV_API int64_t zyn_parse_tm_time(const struct tm *record, const char **message);
 
@@ -183,8 +183,8 @@ OV_API int64_t adjust_virtime_for_rewind(int64_t date, int64_t time_of_day);
  * A distance from now to a clock value; each text may be NULL and negative. The move is made on the local wall
  * clock, and one of whole days keeps the hour across a change of daylight saving time by an hour (unless midnight
  * lies in between). From an origin (seconds since the epoch, not later than now), or with a non-zero mode, the
- * distance is plain seconds; the mode then adds the seconds of the present minute once more. A non-zero mode
- * checks no range, with an origin too. 0 on failure, with a message in the slot.
+ * distance is plain seconds; without an origin, the mode adds the seconds of the present minute once more. A
+ * non-zero mode checks no range, with an origin too. 0 on failure, with a message in the slot.
  */
 OV_API int64_t parse_reltime(const char *years, const char *days, const char *hours, const char *minutes,
                              const char *origin, char **message, int mode);

@@ -123,54 +123,48 @@ gid_t getgid() noexcept
     return script != nullptr ? script->gid : real<gid_t()>("getgid")();
 }
 
-static passwd *find_user(const std::function<bool(const std::string &, unsigned)> &matches)
+} // extern "C"
+
+// The first name and number that match, left in an entry of the user or group database.
+template <typename Entry, typename Matches>
+static Entry *find(const std::map<std::string, unsigned> &database, char *Entry::*name, unsigned Entry::*id,
+                   Matches matches)
 {
-    static passwd found;
-    static std::string name;
-    for (const auto &[user, uid] : script->users) {
-        if (matches(user, uid) && !fails()) {
-            name = user;
-            found.pw_name = name.data();
-            found.pw_uid = uid;
+    static Entry found;
+    static std::string found_name;
+    for (const auto &[entry, number] : database) {
+        if (matches(entry, number) && !fails()) {
+            found_name = entry;
+            found.*name = found_name.data();
+            found.*id = number;
             return &found;
         }
     }
     return nullptr;
 }
 
-static group *find_group(const std::function<bool(const std::string &, unsigned)> &matches)
-{
-    static group found;
-    static std::string name;
-    for (const auto &[entry, gid] : script->groups) {
-        if (matches(entry, gid) && !fails()) {
-            name = entry;
-            found.gr_name = name.data();
-            found.gr_gid = gid;
-            return &found;
-        }
-    }
-    return nullptr;
-}
+extern "C" {
 
 passwd *getpwnam(const char *name)
 {
-    return find_user([=](const std::string &user, unsigned) { return user == name; });
+    return find(script->users, &passwd::pw_name, &passwd::pw_uid, [=](auto &user, unsigned) { return user == name; });
 }
 
-passwd *getpwuid(uid_t number)
+passwd *getpwuid(uid_t uid)
 {
-    return find_user([=](const std::string &, unsigned uid) { return uid == number; });
+    return find(script->users, &passwd::pw_name, &passwd::pw_uid,
+                [=](auto &, unsigned number) { return number == uid; });
 }
 
 group *getgrnam(const char *name)
 {
-    return find_group([=](const std::string &entry, unsigned) { return entry == name; });
+    return find(script->groups, &group::gr_name, &group::gr_gid, [=](auto &entry, unsigned) { return entry == name; });
 }
 
-group *getgrgid(gid_t number)
+group *getgrgid(gid_t gid)
 {
-    return find_group([=](const std::string &, unsigned gid) { return gid == number; });
+    return find(script->groups, &group::gr_name, &group::gr_gid,
+                [=](auto &, unsigned number) { return number == gid; });
 }
 
 int gettimeofday(timeval *__restrict time, void *__restrict zone) noexcept

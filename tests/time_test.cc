@@ -54,35 +54,26 @@ TEST(Time, CountsDaysAsAWalkDoes)
         ov::subtract_one_day_from_tm(&back);
         ASSERT_EQ(memcmp(&back, &before, sizeof back), 0);
     }
-    const struct {
-        int year, month, day;
-        ov::Date forward, back; // months 0 to 11, years from 1900
-    } odd[] = {{101, 3, 31, {101, 4, 1}, {101, 3, 30}},
-               {101, 12, 5, {102, 0, 1}, {101, 12, 4}},
-               {101, -1, 5, {101, 0, 1}, {101, -1, 4}},
-               {101, 4, 0, {101, 4, 1}, {101, 3, 30}},
-               {101, 13, 1, {102, 0, 1}, {101, 12, -1}},
-               {INT_MAX, 11, 31, {INT_MIN, 0, 1}, {INT_MAX, 11, 30}},
-               {INT_MIN, 0, 1, {INT_MIN, 0, 2}, {INT_MAX, 11, 31}}};
+    const int odd[][9] = {// year from 1900, month 0 to 11, day: as they are, a day later, a day earlier
+                          {101, 3, 31, 101, 4, 1, 101, 3, 30},
+                          {101, 12, 5, 102, 0, 1, 101, 12, 4},
+                          {101, -1, 5, 101, 0, 1, 101, -1, 4},
+                          {101, 4, 0, 101, 4, 1, 101, 3, 30},
+                          {101, 13, 1, 102, 0, 1, 101, 12, -1},
+                          {INT_MAX, 11, 31, INT_MIN, 0, 1, INT_MAX, 11, 30},
+                          {INT_MIN, 0, 1, INT_MIN, 0, 2, INT_MAX, 11, 31}};
     for (const auto &o : odd) {
         tm forward = {}, back = {};
-        forward.tm_year = back.tm_year = o.year, forward.tm_mon = back.tm_mon = o.month;
-        forward.tm_mday = back.tm_mday = o.day;
+        forward.tm_year = back.tm_year = o[0], forward.tm_mon = back.tm_mon = o[1],
+        forward.tm_mday = back.tm_mday = o[2];
         ov::add_one_day_to_tm(&forward);
         ov::subtract_one_day_from_tm(&back);
-        EXPECT_EQ((ov::Date{forward.tm_year, forward.tm_mon, forward.tm_mday}), o.forward);
-        EXPECT_EQ((ov::Date{back.tm_year, back.tm_mon, back.tm_mday}), o.back);
+        EXPECT_TRUE(forward.tm_year == o[3] && forward.tm_mon == o[4] && forward.tm_mday == o[5]) << o[1];
+        EXPECT_TRUE(back.tm_year == o[6] && back.tm_mon == o[7] && back.tm_mday == o[8]) << o[1];
     }
-    for (const auto &[year, leap] : std::map<int, int>{{100, 1},
-                                                       {0, 0},
-                                                       {200, 0},
-                                                       {500, 1},
-                                                       {-4, 1},
-                                                       {-100, 0},
-                                                       {2000, 0},
-                                                       {2100, 1},
-                                                       {INT_MAX, 0},
-                                                       {INT_MIN, 1}})
+    const int leap_years[][2] = {{100, 1},  {0, 0},    {200, 0},  {500, 1},     {-4, 1},
+                                 {-100, 0}, {2000, 0}, {2100, 1}, {INT_MAX, 0}, {INT_MIN, 1}};
+    for (const auto &[year, leap] : leap_years)
         EXPECT_EQ(is_leap_year(year), leap) << year;
 
     // Both parsers, on the first and last days of all months.
@@ -121,19 +112,19 @@ static Parsed naive_parse(const std::string &text)
     };
     const int month = field(0, 2), day = field(2, 2), hour = field(4, 2), minute = field(6, 2), year = field(8, 4);
     static const int lengths[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    if (month < 1 || month > 12)
-        return {0, illegal + "invalid month\n"};
-    if (day < 1 || day > lengths[month - 1])
-        return {0, illegal + "invalid days with regard to month\n"};
-    if (hour < 0 || hour > 23)
-        return {0, illegal + "invalid hours[0 ~ 23]\n"};
-    if (minute < 0 || minute > 59)
-        return {0, illegal + "invalid minutes[0 ~ 59]\n"};
-    if (year < 1970 || year > 9999)
-        return {0, illegal + "invalid year[1970 ~ 9999]\n"};
     const auto leap = [](int y) { return y % 4 == 0 && (y % 100 != 0 || y % 400 == 0); };
-    if (!leap(year) && month == 2 && day > 28)
-        return {0, illegal + "invalid days with regard to year and month of Febrary[1 ~ 28]\n"};
+    const bool some_month = month >= 1 && month <= 12;
+    const std::pair<bool, const char *> checks[] = {
+        {some_month, "month\n"},
+        {some_month && day >= 1 && day <= lengths[month - 1], "days with regard to month\n"},
+        {hour >= 0 && hour <= 23, "hours[0 ~ 23]\n"},
+        {minute >= 0 && minute <= 59, "minutes[0 ~ 59]\n"},
+        {year >= 1970 && year <= 9999, "year[1970 ~ 9999]\n"},
+        {leap(year) || month != 2 || day <= 28, "days with regard to year and month of Febrary[1 ~ 28]\n"},
+    };
+    for (const auto &[good, why] : checks)
+        if (!good)
+            return {0, illegal + "invalid " + why};
     int64_t days = day - 1;
     for (int y = 1970; y < year; ++y)
         days += leap(y) ? 366 : 365;
@@ -174,20 +165,25 @@ TEST(Time, ReadsTwelveCharactersAsStrtolDoes)
         EXPECT_EQ(parse(text), naive_parse(text));
 
     const char *why = nullptr;
-    const auto refusal = [&](int month, int day, int hour, int minute, int year) {
-        tm record = {};
-        record.tm_mon = month, record.tm_mday = day, record.tm_hour = hour, record.tm_min = minute,
-        record.tm_year = year;
-        EXPECT_EQ(zyn_parse_tm_time(&record, &why), 0);
-        return std::string(why);
+    const struct {
+        int month, day, hour, minute, year;
+        const char *why;
+    } refusals[] = {
+        {INT_MIN, 1, 0, 0, 2000, "Illegal month"},
+        {2, 30, 0, 0, 2100, "Illegal days with regard to month"},
+        {2, 28, -1, 0, 2100, "Illegal hours[0 ~ 23]"},
+        {2, 28, 0, 60, 2100, "Illegal minutes[0 ~ 59]"},
+        {2, 28, 0, 0, 1969, "Illegal year[<1970]"},
+        {2, 28, 0, 0, 10000, "Illegal year[>9999]"},
+        {2, 29, 0, 0, 2000, "Illegal days with regard to year and month[1 ~ 28]"},
     };
-    EXPECT_EQ(refusal(INT_MIN, 1, 0, 0, 2000), "Illegal month");
-    EXPECT_EQ(refusal(2, 30, 0, 0, 2100), "Illegal days with regard to month");
-    EXPECT_EQ(refusal(2, 28, -1, 0, 2100), "Illegal hours[0 ~ 23]");
-    EXPECT_EQ(refusal(2, 28, 0, 60, 2100), "Illegal minutes[0 ~ 59]");
-    EXPECT_EQ(refusal(2, 28, 0, 0, 1969), "Illegal year[<1970]");
-    EXPECT_EQ(refusal(2, 28, 0, 0, 10000), "Illegal year[>9999]");
-    EXPECT_EQ(refusal(2, 29, 0, 0, 2000), "Illegal days with regard to year and month[1 ~ 28]");
+    for (const auto &r : refusals) {
+        tm record = {};
+        record.tm_mon = r.month, record.tm_mday = r.day, record.tm_hour = r.hour, record.tm_min = r.minute;
+        record.tm_year = r.year;
+        EXPECT_EQ(zyn_parse_tm_time(&record, &why), 0);
+        EXPECT_STREQ(why, r.why);
+    }
     EXPECT_EQ(zyn_parse_tm_time(nullptr, &why), 0);
     EXPECT_STREQ(why, "invalid input");
 }
@@ -296,7 +292,17 @@ TEST(Time, AnswersRelativeSpecifications)
         int mode;
         int64_t value;
         std::string message;
+        int64_t now = leap_day;
+        const char *zone = "UTC";
     } cases[] = {
+        {nullptr, nullptr, nullptr, "-1", nullptr, 0, 1709164740, "", 1709164800}, // from midnight to the day before
+        // No such local time: it counts as day 0, from which each of the two moves leads to December 1899.
+        {nullptr, nullptr, "-24", "1440", nullptr, 0, 0, illegal + "year[1970 ~ 9999]\n", INT64_MAX},
+        // Into summer and out of it: the same hour the day after; to and from the hours at midnight: noon.
+        {nullptr, "1", nullptr, nullptr, nullptr, 0, 1711790430 + 82800, "", 1711790430, "Europe/Berlin"},
+        {nullptr, "1", nullptr, nullptr, nullptr, 0, 1729930830 + 90000, "", 1729930830, "Europe/Berlin"},
+        {nullptr, "1", nullptr, nullptr, nullptr, 0, 1711967430, "", 1711837830, "Europe/Berlin"},
+        {nullptr, "1", nullptr, nullptr, nullptr, 0, 1730115030, "", 1729981830, "Europe/Berlin"},
         {nullptr, nullptr, nullptr, nullptr, nullptr, 0, leap_day, ""},
         {"1", nullptr, nullptr, nullptr, nullptr, 0, leap_day + 366 * 86400, ""},
         {"-1", nullptr, "abc", "5x", nullptr, 0, leap_day - 365 * 86400 + 300, ""},
@@ -318,10 +324,10 @@ TEST(Time, AnswersRelativeSpecifications)
         {"-2030", nullptr, nullptr, nullptr, nullptr, 0, 0, illegal + "year[1970 ~ 9999]\n"},
         {most, most, most, most, nullptr, 0, 0, illegal + "date format\n"},
     };
-    set_zone("UTC");
     Script script;
-    script.now = leap_day;
     for (const auto &c : cases) {
+        set_zone(c.zone);
+        script.now = c.now;
         const Parsed parsed = with_message([&](char **message) {
             return parse_reltime(c.years, c.days, c.hours, c.minutes, c.origin, message, c.mode);
         });

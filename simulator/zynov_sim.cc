@@ -95,7 +95,7 @@ static void prepare_state(const char *path, bool shared)
     close(descriptor);
 }
 
-static const char *find_library()
+static char *find_library()
 {
     char program[PATH_MAX];
     const ssize_t length = readlink("/proc/self/exe", program, sizeof program - 1);
@@ -105,13 +105,32 @@ static const char *find_library()
     *strrchr(program, '/') = '\0';
     for (const char *folder : {".", "../" OV_SIM_LIBRARY_FOLDER}) {
         char *path = realpath(text("%s/%s/libzynov_sim.so", program, folder), nullptr);
-        if (path == nullptr)
-            continue;
-        if (strpbrk(path, " :") != nullptr)
-            fail("%s: a library whose path has a blank or a colon cannot be preloaded", path);
-        return path;
+        if (path != nullptr)
+            return path;
     }
     fail("libzynov_sim.so is neither in %s nor installed", program);
+}
+
+// Puts a text in front of a list in the environment.
+static void put_in_front(const char *variable, const char *first)
+{
+    const char *rest = getenv(variable);
+    const bool any = rest != nullptr && *rest != '\0';
+    if (setenv(variable, text("%s%s%s", first, any ? ":" : "", any ? rest : ""), 1) != 0)
+        fail("%s: %s", variable, strerror(errno));
+}
+
+static void preload(char *library)
+{
+    if (strpbrk(library, " :") == nullptr)
+        return put_in_front("LD_PRELOAD", library);
+    // A list of libraries is split at blanks too, one of folders is not.
+    char *name = strrchr(library, '/');
+    *name++ = '\0';
+    if (strpbrk(library, ":;") != nullptr)
+        fail("%s: a library in a folder with a colon or a semicolon cannot be preloaded", library);
+    put_in_front("LD_LIBRARY_PATH", library);
+    put_in_front("LD_PRELOAD", name);
 }
 
 } // namespace sim
@@ -156,11 +175,9 @@ int main(int argc, char **argv)
         state = default_state();
     prepare_state(state, shared);
     char *whole_path = realpath(state, nullptr);
-    const char *others = getenv("LD_PRELOAD");
-    const bool any_others = others != nullptr && *others != '\0';
-    if (whole_path == nullptr || setenv(state_variable, whole_path, 1) != 0 ||
-        setenv("LD_PRELOAD", text("%s%s%s", find_library(), any_others ? ":" : "", any_others ? others : ""), 1) != 0)
+    if (whole_path == nullptr || setenv(state_variable, whole_path, 1) != 0)
         fail("%s: %s", state, strerror(errno));
+    preload(find_library());
     if (script != nullptr)
         setenv(faults_variable, script, 1);
 

@@ -52,7 +52,7 @@ class Utility : public testing::Test
     static std::string shell(const std::string &script, const char *simulator = "")
     {
         std::ofstream(folder / "script") << script;
-        const std::string line = "cd " + folder.string() + " && " + simulator + " sh ./script >out 2>err </dev/null";
+        const std::string line = "cd '" + folder.string() + "' && " + simulator + " sh ./script >out 2>err </dev/null";
         const int status = system(line.c_str());
         const std::string err = contents(folder / "err");
         return contents(folder / "out") + (err.empty() ? "" : "! " + err) + "= " + std::to_string(WEXITSTATUS(status));

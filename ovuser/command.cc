@@ -51,19 +51,23 @@ void read_identities(int argc, char **argv, ov_request &request)
     }
 }
 
-bool read_identities_only(int argc, char **argv, const char *help, ov_request &request, int &status)
+int perform_on_identities(ov_operation operation, const char *help, int argc, char **argv)
 {
     static constexpr option options[] = {{"help", no_argument, nullptr, 'h'}, {}};
     argv[0] = const_cast<char *>("ovuser: error"); // how getopt begins its messages
     const int choice = getopt_long(argc, argv, "h", options, nullptr);
-    if (choice != -1) {
-        if (choice == 'h')
-            fputs(help, stdout);
-        status = choice == 'h' ? done : not_understood;
-        return false;
+    if (choice == 'h') {
+        fputs(help, stdout);
+        return done;
     }
+    if (choice != -1)
+        return not_understood;
+    ov_request request = {};
+    request.operation = operation;
     read_identities(argc - optind, argv + optind, request);
-    return true;
+    if (operation == OV_RESET && request.id_count != 0) // whoever names somebody does not mean everybody
+        return misunderstood("reset takes no identities");
+    return perform(request);
 }
 
 int perform(const ov_request &request)

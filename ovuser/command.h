@@ -26,9 +26,8 @@ int reset_command(int argc, char **argv);
 // Says on standard error what is wrong with the command line, and returns not_understood.
 int misunderstood(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
-// The whole command line of a subcommand that knows no option but --help: its identities, into the request.
-// True when the request is to be performed, else the exit status is set.
-bool read_identities_only(int argc, char **argv, const char *help, ov_request &request, int &status);
+// The whole of a subcommand that takes identities and no option but --help. Returns the exit status.
+int perform_on_identities(ov_operation operation, const char *help, int argc, char **argv);
 
 // Identities as the listing prints them, u:NAME, g:NAME, p:PID, or a bare user. None means the caller. The
 // texts stay in argv; of more than the request can hold, only the count gets there.

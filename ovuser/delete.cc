@@ -7,8 +7,5 @@ static constexpr char delete_help[] =
 
 int ovuser::delete_command(int argc, char **argv)
 {
-    ov_request request = {};
-    request.operation = OV_DELETE;
-    int status;
-    return read_identities_only(argc, argv, delete_help, request, status) ? perform(request) : status;
+    return perform_on_identities(OV_DELETE, delete_help, argc, argv);
 }

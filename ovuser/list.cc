@@ -7,8 +7,5 @@ static constexpr char list_help[] = "usage: ovuser list [IDENTITY...]\n"
 
 int ovuser::list_command(int argc, char **argv)
 {
-    ov_request request = {};
-    request.operation = OV_LIST;
-    int status;
-    return read_identities_only(argc, argv, list_help, request, status) ? perform(request) : status;
+    return perform_on_identities(OV_LIST, list_help, argc, argv);
 }

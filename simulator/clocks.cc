@@ -13,6 +13,7 @@
 
 #include "base/errno_guard.h"
 #include "simulator/next.h"
+#include "simulator/small_file.h"
 #include "simulator/state.h"
 
 namespace sim
@@ -132,15 +133,9 @@ int read_real_clock(clockid_t clock, timespec *time)
 static uint64_t read_container_id()
 {
     struct stat marker;
-    if (stat("/.dockerenv", &marker) != 0)
-        return 0;
-    const int descriptor = open("/etc/hostname", O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0)
-        return 0;
     char line[256];
-    const ssize_t length = read(descriptor, line, sizeof line - 1);
-    close(descriptor);
-    line[length > 0 ? length : 0] = '\0';
+    if (stat("/.dockerenv", &marker) != 0 || !read_small_file("/etc/hostname", line))
+        return 0;
     return strtoull(line, nullptr, 16);
 }
 

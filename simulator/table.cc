@@ -1,8 +1,5 @@
 #include "simulator/table.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <bit>
 #include <cerrno>
 #include <cstdio>
@@ -11,6 +8,7 @@
 #include "base/errno_guard.h"
 #include "base/integer.h"
 #include "base/local_time.h"
+#include "simulator/small_file.h"
 #include "timespec/range.h"
 
 namespace sim
@@ -70,13 +68,9 @@ timespec Pace::at(const timespec &real) const
 uint64_t process_birth(const char *status_line)
 {
     ov::ErrnoGuard keep;
-    const int descriptor = open(status_line, O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0)
-        return 0;
     char text[1024];
-    const ssize_t length = read(descriptor, text, sizeof text - 1);
-    close(descriptor);
-    text[length > 0 ? length : 0] = '\0';
+    if (!read_small_file(status_line, text))
+        return 0;
     // The name of the program, in parentheses, may hold anything. Behind it come the fields from 3 on.
     const char *field = strrchr(text, ')');
     constexpr int start_time = 22;

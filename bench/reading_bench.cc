@@ -1,5 +1,5 @@
 // What a reading of the time costs under the simulator, against the C library's own calls, in one run. To be run
-// under zynov-sim; it gives its own user a clock, and takes it away again, between measurements.
+// under zynov-sim; it gives itself a clock, and takes it away again, between measurements.
 #include <benchmark/benchmark.h>
 
 #include <dlfcn.h>
@@ -26,11 +26,12 @@ template <typename Function> static Function *bare(const char *name)
 static void give_clock(int64_t speed, uint64_t rewind)
 {
     const int control = open(ZYNOV_PATH, O_RDONLY);
-    zynov_iov clock = {171, 0, 0, getuid() != 0 ? getuid() : 65534, 1, 0, 0, 0, 0, 0, 0};
+    constexpr uint64_t process = 3;
+    zynov_iov clock = {171, 0, 0, getpid(), process, 0, 0, 0, 0, 0, 0};
     ioctl(control, ZYNOV_IOC_DELETE_CLOCK, &clock);
     if (speed != 0) {
         clock.vtime = 1924419600;
-        clock.flags = 1 | rewind << ZYNOV_REWIND_SHIFT;
+        clock.flags = process | rewind << ZYNOV_REWIND_SHIFT;
         clock.speed = speed;
         if (ioctl(control, ZYNOV_IOC_ADD_CLOCK, &clock) != 0)
             abort();
@@ -78,13 +79,10 @@ int main(int argc, char **argv)
 {
     benchmark::Initialize(&argc, argv);
     libc = dlopen("libc.so.6", RTLD_NOW);
-    if (access(ZYNOV_PATH, F_OK) == 0 || getenv("ZYNOV_SIM_STATE") == nullptr) {
+    if (getenv("ZYNOV_SIM_STATE") == nullptr) {
         std::fprintf(stderr, "run this under zynov-sim\n");
         return 1;
     }
-    if (getuid() == 0 && setuid(65534) != 0)
-        return 1;
-
     static timespec instant;
     static timeval moment;
     const auto bare_clock_gettime = bare<int(clockid_t, timespec *)>("clock_gettime");

@@ -1,6 +1,7 @@
 #include <getopt.h>
 
 #include <cinttypes>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -101,14 +102,20 @@ struct Command {
     bool dry = false;
 };
 
-// A number that the engine, which looks at no more than the digits, can be trusted with.
-static int read_number(int choice, const char **field)
+static int read_number(int choice, int64_t least, int64_t most, int64_t &number)
+{
+    return read_whole_number(optarg, least, most, number)
+               ? done
+               : misunderstood("--%s takes a whole number from %" PRId64 " to %" PRId64 ", not '%s'", name_of(choice),
+                               least, most, optarg);
+}
+
+// A number as a text that the engine, which looks at no more than the digits, can be trusted with.
+static int take_number(int choice, const char **field)
 {
     int64_t number;
     *field = optarg;
-    return read_whole_number(optarg, INT32_MIN, INT32_MAX, number)
-               ? done
-               : misunderstood("--%s takes a whole number, not '%s'", name_of(choice), optarg);
+    return read_number(choice, INT32_MIN, INT32_MAX, number);
 }
 
 // One option into the request; anything but done is the exit status.
@@ -125,23 +132,21 @@ static int take_option(int choice, Command &command)
         return done;
     case epoch:
         request.time_form = OV_ABSOLUTE_FORM;
-        return read_whole_number(optarg, INT64_MIN, INT64_MAX, request.virtime)
-                   ? done
-                   : misunderstood("--epoch takes a whole number, not '%s'", optarg);
+        return read_number(choice, INT64_MIN, INT64_MAX, request.virtime);
     case in:
         return read_span(optarg, request, command.texts)
                    ? done
                    : misunderstood("--in takes a span such as '2d 3h' or -90m, not '%s'", optarg);
     case years:
-        return read_number(choice, &request.rel_years);
+        return take_number(choice, &request.rel_years);
     case days:
-        return read_number(choice, &request.rel_days);
+        return take_number(choice, &request.rel_days);
     case hours:
-        return read_number(choice, &request.rel_hours);
+        return take_number(choice, &request.rel_hours);
     case minutes:
-        return read_number(choice, &request.rel_minutes);
+        return take_number(choice, &request.rel_minutes);
     case origin:
-        return read_number(choice, &request.rel_origin);
+        return take_number(choice, &request.rel_origin);
     case offset:
         request.rel_mode = 1;
         return done;
@@ -201,9 +206,9 @@ static int rehearse(const ov_request &request)
         return check_rc(refusal);
     }
     const char *text = ctime(&value);
-    const int length = text != nullptr ? static_cast<int>(strcspn(text, "\n")) : 0;
+    const int length = text != nullptr ? static_cast<int>(strcspn(text, "\n")) : INT_MAX;
     printf("ovuser: report: The virtual clock would be set to %.*s (%" PRId64 " seconds since the epoch)\n", length,
-           text != nullptr ? text : "", static_cast<int64_t>(value));
+           text != nullptr ? text : "(null)", static_cast<int64_t>(value));
     return done;
 }
 

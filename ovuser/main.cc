@@ -1,5 +1,6 @@
 // ovuser: virtual clocks for users, groups and processes, from the command line.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "ovuser/command.h"
@@ -56,6 +57,7 @@ static int run(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
+    unsetenv("POSIXLY_CORRECT"); // options come behind the identities
     const int status = ovuser::run(argc, argv);
     if (fflush(stdout) != 0 || ferror(stdout) != 0) {
         perror("ovuser: error: standard output");

@@ -1,6 +1,6 @@
 # Sourced by the other scripts: goes to the project's folder, and provides what they need of the machine.
 set -eu
-cd "$(dirname "$0")/.."
+CDPATH= cd -- "$(dirname -- "$0")/.."
 
 # Installs what is missing of the named Debian packages. A package counts as there when it is a command of that
 # name, or the file behind a colon exists.
@@ -32,6 +32,9 @@ require() {
 build_in() {
     folder=build/$1
     shift
-    [ -e "$folder/Makefile" ] || cmake -S . -B "$folder" -G "Unix Makefiles" "$@" >/dev/null
+    if [ "$(cat "$folder/options" 2>/dev/null)" != "$*" ] || [ ! -e "$folder/Makefile" ]; then
+        cmake -S . -B "$folder" -G "Unix Makefiles" "$@" >/dev/null
+        echo "$*" >"$folder/options"
+    fi
     cmake --build "$folder" -j "$(nproc)" -- --no-print-directory -s >/dev/null
 }

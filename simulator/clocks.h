@@ -5,7 +5,7 @@
 namespace sim
 {
 
-// The real time of a clock, whatever clock this process lives by.
-int read_real_clock(clockid_t clock, timespec *time);
+// The real time, whatever clock this process lives by.
+timespec real_time();
 
 } // namespace sim

@@ -27,11 +27,19 @@ static std::atomic<uint64_t> commands_sent;
 // The file to serve as the control file, or null when the path is any other, or the simulator is not set up.
 static const char *state_for(const char *path)
 {
-    return path != nullptr && strcmp(path, ZYNOV_PATH) == 0 ? getenv(state_variable) : nullptr;
+    return strcmp(path, ZYNOV_PATH) == 0 ? getenv(state_variable) : nullptr;
 }
 
-static int open_control_file(const char *state, int flags)
+// What an opening gives, once the C library has looked at the path: if that is no valid pointer, it said so.
+static int open_simulated(int opened, const char *path, int flags)
 {
+    if (opened < 0 && errno == EFAULT)
+        return opened;
+    const char *state = state_for(path);
+    if (state == nullptr)
+        return opened;
+    if (opened >= 0) // a real module is there
+        close(opened);
     const int descriptor = next_open(state, O_RDONLY | O_NOFOLLOW | (flags & O_CLOEXEC));
     if (descriptor >= 0 && flaw_in_state(descriptor) != nullptr) {
         close(descriptor);
@@ -41,6 +49,12 @@ static int open_control_file(const char *state, int flags)
     return descriptor;
 }
 
+// Whether an opening can make a file, and so comes with a mode.
+static bool has_mode(int flags)
+{
+    return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+}
+
 static bool is_command(unsigned long request)
 {
     return request == ZYNOV_IOC_GET_SLOT || request == ZYNOV_IOC_HIGH_MARK || changes_table(request);
@@ -48,16 +62,16 @@ static bool is_command(unsigned long request)
 
 static int run_command(int descriptor, unsigned long command, zynov_iov &record)
 {
-    timespec real;
-    read_real_clock(CLOCK_REALTIME, &real);
     if (changes_table(command)) {
         const Change change(descriptor);
-        return change.table() != nullptr ? change_table(*change.table(), command, record, real) : errno;
+        if (change.table() == nullptr)
+            return errno;
+        return change_table(*change.table(), command, record, real_time()); // no time passes behind the lock
     }
     const Table *table = map_state(descriptor);
     if (table == nullptr)
         return errno;
-    const int error = query_table(*table, command, record, real);
+    const int error = query_table(*table, command, record, real_time());
     munmap(const_cast<Table *>(table), sizeof(Table));
     return error;
 }
@@ -84,24 +98,20 @@ static int answer_command(int descriptor, unsigned long command, zynov_iov *reco
 
 SIM_INTERPOSED int open(const char *path, int flags, ...)
 {
-    if (const char *state = sim::state_for(path))
-        return sim::open_control_file(state, flags);
     va_list rest;
     va_start(rest, flags);
-    const int descriptor = sim::next_open(path, flags, va_arg(rest, mode_t));
+    const int descriptor = sim::next_open(path, flags, sim::has_mode(flags) ? va_arg(rest, mode_t) : 0);
     va_end(rest);
-    return descriptor;
+    return sim::open_simulated(descriptor, path, flags);
 }
 
 SIM_INTERPOSED int openat(int directory, const char *path, int flags, ...)
 {
-    if (const char *state = sim::state_for(path))
-        return sim::open_control_file(state, flags);
     va_list rest;
     va_start(rest, flags);
-    const int descriptor = sim::next_openat(directory, path, flags, va_arg(rest, mode_t));
+    const int descriptor = sim::next_openat(directory, path, flags, sim::has_mode(flags) ? va_arg(rest, mode_t) : 0);
     va_end(rest);
-    return descriptor;
+    return sim::open_simulated(descriptor, path, flags);
 }
 
 SIM_INTERPOSED int ioctl(int descriptor, unsigned long request, ...)
@@ -110,12 +120,15 @@ SIM_INTERPOSED int ioctl(int descriptor, unsigned long request, ...)
     va_start(rest, request);
     void *argument = va_arg(rest, void *);
     va_end(rest);
-    if (sim::is_command(request) && sim::flaw_in_state(descriptor) == nullptr)
-        return sim::answer_command(descriptor, request, static_cast<zynov_iov *>(argument));
+    const unsigned long command = static_cast<unsigned>(request); // all that the kernel looks at
+    if (sim::is_command(command) && sim::flaw_in_state(descriptor) == nullptr)
+        return sim::answer_command(descriptor, command, static_cast<zynov_iov *>(argument));
     return sim::next_ioctl(descriptor, request, argument);
 }
 
 // The other names under which a program may have been compiled to call them.
+SIM_INTERPOSED int __open(const char *, int, ...) __attribute__((alias("open"), nonnull(1)));
+SIM_INTERPOSED int __open64(const char *, int, ...) __attribute__((alias("open"), nonnull(1)));
 SIM_INTERPOSED int open64(const char *, int, ...) __attribute__((alias("open")));
 SIM_INTERPOSED int openat64(int, const char *, int, ...) __attribute__((alias("openat")));
 SIM_INTERPOSED int __open_2(const char *path, int flags)

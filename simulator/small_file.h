@@ -1,19 +1,21 @@
 #pragma once
 
 #include <fcntl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace sim
 {
 
-// The start of a file as a text, cut to what it fits in; false when it cannot be opened. Async-signal-safe.
+// The start of a file as a text, cut to what it fits in; false when it cannot be opened. Async-signal-safe, and,
+// unlike the C library's calls, no point where a thread can be cancelled.
 template <size_t size> bool read_small_file(const char *path, char (&text)[size])
 {
-    const int descriptor = open(path, O_RDONLY | O_CLOEXEC);
+    const auto descriptor = static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, O_RDONLY | O_CLOEXEC));
     if (descriptor < 0)
         return false;
-    const ssize_t length = read(descriptor, text, size - 1);
-    close(descriptor);
+    const long length = syscall(SYS_read, descriptor, text, size - 1);
+    syscall(SYS_close, descriptor);
     text[length > 0 ? length : 0] = '\0';
     return true;
 }

@@ -49,7 +49,9 @@ const char *flaw_in_state(int descriptor)
         return "not a clock table";
     if (header != expected)
         return "a clock table of another version";
-    return file.st_size == sizeof(Table) ? nullptr : "truncated";
+    if (file.st_size != sizeof(Table))
+        return file.st_size < static_cast<off_t>(sizeof(Table)) ? "truncated" : "too long for a clock table";
+    return nullptr;
 }
 
 const Table *map_state(int descriptor)

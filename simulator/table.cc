@@ -194,8 +194,8 @@ static int reset(Table &table, uint64_t container_id)
         const Clock clock = table.slots[i].load();
         if (clock.kind() == no_kind || clock.container_id != container_id)
             continue;
+        any |= is_current(clock);
         replace(table, i, {});
-        any = true;
     }
     return any ? 0 : no_clock_to_reset;
 }
@@ -214,18 +214,19 @@ static int get_slot(const Table &table, zynov_iov &record, const timespec &real)
     record.flags = clock.flags;
     record.speed = clock.speed;
     record.origin = clock.origin;
-    // The date that the listing shows: the one that a rewinding clock holds, or simply the present one.
-    record.base = ov::wrapping_sub(clock.rewinds() ? clock.start : record.vtime, clock.origin);
+    record.base = ov::wrapping_sub(record.vtime, clock.origin); // where a rewinding clock never leaves its date
     record.container_id = clock.container_id;
     return 0;
 }
 
 static int64_t high_mark(const Table &table)
 {
-    int64_t slot = Table::capacity - 1;
-    while (slot >= 0 && table.slots[static_cast<size_t>(slot)].load().kind() == no_kind)
-        --slot;
-    return slot;
+    for (int64_t slot = Table::capacity - 1; slot >= 0; --slot) {
+        const Clock clock = table.slots[static_cast<size_t>(slot)].load();
+        if (clock.kind() != no_kind && is_current(clock))
+            return slot;
+    }
+    return -1;
 }
 
 int change_table(Table &table, unsigned long command, const zynov_iov &record, const timespec &real)

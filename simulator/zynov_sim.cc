@@ -17,6 +17,8 @@
 namespace sim
 {
 
+static constexpr char library_name[] = "libzynov_sim.so";
+
 // As env and nohup do: the simulator's own failures, and those of starting the command.
 enum Exit { own_failure = 125, cannot_execute = 126, not_found = 127 };
 
@@ -81,10 +83,14 @@ static const char *default_state()
 static void prepare_state(const char *path, bool shared)
 {
     const mode_t mode = shared ? 0666 : 0600;
-    const int error = create_state(path, mode);
-    if (error != 0 && error != EEXIST)
-        fail("%s: %s", path, strerror(error));
-    const int descriptor = open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    int descriptor = open(path, flags);
+    if (descriptor < 0 && errno == ENOENT) {
+        const int error = create_state(path, mode);
+        if (error != 0 && error != EEXIST)
+            fail("%s: %s", path, strerror(error));
+        descriptor = open(path, flags);
+    }
     if (descriptor < 0)
         fail("%s: %s", path, errno == ELOOP ? "is a symbolic link" : strerror(errno));
     if (const char *flaw = flaw_in_state(descriptor))
@@ -104,19 +110,25 @@ static char *find_library()
     program[length] = '\0';
     *strrchr(program, '/') = '\0';
     for (const char *folder : {".", "../" OV_SIM_LIBRARY_FOLDER}) {
-        char *path = realpath(text("%s/%s/libzynov_sim.so", program, folder), nullptr);
+        char *path = realpath(text("%s/%s/%s", program, folder, library_name), nullptr);
         if (path != nullptr)
             return path;
     }
-    fail("libzynov_sim.so is neither in %s nor installed", program);
+    fail("%s is neither in %s nor installed", library_name, program);
 }
 
-// Puts a text in front of a list in the environment.
+// Puts a text in front of a list in the environment, and drops other simulators from it: two would run a clock
+// at the product of its speeds.
 static void put_in_front(const char *variable, const char *first)
 {
-    const char *rest = getenv(variable);
-    const bool any = rest != nullptr && *rest != '\0';
-    if (setenv(variable, text("%s%s%s", first, any ? ":" : "", any ? rest : ""), 1) != 0)
+    char *list = text("%s", first);
+    char *rest = text("%s", getenv(variable) != nullptr ? getenv(variable) : "");
+    for (const char *entry; (entry = strsep(&rest, ":")) != nullptr;) {
+        const char *name = strrchr(entry, '/');
+        if (*entry != '\0' && strcmp(name != nullptr ? name + 1 : entry, library_name) != 0)
+            list = text("%s:%s", list, entry);
+    }
+    if (setenv(variable, list, 1) != 0)
         fail("%s: %s", variable, strerror(errno));
 }
 
@@ -178,8 +190,8 @@ int main(int argc, char **argv)
     if (whole_path == nullptr || setenv(state_variable, whole_path, 1) != 0)
         fail("%s: %s", state, strerror(errno));
     preload(find_library());
-    if (script != nullptr)
-        setenv(faults_variable, script, 1);
+    if ((script != nullptr ? setenv(faults_variable, script, 1) : unsetenv(faults_variable)) != 0)
+        fail("%s: %s", faults_variable, strerror(errno));
 
     execvp(argv[optind], argv + optind);
     const Exit status = errno == ENOENT ? not_found : cannot_execute;

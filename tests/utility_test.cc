@@ -106,7 +106,7 @@ TEST_F(Utility, DoesTheDailyWork)
         {"$OV delete a b c d e f g h i j k", ERROR "too many identities, a request takes at most 10\n= 2"},
         {"$OV add bin --speed 1001 --in 1d", ERROR "wrong parameters for speed: 1001, it must be an integer and "
                                                    "belongs to  [-1000, 1000].\n= 3"},
-        {"$OV add bin --epoch 5s", ERROR "--epoch takes a whole number, not '5s'\n= 2"},
+        {"$OV add bin --days 5s", ERROR "--days takes a whole number from -2147483648 to 2147483647, not '5s'\n= 2"},
         {"$OV add bin", ERROR "add needs a time; 'ovuser add --help' lists the ways to give it\n= 2"},
         {"$OV add bin --days 1 -X 12252030", ERROR "--days and --date cannot be given together\n= 2"},
         {"$OV add bin --in 1d --days=1", ERROR "--in and --days cannot be given together\n= 2"},
@@ -186,6 +186,19 @@ TEST_F(Utility, ShowsProgramsTheirTime)
                 " wait; system(qq(./ovuser delete p:$$ >/dev/null)); print q( ), time;"
                 " system($add . q(u:65534) . $of); $> = 65534; print q( ), time; $> = 0; print q( ), time'",
          "real " + christmas + " real real " + christmas + " real= 0"},
+        // A group's, and one in another container.
+        {perl + "system($add . q(g:65534) . $of); $) = 65534; print time'", christmas + "= 0"},
+        {"$OV reset >/dev/null; exec 7</proc/zynov; perl -e '$r = pack(q(Qx8qqQqx24Q), 171, 65534, 99999, 1, 1, 5);"
+         "open(F, q(<&7)); ioctl(F, 0xC0505302, $r) or print $!'; $NOBODY ./probe",
+         each_call("real")},
+        // Under a storm of changes, one or the other, and nothing else.
+        {"(for i in 1 2 3 4 5 6 7 8 9; do ./ovuser add u:65534 " + frozen +
+             "./ovuser delete u:65534; done) >/dev/null &"
+             "$NOBODY perl -e 'for (1 .. 300000) { $t = time; $t == " +
+             christmas +
+             " || $t < 1900000000 or $odd++ }"
+             " print $odd + 0'; wait",
+         "0= 0"},
         {perl +
              "$of =~ s/frozen/60/; system($add . qq(p:$$) . $of); select(undef, undef, undef, 0.25);"
              " print time >= " +

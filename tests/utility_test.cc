@@ -28,7 +28,7 @@ class Utility : public testing::Test
             fs::permissions(folder, fs::perms(0755));
             for (const char *program : {"ovuser", "zynov-sim", "libzynov_sim.so", "tests/probe"})
                 fs::copy(fs::path(PROGRAMS) / program, folder);
-            if (geteuid() != 0 || shell("$NOBODY ./ovuser --help >/dev/null") == "= 0")
+            if (geteuid() != 0 || shell("$NOBODY $PWD/ovuser --help >/dev/null 2>&1") == "= 0")
                 return;
             fs::remove_all(folder);
         }

@@ -27,10 +27,13 @@ static constinit Next<int(timeval *, void *)> next_gettimeofday("gettimeofday");
 static constinit Next<time_t(time_t *)> next_time("time");
 static constinit Next<int(timespec *, int)> next_timespec_get("timespec_get");
 
-// The table, once it was looked for; no_table where there is none, and only real time.
+// The table, once it was looked for; no_table() where there is none, and only real time.
 static std::atomic<const Table *> attached = nullptr;
 alignas(Table) static constinit const char nothing = 0;
-static const Table *const no_table = reinterpret_cast<const Table *>(&nothing);
+static const Table *no_table()
+{
+    return reinterpret_cast<const Table *>(&nothing);
+}
 
 // What a process knows of itself from its start, or from the fork that made it. What has to be read from a file is
 // read then, since later it may not be there.
@@ -165,7 +168,7 @@ __attribute__((constructor)) static void attach()
             table = map_state(descriptor);
         close(descriptor);
     }
-    attached.store(table != nullptr ? table : no_table, std::memory_order_release);
+    attached.store(table != nullptr ? table : no_table(), std::memory_order_release);
 }
 
 static inline bool tell(const Knowledge &knowledge, timespec &time)
@@ -183,7 +186,7 @@ static inline bool read_clock(timespec &time)
         attach();
         clocks = attached.load(std::memory_order_acquire);
     }
-    if (clocks == no_table)
+    if (clocks == no_table())
         return false;
     const uint64_t lesson = memory.last_lesson;
     std::atomic_signal_fence(std::memory_order_seq_cst);

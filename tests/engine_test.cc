@@ -11,23 +11,39 @@
 #include "ov_helper.h"
 #include "tests/scripted_libc.h"
 
-// A request as ovuser would write it: "add u:alice g:staff".
+// A request in words: "add u:alice g:staff speed=2". A kind of ? is an unknown one, a text of NULL is none.
 static ov_request make_request(const std::string &line)
 {
     static std::set<std::string> texts; // for as long as any request
     static const std::map<std::string, int> operations = {{"add", 1}, {"delete", 2}, {"list", 3}, {"reset", 4}};
-    static const std::map<char, int> kinds = {{'u', 1}, {'g', 2}, {'p', 3}};
     ov_request request = {};
-    request.speed = 1;
-    request.time_form = 1;
+    const std::map<std::string, int32_t *> numbers = {{"speed", &request.speed},
+                                                      {"form", &request.time_form},
+                                                      {"mode", &request.rel_mode},
+                                                      {"rewind", &request.rewind},
+                                                      {"count", &request.id_count}};
+    const std::map<std::string, const char **> fields = {
+        {"abs", &request.abs_time}, {"date", &request.x_date}, {"origin", &request.rel_origin}};
+    request.speed = request.time_form = 1;
     request.virtime = 1924419600; // 2030-12-25 09:00 UTC
     std::istringstream words(line);
     std::string word;
     words >> word;
     request.operation = operations.count(word) != 0 ? operations.at(word) : std::stoi(word);
-    for (; words >> word; ++request.id_count) {
-        request.id_kind[request.id_count] = kinds.at(word[0]);
-        request.id_text[request.id_count] = texts.insert(word.substr(2)).first->c_str();
+    while (words >> word) {
+        const size_t split = word.find_first_of(":=");
+        const std::string key = word.substr(0, split), value = word.substr(split + 1);
+        const char *text = value != "NULL" ? texts.insert(value).first->c_str() : nullptr;
+        if (word[split] == ':') {
+            request.id_kind[request.id_count] = static_cast<int>(std::string(" ugp").find(key));
+            request.id_text[request.id_count++] = text;
+        } else if (key == "virtime") {
+            request.virtime = std::stoll(value);
+        } else if (numbers.count(key) != 0) {
+            *numbers.at(key) = std::stoi(value);
+        } else {
+            *fields.at(key) = text;
+        }
     }
     return request;
 }
@@ -88,23 +104,24 @@ static const std::string bad_speed = ", it must be an integer and belongs to  [-
 TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
 {
     const std::string long_name(70000, 'x'), running = " has been added with a Running virtual clock: " + christmas;
+    const std::string rewinding = " virtual clock: " + christmas + "        The date will rewind at midnight.\n";
+    const std::string deleted = "ovuser: report: Virtual clock for ";
     const struct {
         std::string request;
         uid_t uid;
         Answers kernel; // as many as commands are to be sent
         int result;
         std::string message;
-        void (*edit)(ov_request &) = [](ov_request &) {};
         int kernel_error = 0;
     } cases[] = {
         {"0", 0, {}, 801, ""},
         {"9", 0, {}, 801, ""},
         {"-3", 0, {}, 0, ""},
         {"6", 1000, {}, 0, ""},
-        {"delete u:x", 0, {}, 802, "", [](auto &r) { r.id_text[0] = nullptr, r.id_kind[0] = 9; }},
-        {"delete u:x u:y", 0, {}, 805, "", [](auto &r) { r.id_text[1] = nullptr, r.id_kind[0] = 9; }},
-        {"add", 0, {}, 804, "", [](auto &r) { r.id_count = 11; }},
-        {"add", 0, {}, 804, "", [](auto &r) { r.id_count = -1; }},
+        {"delete ?:NULL", 0, {}, 802, ""},
+        {"delete ?:x u:NULL", 0, {}, 805, ""},
+        {"add count=11", 0, {}, 804, ""},
+        {"add count=-1", 0, {}, 804, ""},
         {"reset g:no", 0, {}, 806, ERROR "incorrect/non-existent groupname, or gid no passed in\n"},
         {"add p:" + long_name, 0, {}, 806, ERROR "incorrect/non-existent process id " + long_name + " passed in\n"},
         {"add u:bob g:0 u:?", 1000, {}, 815, ERROR "uid '0' (root user) or gid '0' (root group) is not allowed\n"},
@@ -114,36 +131,19 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
         {"delete u:root", 1000, {}, 811, not_for_others},
         {"list u:bob", 1000, {}, 811, ERROR "Non-root user can not list other OV users.\n"},
         {"reset", 1000, {}, 811, ERROR "Only root can reset all the OV users.\n"},
-        {"add", 0, {}, 808, ERROR "wrong parameters for speed: 1002" + bad_speed, [](auto &r) { r.speed = 1002; }},
-        {"add",
-         0,
-         {},
-         808,
-         ERROR "wrong parameters for speed: -2147483648" + bad_speed,
-         [](auto &r) { r.speed = INT_MIN; }},
-        {"add", 0, {}, 809, ERROR "parse virtual clock error\n", [](auto &r) { r.virtime = 0; }},
-        {"add", 0, {}, 809, ERROR "Illegal virtual clock, invalid date format\n", [](auto &r) { r.abs_time = "1"; }},
-        {"add",
-         0,
-         {},
-         809,
-         ERROR "Illegal virtual clock, invalid X date format\n",
-         [](auto &r) { r.time_form = 0, r.x_date = "1"; }},
-        {"add",
-         0,
-         {},
-         810,
-         ERROR "parse relative clock error\n",
-         [](auto &r) { r.time_form = 2, r.rel_origin = "0", r.rel_mode = 1; }},
+        {"add speed=1002", 0, {}, 808, ERROR "wrong parameters for speed: 1002" + bad_speed},
+        {"add speed=-2147483648", 0, {}, 808, ERROR "wrong parameters for speed: -2147483648" + bad_speed},
+        {"add virtime=0", 0, {}, 809, ERROR "parse virtual clock error\n"},
+        {"add abs=1", 0, {}, 809, ERROR "Illegal virtual clock, invalid date format\n"},
+        {"add form=0 date=1", 0, {}, 809, ERROR "Illegal virtual clock, invalid X date format\n"},
+        {"add form=2 origin=0 mode=1", 0, {}, 810, ERROR "parse relative clock error\n"},
         {"add p:4343", 1000, {{0, 0}}, 0, "ovuser: pid 4343" + running},
         {"add", 0, {{0, 0}}, 0, "ovuser: uid 0" + running},
-        {"add u:alice",
+        {"add u:alice speed=1001 rewind=1",
          0,
          {{0, 0}},
          0,
-         "ovuser: uid 1000 has been added with a FROZEN virtual clock: " + christmas +
-             "        The date will rewind at midnight.\n",
-         [](auto &r) { r.speed = 1001, r.rewind = 1; }},
+         "ovuser: uid 1000 has been added with a FROZEN" + rewinding},
         {"add g:staff", 0, {{-1, EEXIST}}, 0, "ovuser: uid 100 already has a virtual clock\n"},
         {"add u:bob", 0, {{-1, EINVAL}}, -1, RANGE "before Thu Jan 1 01:00:00 1970\nyou specified " + christmas + "\n"},
         {"add u:bob",
@@ -152,21 +152,13 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
          -7,
          RANGE "after Fri Dec 31 23:59:59 9999\nyou specified " + christmas + "\n"},
         {"add u:bob", 0, {{-1, ENOSPC}}, -1, ERROR "an error occurred while executing this request, error = 28\n"},
-        {"add u:bob", 0, {{-1, ENODATA}}, -1, "", [](auto &) {}, 5},
-        {"add u:bob", 0, {{17, ENOENT}}, 17, ERROR "OV kernel module reported error = 5\n", [](auto &) {}, 5},
-        {"delete p:4242", 1001, {{0, 0}}, 0, "ovuser: report: Virtual clock for pid 4242 has been deleted\n"},
+        {"add u:bob", 0, {{-1, ENODATA}}, -1, "", 5},
+        {"add u:bob", 0, {{17, ENOENT}}, 17, ERROR "OV kernel module reported error = 5\n", 5},
+        {"delete p:4242", 1001, {{0, 0}}, 0, deleted + "pid 4242 has been deleted\n"},
         {"delete", 1000, {{-1, EL2HLT}}, 814, "ovuser: warning: Specified id does not have a virtual clock\n"},
         {"delete g:0", 0, {}, 814, ERROR "User root does not have a virtual clock\n"},
-        {"delete u:bob u:12 g:staff",
-         0,
-         {{0, 0}, {-1, EL2HLT}, {0, 0}},
-         0,
-         "ovuser: report: Virtual clock for gid 100 has been deleted\n"},
-        {"delete u:alice u:bob",
-         0,
-         {{0, 0}, {-1, EPERM}},
-         -1,
-         "ovuser: report: Virtual clock for uid 1000 has been deleted\n"},
+        {"delete u:bob u:12 g:staff", 0, {{0, 0}, {-1, EL2HLT}, {0, 0}}, 0, deleted + "gid 100 has been deleted\n"},
+        {"delete u:alice u:bob", 0, {{0, 0}, {-1, EPERM}}, -1, deleted + "uid 1000 has been deleted\n"},
         {"delete u:bob", 0, {{811, EPERM}}, 811, ERROR "an error occurred while executing this request, error = 1\n"},
         {"reset",
          0,
@@ -176,12 +168,11 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
         {"reset", 0, {{-1, EPERM}}, 0, "ovuser: warning: Reset Orvane completed with no entry in it.\n"},
         {"reset", 0, {{3, ENOENT}}, 0, "ovuser: warning: Reset Orvane completed with no entry in it.\n"},
         {"reset", 0, {{3, EPERM}}, 3, ERROR "an error occurred while executing this request, error = 1\n"},
-        {"list", 0, {{0, 0}, {-1, ENOENT}}, -1, ERROR "OV kernel module reported error = 7\n", [](auto &) {}, 7},
+        {"list", 0, {{0, 0}, {-1, ENOENT}}, -1, ERROR "OV kernel module reported error = 7\n", 7},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.request.substr(0, 99));
-        ov_request request = make_request(c.request);
-        c.edit(request);
+        const ov_request request = make_request(c.request);
         script.uid = c.uid;
         script.kernel = answers(c.kernel, c.kernel_error);
         const Outcome outcome = run(script, request);

@@ -27,10 +27,8 @@ Script::~Script()
 // Not a number that the C library would hand out, so that only the scripted close accepts it.
 constexpr int control_descriptor = 100000;
 
-template <typename Function> static Function *real(const char *name)
-{
-    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
-}
+// The C library's own function.
+#define REAL(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
 
 // Counts a scripted call; true when it is the one to fail.
 static bool fails()
@@ -57,13 +55,13 @@ int open(const char *path, int flags, ...)
     va_start(rest, flags);
     const mode_t mode = va_arg(rest, mode_t);
     va_end(rest);
-    return real<int(const char *, int, ...)>("open")(path, flags, mode);
+    return REAL(open)(path, flags, mode);
 }
 
 int close(int descriptor)
 {
     if (descriptor != control_descriptor)
-        return real<int(int)>("close")(descriptor);
+        return REAL(close)(descriptor);
     ++script->closed;
     errno = EBADF; // comes too late to be seen by anybody
     return 0;
@@ -76,7 +74,7 @@ int ioctl(int descriptor, unsigned long request, ...)
     void *argument = va_arg(rest, void *);
     va_end(rest);
     if (script == nullptr || descriptor != control_descriptor)
-        return real<int(int, unsigned long, ...)>("ioctl")(descriptor, request, argument);
+        return REAL(ioctl)(descriptor, request, argument);
     auto &record = *static_cast<zynov_iov *>(argument);
     script->sent.emplace_back(request, record);
     return fails() ? -1 : script->kernel(request, record);
@@ -86,7 +84,7 @@ int stat(const char *path, struct stat *status) noexcept
 {
     int pid;
     if (script == nullptr)
-        return real<int(const char *, struct stat *)>("stat")(path, status);
+        return REAL(stat)(path, status);
     *status = {};
     const bool there = strcmp(path, "/.dockerenv") == 0
                            ? script->host_name != nullptr
@@ -99,7 +97,7 @@ int stat(const char *path, struct stat *status) noexcept
 FILE *fopen(const char *path, const char *mode)
 {
     if (script == nullptr || strcmp(path, "/etc/hostname") != 0)
-        return real<FILE *(const char *, const char *)>("fopen")(path, mode);
+        return REAL(fopen)(path, mode);
     return fails() ? nullptr : fmemopen(const_cast<char *>(script->host_name), strlen(script->host_name), mode);
 }
 
@@ -107,7 +105,7 @@ FILE *popen(const char *command, const char *mode)
 {
     int pid;
     if (script == nullptr || sscanf(command, "cat /proc/%d/status | grep Uid | awk '{ print $3 }'", &pid) != 1)
-        return real<FILE *(const char *, const char *)>("popen")(command, mode);
+        return REAL(popen)(command, mode);
     static char owner[16];
     snprintf(owner, sizeof owner, "%d\n", script->processes[pid]);
     return fails() ? nullptr : fmemopen(owner, strlen(owner), mode);
@@ -115,12 +113,12 @@ FILE *popen(const char *command, const char *mode)
 
 uid_t getuid() noexcept
 {
-    return script != nullptr ? script->uid : real<uid_t()>("getuid")();
+    return script != nullptr ? script->uid : REAL(getuid)();
 }
 
 gid_t getgid() noexcept
 {
-    return script != nullptr ? script->gid : real<gid_t()>("getgid")();
+    return script != nullptr ? script->gid : REAL(getgid)();
 }
 
 } // extern "C"
@@ -170,7 +168,7 @@ group *getgrgid(gid_t gid)
 int gettimeofday(timeval *__restrict time, void *__restrict zone) noexcept
 {
     if (script == nullptr || script->now == 0)
-        return real<int(timeval *, void *)>("gettimeofday")(time, zone);
+        return REAL(gettimeofday)(time, zone);
     *time = {++script->clock_readings > 1 && script->later != 0 ? script->later : script->now, 0};
     return fails() ? -1 : 0;
 }
@@ -179,6 +177,6 @@ char *strdup(const char *text) noexcept
 {
     if (script != nullptr && (script->no_messages || fails()))
         return nullptr;
-    return real<char *(const char *)>("strdup")(text);
+    return REAL(strdup)(text);
 }
 }

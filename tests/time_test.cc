@@ -1,9 +1,11 @@
 // The fast time arithmetic against naive walks, and the parsers' answers to the letter.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <climits>
 #include <cstring>
 #include <random>
+#include <sstream>
 
 #include "ov_helper.h"
 #include "tests/scripted_libc.h"
@@ -42,7 +44,7 @@ static std::string text_of(int month, int day, int hour, int minute, long long y
 TEST(Time, CountsDaysAsAWalkDoes)
 {
     tm date = {};
-    date.tm_mday = 1,
+    date.tm_mday = 1;
     date.tm_year = -1950; // 51 years before the first, so that centuries and cycles are crossed
     int64_t day = ov::day_number(-50, 1, 1);
     for (; date.tm_year < 700; ++day) {
@@ -213,23 +215,20 @@ static Parsed naive_walk(time_t first, time_t second, int years, int days, int h
             t.tm_hour = 23, ov::subtract_one_day_from_tm(&t);
     };
     const int wanted = now.tm_hour, arrived = t.tm_hour;
-    int c = 0;
+    const auto align = [&](bool forward, auto bound) {
+        int steps = 0;
+        do
+            step(forward);
+        while (++steps < bound());
+    };
     if (arrived < wanted)
-        do
-            step(true);
-        while (++c < wanted - t.tm_hour);
+        align(true, [&] { return wanted - t.tm_hour; });
     else if (wanted != 0 && arrived > wanted)
-        do
-            step(false);
-        while (++c < t.tm_hour - wanted);
+        align(false, [&] { return t.tm_hour - wanted; });
     else if (wanted == 0 && arrived > 21)
-        do
-            step(true);
-        while (++c < 24 - t.tm_hour);
+        align(true, [&] { return 24 - t.tm_hour; });
     else if (wanted == 0 && arrived > 0)
-        do
-            step(false);
-        while (++c < t.tm_hour);
+        align(false, [&] { return t.tm_hour; });
     for (; minutes > 0; --minutes)
         if (++t.tm_min == 60)
             t.tm_min = 0, step(true);
@@ -286,52 +285,54 @@ TEST(Time, AnswersRelativeSpecifications)
     const std::string future = "ovuser: error: Illegal time value for -o option, must not be greater than "
                                "the current time.\nYou specified ";
     constexpr int64_t leap_day = 1709202030; // 2024-02-29 10:20:30 UTC
-    const char *const most = "2147483647", *const least = "-2147483648";
     const struct {
-        const char *years, *days, *hours, *minutes, *origin;
-        int mode;
+        std::string request; // years, days, hours, minutes, origin, mode; - is none
         int64_t value;
         std::string message;
         int64_t now = leap_day;
         const char *zone = "UTC";
     } cases[] = {
-        {nullptr, nullptr, nullptr, "-1", nullptr, 0, 1709164740, "", 1709164800}, // from midnight to the day before
+        {"- - - -1 - 0", 1709164740, "", 1709164800}, // from midnight to the day before
         // No such local time: it counts as day 0, from which each of the two moves leads to December 1899.
-        {nullptr, nullptr, "-24", "1440", nullptr, 0, 0, illegal + "year[1970 ~ 9999]\n", INT64_MAX},
+        {"- - -24 1440 - 0", 0, illegal + "year[1970 ~ 9999]\n", INT64_MAX},
         // Into summer and out of it: the same hour the day after; to and from the hours at midnight: noon.
-        {nullptr, "1", nullptr, nullptr, nullptr, 0, 1711790430 + 82800, "", 1711790430, "Europe/Berlin"},
-        {nullptr, "1", nullptr, nullptr, nullptr, 0, 1729930830 + 90000, "", 1729930830, "Europe/Berlin"},
-        {nullptr, "1", nullptr, nullptr, nullptr, 0, 1711967430, "", 1711837830, "Europe/Berlin"},
-        {nullptr, "1", nullptr, nullptr, nullptr, 0, 1730115030, "", 1729981830, "Europe/Berlin"},
-        {nullptr, nullptr, nullptr, nullptr, nullptr, 0, leap_day, ""},
-        {"1", nullptr, nullptr, nullptr, nullptr, 0, leap_day + 366 * 86400, ""},
-        {"-1", nullptr, "abc", "5x", nullptr, 0, leap_day - 365 * 86400 + 300, ""},
-        {nullptr, "1", "-10", "-21", nullptr, 0, leap_day + 86400 - 10 * 3600 - 21 * 60, ""},
-        {nullptr, nullptr, nullptr, nullptr, "1709202030", 0, leap_day, ""},
-        {nullptr, nullptr, nullptr, nullptr, "1709202031", 0, 0, future + "1709202031\n"},
-        {nullptr, nullptr, nullptr, nullptr, "4294967295", 1, -1, ""},
-        {nullptr, nullptr, nullptr, nullptr, "9", 0, 0, early + "0x9, it is Thu Jan  1 00:00:09 1970\n\n"},
-        {nullptr, "2147483647", nullptr, nullptr, "9", 0, 0,
-         late + "0xa8bffffeae89, it is Fri Jul 11 00:00:09 5881580\n\n"},
-        {nullptr, "-2", nullptr, nullptr, nullptr, 1, leap_day - 2 * 86400 + 30, ""},
-        {least, least, least, least, nullptr, 7, -52852158373620, ""},
-        {nullptr, nullptr, nullptr, most, nullptr, 0, leap_day + 2147483647LL * 60, ""},
-        {nullptr, nullptr, nullptr, least, nullptr, 0, 0, illegal + "date format\n"},
-        {nullptr, nullptr, most, nullptr, nullptr, 0, 0, illegal + "date format\n"},
-        {nullptr, most, nullptr, nullptr, nullptr, 0, 0, illegal + "date format\n"},
-        {nullptr, least, nullptr, nullptr, nullptr, 0, 0, illegal + "date format\n"},
-        {"-2020", nullptr, nullptr, nullptr, nullptr, 0, 0, illegal + "year[1970 ~ 9999]\n"},
-        {"-2030", nullptr, nullptr, nullptr, nullptr, 0, 0, illegal + "year[1970 ~ 9999]\n"},
-        {most, most, most, most, nullptr, 0, 0, illegal + "date format\n"},
+        {"- 1 - - - 0", 1711790430 + 82800, "", 1711790430, "Europe/Berlin"},
+        {"- 1 - - - 0", 1729930830 + 90000, "", 1729930830, "Europe/Berlin"},
+        {"- 1 - - - 0", 1711967430, "", 1711837830, "Europe/Berlin"},
+        {"- 1 - - - 0", 1730115030, "", 1729981830, "Europe/Berlin"},
+        {"- - - - - 0", leap_day, ""},
+        {"1 - - - - 0", leap_day + 366 * 86400, ""},
+        {"-1 - abc 5x - 0", leap_day - 365 * 86400 + 300, ""},
+        {"- 1 -10 -21 - 0", leap_day + 86400 - 10 * 3600 - 21 * 60, ""},
+        {"- - - - 1709202030 0", leap_day, ""},
+        {"- - - - 1709202031 0", 0, future + "1709202031\n"},
+        {"- - - - 4294967295 1", -1, ""},
+        {"- - - - 9 0", 0, early + "0x9, it is Thu Jan  1 00:00:09 1970\n\n"},
+        {"- 2147483647 - - 9 0", 0, late + "0xa8bffffeae89, it is Fri Jul 11 00:00:09 5881580\n\n"},
+        {"- -2 - - - 1", leap_day - 2 * 86400 + 30, ""},
+        {"-2147483648 -2147483648 -2147483648 -2147483648 - 7", -52852158373620, ""},
+        {"- - - 2147483647 - 0", leap_day + 2147483647LL * 60, ""},
+        {"- - - -2147483648 - 0", 0, illegal + "date format\n"},
+        {"- - 2147483647 - - 0", 0, illegal + "date format\n"},
+        {"- 2147483647 - - - 0", 0, illegal + "date format\n"},
+        {"- -2147483648 - - - 0", 0, illegal + "date format\n"},
+        {"-2020 - - - - 0", 0, illegal + "year[1970 ~ 9999]\n"},
+        {"-2030 - - - - 0", 0, illegal + "year[1970 ~ 9999]\n"},
+        {"2147483647 2147483647 2147483647 2147483647 - 0", 0, illegal + "date format\n"},
     };
     Script script;
     for (const auto &c : cases) {
         set_zone(c.zone);
         script.now = c.now;
+        std::istringstream words(c.request);
+        std::array<std::string, 6> w;
+        for (std::string &word : w)
+            words >> word;
+        const auto text = [&](size_t i) { return w[i] != "-" ? w[i].c_str() : nullptr; };
         const Parsed parsed = with_message([&](char **message) {
-            return parse_reltime(c.years, c.days, c.hours, c.minutes, c.origin, message, c.mode);
+            return parse_reltime(text(0), text(1), text(2), text(3), text(4), message, std::stoi(w[5]));
         });
-        EXPECT_EQ(parsed, Parsed(c.value, c.message));
+        EXPECT_EQ(parsed, Parsed(c.value, c.message)) << c.request;
     }
     script.no_messages = true;
     EXPECT_EQ(

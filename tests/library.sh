@@ -19,6 +19,9 @@ for file in libov_helper.so ovuser libzynov_sim.so; do
     [ "$needed" = libc.so.6 ] || complain "$file needs: $needed"
 done
 
+interposed=$(nm -D --defined-only "$build/libzynov_sim.so" | awk '{ print $3 }' | sort | tr '\n' ' ')
+[ "$interposed" = "$(echo __gettimeofday __open __open64 __open64_2 __open_2 __openat64_2 __openat_2 clock_gettime ftime gettimeofday ioctl open open64 openat openat64 setegid seteuid setgid setregid setresgid setresuid setreuid setuid time timespec_get) " ] || complain "interposed: $interposed"
+
 echo '#include "ov_helper.h"
 int main(void) { return check_rc(OV_ROOT_IDENTITY) != 2; }' |
     "$cc" -std=c99 -pedantic -Wall -Wextra -Werror -I"$source/include" -x c - -o "$build/c99" -L"$build" -lov_helper

@@ -18,10 +18,13 @@ int main(void)
     do {
         struct timeval moment;
         struct timespec instant;
+        time_t stored;
+        time(&stored);
         gettimeofday(&moment, NULL);
         timespec_get(&instant, TIME_UTC);
-        printf("%ld %ld %ld %ld %ld %d\n", (long)time(NULL), (long)moment.tv_sec, seconds(CLOCK_REALTIME),
-               seconds(CLOCK_REALTIME_COARSE), (long)instant.tv_sec, seconds(CLOCK_MONOTONIC) < 1700000000);
+        printf("%ld %ld %ld %ld %ld %d\n", (long)stored, (long)moment.tv_sec, seconds(CLOCK_REALTIME),
+               seconds(CLOCK_REALTIME_COARSE), (long)instant.tv_sec,
+               seconds(CLOCK_MONOTONIC) < 1700000000 && moment.tv_usec < 1000000 && timespec_get(&instant, 99) == 0);
         fflush(stdout);
     } while (fgets(line, sizeof line, stdin) != NULL);
     return 0;

@@ -103,8 +103,9 @@ FILE *fopen(const char *path, const char *mode)
 
 FILE *popen(const char *command, const char *mode)
 {
-    int pid;
-    if (script == nullptr || sscanf(command, "cat /proc/%d/status | grep Uid | awk '{ print $3 }'", &pid) != 1)
+    int pid, length = 0;
+    const int read = sscanf(command, "cat /proc/%d/status | grep Uid | awk '{ print $3 }'%n", &pid, &length);
+    if (script == nullptr || read != 1 || length == 0)
         return REAL(popen)(command, mode);
     static char owner[16];
     snprintf(owner, sizeof owner, "%d\n", script->processes[pid]);
@@ -176,7 +177,7 @@ int gettimeofday(timeval *__restrict time, void *__restrict zone) noexcept
 char *strdup(const char *text) noexcept
 {
     if (script != nullptr && (script->no_messages || fails()))
-        return nullptr;
+        return errno = ENOMEM, nullptr;
     return REAL(strdup)(text);
 }
 }

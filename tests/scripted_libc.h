@@ -18,8 +18,8 @@ struct Script {
 
     uid_t uid = 0;
     gid_t gid = 0;
-    std::map<std::string, unsigned> users = {{"root", 0}, {"alice", 1000}, {"bob", 1001}, {"12", 77}};
-    std::map<std::string, unsigned> groups = {{"root", 0}, {"staff", 100}};
+    std::map<std::string, unsigned> users = {{"root", 0}, {"alice", 1000}, {"bob", 1001}, {"1000", 77}};
+    std::map<std::string, unsigned> groups = {{"root", 0}, {"staff", 100}, {"100", 5}};
     std::map<int, int> processes = {{1, 0}, {4242, 1000}, {4343, 1001}}; // pid to effective uid
     const char *host_name = nullptr;                                     // set: inside a container
     int64_t now = 0;                                                     // 0: the real clock's

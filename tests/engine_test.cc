@@ -96,6 +96,7 @@ class Engine : public testing::Test
 };
 
 #define ERROR "ovuser: error: "
+#define REPORT "ovuser: report: "
 #define RANGE ERROR "Illegal virtual clock, must not be "
 static const std::string christmas = "Wed Dec 25 09:00:00 2030\n";
 static const std::string not_for_others = ERROR "Non-root user can not modify OV setting for others.\n";
@@ -105,8 +106,11 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
 {
     const std::string long_name(70000, 'x'), edge(964, 'x'),
         running = " has been added with a Running virtual clock: " + christmas;
-    const std::string rewinding = " virtual clock: " + christmas + "        The date will rewind at midnight.\n";
-    const std::string deleted = "ovuser: report: Virtual clock for ";
+    const std::string rewinding = "ovuser: uid 1000 has been added with a FROZEN virtual clock: " + christmas +
+                                  "        The date will rewind at midnight.\n";
+    const std::string given = "\nyou specified " + christmas + "\n";
+    const std::string ten = "list u:bob u:1001 u:bob g:100 u:bob u:bob u:bob u:bob u:bob u:bob";
+    const std::string deleted = REPORT "Virtual clock for ";
     const struct {
         std::string request;
         uid_t uid;
@@ -141,18 +145,10 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
         {"add form=2 origin=0 mode=1", 0, {}, 810, ERROR "parse relative clock error\n"},
         {"add p:4343", 1000, {{0, 0}}, 0, "ovuser: pid 4343" + running},
         {"add", 0, {{0, 0}}, 0, "ovuser: uid 0" + running},
-        {"add u:alice speed=1001 rewind=1",
-         0,
-         {{0, 0}},
-         0,
-         "ovuser: uid 1000 has been added with a FROZEN" + rewinding},
+        {"add u:alice speed=1001 rewind=1", 0, {{0, 0}}, 0, rewinding},
         {"add g:staff", 0, {{-1, EEXIST}}, 0, "ovuser: uid 100 already has a virtual clock\n"},
-        {"add u:bob", 0, {{-1, EINVAL}}, -1, RANGE "before Thu Jan 1 01:00:00 1970\nyou specified " + christmas + "\n"},
-        {"add u:bob",
-         0,
-         {{-7, EOVERFLOW}},
-         -7,
-         RANGE "after Fri Dec 31 23:59:59 9999\nyou specified " + christmas + "\n"},
+        {"add u:bob", 0, {{-1, EINVAL}}, -1, RANGE "before Thu Jan 1 01:00:00 1970" + given},
+        {"add u:bob", 0, {{-7, EOVERFLOW}}, -7, RANGE "after Fri Dec 31 23:59:59 9999" + given},
         {"add u:bob", 0, {{3, EEXIST}}, 3, ERROR "an error occurred while executing this request, error = 17\n"},
         {"add u:bob", 0, {{-1, ENODATA}}, -1, "", 5},
         {"add u:bob", 0, {{17, ENOENT}}, 17, ERROR "OV kernel module reported error = 5\n", 5},
@@ -162,20 +158,11 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
         {"delete u:bob u:1000 g:staff", 0, {{0, 0}, {-1, EL2HLT}, {0, 0}}, 0, deleted + "gid 100 has been deleted\n"},
         {"delete u:alice u:bob", 0, {{0, 0}, {-1, EPERM}}, -1, deleted + "uid 1000 has been deleted\n"},
         {"delete u:bob", 0, {{811, EL2HLT}}, 811, ERROR "an error occurred while executing this request, error = 51\n"},
-        {"reset",
-         0,
-         {{0, 0}},
-         0,
-         "ovuser: report: All Orvane users have been reset to the system clock successfully.\n"},
+        {"reset", 0, {{0, 0}}, 0, REPORT "All Orvane users have been reset to the system clock successfully.\n"},
         {"reset", 0, {{-1, EPERM}}, 0, "ovuser: warning: Reset Orvane completed with no entry in it.\n"},
         {"reset", 0, {{3, ENOENT}}, 0, "ovuser: warning: Reset Orvane completed with no entry in it.\n"},
         {"reset", 0, {{3, EPERM}}, 3, ERROR "an error occurred while executing this request, error = 1\n"},
-        {"list u:bob u:1001 u:bob g:100 u:bob u:bob u:bob u:bob u:bob u:bob",
-         0,
-         {{0, 0}, {-1, ENOENT}},
-         -1,
-         ERROR "OV kernel module reported error = 7\n",
-         7},
+        {ten, 0, {{0, 0}, {-1, ENOENT}}, -1, ERROR "OV kernel module reported error = 7\n", 7},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.request.substr(0, 99));

@@ -196,5 +196,5 @@ int main(int argc, char **argv)
     execvp(argv[optind], argv + optind);
     const Exit status = errno == ENOENT ? not_found : cannot_execute;
     fprintf(stderr, "zynov-sim: %s: %s\n", argv[optind], strerror(errno));
-    return status;
+    _exit(status); // the command was to have all that is allocated here
 }

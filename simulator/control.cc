@@ -30,8 +30,9 @@ static const char *state_for(const char *path)
     return strcmp(path, ZYNOV_PATH) == 0 ? getenv(state_variable) : nullptr;
 }
 
-// What an opening gives, once the C library has looked at the path: if that is no valid pointer, it said so.
-static int open_simulated(int opened, const char *path, int flags)
+// What an opening gives, once the C library has looked at the path: if that is no valid pointer, it said so. A
+// success leaves errno as it was before.
+static int open_simulated(int opened, const char *path, int flags, int kept)
 {
     if (opened < 0 && errno == EFAULT)
         return opened;
@@ -46,6 +47,8 @@ static int open_simulated(int opened, const char *path, int flags)
         errno = EBADMSG;
         return -1;
     }
+    if (descriptor >= 0)
+        errno = kept;
     return descriptor;
 }
 
@@ -98,20 +101,22 @@ static int answer_command(int descriptor, unsigned long command, zynov_iov *reco
 
 SIM_INTERPOSED int open(const char *path, int flags, ...)
 {
+    const int kept = errno;
     va_list rest;
     va_start(rest, flags);
     const int descriptor = sim::next_open(path, flags, sim::has_mode(flags) ? va_arg(rest, mode_t) : 0);
     va_end(rest);
-    return sim::open_simulated(descriptor, path, flags);
+    return sim::open_simulated(descriptor, path, flags, kept);
 }
 
 SIM_INTERPOSED int openat(int directory, const char *path, int flags, ...)
 {
+    const int kept = errno;
     va_list rest;
     va_start(rest, flags);
     const int descriptor = sim::next_openat(directory, path, flags, sim::has_mode(flags) ? va_arg(rest, mode_t) : 0);
     va_end(rest);
-    return sim::open_simulated(descriptor, path, flags);
+    return sim::open_simulated(descriptor, path, flags, kept);
 }
 
 SIM_INTERPOSED int ioctl(int descriptor, unsigned long request, ...)

@@ -21,8 +21,7 @@ static constexpr char add_help[] =
     "  --at TIME           a local time: 'YYYY-MM-DD hh:mm' or MMDDhhmmYYYY\n"
     "  -X, --date DATE     a date at the present time of day: YYYY-MM-DD or MMDDYYYY\n"
     "  --epoch SECONDS     seconds since 1970-01-01 00:00:00 UTC\n"
-    "  --in SPAN           a distance from now: '2d 3h', -90m, 1y (y, d, h, m; each number has its own "
-    "sign)\n"
+    "  --in SPAN           a distance from now: '2d 3h', -90m, 1y (y, d, h, m; each number has its own sign)\n"
     "  --years N --days N --hours N --minutes N\n"
     "                      the same in options, in any combination\n"
     "\n"
@@ -35,6 +34,7 @@ static constexpr char add_help[] =
     "  --rewind            go back to the same date at every midnight\n"
     "  --dry-run           only print the clock value that would be set\n";
 
+// Those from in to offset are about a distance.
 enum Choice { at = 1, date, epoch, in, years, days, hours, minutes, origin, offset, speed, rewind, dry_run, help };
 
 static constexpr option options[] = {
@@ -80,16 +80,11 @@ class When
     bool given() const { return any_; }
 
   private:
-    static bool counts_distance(int choice) { return choice == origin || choice == offset; }
     static bool is_part(int choice) { return choice >= years && choice <= minutes; }
     static bool go_together(int a, int b)
     {
-        if (a == b)
-            return false;
-        const auto fits = [](int one, int other) {
-            return counts_distance(one) && (other == in || is_part(other) || counts_distance(other));
-        };
-        return (is_part(a) && is_part(b)) || fits(a, b) || fits(b, a);
+        const bool span_and_part = (a == in && is_part(b)) || (b == in && is_part(a));
+        return a != b && a >= in && b >= in && !span_and_part;
     }
 
     bool seen_[offset + 1] = {};
@@ -170,10 +165,15 @@ static int take_option(int choice, Command &command)
     }
 }
 
+static bool is_relative(const ov_request &request)
+{
+    return request.time_form != OV_ABSOLUTE_FORM && request.x_date == nullptr;
+}
+
 // The clock value of a request, by the engine's own parsers; 0 with its message when there is none.
 static int64_t clock_value(const ov_request &request, char **message)
 {
-    if (request.time_form != OV_ABSOLUTE_FORM && request.x_date == nullptr)
+    if (is_relative(request))
         return parse_reltime(request.rel_years, request.rel_days, request.rel_hours, request.rel_minutes,
                              request.rel_origin, message, request.rel_mode);
     int code;
@@ -198,7 +198,7 @@ static int rehearse(const ov_request &request)
     message = nullptr;
     const time_t value = clock_value(request, &message);
     if (value == 0) {
-        const bool relative = request.time_form != OV_ABSOLUTE_FORM && request.x_date == nullptr;
+        const bool relative = is_relative(request);
         const int32_t refusal = relative ? OV_BAD_RELATIVE_TIME : OV_BAD_TIME;
         if (message != nullptr)
             return conclude(refusal, message);
@@ -218,7 +218,6 @@ int add_command(int argc, char **argv)
     command.request.operation = OV_ADD;
     command.request.speed = 1;
     When when;
-    argv[0] = const_cast<char *>("ovuser: error"); // how getopt begins its messages
     for (int choice; (choice = getopt_long(argc, argv, "X:o:h", options, nullptr)) != -1;) {
         choice = choice == 'X' ? date : choice == 'o' ? origin : choice;
         if (choice == help || choice == 'h') {

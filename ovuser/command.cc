@@ -54,7 +54,6 @@ void read_identities(int argc, char **argv, ov_request &request)
 int perform_on_identities(ov_operation operation, const char *help, int argc, char **argv)
 {
     static constexpr option options[] = {{"help", no_argument, nullptr, 'h'}, {}};
-    argv[0] = const_cast<char *>("ovuser: error"); // how getopt begins its messages
     const int choice = getopt_long(argc, argv, "h", options, nullptr);
     if (choice == 'h') {
         fputs(help, stdout);

@@ -43,9 +43,12 @@ static int run(int argc, char **argv)
         print_usage(stdout);
         return done;
     }
-    for (const Subcommand &subcommand : subcommands)
-        if (strcmp(word, subcommand.word) == 0)
+    for (const Subcommand &subcommand : subcommands) {
+        if (strcmp(word, subcommand.word) == 0) {
+            argv[1] = const_cast<char *>("ovuser: error");
             return subcommand.run(argc - 1, argv + 1);
+        }
+    }
     if (argc < 2) {
         print_usage(stderr);
         return not_understood;

@@ -54,10 +54,15 @@ const char *flaw_in_state(int descriptor)
     return nullptr;
 }
 
+static Table *map(int descriptor, int protection)
+{
+    void *memory = mmap(nullptr, sizeof(Table), protection, MAP_SHARED, descriptor, 0);
+    return memory != MAP_FAILED ? static_cast<Table *>(memory) : nullptr;
+}
+
 const Table *map_state(int descriptor)
 {
-    void *memory = mmap(nullptr, sizeof(Table), PROT_READ, MAP_SHARED, descriptor, 0);
-    return memory != MAP_FAILED ? static_cast<const Table *>(memory) : nullptr;
+    return map(descriptor, PROT_READ);
 }
 
 // The lock belongs to an opening of the file, so each change opens the file anew: a descriptor that was
@@ -72,9 +77,7 @@ Change::Change(int descriptor) : table_(nullptr)
     while (flock(lock_, LOCK_EX) != 0)
         if (errno != EINTR)
             return;
-    void *memory = mmap(nullptr, sizeof(Table), PROT_READ | PROT_WRITE, MAP_SHARED, lock_, 0);
-    if (memory != MAP_FAILED)
-        table_ = static_cast<Table *>(memory);
+    table_ = map(lock_, PROT_READ | PROT_WRITE);
 }
 
 Change::~Change()

@@ -89,9 +89,10 @@ static uint64_t process_birth(int64_t pid)
     return process_birth(path);
 }
 
-bool is_current(const Clock &clock)
+// Whether a slot can take another clock: it has none, or that of a process that has ended.
+static bool is_free(const Clock &clock)
 {
-    return clock.kind() != process_kind || clock.birth == process_birth(clock.id);
+    return clock.kind() == no_kind || (clock.kind() == process_kind && clock.birth != process_birth(clock.id));
 }
 
 Clock Slot::load() const
@@ -132,13 +133,13 @@ struct Places {
     uint32_t found, first_free; // Table::capacity when there is none
 };
 
-// Looks for the clock of (kind, id, container). The clocks of processes that have ended count as free.
+// Looks for the clock of (kind, id, container).
 static Places find(const Table &table, uint64_t kind, int64_t id, uint64_t container_id)
 {
     Places places = {Table::capacity, Table::capacity};
     for (uint32_t i = 0; i < Table::capacity && places.found == Table::capacity; ++i) {
         const Clock clock = table.slots[i].load();
-        if (clock.kind() == no_kind || !is_current(clock)) {
+        if (is_free(clock)) {
             if (places.first_free == Table::capacity)
                 places.first_free = i;
         } else if (clock.kind() == kind && clock.id == id && clock.container_id == container_id) {
@@ -194,7 +195,7 @@ static int reset(Table &table, uint64_t container_id)
         const Clock clock = table.slots[i].load();
         if (clock.kind() == no_kind || clock.container_id != container_id)
             continue;
-        any |= is_current(clock);
+        any |= !is_free(clock);
         replace(table, i, {});
     }
     return any ? 0 : no_clock_to_reset;
@@ -205,7 +206,7 @@ static int get_slot(const Table &table, zynov_iov &record, const timespec &real)
     if (record.slot >= Table::capacity)
         return EINVAL;
     const Clock clock = table.slots[record.slot].load();
-    if (clock.kind() == no_kind || !is_current(clock)) {
+    if (is_free(clock)) {
         record.id = 0;
         return 0;
     }
@@ -222,8 +223,7 @@ static int get_slot(const Table &table, zynov_iov &record, const timespec &real)
 static int64_t high_mark(const Table &table)
 {
     for (int64_t slot = Table::capacity - 1; slot >= 0; --slot) {
-        const Clock clock = table.slots[static_cast<size_t>(slot)].load();
-        if (clock.kind() != no_kind && is_current(clock))
+        if (!is_free(table.slots[static_cast<size_t>(slot)].load()))
             return slot;
     }
     return -1;

@@ -56,9 +56,6 @@ class Pace
 // when there is no such process. Async-signal-safe.
 uint64_t process_birth(const char *status_line);
 
-// Whether the process that the clock was given to still runs; true for clocks of users and groups.
-bool is_current(const Clock &clock);
-
 // A place for one clock. There are two copies of it and a version whose lowest bit names the one that holds:
 // a writer fills the other and then counts the version up, so that no reader sees half a clock, and a writer
 // that is killed half-way leaves nothing to repair and nobody waiting.
@@ -83,6 +80,7 @@ struct Header {
     uint32_t slot_count = capacity;
 
     static constexpr uint32_t capacity = 1024;
+
     bool operator==(const Header &) const = default;
 };
 

@@ -3,6 +3,7 @@
 # each folder includes only what lies below it.
 # Usage: library.sh SOURCE_FOLDER BUILD_FOLDER C_COMPILER
 set -eu
+export LC_ALL=C
 source=$1 build=$2 cc=$3
 status=0
 complain() {
@@ -20,7 +21,10 @@ for file in libov_helper.so ovuser libzynov_sim.so; do
 done
 
 interposed=$(nm -D --defined-only "$build/libzynov_sim.so" | awk '{ print $3 }' | sort | tr '\n' ' ')
-[ "$interposed" = "$(echo __gettimeofday __open __open64 __open64_2 __open_2 __openat64_2 __openat_2 clock_gettime ftime gettimeofday ioctl open open64 openat openat64 setegid seteuid setgid setregid setresgid setresuid setreuid setuid time timespec_get) " ] || complain "interposed: $interposed"
+[ "$interposed" = "__gettimeofday __open __open64 __open64_2 __open_2 __openat64_2 __openat_2 clock_gettime ftime \
+gettimeofday ioctl open open64 openat openat64 setegid seteuid setgid setregid setresgid setresuid setreuid setuid \
+time timespec_get " ] ||
+    complain "interposed: $interposed"
 
 echo '#include "ov_helper.h"
 int main(void) { return check_rc(OV_ROOT_IDENTITY) != 2; }' |

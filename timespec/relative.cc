@@ -118,8 +118,9 @@ static void move_time(tm &t, int32_t hours, int32_t minutes)
     move_hours(t, hours);
 }
 
-// A move on the wall clock from the present moment; 0 when the date it leads to is no clock value.
-static int64_t walk(const Distance &distance, char **slot)
+// A move on the wall clock from the present moment; 0 when the date it leads to is no clock value. It reads the
+// clock anew, and leaves the seconds to the caller's first reading: meant so.
+static int64_t move_on_wall_clock(const Distance &distance, char **slot)
 {
     const time_t now = real_time().tv_sec;
     const tm local = local_time(now);
@@ -166,7 +167,7 @@ int64_t parse_reltime(const char *years, const char *days, const char *hours, co
         // The seconds of the minute are counted a second time on top of now's own: meant so.
         value = wrapping_add(now.tv_sec, distance.seconds() + today.tm_sec);
     } else {
-        value = walk(distance, slot);
+        value = move_on_wall_clock(distance, slot);
         if (value == 0)
             return 0;
         value += today.tm_sec;

@@ -10,6 +10,15 @@ if(ORVANE_SANITIZE)
   target_link_options(orvane_sanitizers INTERFACE -fsanitize=${ORVANE_SANITIZE})
 endif()
 
+# What is installed runs as root: the compiler's and the loader's guards are on. Sanitizers bring their own.
+include(CheckPIESupported)
+check_pie_supported()
+add_library(orvane_hardening INTERFACE)
+if(NOT ORVANE_SANITIZE)
+  target_compile_options(orvane_hardening INTERFACE -fstack-protector-strong -fstack-clash-protection)
+  target_link_options(orvane_hardening INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+endif()
+
 # A part of the product: one source unit, only the public names visible, nothing but the C library at run time.
 function(orvane_product target)
   target_compile_features(${target} PRIVATE cxx_std_20)
@@ -17,10 +26,14 @@ function(orvane_product target)
   target_compile_options(${target} PRIVATE -fno-exceptions -fno-rtti -fno-threadsafe-statics
                                            -fno-semantic-interposition)
   target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,-Bsymbolic-functions)
-  if(NOT ARGN STREQUAL "PRELOADED") # a preloaded library goes into programs that know no sanitizer
+  # A preloaded library goes into programs that know no sanitizer, and defines what the fortified headers redefine.
+  if(NOT ARGN STREQUAL "PRELOADED")
     target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:orvane_sanitizers>)
+    if(NOT ORVANE_SANITIZE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+      target_compile_options(${target} PRIVATE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+    endif()
   endif()
-  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:orvane_warnings>)
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:orvane_warnings> $<BUILD_INTERFACE:orvane_hardening>)
   set_target_properties(${target} PROPERTIES
     CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden POSITION_INDEPENDENT_CODE ON
     UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)

@@ -18,6 +18,8 @@ exported=$(nm -D --defined-only "$build/libov_helper.so" | awk '{ print $3 }' | 
 for file in libov_helper.so ovuser libzynov_sim.so; do
     needed=$(readelf -d "$build/$file" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
     [ "$needed" = libc.so.6 ] || complain "$file needs: $needed"
+    readelf -dW "$build/$file" | grep -q 'FLAGS_1.*NOW' && readelf -lW "$build/$file" | grep -q RELRO &&
+        nm -D "$build/$file" | grep -q __stack_chk_fail || complain "$file is not hardened"
 done
 
 interposed=$(nm -D --defined-only "$build/libzynov_sim.so" | awk '{ print $3 }' | sort | tr '\n' ' ')

@@ -24,9 +24,6 @@ Script::~Script()
     script = nullptr;
 }
 
-// Not a number that the C library would hand out, so that only the scripted close accepts it.
-constexpr int control_descriptor = 100000;
-
 // The C library's own function.
 #define REAL(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
 
@@ -35,7 +32,7 @@ static bool fails()
 {
     const bool now = ++script->calls == script->failing_call;
     if (now)
-        errno = EIO;
+        errno = script->failure;
     return now;
 }
 
@@ -49,7 +46,7 @@ int open(const char *path, int flags, ...)
         if (script->open_error != 0 || flags != O_RDONLY || fails())
             return -1;
         ++script->opened;
-        return control_descriptor;
+        return script->descriptor;
     }
     va_list rest;
     va_start(rest, flags);
@@ -60,7 +57,7 @@ int open(const char *path, int flags, ...)
 
 int close(int descriptor)
 {
-    if (descriptor != control_descriptor)
+    if (script == nullptr || script->opened == script->closed || descriptor != script->descriptor)
         return REAL(close)(descriptor);
     ++script->closed;
     errno = EBADF; // comes too late to be seen by anybody
@@ -73,7 +70,7 @@ int ioctl(int descriptor, unsigned long request, ...)
     va_start(rest, request);
     void *argument = va_arg(rest, void *);
     va_end(rest);
-    if (script == nullptr || descriptor != control_descriptor)
+    if (script == nullptr || script->opened == script->closed || descriptor != script->descriptor)
         return REAL(ioctl)(descriptor, request, argument);
     auto &record = *static_cast<zynov_iov *>(argument);
     script->sent.emplace_back(request, record);
@@ -109,7 +106,33 @@ FILE *popen(const char *command, const char *mode)
         return REAL(popen)(command, mode);
     static char owner[16];
     snprintf(owner, sizeof owner, "%d\n", script->processes[pid]);
-    return fails() ? nullptr : fmemopen(owner, strlen(owner), mode);
+    if (fails())
+        return nullptr;
+    ++script->pipes;
+    return fmemopen(owner, strlen(owner), mode);
+}
+
+int fclose(FILE *stream)
+{
+    if (script != nullptr && script->pipes > 0) // the only streams that the engine closes
+        --script->pipes;
+    return REAL(fclose)(stream);
+}
+
+char *fgets(char *line, int size, FILE *stream)
+{
+    return script != nullptr && fails() ? nullptr : REAL(fgets)(line, size, stream);
+}
+
+int fscanf(FILE *stream, const char *format, ...)
+{
+    if (script != nullptr && fails())
+        return EOF;
+    va_list rest;
+    va_start(rest, format);
+    const int read = vfscanf(stream, format, rest);
+    va_end(rest);
+    return read;
 }
 
 uid_t getuid() noexcept
@@ -179,5 +202,22 @@ char *strdup(const char *text) noexcept
     if (script != nullptr && (script->no_messages || fails()))
         return errno = ENOMEM, nullptr;
     return REAL(strdup)(text);
+}
+
+tm *localtime_r(const time_t *__restrict instant, tm *__restrict local) noexcept
+{
+    return script != nullptr && fails() ? nullptr : REAL(localtime_r)(instant, local);
+}
+
+char *ctime(const time_t *instant) noexcept
+{
+    return script != nullptr && fails() ? nullptr : REAL(ctime)(instant);
+}
+
+// Linked in place of the calls to malloc, which the C library's own do not go through.
+void *__real_malloc(size_t);
+void *__wrap_malloc(size_t size)
+{
+    return script != nullptr && fails() ? nullptr : __real_malloc(size);
 }
 }

@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <cerrno>
 #include <functional>
 #include <map>
 #include <set>
@@ -26,10 +27,12 @@ struct Script {
     int64_t later = 0; // what the clock says from its second reading on
     int open_error = 0;
     std::function<int(unsigned long, zynov_iov &)> kernel = [](unsigned long, zynov_iov &) { return 0; };
-    int failing_call = 0;     // the n-th scripted call fails, with EIO
+    int descriptor = 100000;  // of the control file; not a number that the C library would hand out
+    int failing_call = 0;     // the n-th scripted call fails
+    int failure = EIO;        // with this errno
     bool no_messages = false; // strdup finds no memory
 
     // What the engine did.
     std::vector<std::pair<unsigned long, zynov_iov>> sent;
-    int opened = 0, closed = 0, calls = 0, clock_readings = 0;
+    int opened = 0, closed = 0, pipes = 0, calls = 0, clock_readings = 0;
 };

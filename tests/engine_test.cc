@@ -431,26 +431,25 @@ TEST_F(Engine, ListsWhatTheCallerMaySee)
 // and the message is one of the engine's.
 static void expect_documented(const Outcome &outcome)
 {
-    static const regex_t texts = [] {
+    static constexpr char texts[] =
+        "^(ovuser: (uid [0-9]+ already has a virtual clock|[ugp]id [0-9]+ has been added with a .* "
+        "virtual clock: .*|(All|Requested) Orvane users have been listed above\\.|report: (Virtual "
+        "clock for [ugp]id [0-9]+ has been deleted|All Orvane users have been reset to the system "
+        "clock successfully\\.)|warning: (Specified id does not have a virtual clock|Reset Orvane "
+        "completed with no entry in it\\.)|error: (User root does not have a virtual clock|"
+        "incorrect/non-existent .* passed in|uid '0' .* is not allowed|Non-root user can not .*|"
+        "Only root can reset .*|wrong parameters for speed: .*|parse (virtual|relative) clock error|"
+        "Illegal virtual clock, .*|Illegal time value for .*|Open of /proc/zynov failed; error = "
+        "[0-9]+|an error occurred while executing this request, error = [0-9]+|OV kernel module "
+        "reported error = [0-9]+))(\n|\\(null\\)))?$";
+    static const struct Texts {
+        Texts() { EXPECT_EQ(regcomp(&compiled, texts, REG_EXTENDED | REG_NOSUB), 0); }
+        ~Texts() { regfree(&compiled); }
         regex_t compiled;
-        EXPECT_EQ(regcomp(&compiled,
-                          "^(ovuser: (uid [0-9]+ already has a virtual clock|[ugp]id [0-9]+ has been added with a .* "
-                          "virtual clock: .*|(All|Requested) Orvane users have been listed above\\.|report: (Virtual "
-                          "clock for [ugp]id [0-9]+ has been deleted|All Orvane users have been reset to the system "
-                          "clock successfully\\.)|warning: (Specified id does not have a virtual clock|Reset Orvane "
-                          "completed with no entry in it\\.)|error: (User root does not have a virtual clock|"
-                          "incorrect/non-existent .* passed in|uid '0' .* is not allowed|Non-root user can not .*|"
-                          "Only root can reset .*|wrong parameters for speed: .*|parse (virtual|relative) clock error|"
-                          "Illegal virtual clock, .*|Illegal time value for .*|Open of /proc/zynov failed; error = "
-                          "[0-9]+|an error occurred while executing this request, error = [0-9]+|OV kernel module "
-                          "reported error = [0-9]+))(\n|\\(null\\)))?$",
-                          REG_EXTENDED | REG_NOSUB),
-                  0);
-        return compiled;
-    }();
+    } known;
     const bool refusal = outcome.result >= 801 && outcome.result <= 815;
     EXPECT_TRUE(refusal || (outcome.result >= -2 && outcome.result <= 5)) << outcome.result;
-    EXPECT_EQ(regexec(&texts, outcome.message.c_str(), 0, nullptr, 0), 0) << outcome.message;
+    EXPECT_EQ(regexec(&known.compiled, outcome.message.c_str(), 0, nullptr, 0), 0) << outcome.message;
 }
 
 TEST_F(Engine, SurvivesTheFailureOfEachCallInTurn)

@@ -20,6 +20,7 @@ class Utility : public testing::Test
         setenv("TZ", "UTC", 1);
         setenv("SIM", "./zynov-sim --state table --shared", 1);
         setenv("NOBODY", "setpriv --reuid=65534 --regid=65534 --clear-groups", 1);
+        setenv("FROZEN", "--speed frozen", 1);
         const char *checker = getenv("OVUSER_CHECKER"); // such as valgrind
         setenv("OV", ((checker != nullptr ? checker + std::string(" ") : "") + "./ovuser").c_str(), 1);
         for (const fs::path &base : {fs::path(PROGRAMS), fs::temp_directory_path()}) {
@@ -140,7 +141,6 @@ TEST_F(Utility, DoesTheDailyWork)
     for (const auto &[script, expected] : steps)
         EXPECT_EQ(simulated(script), expected) << script;
     EXPECT_EQ(shell("./ovuser list"), ERROR "Open of /proc/zynov failed; error = 2\n= 5");
-    EXPECT_EQ(simulated("$OV list >/dev/full"), ERROR "standard output: No space left on device\n= 5");
     EXPECT_EQ(shell("touch -ad 2040-06-01 dated; perl -e 'exec { q(./ovuser) } qw(./dated --version)'"),
               "Copyright (c) 1997-2040 Orvane. All rights reserved.\n"
               "Orvane dated utility version 12.10R6 for Linux Kernel 2.6 or up,\n= 0");
@@ -175,6 +175,42 @@ TEST_F(Utility, RefusesATableThatIsNone)
     EXPECT_EQ(shell("./zynov-sim --state private sh -c '$NOBODY $OV list'; ./zynov-sim --state private --shared "
                     "$NOBODY $OV list >/dev/null"),
               ERROR "Open of /proc/zynov failed; error = 13\n= 0");
+}
+
+TEST_F(Utility, StandsHostileSurroundings)
+{
+    const std::string zeros(1000, '0'); // a name of digits, which is not the number of root
+    const std::string added = " has been added with a Frozen virtual clock: " CHRISTMAS;
+    const std::string one_row = "ovuser: report: Listing requested virtual clock:\n" HEADER
+                                "u:nobody   Frozen                    " CHRISTMAS "\n- End of list -\n"
+                                "ovuser: Requested Orvane users have been listed above.\n";
+    const std::string steps[][2] = {
+        {"$OV list >/dev/full", ERROR "standard output: No space left on device\n= 5"},
+        {"$OV list >&-", ERROR "standard output: Bad file descriptor\n= 5"},
+        {"./ovuser delete bin <&- >&- 2>&-; echo $?; ./ovuser add nobody --at 122509002030 $FROZEN <&- 2>&-",
+         "4\novuser: uid 65534" + added + "= 0"},
+        {"env -i ${ASAN_OPTIONS+ASAN_OPTIONS=$ASAN_OPTIONS} $SIM $OV add bin --at 122509002030 $FROZEN",
+         "ovuser: uid 2" + added + "= 0"},
+        {"TZ=:::/x $OV delete bin; TZ=$(printf %70000d 0) $OV add bin --at 122509002030 $FROZEN",
+         "ovuser: report: Virtual clock for uid 2 has been deleted\novuser: uid 2" + added + "= 0"},
+        {"n=$(printf %01000d 0); { cat /etc/passwd; echo $n:x:4321:1::/:/bin/sh; } >passwd; unshare -m sh -c \""
+         "mount --bind passwd /etc/passwd; $OV add $n --at 122509002030 $FROZEN; $OV list | grep u:0; $OV delete $n\"",
+         "ovuser: uid 4321" + added + "u:" + zeros + " Frozen                    " CHRISTMAS +
+             "ovuser: report: Virtual clock for uid 4321 has been deleted\n= 0"},
+        // Without the tools that tell whose a process is, its row is left out; a hand on the keyboard ends the list.
+        {"$NOBODY sh -c './ovuser add p:$$ --in 1d >/dev/null; PATH= ./ovuser list 2>/dev/null; :'", one_row + "= 0"},
+        {"mkdir bin; printf '#!/bin/sh\\nread -r a b c parent rest </proc/$PPID/stat; kill -INT $parent' >bin/cat; "
+         "chmod +x bin/cat; $NOBODY sh -c './ovuser add p:$$ --in 1d; PATH=$PWD/bin:$PATH ./ovuser list; echo $?; :' "
+         "| tail -n 1; $OV list | grep -c u:nobody",
+         "130\n1\n= 0"},
+        // Another table, or none, in its place: who is attached stays with the old one.
+        {"perl -e '$| = 1; system(qq(./ovuser add p:$$ --epoch 1924419600 --speed frozen; ./zynov-sim --state other "
+         "true; mv other table; ./ovuser list | wc -l)); print time; system(q(echo odd >odd; mv odd table; ./ovuser "
+         "list)); print time' | tail -n 2",
+         "4\n19244196001924419600! ovuser: error: Open of /proc/zynov failed; error = 74\n= 0"},
+    };
+    for (const auto &[script, expected] : steps)
+        EXPECT_EQ(simulated(script), expected) << script;
 }
 
 // Scripts that print times: those of christmas 2030 are virtual, "real" stands for the real one.

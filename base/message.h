@@ -17,7 +17,7 @@ class Message
     // Replaces what is there, freeing it. Without memory the slot is left empty.
     void set(const char *format, ...) __attribute__((format(printf, 2, 3)));
 
-    // Takes over a text from malloc, null included.
+    // Takes over a text from malloc, null included. There must be a slot.
     void take(char *text);
 
     // Prints the text, if there is one, and empties the slot.

@@ -10,6 +10,11 @@ if(ORVANE_SANITIZE)
   target_link_options(orvane_sanitizers INTERFACE -fsanitize=${ORVANE_SANITIZE})
 endif()
 
+if(ORVANE_COVERAGE)
+  target_compile_options(orvane_sanitizers INTERFACE --coverage -O0)
+  target_link_options(orvane_sanitizers INTERFACE --coverage)
+endif()
+
 # What is installed runs as root: the compiler's and the loader's guards are on. Sanitizers bring their own.
 include(CheckPIESupported)
 check_pie_supported()

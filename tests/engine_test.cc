@@ -339,6 +339,8 @@ TEST_F(Engine, ReadsStaleErrorsAndKeepsPendingMessages)
     EXPECT_EQ(run(script, make_request("reset"), "pending\n").message, "pending\n");
     script.kernel = answers({{-1, EINVAL}});
     EXPECT_EQ(run(script, make_request("add u:bob"), "pending\n").message, "pending\n");
+    script.kernel = answers({{-1, EOVERFLOW}});
+    EXPECT_EQ(run(script, make_request("add u:bob"), "pending\n").message, "pending\n");
     script.kernel = answers({{0, EPERM}});
     EXPECT_EQ(run(script, make_request("list"), "pending\n").message,
               "ovuser: All Orvane users have been listed above.\n");
@@ -469,7 +471,7 @@ TEST_F(Engine, SurvivesTheFailureOfEachCallInTurn)
     for (const std::string line :
          {"add ", "add form=0 date=12252030 ", "add form=0 ", "delete ", "list ", "reset ", "6 "})
         for (const std::string &who :
-             std::vector<std::string>{"u:alice p:4242 g:staff", "u:1000", "p:" + std::string(1100, '4')})
+             std::vector<std::string>{"", "u:alice p:4242 g:staff", "u:1000", "p:" + std::string(1100, '4')})
             calls.emplace_back(line + who, [request = make_request(line + who)](char **message) {
                 return ov_process_request(&request, message);
             });
@@ -579,6 +581,7 @@ TEST_F(Engine, ResolvesIdentities)
     EXPECT_STREQ(id_string(4), "unknown id");
     EXPECT_EQ(ov_get_num_from_cmd("echo ' 42 7'"), 42);
     EXPECT_EQ(ov_get_num_from_cmd("echo none; exit 3"), -2);
+    EXPECT_EQ(ov_get_num_from_cmd(nullptr), -1);
     EXPECT_EQ(zynov_reset_vc(), 0);
 }
 

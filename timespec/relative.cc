@@ -53,16 +53,6 @@ static void step_hour_forward(tm &t)
     }
 }
 
-static void step_hour_back(tm &t)
-{
-    if (t.tm_hour == 0) {
-        t.tm_hour = 23;
-        subtract_one_day_from_tm(&t);
-    } else {
-        --t.tm_hour;
-    }
-}
-
 // Brings the hour back to the one that was left, after a change of daylight saving time in between. The
 // bound is worked out anew after every step, so that it and the counter meet halfway: a gap of one hour is
 // closed, a larger one only in part, and those across midnight run on past it. Meant so.
@@ -77,7 +67,7 @@ static void align_hour(tm &t, int wanted)
     const auto back = [&](int until) {
         int steps = 0;
         do {
-            step_hour_back(t);
+            --t.tm_hour; // which was above until, and so above 0
         } while (++steps < t.tm_hour - until);
     };
     if (t.tm_hour < wanted)

@@ -16,5 +16,6 @@ uint64_t zyn_get_container_ID(void)
     char line[256];
     if (fgets(line, sizeof line, host_name) != nullptr)
         sscanf(line, "%llx", &container);
-    return container; // with the stream left open, meant so
+    // cppcheck-suppress resourceLeak // the stream is left open, meant so
+    return container;
 }

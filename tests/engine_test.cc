@@ -62,7 +62,7 @@ using Call = std::function<int32_t(char **)>;
 // Runs a call of the engine, and checks what holds for every one: the control file and the pipes are closed.
 static Outcome run(Script &script, const Call &call, const char *pending = nullptr)
 {
-    char *message = pending != nullptr ? strdup(pending) : nullptr;
+    char *message = pending != nullptr ? strcpy(static_cast<char *>(malloc(strlen(pending) + 1)), pending) : nullptr;
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     script.sent.clear();
@@ -347,7 +347,7 @@ TEST_F(Engine, ReadsStaleErrorsAndKeepsPendingMessages)
     // Done, with an error number in the record, and no memory for the report.
     script.no_messages = true;
     script.kernel = answers({{0, 0}}, 5);
-    outcome = run(script, make_request("add u:alice"));
+    outcome = run(script, make_request("add u:alice"), "pending\n");
     EXPECT_EQ(outcome.result, OV_KERNEL_ERROR);
     EXPECT_EQ(outcome.message, "");
     script.kernel = answers({{0, ENODATA}}, 5);

@@ -14,7 +14,11 @@ complain() {
 declared=$(sed -n 's/^OV_API .*[ *]\([A-Za-z_]*\)(.*/\1/p' "$source/include/ov_helper.h" | sort)
 exported=$(nm -D --defined-only "$build/libov_helper.so" | awk '{ print $3 }' | sort)
 [ "$declared" = "$exported" ] || complain "exported: $exported"
-[ "$(echo "$declared" | wc -l)" = 23 ] || complain "declared: $declared"
+[ "$(echo $exported)" = "adjust_virtime_for_rewind check_rc clock_speed_string deleteGroupClock deleteUserClock \
+get_uid_from_pid get_username id_string is_leap_year is_pid_alive ov_get_num_from_cmd ov_process_request \
+ovuser_list_user parse_Xtime parse_reltime parse_speed parse_uid print_header zyn_get_container_ID \
+zyn_get_usr_high_mark zyn_parse_time zyn_parse_tm_time zynov_reset_vc" ] || complain "exported: $exported"
+readelf -d "$build/libov_helper.so" | grep -q 'SONAME.*libov_helper\.so\.12\]' || complain "another SONAME"
 for file in libov_helper.so ovuser libzynov_sim.so; do
     needed=$(readelf -d "$build/$file" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
     [ "$needed" = libc.so.6 ] || complain "$file needs: $needed"
@@ -29,6 +33,11 @@ time timespec_get " ] ||
     complain "interposed: $interposed"
 
 echo '#include "ov_helper.h"
+#include <stddef.h>
+#define AT(offset, field) typedef char field##_at_##offset[offsetof(ov_request, field) == offset ? 1 : -1]
+AT(0, operation); AT(4, speed); AT(8, time_form); AT(12, rel_mode); AT(16, rewind); AT(20, id_count); AT(24, id_kind);
+AT(64, id_text); AT(144, abs_time); AT(152, x_date); AT(160, rel_minutes); AT(168, rel_hours); AT(176, rel_days);
+AT(184, rel_years); AT(192, rel_origin); AT(200, virtime); typedef char whole[sizeof(ov_request) == 208 ? 1 : -1];
 int main(void) { return check_rc(OV_ROOT_IDENTITY) != 2; }' |
     "$cc" -std=c99 -pedantic -Wall -Wextra -Werror -I"$source/include" -x c - -o "$build/c99" -L"$build" -lov_helper
 LD_LIBRARY_PATH="$build" "$build/c99" || complain "a C program does not run"

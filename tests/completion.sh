@@ -1,0 +1,41 @@
+#!/bin/bash
+# What bash offers behind the beginning of a command line.
+# Usage: completion.sh SOURCE_FOLDER BUILD_FOLDER
+export LC_ALL=C
+. "$1/completion/ovuser" && . "$1/completion/zynov-sim" || exit
+status=0
+offered() { # sorted, on one line
+    COMP_LINE=$1 COMP_POINT=${#1} COMPREPLY=()
+    read -ra COMP_WORDS <<<"${1//=/ = }"
+    [[ $1 == *[\ =] ]] && COMP_WORDS+=('')
+    COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+    $(complete -p "${COMP_WORDS[0]}" | sed 's/.*-F \([^ ]*\).*/\1/')
+    printf '%s\n' "${COMPREPLY[@]}" | sort -u | paste -sd ' '
+}
+expect() {
+    [[ $(offered "$1") == $2 ]] || { echo "behind '$1': $(offered "$1")"; status=1; }
+}
+expect 'ovuser ' '--help --version add delete list reset'
+for subcommand in add delete list reset; do
+    expect "ovuser $subcommand --" "$("$2/ovuser" $subcommand --help | grep -Eo -- '--[a-z-]+' |
+        cat - <(echo --help) | sort -u | paste -sd ' ')"
+done
+expect 'zynov-sim --' "$("$2/zynov-sim" --help | grep -Eo -- '--[a-z]+' | sort -u | paste -sd ' ')"
+# LINE;WHAT IS OFFERED, as a pattern
+while IFS=';' read -r line pattern; do
+    expect "$line" "$pattern"
+done <<END
+ovuser add ;g: p: u:
+ovuser delete u:nobod;nobody
+ovuser list g:;* daemon *
+ovuser add p:$$;$$
+ovuser add daemo;daemon
+ovuser add u:nobody --speed ;frozen
+ovuser add u:nobody --speed=f;frozen
+ovuser add u:nobody --at ;
+ovuser reset ;
+zynov-sim --state=/etc/pass;*/etc/passwd*
+zynov-sim --shared --state /etc/pass;*/etc/passwd*
+zynov-sim --state x --shared base;* basename *
+END
+exit $status

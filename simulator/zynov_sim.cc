@@ -109,7 +109,7 @@ static char *find_library()
         fail("/proc/self/exe: %s", strerror(errno));
     program[length] = '\0';
     *strrchr(program, '/') = '\0';
-    for (const char *folder : {".", "../" OV_SIM_LIBRARY_FOLDER}) {
+    for (const char *folder : {".", OV_SIM_LIBRARY_FOLDER}) {
         char *path = realpath(text("%s/%s/%s", program, folder, library_name), nullptr);
         if (path != nullptr)
             return path;

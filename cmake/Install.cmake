@@ -1,0 +1,40 @@
+# What is installed, and where Debian keeps it. Three components, which are also the packages: the shared library,
+# what programs are built against, and the tools.
+
+set(config_folder ${CMAKE_INSTALL_LIBDIR}/cmake/ov_helper)
+set(pkgconfig_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(library_version ${PROJECT_VERSION}.${ORVANE_RELEASE})
+
+# Other projects say ov_helper::ov_helper for the shared library, ov_helper::ov_helper_static for the other.
+set_target_properties(ov_helper_shared PROPERTIES EXPORT_NAME ov_helper)
+set_target_properties(ov_helper PROPERTIES EXPORT_NAME ov_helper_static)
+install(TARGETS ov_helper_shared EXPORT ov_helper
+        LIBRARY COMPONENT runtime NAMELINK_COMPONENT dev
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS ov_helper EXPORT ov_helper
+        ARCHIVE COMPONENT dev
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES include/ov_helper.h TYPE INCLUDE COMPONENT dev)
+install(FILES man/ov_helper.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT dev)
+
+include(CMakePackageConfigHelpers)
+write_basic_package_version_file(ov_helperConfigVersion.cmake VERSION ${library_version}
+                                 COMPATIBILITY SameMajorVersion)
+install(EXPORT ov_helper NAMESPACE ov_helper:: FILE ov_helperConfig.cmake DESTINATION ${config_folder} COMPONENT dev)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ov_helperConfigVersion.cmake DESTINATION ${config_folder} COMPONENT dev)
+
+# Found by its own place, so that it is right wherever the tree is put.
+file(RELATIVE_PATH from_pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" from_pkgconfig "${from_pkgconfig}")
+configure_file(cmake/ov_helper.pc.in ov_helper.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ov_helper.pc DESTINATION ${pkgconfig_folder} COMPONENT dev)
+
+install(TARGETS ovuser RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tools)
+install(TARGETS zynov-sim RUNTIME COMPONENT tools)
+install(TARGETS zynov_sim_preload LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/orvane COMPONENT tools)
+foreach(page zynov-sim.1 zynov.4 ovuser.8)
+  string(REGEX MATCH "[0-9]$" section ${page})
+  install(FILES man/${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT tools)
+endforeach()
+install(FILES completion/ovuser completion/zynov-sim
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)

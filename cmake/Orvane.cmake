@@ -30,7 +30,8 @@ function(orvane_product target)
   target_include_directories(${target} PRIVATE ${CMAKE_SOURCE_DIR})
   target_compile_options(${target} PRIVATE -fno-exceptions -fno-rtti -fno-threadsafe-statics
                                            -fno-semantic-interposition)
-  target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,-Bsymbolic-functions)
+  target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,-Bsymbolic-functions
+                                        -Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/exports.map)
   # A preloaded library goes into programs that know no sanitizer, and defines what the fortified headers redefine.
   if(NOT ARGN STREQUAL "PRELOADED")
     target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:orvane_sanitizers>)

@@ -87,6 +87,8 @@ TEST_F(Utility, DoesTheDailyWork)
                          "g:bin      Frozen                    " CHRISTMAS "\n"
                          "u:daemon   1000 times slower         " CHRISTMAS "\n" +
                          all_listed},
+        {"$OV list | awk '$1 ~ /^[ugp]:/ { print $1, $2, NF, $NF, $(NF-3) }'",
+         "u:nobody Frozen 7 2030 Dec\ng:bin Frozen 7 2030 Dec\nu:daemon 1000 9 2030 Dec\n= 0"},
         {"$NOBODY $OV list", "ovuser: report: Listing requested virtual clock:\n" HEADER
                              "u:nobody   Frozen                    " CHRISTMAS "\n"
                              "- End of list -\novuser: Requested Orvane users have been listed above.\n= 0"},
@@ -119,6 +121,9 @@ TEST_F(Utility, DoesTheDailyWork)
          "ovuser: error: unrecognized option '--nonsense'\n" ERROR "unrecognized option '--nonsense'\n= 2"},
         {"$OV nonsense", ERROR "nonsense is not a subcommand; 'ovuser --help' lists them\n= 2"},
         {"$OV reset bin", ERROR "reset takes no identities\n= 2"},
+        {"$NOBODY $OV delete bin || $NOBODY $OV reset", // what is refused is said on standard error alone
+         ERROR "Non-root user can not modify OV setting for others.\n"
+               "ovuser: error: Only root can reset all the OV users.\n= 5"},
         {"$OV add bin -o 100000 --offset --in '-1d +1h' --dry-run; $OV delete bin",
          "ovuser: report: The virtual clock would be set to Thu Jan  1 04:46:40 1970 (17200 seconds since the epoch)\n"
          "! ovuser: warning: Specified id does not have a virtual clock\n= 4"},

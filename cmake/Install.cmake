@@ -2,7 +2,6 @@
 # what programs are built against, and the tools.
 
 set(config_folder ${CMAKE_INSTALL_LIBDIR}/cmake/ov_helper)
-set(pkgconfig_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 set(library_version ${PROJECT_VERSION}.${ORVANE_RELEASE})
 
 # Other projects say ov_helper::ov_helper for the shared library, ov_helper::ov_helper_static for the other.
@@ -23,11 +22,14 @@ write_basic_package_version_file(ov_helperConfigVersion.cmake VERSION ${library_
 install(EXPORT ov_helper NAMESPACE ov_helper:: FILE ov_helperConfig.cmake DESTINATION ${config_folder} COMPONENT dev)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ov_helperConfigVersion.cmake DESTINATION ${config_folder} COMPONENT dev)
 
-# Found by its own place, so that it is right wherever the tree is put.
-file(RELATIVE_PATH from_pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-string(REGEX REPLACE "/$" "" from_pkgconfig "${from_pkgconfig}")
-configure_file(cmake/ov_helper.pc.in ov_helper.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ov_helper.pc DESTINATION ${pkgconfig_folder} COMPONENT dev)
+# Written as it is installed, since --prefix has its say only then.
+install(CODE "
+  set(includedir ${CMAKE_INSTALL_INCLUDEDIR})
+  set(libdir ${CMAKE_INSTALL_LIBDIR})
+  set(version ${library_version})
+  configure_file(\"${CMAKE_SOURCE_DIR}/cmake/ov_helper.pc.in\" \"${CMAKE_CURRENT_BINARY_DIR}/ov_helper.pc\" @ONLY)
+  file(INSTALL \"${CMAKE_CURRENT_BINARY_DIR}/ov_helper.pc\"
+       DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig\")" COMPONENT dev)
 
 install(TARGETS ovuser RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tools)
 install(TARGETS zynov-sim RUNTIME COMPONENT tools)

@@ -1,5 +1,5 @@
-# Debian packages, one for each component of the installation. cpack -G DEB makes them in a build folder that is
-# configured for /usr, as scripts/package does.
+# Debian packages, one for each component of the installation, made by cpack -G DEB. Only a build that is configured
+# for /usr, as scripts/package does it, has the library where its architecture's are.
 
 set(runtime_package libov-helper${PROJECT_VERSION_MAJOR})
 set(debian_version ${library_version}-1)
@@ -8,7 +8,7 @@ file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/debian/shlibs
      "libov_helper ${PROJECT_VERSION_MAJOR} ${runtime_package} (>= ${library_version})\n")
 
 set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
                                                 WORLD_READ WORLD_EXECUTE)

@@ -20,6 +20,9 @@ for subcommand in add delete list reset; do
     expect "ovuser $subcommand --" "$("$2/ovuser" $subcommand --help | grep -Eo -- '--[a-z-]+' |
         cat - <(echo --help) | sort -u | paste -sd ' ')"
 done
+for option in $(offered 'ovuser add --') --version; do # and the manual knows them all
+    grep -q "Fl.* ${option#-}\>" "$1/man/ovuser.8" || { echo "ovuser.8 lacks $option"; status=1; }
+done
 expect 'zynov-sim --' "$("$2/zynov-sim" --help | grep -Eo -- '--[a-z]+' | sort -u | paste -sd ' ')"
 # LINE;WHAT IS OFFERED, as a pattern
 while IFS=';' read -r line pattern; do

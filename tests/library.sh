@@ -18,6 +18,9 @@ exported=$(nm -D --defined-only "$build/libov_helper.so" | awk '{ print $3 }' | 
 get_uid_from_pid get_username id_string is_leap_year is_pid_alive ov_get_num_from_cmd ov_process_request \
 ovuser_list_user parse_Xtime parse_reltime parse_speed parse_uid print_header zyn_get_container_ID \
 zyn_get_usr_high_mark zyn_parse_time zyn_parse_tm_time zynov_reset_vc" ] || complain "exported: $exported"
+for name in $declared; do
+    grep -q "^\.F[no] $name\>" "$source/man/ov_helper.3" || complain "ov_helper.3 lacks $name"
+done
 readelf -d "$build/libov_helper.so" | grep -q 'SONAME.*libov_helper\.so\.12\]' || complain "another SONAME"
 for file in libov_helper.so ovuser libzynov_sim.so; do
     needed=$(readelf -d "$build/$file" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')

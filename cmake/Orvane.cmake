@@ -2,7 +2,9 @@
 
 add_library(orvane_warnings INTERFACE)
 target_compile_options(orvane_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
-                                                 $<$<BOOL:${ORVANE_WERROR}>:-Werror>)
+                                                 $<$<BOOL:${ORVANE_WERROR}>:-Werror>
+                                                 # A pragma may name a warning that only GCC has.
+                                                 $<$<CXX_COMPILER_ID:Clang>:-Wno-unknown-warning-option>)
 add_library(orvane_sanitizers INTERFACE)
 if(ORVANE_SANITIZE)
   target_compile_options(orvane_sanitizers INTERFACE -fsanitize=${ORVANE_SANITIZE} -fno-sanitize-recover=all

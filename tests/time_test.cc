@@ -8,37 +8,13 @@
 #include <sstream>
 
 #include "ov_helper.h"
+#include "tests/naive_time.h"
 #include "tests/scripted_libc.h"
 #include "timespec/calendar.h"
-
-using Parsed = std::pair<int64_t, std::string>;
-
-template <typename Parse> static Parsed with_message(Parse parse)
-{
-    char *message = nullptr;
-    const int64_t value = parse(&message);
-    const Parsed parsed(value, message != nullptr ? message : "");
-    free(message);
-    EXPECT_EQ(parse(nullptr), value) << "without a slot";
-    return parsed;
-}
 
 static Parsed parse(const char *text)
 {
     return with_message([=](char **message) { return zyn_parse_time(text, message); });
-}
-
-static void set_zone(const char *zone)
-{
-    setenv("TZ", zone, 1);
-    tzset();
-}
-
-static std::string text_of(int month, int day, int hour, int minute, long long year)
-{
-    char text[64];
-    snprintf(text, sizeof text, "%02d%02d%02d%02d%04lld", month, day, hour, minute, year);
-    return text;
 }
 
 TEST(Time, CountsDaysAsAWalkDoes)
@@ -100,47 +76,6 @@ TEST(Time, CountsDaysAsAWalkDoes)
     }
 }
 
-// zyn_parse_time as plainly as can be.
-static Parsed naive_parse(const std::string &text)
-{
-    const std::string illegal = "ovuser: error: Illegal virtual clock, ";
-    if (text.size() != 12)
-        return {0, illegal + "invalid date format\n"};
-    const auto field = [&](size_t at, size_t length) {
-        return static_cast<int>(strtol(text.substr(at, length).c_str(), nullptr, 10));
-    };
-    const int month = field(0, 2), day = field(2, 2), hour = field(4, 2), minute = field(6, 2), year = field(8, 4);
-    static const int lengths[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    const auto leap = [](int y) { return y % 4 == 0 && (y % 100 != 0 || y % 400 == 0); };
-    const bool some_month = month >= 1 && month <= 12;
-    const std::pair<bool, const char *> checks[] = {
-        {some_month, "month\n"},
-        {some_month && day >= 1 && day <= lengths[month - 1], "days with regard to month\n"},
-        {hour >= 0 && hour <= 23, "hours[0 ~ 23]\n"},
-        {minute >= 0 && minute <= 59, "minutes[0 ~ 59]\n"},
-        {year >= 1970 && year <= 9999, "year[1970 ~ 9999]\n"},
-        {leap(year) || month != 2 || day <= 28, "days with regard to year and month of Febrary[1 ~ 28]\n"},
-    };
-    for (const auto &[good, why] : checks)
-        if (!good)
-            return {0, illegal + "invalid " + why};
-    int64_t days = day - 1;
-    for (int y = 1970; y < year; ++y)
-        days += leap(y) ? 366 : 365;
-    for (int m = 1; m < month; ++m)
-        days += m == 2 && !leap(year) ? 28 : lengths[m - 1];
-    const time_t value = days * 86400 + hour * 3600 + minute * 60 + timezone;
-    const auto outside = [&](const char *bound) {
-        return Parsed(0,
-                      illegal + "must not be " + bound + "\nyou specified " + text + ", it is " + ctime(&value) + "\n");
-    };
-    if (value < 32400)
-        return outside("before Thu Jan 1 01:00:00 1970");
-    if (value > 253402329599)
-        return outside("after Fri Dec 31 23:59:59 9999");
-    return {localtime(&value)->tm_isdst != 0 ? value - 3600 : value, ""};
-}
-
 static const char *const zones[] = {"UTC", "America/New_York", "Europe/Berlin", "Australia/Lord_Howe", "UTC10", "PST8"};
 
 TEST(Time, ReadsTwelveCharactersAsStrtolDoes)
@@ -193,57 +128,6 @@ TEST(Time, ReadsTwelveCharactersAsStrtolDoes)
     EXPECT_STREQ(why, "invalid input");
 }
 
-// The main form, walked step by step.
-static Parsed naive_walk(time_t first, time_t second, int years, int days, int hours, int minutes)
-{
-    tm today, now, t;
-    localtime_r(&first, &today);
-    localtime_r(&second, &now);
-    const auto length = [](int64_t year) { return ov::is_leap(year) ? 366 : 365; };
-    int64_t moved = days;
-    const bool march = today.tm_mon >= 2;
-    for (int y = 0; y < years; ++y)
-        moved += y == 0 ? (march ? 365 : length(today.tm_year)) : length(today.tm_year + y);
-    for (int y = 0; y > years; --y)
-        moved -= y == 0 ? (march ? length(today.tm_year) : 365) : length(today.tm_year + y);
-    moved += years > 0 && march && ov::is_leap(today.tm_year + years) ? 1 : 0;
-    moved -= years < 0 && !march && ov::is_leap(today.tm_year + years) ? 1 : 0;
-    const time_t target = second + int64_t{static_cast<int32_t>(moved)} * 86400;
-    localtime_r(&target, &t);
-    t.tm_min = now.tm_min;
-    const auto step = [&](bool forward) {
-        if (forward && ++t.tm_hour == 24)
-            t.tm_hour = 0, ov::add_one_day_to_tm(&t);
-        else if (!forward && --t.tm_hour == -1)
-            t.tm_hour = 23, ov::subtract_one_day_from_tm(&t);
-    };
-    const int wanted = now.tm_hour, arrived = t.tm_hour;
-    const auto align = [&](bool forward, auto bound) {
-        int steps = 0;
-        do
-            step(forward);
-        while (++steps < bound());
-    };
-    if (arrived < wanted)
-        align(true, [&] { return wanted - t.tm_hour; });
-    else if (wanted != 0 && arrived > wanted)
-        align(false, [&] { return t.tm_hour - wanted; });
-    else if (wanted == 0 && arrived > 21)
-        align(true, [&] { return 24 - t.tm_hour; });
-    else if (wanted == 0 && arrived > 0)
-        align(false, [&] { return t.tm_hour; });
-    for (; minutes > 0; --minutes)
-        if (++t.tm_min == 60)
-            t.tm_min = 0, step(true);
-    for (; minutes < 0; ++minutes)
-        if (--t.tm_min == -1)
-            t.tm_min = 59, step(false);
-    for (; hours != 0; hours += hours > 0 ? -1 : 1)
-        step(hours > 0);
-    const Parsed parsed = naive_parse(text_of(t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_year + 1900LL));
-    return {parsed.first != 0 ? parsed.first + today.tm_sec : 0, parsed.second};
-}
-
 TEST(Time, MovesRelativelyAsAWalkDoes)
 {
     Script script;
@@ -271,7 +155,7 @@ TEST(Time, MovesRelativelyAsAWalkDoes)
                                                 text(minutes).c_str(), nullptr, &message, 0);
             const Parsed parsed(value, message != nullptr ? message : "");
             free(message);
-            ASSERT_EQ(parsed, naive_walk(script.now, script.later, years, days, hours, minutes))
+            ASSERT_EQ(parsed, naive_relative(script.now, script.later, years, days, hours, minutes))
                 << place << " " << script.now << ": " << years << "y " << days << "d " << hours << "h " << minutes
                 << "m";
         }

@@ -21,6 +21,8 @@ Script::Script()
 
 Script::~Script()
 {
+    for (FILE *stream : left_open)
+        fclose(stream);
     script = nullptr;
 }
 
@@ -95,7 +97,10 @@ FILE *fopen(const char *path, const char *mode)
 {
     if (script == nullptr || strcmp(path, "/etc/hostname") != 0)
         return REAL(fopen)(path, mode);
-    return fails() ? nullptr : fmemopen(const_cast<char *>(script->host_name), strlen(script->host_name), mode);
+    if (fails())
+        return nullptr;
+    return script->left_open.emplace_back(
+        fmemopen(const_cast<char *>(script->host_name), strlen(script->host_name), mode));
 }
 
 FILE *popen(const char *command, const char *mode)

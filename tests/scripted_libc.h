@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <functional>
 #include <map>
 #include <set>
@@ -35,4 +36,5 @@ struct Script {
     // What the engine did.
     std::vector<std::pair<unsigned long, zynov_iov>> sent;
     int opened = 0, closed = 0, pipes = 0, calls = 0, clock_readings = 0;
+    std::vector<FILE *> left_open; // streams of the host name file, which the engine does not close: meant so
 };

@@ -50,28 +50,6 @@ inline Parsed naive_range(time_t value, const std::string &specified)
                                   : Parsed(value, "");
 }
 
-inline bool naive_leap(int year)
-{
-    return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-}
-
-static const int longest_months[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-
-template <typename Leap> inline int64_t naive_days(int year, int month, int day, Leap leap)
-{
-    int64_t days = day - 1;
-    for (int y = 1970; y < year; ++y)
-        days += leap(y) ? 366 : 365;
-    for (int m = 1; m < month; ++m)
-        days += m == 2 && !leap(year) ? 28 : longest_months[m - 1];
-    return days;
-}
-
-inline int64_t naive_daylight(time_t value)
-{
-    return localtime(&value)->tm_isdst != 0 ? value - 3600 : value;
-}
-
 // zyn_parse_time.
 inline Parsed naive_parse(const std::string &text)
 {
@@ -81,21 +59,28 @@ inline Parsed naive_parse(const std::string &text)
         return static_cast<int>(strtol(text.substr(at, length).c_str(), nullptr, 10));
     };
     const int month = field(0, 2), day = field(2, 2), hour = field(4, 2), minute = field(6, 2), year = field(8, 4);
+    static const int lengths[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    const auto leap = [](int y) { return y % 4 == 0 && (y % 100 != 0 || y % 400 == 0); };
     const bool some_month = month >= 1 && month <= 12;
     const std::pair<bool, const char *> checks[] = {
         {some_month, "month\n"},
-        {some_month && day >= 1 && day <= longest_months[month - 1], "days with regard to month\n"},
+        {some_month && day >= 1 && day <= lengths[month - 1], "days with regard to month\n"},
         {hour >= 0 && hour <= 23, "hours[0 ~ 23]\n"},
         {minute >= 0 && minute <= 59, "minutes[0 ~ 59]\n"},
         {year >= 1970 && year <= 9999, "year[1970 ~ 9999]\n"},
-        {naive_leap(year) || month != 2 || day <= 28, "days with regard to year and month of Febrary[1 ~ 28]\n"},
+        {leap(year) || month != 2 || day <= 28, "days with regard to year and month of Febrary[1 ~ 28]\n"},
     };
     for (const auto &[good, why] : checks)
         if (!good)
             return {0, illegal + "invalid " + why};
-    const Parsed standard =
-        naive_range(naive_days(year, month, day, naive_leap) * 86400 + hour * 3600 + minute * 60 + timezone, text);
-    return {standard.first != 0 ? naive_daylight(standard.first) : 0, standard.second};
+    int64_t days = day - 1;
+    for (int y = 1970; y < year; ++y)
+        days += leap(y) ? 366 : 365;
+    for (int m = 1; m < month; ++m)
+        days += m == 2 && !leap(year) ? 28 : lengths[m - 1];
+    const Parsed standard = naive_range(days * 86400 + hour * 3600 + minute * 60 + timezone, text);
+    const time_t value = standard.first;
+    return {value != 0 && localtime(&value)->tm_isdst != 0 ? value - 3600 : value, standard.second};
 }
 
 // parse_reltime at two readings of the clock: its main form is walked step by step.

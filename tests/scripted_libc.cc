@@ -4,8 +4,10 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdarg>
@@ -21,9 +23,9 @@ Script::Script()
 
 Script::~Script()
 {
-    for (FILE *stream : left_open)
-        fclose(stream);
     script = nullptr;
+    for (FILE *stream : host_names)
+        fclose(stream);
 }
 
 // The C library's own function.
@@ -99,7 +101,7 @@ FILE *fopen(const char *path, const char *mode)
         return REAL(fopen)(path, mode);
     if (fails())
         return nullptr;
-    return script->left_open.emplace_back(
+    return script->host_names.emplace_back(
         fmemopen(const_cast<char *>(script->host_name), strlen(script->host_name), mode));
 }
 
@@ -109,19 +111,13 @@ FILE *popen(const char *command, const char *mode)
     const int read = sscanf(command, "cat /proc/%d/status | grep Uid | awk '{ print $3 }'%n", &pid, &length);
     if (script == nullptr || read != 1 || length == 0)
         return REAL(popen)(command, mode);
-    static char owner[16];
-    snprintf(owner, sizeof owner, "%d\n", script->processes[pid]);
     if (fails())
         return nullptr;
-    ++script->pipes;
-    return fmemopen(owner, strlen(owner), mode);
-}
-
-int fclose(FILE *stream)
-{
-    if (script != nullptr && script->pipes > 0) // the only streams that the engine closes
-        --script->pipes;
-    return REAL(fclose)(stream);
+    const int owner = memfd_create("owner", 0);
+    dprintf(owner, "%d\n", script->processes[pid]);
+    lseek(owner, 0, SEEK_SET);
+    script->owners.insert(owner);
+    return fdopen(owner, mode);
 }
 
 char *fgets(char *line, int size, FILE *stream)

@@ -35,6 +35,7 @@ struct Script {
 
     // What the engine did.
     std::vector<std::pair<unsigned long, zynov_iov>> sent;
-    int opened = 0, closed = 0, pipes = 0, calls = 0, clock_readings = 0;
-    std::vector<FILE *> left_open; // streams of the host name file, which the engine does not close: meant so
+    int opened = 0, closed = 0, calls = 0, clock_readings = 0;
+    std::vector<FILE *> host_names; // streams that the engine leaves open: meant so
+    std::set<int> owners;           // descriptors of the streams that popen gave
 };

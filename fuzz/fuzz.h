@@ -1,0 +1,27 @@
+// What the fuzz targets share. Texts come from the front of an input, numbers from its end.
+#pragma once
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include <cassert>
+#include <string>
+
+#include "tests/naive_time.h"
+
+inline std::string any_text(FuzzedDataProvider &input, size_t longest)
+{
+    return input.ConsumeRandomLengthString(longest).c_str();
+}
+
+inline void choose_zone(FuzzedDataProvider &input)
+{
+    static const std::string very_long(5000, 'Z'), zones[] = {"UTC",
+                                                              "America/New_York",
+                                                              "Europe/Berlin",
+                                                              "Australia/Lord_Howe",
+                                                              ":::x",
+                                                              very_long + "-3",
+                                                              "AAA0BBB-22,M3.5.0/0,M10.5.0/0",
+                                                              "UTC10"};
+    set_zone(input.PickValueInArray(zones).c_str());
+}

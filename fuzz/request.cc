@@ -1,0 +1,125 @@
+// A whole request, whoever asks for it, whatever the kernel answers, and whichever call fails.
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <list>
+#include <sstream>
+#include <tuple>
+
+#include "fuzz/fuzz.h"
+#include "ov_helper.h"
+#include "tests/scripted_libc.h"
+
+using Outcome = std::tuple<int, std::string, std::string, std::string>; // result, message, print, bytes sent
+
+// Runs a request on the kernel's answers that the rest of the input holds; at its end no command succeeds.
+static Outcome run(Script &script, const ov_request &request, const std::string &rest, bool with_slot)
+{
+    FuzzedDataProvider answers(reinterpret_cast<const uint8_t *>(rest.data()), rest.size());
+    script.kernel = [&](unsigned long, zynov_iov &record) {
+        const bool end = answers.remaining_bytes() == 0;
+        answers.ConsumeData(&record, sizeof record);
+        if (answers.ConsumeBool()) { // as this container's table may hold it
+            record.id = answers.PickValueInArray({1000, 1001, 100, 5, 4242, 4343});
+            record.container_id = script.host_name != nullptr ? 0xcafe : 0;
+        }
+        errno = answers.PickValueInArray({0, EPERM, ENOENT, EEXIST, EINVAL, EL2HLT, ENODATA, EOVERFLOW, EILSEQ});
+        return end ? -1 : answers.ConsumeIntegralInRange(-2, 2);
+    };
+    script.sent.clear();
+    script.opened = script.closed = script.calls = script.clock_readings = errno = 0;
+    char *message = nullptr, *printed;
+    size_t size;
+    FILE *const stream = open_memstream(&printed, &size), *const out = stdout, *const err = stderr;
+    stdout = stderr = stream;
+    const int result = ov_process_request(&request, with_slot ? &message : nullptr);
+    for (const int owner : script.owners)
+        assert(fcntl(owner, F_GETFD) == -1);
+    fclose(stream);
+    stdout = out, stderr = err;
+    script.calls = 1 << 30; // from here on, none fails
+    Outcome outcome = {result, message != nullptr ? message : "", printed, ""};
+    for (const auto &sent : script.sent)
+        std::get<3>(outcome).append(reinterpret_cast<const char *>(&sent), sizeof sent);
+    free(printed);
+    free(message);
+    return outcome;
+}
+
+static void expect_what_always_holds(const Script &script, const ov_request &request, const Outcome &outcome)
+{
+    const auto &[result, message, printed, bytes] = outcome;
+    const auto &sent = script.sent;
+    const auto is = [&](auto... codes) { return ((std::get<0>(outcome) == codes) || ...); };
+    const bool silent = is(801, 802, 804, 805), before = silent || is(806, 808, 809, 810, 812, 815);
+    const bool adds = request.operation == OV_ADD, lists = request.operation == OV_LIST, container = script.host_name;
+    const size_t most = before || is(811)                        ? 0
+                        : adds || request.operation == OV_DELETE ? std::max(1, request.id_count)
+                                                                 : request.operation == OV_RESET;
+    assert(before || is(811, 813, 814) || (result >= -2 && result <= 2));
+    assert(script.opened == script.closed && (is(811) ? script.opened <= 1 : script.opened == !before));
+    assert(adds ? sent.size() == most : sent.size() <= most || (lists && script.opened && !is(811)));
+    assert(message.empty() || (!silent && message.rfind("ovuser: ", 0) == 0 && strchr("\n)", message.back())));
+    assert(printed.empty() || (printed.rfind("ovuser: ", 0) == 0 && (adds || lists)));
+
+    static const unsigned long commands[] = {0, ZYNOV_IOC_ADD_CLOCK, ZYNOV_IOC_DELETE_CLOCK, ZYNOV_IOC_GET_SLOT,
+                                             ZYNOV_IOC_RESET_ALL};
+    std::set<std::string> own = {std::string("u:") + get_username(OV_USER, script.uid)};
+    own.insert(std::string("g:") + get_username(OV_GROUP, script.gid));
+    for (const auto &[pid, owner] : script.processes)
+        if (owner == static_cast<int>(script.uid))
+            own.insert("p:" + std::to_string(pid));
+    for (uint32_t i = 0; i < sent.size(); ++i) {
+        const auto &[command, r] = sent[i];
+        const zynov_iov unset = {171, i - (i > 0)};
+        const uint64_t kind = adds ? r.flags % 16 : r.vtime; // none but the caller's own, or a process
+        assert(command == (lists && i == 0 ? ZYNOV_IOC_HIGH_MARK : commands[request.operation]));
+        assert(lists ? memcmp(&r, &unset, sizeof r) == 0
+                     : r.container_id == (container ? 0xcafe : 0) || script.failing_call);
+        assert(adds || lists || request.operation == OV_RESET || r.id != 0);
+        assert(lists || script.uid == 0 || kind == OV_PROCESS || (kind == OV_USER && r.id == script.uid));
+    }
+    std::istringstream lines(lists && script.uid != 0 ? printed : "");
+    for (std::string line; std::getline(lines, line);)
+        assert(line.size() < 2 || line[1] != ':' || own.count(line.substr(0, line.find(' '))) != 0);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    FuzzedDataProvider input(data, size);
+    Script script;
+    choose_zone(input);
+    script.uid = input.PickValueInArray({0, 1000, 1001});
+    script.gid = input.PickValueInArray({0, 100, 5});
+    script.host_name = input.PickValueInArray<const char *>({nullptr, "cafe-1\n"});
+    script.open_error = input.ConsumeIntegralInRange(-9, 5) < 0 ? 0 : EACCES;
+    script.failing_call = std::max(0, input.ConsumeIntegralInRange(-40, 40));
+    script.no_messages = input.ConsumeIntegralInRange(0, 9) == 9;
+    script.now = input.ConsumeIntegralInRange<int64_t>(1, 300'000'000'000);
+
+    ov_request request = {};
+    for (int32_t *field : {&request.operation, &request.speed, &request.time_form, &request.rel_mode, &request.rewind})
+        *field = input.PickValueInArray({0, 1, 2, 3, 4, 1, -1, 9, 1001, 1002, input.ConsumeIntegral<int>()});
+    request.id_count = input.ConsumeIntegralInRange(-1, 11);
+    for (int i = 0; i < OV_MAX_IDENTITIES; ++i) {
+        request.id_kind[i] = input.PickValueInArray({1, 1, 2, 3, 3, 0});
+        request.id_text[i] = input.PickValueInArray<const char *>(
+            {"alice", "1000", "bob", "100", "4242", "4343", "root", "no", nullptr});
+    }
+    request.virtime = input.ConsumeIntegral<int64_t>();
+    const char **fields[] = {&request.abs_time, &request.x_date,    &request.rel_minutes, &request.rel_hours,
+                             &request.rel_days, &request.rel_years, &request.rel_origin};
+    std::list<std::string> texts;
+    for (const char **field : fields)
+        *field = texts.emplace_back(any_text(input, 14)).empty() ? nullptr : texts.back().c_str();
+    const auto rest = input.ConsumeRemainingBytesAsString();
+
+    Outcome outcome = run(script, request, rest, true);
+    assert(outcome == run(script, request, rest, true));
+    expect_what_always_holds(script, request, outcome);
+    std::get<1>(outcome).clear(); // is all that is missing without a slot
+    assert(outcome == run(script, request, rest, false));
+    return 0;
+}

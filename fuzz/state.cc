@@ -1,0 +1,73 @@
+// The simulated module: any bytes as its table, any commands, any clock at any time, any fault script.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "fuzz/fuzz.h"
+#include "simulator/faults.h"
+#include "simulator/state.h"
+
+using namespace sim;
+
+static void send_commands(FuzzedDataProvider &input, Table &table, bool fresh)
+{
+    const auto any = [&] { return input.ConsumeIntegral<int64_t>(); };
+    static const std::pair<zynov_command, int> commands[] = {
+        {ZYNOV_IOC_ADD_CLOCK, EEXIST}, // and the answer to a second
+        {ZYNOV_IOC_DELETE_CLOCK, EL2HLT},
+        {ZYNOV_IOC_RESET_ALL, ENOENT},
+        {ZYNOV_IOC_GET_SLOT, 0},
+        {ZYNOV_IOC_HIGH_MARK, 0}};
+    const auto send = [&](unsigned long command, zynov_iov &r) {
+        const timespec now = {any(), input.ConsumeIntegralInRange(0, 999999999)};
+        return changes_table(command) ? change_table(table, command, r, now) : query_table(table, command, r, now);
+    };
+    while (input.ConsumeBool()) { // clocks of identities that neither come nor go
+        const auto &[command, again] = input.PickValueInArray(commands);
+        zynov_iov r = {171, input.PickValueInArray({0u, 1u, 2u, 1023u, 1024u, UINT32_MAX}), 0, any() % 2 | 1,
+                       any() % 4};
+        r.version -= any() % 16 == 1;
+        r.flags = any() & ~8, r.speed = any(), r.origin = any(), r.container_id = any() & 1;
+        if (command == ZYNOV_IOC_ADD_CLOCK) // for which it is not the kind
+            r.vtime = input.PickValueInArray<int64_t>({32399, 32400, 253402329599, 253402329600, any()});
+        const int error = send(command, r);
+        assert((error == EILSEQ) == (r.version != 171) &&
+               (command != ZYNOV_IOC_GET_SLOT || (error == EINVAL) == (r.version == 171 && r.slot > 1023)));
+        assert(error == 0 || error == again || error == EILSEQ || error == EINVAL || error == EOVERFLOW ||
+               error == ENOSPC);
+        assert(!fresh || error != 0 || send(command, r) == again);
+    }
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    FuzzedDataProvider input(data, size);
+    const int file = memfd_create("table", 0);
+    const Header good;
+    const bool fresh = input.ConsumeBool();
+    const off_t length = fresh ? sizeof(Table) : input.ConsumeIntegralInRange<off_t>(sizeof good, sizeof(Table) + 9);
+    assert(ftruncate(file, length) == 0 && pwrite(file, &good, sizeof good, 0) == sizeof good);
+    for (std::string bytes; !fresh && !(bytes = input.ConsumeRandomLengthString(200)).empty();)
+        assert(pwrite(file, bytes.data(), bytes.size(), input.ConsumeIntegralInRange<off_t>(0, length)) > 0);
+    if (flaw_in_state(file) == nullptr)
+        send_commands(input, *Change(file).table(), fresh);
+    close(file);
+
+    Clock clock = {};
+    input.ConsumeData(&clock, sizeof clock);
+    const timespec read = Pace(clock).at({input.ConsumeIntegral<time_t>(), input.ConsumeIntegralInRange(0, 999999999)});
+    const timespec start = Pace(clock).at({clock.real_seconds, clock.real_nanoseconds});
+    assert(read.tv_nsec >= 0 && read.tv_nsec < 1000000000 && start.tv_sec == clock.start && start.tv_nsec == 0);
+
+    const std::string script = any_text(input, 200);
+    std::string longer = "7:-1:5:slot=9";
+    for (int times = script.empty() ? 0 : input.ConsumeIntegralInRange(0, 40); times > 0; --times)
+        longer = script + ',' + longer;
+    Faults faults;
+    zynov_iov record = {};
+    int result, error;
+    if (faults.read(script.c_str()) && faults.read(longer.c_str())) // which they also are when there are too many
+        assert(faults.play(7, record, result, error) && result == -1 && error == 5 && record.slot == 9);
+    return 0;
+}

@@ -1,33 +1,60 @@
-// What a reading of the time costs under the simulator, against the C library's own calls, in one run. To be run
-// under zynov-sim; it gives itself a clock, and takes it away again, between measurements.
-#include <benchmark/benchmark.h>
-
+// What a reading of the time costs under the simulator, beside the C library's own calls, and what a whole command
+// costs. To be run under zynov-sim, by somebody who has no clock; it gives itself one in between.
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <spawn.h>
 #include <sys/ioctl.h>
 #include <sys/time.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <ctime>
-#include <map>
-#include <string>
-
+#include "bench/pairs.h"
 #include "kernel/zynov.h"
 
-static void *libc;
+using namespace bench;
 
-template <typename Function> static Function *bare(const char *name)
+// The C library's own call, which the simulator's does not come before.
+template <typename Function> static Function *bare(Function *, const char *name)
 {
+    static void *const libc = dlopen("libc.so.6", RTLD_NOW);
     return reinterpret_cast<Function *>(dlsym(libc, name));
+}
+
+static const auto bare_clock_gettime = bare(&clock_gettime, "clock_gettime");
+static const auto bare_gettimeofday = bare(&gettimeofday, "gettimeofday");
+static timespec instant;
+static timeval moment;
+
+static void read_clock_gettime()
+{
+    clock_gettime(CLOCK_REALTIME, &instant);
+}
+
+static void read_gettimeofday()
+{
+    gettimeofday(&moment, nullptr);
+}
+
+static void read_time()
+{
+    benchmark::DoNotOptimize(time(nullptr));
+}
+
+static void read_bare_clock_gettime()
+{
+    bare_clock_gettime(CLOCK_REALTIME, &instant);
+}
+
+static void read_bare_gettimeofday()
+{
+    bare_gettimeofday(&moment, nullptr);
 }
 
 static void give_clock(int64_t speed, uint64_t rewind)
 {
     const int control = open(ZYNOV_PATH, O_RDONLY);
     constexpr uint64_t process = 3;
-    zynov_iov clock = {171, 0, 0, getpid(), process, 0, 0, 0, 0, 0, 0};
+    zynov_iov clock = {ZYNOV_IOV_VERSION, 0, 0, getpid(), process, 0, 0, 0, 0, 0, 0};
     ioctl(control, ZYNOV_IOC_DELETE_CLOCK, &clock);
     if (speed != 0) {
         clock.vtime = 1924419600;
@@ -39,72 +66,75 @@ static void give_clock(int64_t speed, uint64_t rewind)
     close(control);
 }
 
-// Reports each reading as a multiple of its bare call. The median of several interleaved repetitions counts.
-class Ratios : public benchmark::ConsoleReporter
+static const char *utility;
+
+// A whole process, its output dropped.
+static void run(const char *program, const char *argument, char **environment)
 {
-  public:
-    void ReportRuns(const std::vector<Run> &runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run &run : runs)
-            if (run.aggregate_name == "median")
-                medians_[run.run_name.function_name] = run.GetAdjustedCPUTime();
-    }
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    char *const arguments[] = {const_cast<char *>(program), const_cast<char *>(argument), nullptr};
+    pid_t child;
+    int status;
+    if (posix_spawn(&child, program, &actions, nullptr, arguments, environment) != 0 ||
+        waitpid(child, &status, 0) != child || status != 0)
+        abort();
+    posix_spawn_file_actions_destroy(&actions);
+}
 
-    void print() const
-    {
-        std::printf("\n%-36s ratio of medians\n", "reading / bare call");
-        for (const auto &[name, median] : medians_) {
-            const std::string call = name.substr(name.find('/') + 1);
-            const std::string base = call == "time" ? "bare/clock_gettime" : "bare/" + call;
-            if (name.compare(0, 5, "bare/") != 0)
-                std::printf("%-36s %.2f\n", name.c_str(), median / medians_.at(base));
-        }
-    }
+static char *no_environment[] = {nullptr};
 
-  private:
-    std::map<std::string, double> medians_;
-};
-
-template <typename Read> static void add(const std::string &name, int64_t speed, uint64_t rewind, Read read)
+static void run_list()
 {
-    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State &state) {
-        give_clock(speed, rewind);
-        for (auto _ : state)
-            read();
-    });
+    run(utility, "list", environ);
+}
+
+static void run_version()
+{
+    run(utility, "--version", no_environment);
+}
+
+static void run_true()
+{
+    run("/bin/true", nullptr, no_environment);
+}
+
+static void run_true_under_simulator()
+{
+    run("/bin/true", nullptr, environ);
 }
 
 int main(int argc, char **argv)
 {
     benchmark::Initialize(&argc, argv);
-    libc = dlopen("libc.so.6", RTLD_NOW);
-    if (getenv("ZYNOV_SIM_STATE") == nullptr) {
-        std::fprintf(stderr, "run this under zynov-sim\n");
+    if (getenv("ZYNOV_SIM_STATE") == nullptr || argc != 2) {
+        fprintf(stderr, "usage: zynov-sim ... reading_bench [BENCHMARK OPTIONS...] OVUSER\n");
         return 1;
     }
-    static timespec instant;
-    static timeval moment;
-    const auto bare_clock_gettime = bare<int(clockid_t, timespec *)>("clock_gettime");
-    const auto bare_gettimeofday = bare<int(timeval *, void *)>("gettimeofday");
-    add("bare/clock_gettime", 0, 0, [=] { bare_clock_gettime(CLOCK_REALTIME, &instant); });
-    add("bare/gettimeofday", 0, 0, [=] { bare_gettimeofday(&moment, nullptr); });
+    utility = argv[1];
     const struct {
         const char *name;
         int64_t speed;
         uint64_t rewind;
-    } clocks[] = {{"none", 0, 0},
-                  {"running", 1, 0},
-                  {"60-times-faster", 60, 0},
-                  {"60-times-slower", -60, 0},
-                  {"rewinding", 1, 1}};
+    } clocks[] = {{"no clock", 0, 0}, {"60 times faster", 60, 0}, {"60 times slower, rewinding", -60, 1}};
+    constexpr Aims with_clock = {2.5}, without_clock = {1.8}, of_time = {1.5};
     for (const auto &clock : clocks) {
-        const std::string name = clock.name;
-        add(name + "/clock_gettime", clock.speed, clock.rewind, [] { clock_gettime(CLOCK_REALTIME, &instant); });
-        add(name + "/gettimeofday", clock.speed, clock.rewind, [] { gettimeofday(&moment, nullptr); });
-        add(name + "/time", clock.speed, clock.rewind, [] { benchmark::DoNotOptimize(time(nullptr)); });
+        const auto prepare = [=] { give_clock(clock.speed, clock.rewind); };
+        const auto name = [&](const char *call) { return std::string(call) + ", " + clock.name; };
+        const Aims &aims = clock.speed != 0 ? with_clock : without_clock;
+        compare<read_clock_gettime, read_bare_clock_gettime>(name("clock_gettime"), "bare clock_gettime", aims, 1,
+                                                             prepare);
+        compare<read_gettimeofday, read_bare_gettimeofday>(name("gettimeofday"), "bare gettimeofday", aims, 1, prepare);
+        compare<read_time, read_bare_clock_gettime>(name("time"), "bare clock_gettime", of_time, 1, prepare);
     }
-    Ratios ratios;
-    benchmark::RunSpecifiedBenchmarks(&ratios);
-    ratios.print();
+    const auto no_clock = [] { give_clock(0, 0); };
+    compare<run_list, run_true>("ovuser list under an empty simulator", "/bin/true", {}, 1, no_clock);
+    compare<run_list, run_true_under_simulator>("ovuser list under an empty simulator", "/bin/true, likewise", {}, 1,
+                                                no_clock);
+    compare<run_version, run_true>("ovuser --version", "/bin/true", {}, 1, no_clock);
+
+    Table table;
+    benchmark::RunSpecifiedBenchmarks(&table);
+    table.print_rows(stdout);
 }

@@ -1,0 +1,69 @@
+// The engine beside the C library, its peers, and itself.
+#include <cctz/time_zone.h>
+
+#include "bench/operations.h"
+#include "bench/pairs.h"
+
+using namespace bench;
+
+static cctz::time_zone peer_zone;
+
+static void parse_time_by_cctz()
+{
+    std::chrono::system_clock::time_point when;
+    use(cctz::parse("%m%d%H%M%Y", instant_text, peer_zone, &when));
+    use(when);
+}
+
+static void minutes(const char *count)
+{
+    parse_relative(nullptr, nullptr, count);
+}
+
+static void years(const char *count)
+{
+    parse_relative(count, nullptr, nullptr);
+}
+
+int main(int argc, char **argv)
+{
+    benchmark::Initialize(&argc, argv);
+    // The listing goes to a file, the table to where the output did.
+    FILE *output = fdopen(dup(STDOUT_FILENO), "w");
+    FILE *listing = tmpfile();
+    if (output == nullptr || listing == nullptr || dup2(fileno(listing), STDOUT_FILENO) < 0)
+        return 1;
+
+    constexpr Aims in_utc = {1.2, 0, 0, 0};
+    constexpr int64_t many_minutes = 2147483647, many_years_in_days = 2556698;
+    compare<parse_time, parse_time_floor>("zyn_parse_time", "floor: tzset, localtime_r", everywhere(1.25));
+    compare<parse_time, parse_time_by_libc>("zyn_parse_time", "strptime, mktime", {0.65, 1, 1, 0});
+    compare<parse_time, parse_time_by_cctz>("zyn_parse_time", "cctz::parse", {0.75, 0.75, 0, 0}, 2,
+                                            [] { cctz::load_time_zone(getenv("TZ"), &peer_zone); });
+    compare<[] { minutes("2147483647"); }, [] { minutes("1"); }>("parse_reltime, 2147483647 minutes",
+                                                                 "parse_reltime, 1 minute", in_utc);
+    compare<[] { minutes("2147483647"); }, [] { parse_relative_floor(0, many_minutes * 60); }>(
+        "parse_reltime, 2147483647 minutes", "floor, at its instants", {});
+    compare<[] { years("7000"); }, [] { years("1"); }>("parse_reltime, years 7000", "parse_reltime, years 1", in_utc);
+    compare<[] { years("7000"); }, [] { parse_relative_floor(many_years_in_days, 0); }>("parse_reltime, years 7000",
+                                                                                        "floor, at its instants", {});
+    compare<[] { parse_relative(nullptr, "30", nullptr); }, [] { parse_relative_floor(30, 0); }>(
+        "parse_reltime, days 30", "floor, at its instants", everywhere(1.35));
+    compare<rewind_clock, rewind_clock_floor>("adjust_virtime_for_rewind", "floor: 2 localtime_r, mktime",
+                                              everywhere(1.05));
+    compare<add_clock, add_clock_floor>("one add of one uid", "floor: its C library calls", everywhere(1.05));
+    compare<delete_clock, delete_clock_floor>("one delete", "floor: its C library calls", everywhere(1.05));
+    compare<[] { list_clocks(1000); }, [] { list_clocks_floor(1000); }>(
+        "listing of 1,000 slots", "floor: ioctl, getpwuid, ctime_r, printf", everywhere(1.10));
+    compare<[] { list_clocks(10000); },
+            [] {
+                for (int i = 0; i < 100; ++i)
+                    list_clocks(100);
+            }>("listing of 10,000 slots, per row", "listing of 100 slots, per row", everywhere(1.10));
+
+    Table table;
+    benchmark::RunSpecifiedBenchmarks(&table);
+    table.print_header(output);
+    table.print_rows(output);
+    fclose(output);
+}

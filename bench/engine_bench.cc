@@ -34,19 +34,26 @@ int main(int argc, char **argv)
     if (output == nullptr || listing == nullptr || dup2(fileno(listing), STDOUT_FILENO) < 0)
         return 1;
 
-    constexpr Aims in_utc = {1.2, 0, 0, 0};
-    constexpr int64_t many_minutes = 2147483647, many_years_in_days = 2556698;
     compare<parse_time, parse_time_floor>("zyn_parse_time", "floor: tzset, localtime_r", everywhere(1.25));
     compare<parse_time, parse_time_by_libc>("zyn_parse_time", "strptime, mktime", {0.65, 1, 1, 0});
-    compare<parse_time, parse_time_by_cctz>("zyn_parse_time", "cctz::parse", {0.75, 0.75, 0, 0}, 2,
-                                            [] { cctz::load_time_zone(getenv("TZ"), &peer_zone); });
+    const auto load_zone = [] { cctz::load_time_zone(getenv("TZ"), &peer_zone); };
+    compare<parse_time, parse_time_by_cctz>("zyn_parse_time", "cctz::parse", {0.75, 0.75, 0, 0}, 2, load_zone);
+    compare<parse_time_floor, parse_time_by_cctz>("floor: tzset, localtime_r", "cctz::parse", {}, 2, load_zone);
+
+    // Far from now the C library's own work is another, so that an aim holds where that does not matter, in UTC.
+    constexpr Aims in_utc = {1.2, 0, 0, 0};
+    constexpr int64_t far_seconds = 2147483647LL * 60, year_days = 365, far_year_days = 2556698;
     compare<[] { minutes("2147483647"); }, [] { minutes("1"); }>("parse_reltime, 2147483647 minutes",
                                                                  "parse_reltime, 1 minute", in_utc);
-    compare<[] { minutes("2147483647"); }, [] { parse_relative_floor(0, many_minutes * 60); }>(
+    compare<[] { minutes("2147483647"); }, [] { parse_relative_floor(0, far_seconds); }>(
         "parse_reltime, 2147483647 minutes", "floor, at its instants", {});
+    compare<[] { parse_relative_floor(0, far_seconds); }, [] { parse_relative_floor(0, 60); }>(
+        "floor, at 2147483647 minutes", "floor, at 1 minute", {});
     compare<[] { years("7000"); }, [] { years("1"); }>("parse_reltime, years 7000", "parse_reltime, years 1", in_utc);
-    compare<[] { years("7000"); }, [] { parse_relative_floor(many_years_in_days, 0); }>("parse_reltime, years 7000",
-                                                                                        "floor, at its instants", {});
+    compare<[] { years("7000"); }, [] { parse_relative_floor(far_year_days, 0); }>("parse_reltime, years 7000",
+                                                                                   "floor, at its instants", {});
+    compare<[] { parse_relative_floor(far_year_days, 0); }, [] { parse_relative_floor(year_days, 0); }>(
+        "floor, at years 7000", "floor, at years 1", {});
     compare<[] { parse_relative(nullptr, "30", nullptr); }, [] { parse_relative_floor(30, 0); }>(
         "parse_reltime, days 30", "floor, at its instants", everywhere(1.35));
     compare<rewind_clock, rewind_clock_floor>("adjust_virtime_for_rewind", "floor: 2 localtime_r, mktime",
@@ -61,9 +68,6 @@ int main(int argc, char **argv)
                     list_clocks(100);
             }>("listing of 10,000 slots, per row", "listing of 100 slots, per row", everywhere(1.10));
 
-    Table table;
-    benchmark::RunSpecifiedBenchmarks(&table);
-    table.print_header(output);
-    table.print_rows(output);
-    fclose(output);
+    Lines lines(output);
+    benchmark::RunSpecifiedBenchmarks(&lines);
 }

@@ -134,7 +134,6 @@ int main(int argc, char **argv)
                                                 no_clock);
     compare<run_version, run_true>("ovuser --version", "/bin/true", {}, 1, no_clock);
 
-    Table table;
-    benchmark::RunSpecifiedBenchmarks(&table);
-    table.print_rows(stdout);
+    Lines lines(stdout);
+    benchmark::RunSpecifiedBenchmarks(&lines);
 }

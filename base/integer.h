@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <type_traits>
 
 namespace ov
 {
@@ -29,7 +30,7 @@ constexpr int64_t wrapping_mul(int64_t a, int64_t b)
 }
 
 // Division towards minus infinity, for a positive divisor, and what it leaves, which is never negative.
-constexpr int64_t floor_div(int64_t a, int64_t b)
+template <typename Integer> constexpr Integer floor_div(Integer a, std::type_identity_t<Integer> b)
 {
     return a / b - (a % b < 0 ? 1 : 0);
 }

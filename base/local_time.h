@@ -11,7 +11,9 @@ namespace ov
 inline tm local_time(time_t instant)
 {
     tm local;
-    return localtime_r(&instant, &local) != nullptr ? local : tm{};
+    if (localtime_r(&instant, &local) == nullptr)
+        local = {};
+    return local;
 }
 
 // An instant as ctime writes it, line end included, for messages. A static text; errno is kept.

@@ -26,20 +26,37 @@ static int read_field(const char *text, size_t length)
     return read_decimal(field);
 }
 
-// MMDDhhmmYYYY. All digits, as good as always, need no strtol; anything else is read as strtol reads it.
-static CivilTime read_fields(const char *text)
+// Two digits; the end of a text is none.
+[[gnu::always_inline]] static inline bool read_pair(const char *text, int &number)
 {
-    int digits[text_length];
-    bool all_digits = true;
-    for (size_t i = 0; i < text_length; ++i) {
-        digits[i] = text[i] - '0';
-        all_digits &= digits[i] >= 0 && digits[i] <= 9;
-    }
-    const auto pair = [&](size_t i) { return 10 * digits[i] + digits[i + 1]; };
+    const int tens = text[0] - '0';
+    if (tens < 0 || tens > 9)
+        return false;
+    const int ones = text[1] - '0';
+    number = 10 * tens + ones;
+    return ones >= 0 && ones <= 9;
+}
+
+// MMDDhhmmYYYY, when it is all digits, as good as always.
+static bool read_digits(const char *text, CivilTime &t)
+{
+    int century;
+    const bool all_digits = read_pair(text, t.month) && read_pair(text + 2, t.day) && read_pair(text + 4, t.hour) &&
+                            read_pair(text + 6, t.minute) && read_pair(text + 8, century) &&
+                            read_pair(text + 10, t.year) && text[text_length] == '\0';
     if (all_digits)
-        return {pair(0), pair(2), pair(4), pair(6), 100 * pair(8) + pair(10)};
-    return {read_field(text, 2), read_field(text + 2, 2), read_field(text + 4, 2), read_field(text + 6, 2),
-            read_field(text + 8, 4)};
+        t.year += 100 * century;
+    return all_digits;
+}
+
+// The same with whatever strtol makes of each field; false when the text has another length.
+[[gnu::cold]] static bool read_fields(const char *text, CivilTime &t)
+{
+    if (strnlen(text, text_length + 1) != text_length)
+        return false;
+    t = {read_field(text, 2), read_field(text + 2, 2), read_field(text + 4, 2), read_field(text + 6, 2),
+         read_field(text + 8, 4)};
+    return true;
 }
 
 static constexpr bool is_hour(int hour)
@@ -56,7 +73,31 @@ static constexpr bool is_minute(int minute)
 // hour less, whatever the zone's own shift.
 static int64_t correct_daylight_saving(int64_t value)
 {
-    return local_time(value).tm_isdst != 0 ? wrapping_add(value, -3600) : value;
+    tm local;
+    const bool in_effect = localtime_r(&value, &local) != nullptr && local.tm_isdst != 0;
+    return in_effect ? wrapping_add(value, -3600) : value;
+}
+
+// Reads a text; what is wrong with it, or null.
+static const char *flaw_in(const char *text, CivilTime &t)
+{
+    if (text == nullptr)
+        return "invalid input";
+    if (!read_digits(text, t) && !read_fields(text, t))
+        return "invalid date format";
+    if (t.month < 1 || t.month > 12)
+        return "invalid month";
+    if (t.day < 1 || (t.day > 28 && t.day > get_month_days(year_2000, t.month - 1)))
+        return "invalid days with regard to month";
+    if (!is_hour(t.hour))
+        return "invalid hours[0 ~ 23]";
+    if (!is_minute(t.minute))
+        return "invalid minutes[0 ~ 59]";
+    if (t.year < first_year || t.year > last_year) // GCOVR_EXCL_BR_LINE: four digits end at 9999
+        return "invalid year[1970 ~ 9999]";
+    if (t.day > 28 && t.month == 2 && !is_leap(t.year - since_1900))
+        return "invalid days with regard to year and month of Febrary[1 ~ 28]";
+    return nullptr;
 }
 
 } // namespace ov
@@ -64,39 +105,18 @@ static int64_t correct_daylight_saving(int64_t value)
 int64_t zyn_parse_time(const char *text, char **slot)
 {
     using namespace ov;
-    Message message(slot);
-    const auto refuse = [&](const char *why) {
-        message.set(OV_ILLEGAL_CLOCK "%s\n", why);
-        return 0;
-    };
-    if (text == nullptr)
-        return refuse("invalid input");
-    if (strnlen(text, text_length + 1) != text_length)
-        return refuse("invalid date format");
-    const CivilTime t = read_fields(text);
-    const int month_days = get_month_days(year_2000, t.month - 1);
-    if (month_days == -1)
-        return refuse("invalid month");
-    if (t.day < 1 || t.day > month_days)
-        return refuse("invalid days with regard to month");
-    if (!is_hour(t.hour))
-        return refuse("invalid hours[0 ~ 23]");
-    if (!is_minute(t.minute))
-        return refuse("invalid minutes[0 ~ 59]");
-    if (t.year < first_year || t.year > last_year) { // GCOVR_EXCL_BR_LINE: four digits end at 9999
-        message.set(OV_ILLEGAL_CLOCK "invalid year[1970 ~ %d]\n", last_year);
+    CivilTime t;
+    if (const char *flaw = flaw_in(text, t)) [[unlikely]] {
+        Message(slot).set(OV_ILLEGAL_CLOCK "%s\n", flaw);
         return 0;
     }
-    if (!is_leap(t.year - since_1900) && t.month == 2 && t.day > 28)
-        return refuse("invalid days with regard to year and month of Febrary[1 ~ 28]");
-
+    const int64_t days = day_number(t.year, t.month, t.day);
     tzset();
-    const int64_t value = day_number(t.year, t.month, t.day) * 86400 + t.hour * 3600 + t.minute * 60 + timezone;
-    if (value < earliest_clock || value > latest_clock) {
-        if (value < earliest_clock)
-            message.set(OV_CLOCK_TOO_EARLY "%s, it is %s\n", text, time_text(value));
-        else
-            message.set(OV_CLOCK_TOO_LATE "%s, it is %s\n", text, time_text(value));
+    const int64_t value = t.hour * 3600 + t.minute * 60 + timezone + days * 86400;
+    if (value < earliest_clock || value > latest_clock) [[unlikely]] {
+        Message(slot).set(value < earliest_clock ? OV_CLOCK_TOO_EARLY "%s, it is %s\n"
+                                                 : OV_CLOCK_TOO_LATE "%s, it is %s\n",
+                          text, time_text(value));
         return 0;
     }
     return correct_daylight_saving(value);
@@ -126,12 +146,11 @@ int64_t zyn_parse_tm_time(const struct tm *record, const char **message)
     if (record->tm_year > last_year)
         return refuse("Illegal year[>9999]");
     // Leap years by the full year, unlike zyn_parse_time, here and in the day count: meant so.
-    if (!is_leap(record->tm_year) && record->tm_mon == 2 && record->tm_mday > 28)
+    if (record->tm_mon == 2 && record->tm_mday > 28 && !is_leap(record->tm_year))
         return refuse("Illegal days with regard to year and month[1 ~ 28]");
 
-    tzset();
     // The seconds of whole days wrap around in 32 bits from 2038-01-21 on: meant so.
     const int64_t days = day_number(record->tm_year, record->tm_mon, record->tm_mday, full_year);
-    return correct_daylight_saving(int64_t{low_32(days * 86400)} + record->tm_hour * 3600 + record->tm_min * 60 +
-                                   timezone);
+    tzset();
+    return correct_daylight_saving(record->tm_hour * 3600 + record->tm_min * 60 + timezone + low_32(days * 86400));
 }

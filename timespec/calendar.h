@@ -1,4 +1,5 @@
-// Civil calendar arithmetic: pure integers, no zone, no clock. Years are 64 bits wide so that none overflows.
+// Civil calendar arithmetic: pure integers, no zone, no clock. Years are as wide as the caller has them: 64 bits where
+// they might overflow.
 #pragma once
 
 #include <cstdint>
@@ -11,19 +12,20 @@ namespace ov
 
 // What a count of years starts from. The full form takes years as if they began at 0 but keeps the rule of
 // the years since 1900, so that its leap centuries are 2100, 2500, ...: one parser depends on that.
-enum YearBase : int64_t { since_1900 = 1900, full_year = 0 };
+enum YearBase : int { since_1900 = 1900, full_year = 0 };
 
-// A year counted from 1900. Only the test by 400 adds the 1900, which a full year passed by mistake shows.
+// A year counted from 1900: divisible by 4 and not by 100 (4 * 25), or, with 1900 added, by 400 (16 * 25). That only
+// this last test adds the 1900 shows where a full year is passed by mistake.
 constexpr bool is_leap(int64_t year)
 {
-    return (year % 4 == 0 && year % 100 != 0) || (year + 1900) % 400 == 0;
+    return year % 4 == 0 && (year % 25 != 0 || (year + 1900) % 16 == 0);
 }
 
 // The leap years up to and including a calendar year, short of a constant.
-constexpr int64_t leap_years_until(int64_t year, YearBase base = since_1900)
+template <typename Year> constexpr Year leap_years_until(Year year, YearBase base = since_1900)
 {
-    const int64_t counted = year - base;
-    return floor_div(counted, 4) - floor_div(counted, 100) + floor_div(counted + 1900, 400);
+    const Year counted = year - base, centuries = floor_div(counted, 100);
+    return floor_div(counted, 4) - centuries + floor_div(centuries + 19, 4);
 }
 
 // Days in a month (0 to 11) of a year counted from 1900; -1 for any other month.
@@ -39,10 +41,12 @@ constexpr int get_month_days(int64_t year, int64_t month)
     return is_leap(year) ? 29 : 28;
 }
 
+// Days before each month of a common year.
+inline constexpr int16_t days_before[] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
+
 // Days from 1970-01-01 to a day of a calendar year and month (1 to 12).
-constexpr int64_t day_number(int64_t year, int month, int64_t day, YearBase base = since_1900)
+template <typename Year> constexpr Year day_number(Year year, int month, int day, YearBase base = since_1900)
 {
-    constexpr int days_before[] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
     return 365 * (year - 1970) + leap_years_until(year - 1, base) - leap_years_until(1969, base) +
            days_before[month - 1] + (month > 2 && is_leap(year - base) ? 1 : 0) + day - 1;
 }

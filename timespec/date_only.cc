@@ -1,11 +1,11 @@
 #include <sys/time.h>
 
-#include <cstdio>
 #include <cstring>
 
 #include "base/local_time.h"
 #include "base/message.h"
 #include "ov_helper.h"
+#include "timespec/digits.h"
 #include "timespec/range.h"
 
 int64_t parse_Xtime(const char *text, char **slot, int *code)
@@ -19,8 +19,9 @@ int64_t parse_Xtime(const char *text, char **slot, int *code)
     timeval now = {};
     gettimeofday(&now, nullptr);
     const tm local = ov::local_time(now.tv_sec);
-    char absolute[32];
-    snprintf(absolute, sizeof absolute, "%.4s%02d%02d%.4s", text, local.tm_hour, local.tm_min, text + 4);
+    char absolute[13] = {};
+    memcpy(absolute, text, 4);
+    memcpy(ov::write_pair(ov::write_pair(absolute + 4, local.tm_hour), local.tm_min), text + 4, 4);
     const int64_t value = zyn_parse_time(absolute, slot);
     if (value != 0)
         return value + local.tm_sec;

@@ -1,5 +1,6 @@
 #include <sys/time.h>
 
+#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -8,6 +9,7 @@
 #include "base/message.h"
 #include "ov_helper.h"
 #include "timespec/calendar.h"
+#include "timespec/digits.h"
 #include "timespec/range.h"
 
 namespace ov
@@ -108,6 +110,17 @@ static void move_time(tm &t, int32_t hours, int32_t minutes)
     move_hours(t, hours);
 }
 
+// MMDDhhmmYYYY. A year of another length makes a text that the absolute parser refuses.
+static void write_text(const tm &t, char (&text)[64])
+{
+    const int64_t year = t.tm_year + int64_t{1900};
+    char *end = write_pair(write_pair(write_pair(write_pair(text, t.tm_mon + 1), t.tm_mday), t.tm_hour), t.tm_min);
+    if (year >= 0 && year <= 9999)
+        *write_pair(write_pair(end, static_cast<int>(year / 100)), static_cast<int>(year % 100)) = '\0';
+    else
+        snprintf(end, 32, "%04" PRId64, year);
+}
+
 // A move on the wall clock from the present moment; 0 when the date it leads to is no clock value. It reads the
 // clock anew, and leaves the seconds to the caller's first reading: meant so.
 static int64_t move_on_wall_clock(const Distance &distance, char **slot)
@@ -120,8 +133,7 @@ static int64_t move_on_wall_clock(const Distance &distance, char **slot)
     move_time(t, distance.hours, distance.minutes);
 
     char text[64];
-    snprintf(text, sizeof text, "%02d%02d%02d%02d%04lld", t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min,
-             t.tm_year + 1900LL);
+    write_text(t, text);
     char *copy = strdup(text);
     const int64_t value = copy != nullptr ? zyn_parse_time(copy, slot) : 0;
     free(copy);

@@ -1,5 +1,5 @@
 #!/bin/sh
-# What is promised of the files themselves: names exported, libraries needed, a header for C too, and that
+# What is promised of the files themselves: names exported, libraries needed, size, a header for C too, and that
 # each folder includes only what lies below it.
 # Usage: library.sh SOURCE_FOLDER BUILD_FOLDER C_COMPILER
 set -eu
@@ -28,6 +28,9 @@ for file in libov_helper.so ovuser libzynov_sim.so; do
     readelf -dW "$build/$file" | grep -q 'FLAGS_1.*NOW' && readelf -lW "$build/$file" | grep -q RELRO &&
         nm -D "$build/$file" | grep -q __stack_chk_fail || complain "$file is not hardened"
 done
+
+strip -o "$build/stripped.so" "$build/libov_helper.so"
+[ "$(wc -c <"$build/stripped.so")" -lt 40960 ] || complain "libov_helper.so has $(wc -c <"$build/stripped.so") bytes"
 
 interposed=$(nm -D --defined-only "$build/libzynov_sim.so" | awk '{ print $3 }' | sort | tr '\n' ' ')
 [ "$interposed" = "__gettimeofday __open __open64 __open64_2 __open_2 __openat64_2 __openat_2 clock_gettime ftime \

@@ -101,6 +101,8 @@ Clock Slot::load() const
     uint64_t version;
     do {
         version = version_.load(std::memory_order_acquire);
+        if (version == 0) // never used, as are most
+            return {};
         for (size_t i = 0; i < words; ++i)
             copy[i] = copies_[version % 2][i].load(std::memory_order_acquire);
     } while (version_.load(std::memory_order_relaxed) != version);

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <ctime>
+#include <string>
 
 #include "kernel/zynov.h"
 
@@ -8,8 +11,8 @@ namespace bench
 {
 
 constexpr int control_file = 100;
-constexpr int user = 1; // daemon on every Debian
-constexpr char user_text[] = "1";
+inline const unsigned user = getuid() != 0 ? getuid() : 1; // whom the caller may give a clock; 1 is daemon
+inline const std::string user_text = std::to_string(user);
 constexpr int clock_speed = 60;
 constexpr char speed_text[] = "60 times faster";
 constexpr time_t instant = 1924419600; // 2030-12-25 09:00 in UTC

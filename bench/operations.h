@@ -124,9 +124,10 @@ inline void request(ov_operation operation)
     request.abs_time = instant_text;
     request.id_count = 1;
     request.id_kind[0] = OV_USER;
-    request.id_text[0] = user_text;
+    request.id_text[0] = user_text.c_str();
     char *message = nullptr;
-    use(ov_process_request(&request, &message));
+    if (ov_process_request(&request, &message) != OV_OK)
+        abort();
     free(message);
 }
 
@@ -134,9 +135,9 @@ inline void request(ov_operation operation)
 template <typename MessageText> inline void request_floor(zynov_command command, MessageText message_text)
 {
     use(getuid());
-    use(getpwnam(user_text));
+    use(getpwnam(user_text.c_str()));
     char *end;
-    const auto uid = static_cast<uid_t>(strtol(user_text, &end, 10));
+    const auto uid = static_cast<uid_t>(strtol(user_text.c_str(), &end, 10));
     const passwd *entry = getpwuid(uid);
     if (command == ZYNOV_IOC_ADD_CLOCK)
         parse_time_floor();

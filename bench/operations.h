@@ -54,12 +54,7 @@ inline void parse_time_by_libc()
 
 inline void parse_tm_time()
 {
-    tm record = {};
-    record.tm_min = 30;
-    record.tm_hour = 9;
-    record.tm_mday = 25;
-    record.tm_mon = 12;
-    record.tm_year = 2030;
+    const tm record = {0, 30, 9, 25, 12, 2030, 0, 0, 0, 0, nullptr};
     use(zyn_parse_tm_time(&record, nullptr));
 }
 

@@ -3,9 +3,10 @@
 
 #include <benchmark/benchmark.h>
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -32,21 +33,35 @@ constexpr Aims everywhere(double aim)
     return {aim, aim, aim, aim};
 }
 
+// The processor's time of this process and of those that it has waited for: other processes' turns do not count.
+inline double processor_seconds()
+{
+    timespec own;
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &own);
+    rusage children;
+    getrusage(RUSAGE_CHILDREN, &children);
+    return static_cast<double>(own.tv_sec + children.ru_utime.tv_sec + children.ru_stime.tv_sec) +
+           1e-9 * static_cast<double>(own.tv_nsec) +
+           1e-6 * static_cast<double>(children.ru_utime.tv_usec + children.ru_stime.tv_usec);
+}
+
 template <auto Operation> double seconds(int calls)
 {
-    const auto start = std::chrono::steady_clock::now();
+    const double start = processor_seconds();
     for (int i = 0; i < calls; ++i)
         Operation();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return processor_seconds() - start;
 }
 
 // One step is a turn of the operation, two of what it is beside, and one of the operation again. What disturbs a
-// step, other processes for example, does not reach the median.
+// step does not reach the median.
 template <auto Operation, auto Beside> void measure(benchmark::State &state)
 {
-    constexpr double turn = 50e-6;
-    seconds<Operation>(1);
-    const int calls = std::max(1, static_cast<int>(turn / std::max(seconds<Operation>(1), 20e-9)));
+    constexpr double turn = 100e-6;
+    Operation();
+    int calls = 1;
+    while (seconds<Operation>(calls) < turn)
+        calls *= 2;
     std::vector<double> ratios;
     for (auto _ : state) {
         const double first = seconds<Operation>(calls);
@@ -60,9 +75,8 @@ template <auto Operation, auto Beside> void measure(benchmark::State &state)
 
 // Has a pair measured in the first so many zones; prepare is called before each measurement.
 template <auto Operation, auto Beside>
-void compare(
-    const std::string &operation, const std::string &beside, const Aims &aims, size_t zone_count = zones.size(),
-    std::function<void()> prepare = [] {})
+void compare(const std::string &operation, const std::string &beside, const Aims &aims,
+             size_t zone_count = zones.size(), const std::function<void()> &prepare = nullptr)
 {
     for (size_t i = 0; i < zone_count; ++i) {
         const Zone &zone = zones[i];
@@ -70,7 +84,8 @@ void compare(
         benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State &state) {
             zone.name != nullptr ? setenv("TZ", zone.name, 1) : unsetenv("TZ");
             tzset();
-            prepare();
+            if (prepare)
+                prepare();
             measure<Operation, Beside>(state);
         });
     }

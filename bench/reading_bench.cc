@@ -25,31 +25,6 @@ static const auto bare_gettimeofday = bare(&gettimeofday, "gettimeofday");
 static timespec instant;
 static timeval moment;
 
-static void read_clock_gettime()
-{
-    clock_gettime(CLOCK_REALTIME, &instant);
-}
-
-static void read_gettimeofday()
-{
-    gettimeofday(&moment, nullptr);
-}
-
-static void read_time()
-{
-    benchmark::DoNotOptimize(time(nullptr));
-}
-
-static void read_bare_clock_gettime()
-{
-    bare_clock_gettime(CLOCK_REALTIME, &instant);
-}
-
-static void read_bare_gettimeofday()
-{
-    bare_gettimeofday(&moment, nullptr);
-}
-
 static void give_clock(int64_t speed, uint64_t rewind)
 {
     const int control = open(ZYNOV_PATH, O_RDONLY);
@@ -85,26 +60,6 @@ static void run(const char *program, const char *argument, char **environment)
 
 static char *no_environment[] = {nullptr};
 
-static void run_list()
-{
-    run(utility, "list", environ);
-}
-
-static void run_version()
-{
-    run(utility, "--version", no_environment);
-}
-
-static void run_true()
-{
-    run("/bin/true", nullptr, no_environment);
-}
-
-static void run_true_under_simulator()
-{
-    run("/bin/true", nullptr, environ);
-}
-
 int main(int argc, char **argv)
 {
     benchmark::Initialize(&argc, argv);
@@ -123,16 +78,20 @@ int main(int argc, char **argv)
         const auto prepare = [=] { give_clock(clock.speed, clock.rewind); };
         const auto name = [&](const char *call) { return std::string(call) + ", " + clock.name; };
         const Aims &aims = clock.speed != 0 ? with_clock : without_clock;
-        compare<read_clock_gettime, read_bare_clock_gettime>(name("clock_gettime"), "bare clock_gettime", aims, 1,
-                                                             prepare);
-        compare<read_gettimeofday, read_bare_gettimeofday>(name("gettimeofday"), "bare gettimeofday", aims, 1, prepare);
-        compare<read_time, read_bare_clock_gettime>(name("time"), "bare clock_gettime", of_time, 1, prepare);
+        compare<[] { clock_gettime(CLOCK_REALTIME, &instant); }, [] { bare_clock_gettime(CLOCK_REALTIME, &instant); }>(
+            name("clock_gettime"), "bare clock_gettime", aims, 1, prepare);
+        compare<[] { gettimeofday(&moment, nullptr); }, [] { bare_gettimeofday(&moment, nullptr); }>(
+            name("gettimeofday"), "bare gettimeofday", aims, 1, prepare);
+        compare<[] { benchmark::DoNotOptimize(time(nullptr)); }, [] { bare_clock_gettime(CLOCK_REALTIME, &instant); }>(
+            name("time"), "bare clock_gettime", of_time, 1, prepare);
     }
     const auto no_clock = [] { give_clock(0, 0); };
-    compare<run_list, run_true>("ovuser list under an empty simulator", "/bin/true", {}, 1, no_clock);
-    compare<run_list, run_true_under_simulator>("ovuser list under an empty simulator", "/bin/true, likewise", {}, 1,
-                                                no_clock);
-    compare<run_version, run_true>("ovuser --version", "/bin/true", {}, 1, no_clock);
+    compare<[] { run(utility, "list", environ); }, [] { run("/bin/true", nullptr, no_environment); }>(
+        "ovuser list under an empty simulator", "/bin/true", {}, 1, no_clock);
+    compare<[] { run(utility, "list", environ); }, [] { run("/bin/true", nullptr, environ); }>(
+        "ovuser list under an empty simulator", "/bin/true, likewise", {}, 1, no_clock);
+    compare<[] { run(utility, "--version", no_environment); }, [] { run("/bin/true", nullptr, no_environment); }>(
+        "ovuser --version", "/bin/true", {}, 1, no_clock);
 
     Lines lines(stdout);
     benchmark::RunSpecifiedBenchmarks(&lines);

@@ -124,6 +124,10 @@ TEST(Time, ReadsTwelveCharactersAsStrtolDoes)
     setenv("TZ", "Europe/Berlin", 1); // in summer; the zone is not known before
     const tm summer = {.tm_min = 7, .tm_hour = 14, .tm_mday = 1, .tm_mon = 7, .tm_year = 2030};
     EXPECT_EQ(zyn_parse_tm_time(&summer, nullptr), 1909138020 - 86400);
+    set_zone("UTC");
+    const tm leap_day = {.tm_mday = 29, .tm_mon = 2, .tm_year = 2100},
+             next = {.tm_mday = 1, .tm_mon = 3, .tm_year = 2100};
+    EXPECT_EQ(zyn_parse_tm_time(&leap_day, nullptr) + 86400, zyn_parse_tm_time(&next, nullptr));
     EXPECT_EQ(zyn_parse_tm_time(nullptr, &why), 0);
     EXPECT_STREQ(why, "invalid input");
 }

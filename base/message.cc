@@ -21,10 +21,10 @@ void Message::set(const char *format, ...)
     va_end(arguments);
 
     char *text = nullptr;
-    if (length < 0) { // GCOVR_EXCL_BR_LINE: more than 2 GiB of text; there is no message then
-    } else if (static_cast<size_t>(length) < sizeof local) {
+    if (static_cast<unsigned>(length) < sizeof local) {
         text = strdup(local);
-    } else if ((text = static_cast<char *>(malloc(static_cast<size_t>(length) + 1)))) {
+    } else if (length > 0 && // GCOVR_EXCL_BR_LINE: as all are, but for more than 2 GiB of text
+               (text = static_cast<char *>(malloc(static_cast<size_t>(length) + 1)))) {
         va_start(arguments, format);
         vsnprintf(text, static_cast<size_t>(length) + 1, format, arguments);
         va_end(arguments);

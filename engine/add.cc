@@ -39,13 +39,12 @@ int32_t read_clock_setting(const ov_request &request, ClockSetting &clock, Messa
     char *note = nullptr;
     const int64_t value = relative ? relative_value(request, &note) : absolute_value(request, &note);
     Message parser(&note);
-    if (parser.pending() && (value == 0 || !relative)) { // GCOVR_EXCL_BR_LINE: a note never comes with a value
-        message.take(note);
-    } else {
+    if (value != 0 && relative) // what was said of a relative value that is one is dropped: meant so
         parser.take(nullptr);
-        if (value == 0)
-            message.set("ovuser: error: parse %s clock error\n", relative ? "relative" : "virtual");
-    }
+    if (parser.pending())
+        message.take(note);
+    else if (value == 0)
+        message.set("ovuser: error: parse %s clock error\n", relative ? "relative" : "virtual");
     if (value == 0)
         return relative ? OV_BAD_RELATIVE_TIME : OV_BAD_TIME;
 

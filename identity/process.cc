@@ -25,9 +25,11 @@ int ov_get_num_from_cmd(const char *command)
     if (output == nullptr)
         return -1;
     int number = 0;
-    if (feof(output) == 0 && fscanf(output, "%d\n", &number) != 1) // GCOVR_EXCL_BR_LINE: it is never at its end yet
-        number = -2;
-        // fclose and not pclose, meant so: the child shell is not this function's to wait for.
+    if (feof(output) == 0) { // GCOVR_EXCL_BR_LINE: a new stream is not at its end
+        if (fscanf(output, "%d\n", &number) != 1)
+            number = -2;
+    }
+    // fclose and not pclose, meant so: the child shell is not this function's to wait for.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmismatched-dealloc"
     fclose(output);

@@ -24,7 +24,7 @@ function sort(values, count,    i, j, value) {
 }
 
 function quantile(values, count, fraction) {
-    return sprintf("%.2f", values[int(fraction * (count - 1) + 1.5)])
+    return values[int(fraction * (count - 1) + 1.5)] + 0
 }
 
 function print_row(operation, beside, cells, aims, met) {
@@ -46,11 +46,11 @@ END {
             if (count > 0) {
                 sort(values, count)
                 median = quantile(values, count, 0.5)
-                cell = median " (" quantile(values, count, 0.25) "-" quantile(values, count, 0.75) ")"
-                limit = aim[row, zone[z]]
+                cell = sprintf("%.2f (%.2f-%.2f)", median, quantile(values, count, 0.25), quantile(values, count, 0.75))
+                limit = aim[row, zone[z]] + 0
                 if (limit > 0)
-                    met = met == "NO" || median > limit + 0 ? "NO" : "yes"
-                same = same && limit == aim[row, zone[1]]
+                    met = met == "NO" || median > limit ? "NO" : "yes"
+                same = same && limit == aim[row, zone[1]] + 0
                 aims = aims (limit > 0 ? sprintf("%.2f ", limit) : "- ")
             }
             cells = cells sprintf("| %-16s ", cell)

@@ -1,6 +1,10 @@
 # What is installed, and where Debian keeps it. Three components, which are also the packages: the shared library,
 # what programs are built against, and the tools.
 
+# Whatever the umask of who installs.
+set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
+                                                WORLD_READ WORLD_EXECUTE)
+
 set(config_folder ${CMAKE_INSTALL_LIBDIR}/cmake/ov_helper)
 set(library_version ${PROJECT_VERSION}.${ORVANE_RELEASE})
 
@@ -23,13 +27,18 @@ install(EXPORT ov_helper NAMESPACE ov_helper:: FILE ov_helperConfig.cmake DESTIN
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ov_helperConfigVersion.cmake DESTINATION ${config_folder} COMPONENT dev)
 
 # Written as it is installed, since --prefix has its say only then.
+foreach(folder INCLUDEDIR LIBDIR) # an absolute one takes the place of the prefix
+  set(pc_${folder} "\${prefix}")
+  cmake_path(APPEND pc_${folder} ${CMAKE_INSTALL_${folder}})
+endforeach()
 install(CODE "
-  set(includedir ${CMAKE_INSTALL_INCLUDEDIR})
-  set(libdir ${CMAKE_INSTALL_LIBDIR})
+  get_filename_component(prefix \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
+  set(includedir [[${pc_INCLUDEDIR}]])
+  set(libdir [[${pc_LIBDIR}]])
   set(version ${library_version})
-  configure_file(\"${CMAKE_SOURCE_DIR}/cmake/ov_helper.pc.in\" \"${CMAKE_CURRENT_BINARY_DIR}/ov_helper.pc\" @ONLY)
-  file(INSTALL \"${CMAKE_CURRENT_BINARY_DIR}/ov_helper.pc\"
-       DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig\")" COMPONENT dev)
+  configure_file([[${CMAKE_SOURCE_DIR}/cmake/ov_helper.pc.in]] [[${CMAKE_CURRENT_BINARY_DIR}/ov_helper.pc]] @ONLY)"
+  COMPONENT dev)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ov_helper.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
 
 install(TARGETS ovuser RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tools)
 install(TARGETS zynov-sim RUNTIME COMPONENT tools)

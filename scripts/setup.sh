@@ -2,6 +2,12 @@
 set -eu
 CDPATH= cd -- "$(dirname -- "$0")/.."
 
+# Says on standard error how a script is called, and ends it.
+usage() {
+    echo "usage: scripts/$(basename "$0")${1:+ $1}" >&2
+    exit 2
+}
+
 # Installs what is missing of the named Debian packages. A package counts as there when it is a command of that
 # name, or the file behind a colon exists.
 require() {

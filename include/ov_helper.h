@@ -184,7 +184,8 @@ OV_API int64_t adjust_virtime_for_rewind(int64_t date, int64_t time_of_day);
  * clock, and one of whole days keeps the hour across a change of daylight saving time by an hour (unless midnight
  * lies in between). From an origin (seconds since the epoch, not later than now), or with a non-zero mode, the
  * distance is plain seconds; without an origin, the mode adds the seconds of the present minute once more. A
- * non-zero mode checks no range, with an origin too. 0 on failure, with a message in the slot.
+ * non-zero mode checks no range, with an origin too. 0 on failure, with a message in the slot; with a non-zero mode, 0
+ * without one is a value, such as that of the epoch itself.
  */
 OV_API int64_t parse_reltime(const char *years, const char *days, const char *hours, const char *minutes,
                              const char *origin, char **message, int mode);

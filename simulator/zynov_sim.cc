@@ -169,7 +169,8 @@ int main(int argc, char **argv)
             script = optarg;
             break;
         case 'h':
-            fputs(help, stdout);
+            if (fputs(help, stdout) == EOF || fflush(stdout) != 0)
+                fail("standard output: %s", strerror(errno));
             return 0;
         default:
             fputs(help, stderr);

@@ -124,26 +124,18 @@ inline Parsed naive_relative(time_t first, time_t second, int years, int days, i
             t.tm_hour = 23, ov::subtract_one_day_from_tm(&t);
     };
     const int wanted = now.tm_hour, arrived = t.tm_hour;
-    const auto align = [&](bool forward, auto bound) {
-        int steps = 0;
-        do
-            step(forward);
-        while (++steps < bound());
-    };
-    if (arrived < wanted)
-        align(true, [&] { return wanted - t.tm_hour; });
-    else if (wanted != 0 && arrived > wanted)
-        align(false, [&] { return t.tm_hour - wanted; });
-    else if (wanted == 0 && arrived > 21)
-        align(true, [&] { return 24 - t.tm_hour; });
-    else if (wanted == 0 && arrived > 0)
-        align(false, [&] { return t.tm_hour; });
-    for (; minutes > 0; --minutes)
-        if (++t.tm_min == 60)
-            t.tm_min = 0, step(true);
-    for (; minutes < 0; ++minutes)
-        if (--t.tm_min == -1)
-            t.tm_min = 59, step(false);
+    const bool forward = arrived < wanted || (wanted == 0 && arrived > 21);
+    const int until = wanted == 0 && forward ? 24 : wanted;
+    bool more = arrived != wanted;
+    for (int steps = 1; more; ++steps) { // with a bound that moves
+        step(forward);
+        more = steps < (forward ? until - t.tm_hour : t.tm_hour - until);
+    }
+    for (; minutes != 0; minutes += minutes > 0 ? -1 : 1) {
+        t.tm_min += minutes > 0 ? 1 : -1;
+        if (t.tm_min == 60 || t.tm_min == -1)
+            t.tm_min = minutes > 0 ? 0 : 59, step(minutes > 0);
+    }
     for (; hours != 0; hours += hours > 0 ? -1 : 1)
         step(hours > 0);
     const Parsed parsed = naive_parse(text_of(t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_year + 1900LL));

@@ -34,34 +34,56 @@ Script::~Script()
 // Counts a scripted call; true when it is the one to fail.
 static bool fails()
 {
-    const bool now = ++script->calls == script->failing_call;
-    if (now)
-        errno = script->failure;
-    return now;
+    if (script == nullptr || ++script->calls != script->failing_call)
+        return false;
+    errno = script->failure;
+    return true;
+}
+
+static bool is_control_file(int descriptor)
+{
+    return script != nullptr && script->opened != script->closed && descriptor == script->descriptor;
+}
+
+// The entry of the user or group database with that name or, without one, that number.
+template <typename Entry>
+static Entry *find(const std::map<std::string, unsigned> &database, char *Entry::*name, unsigned Entry::*id,
+                   const char *wanted_name, unsigned wanted_id = 0)
+{
+    static Entry found;
+    static std::string found_name;
+    for (const auto &[entry, number] : database) {
+        if ((wanted_name != nullptr ? entry == wanted_name : number == wanted_id) && !fails()) {
+            found_name = entry;
+            found.*name = found_name.data();
+            found.*id = number;
+            return &found;
+        }
+    }
+    return nullptr;
 }
 
 extern "C" {
 
 int open(const char *path, int flags, ...)
 {
-    if (script != nullptr && strcmp(path, ZYNOV_PATH) == 0) {
-        if (script->open_error != 0)
-            errno = script->open_error;
-        if (script->open_error != 0 || flags != O_RDONLY || fails())
-            return -1;
-        ++script->opened;
-        return script->descriptor;
-    }
     va_list rest;
     va_start(rest, flags);
     const mode_t mode = va_arg(rest, mode_t);
     va_end(rest);
-    return REAL(open)(path, flags, mode);
+    if (script == nullptr || strcmp(path, ZYNOV_PATH) != 0)
+        return REAL(open)(path, flags, mode);
+    if (script->open_error != 0)
+        errno = script->open_error;
+    if (script->open_error != 0 || flags != O_RDONLY || fails())
+        return -1;
+    ++script->opened;
+    return script->descriptor;
 }
 
 int close(int descriptor)
 {
-    if (script == nullptr || script->opened == script->closed || descriptor != script->descriptor)
+    if (!is_control_file(descriptor))
         return REAL(close)(descriptor);
     ++script->closed;
     errno = EBADF; // comes too late to be seen by anybody
@@ -74,7 +96,7 @@ int ioctl(int descriptor, unsigned long request, ...)
     va_start(rest, request);
     void *argument = va_arg(rest, void *);
     va_end(rest);
-    if (script == nullptr || script->opened == script->closed || descriptor != script->descriptor)
+    if (!is_control_file(descriptor))
         return REAL(ioctl)(descriptor, request, argument);
     auto &record = *static_cast<zynov_iov *>(argument);
     script->sent.emplace_back(request, record);
@@ -101,8 +123,8 @@ FILE *fopen(const char *path, const char *mode)
         return REAL(fopen)(path, mode);
     if (fails())
         return nullptr;
-    return script->host_names.emplace_back(
-        fmemopen(const_cast<char *>(script->host_name), strlen(script->host_name), mode));
+    const size_t readable = fails() ? 0 : strlen(script->host_name);
+    return script->host_names.emplace_back(fmemopen(const_cast<char *>(script->host_name), readable, mode));
 }
 
 FILE *popen(const char *command, const char *mode)
@@ -114,26 +136,11 @@ FILE *popen(const char *command, const char *mode)
     if (fails())
         return nullptr;
     const int owner = memfd_create("owner", 0);
-    dprintf(owner, "%d\n", script->processes[pid]);
+    if (!fails())
+        dprintf(owner, "%d\n", script->processes[pid]);
     lseek(owner, 0, SEEK_SET);
     script->owners.insert(owner);
     return fdopen(owner, mode);
-}
-
-char *fgets(char *line, int size, FILE *stream)
-{
-    return script != nullptr && fails() ? nullptr : REAL(fgets)(line, size, stream);
-}
-
-int fscanf(FILE *stream, const char *format, ...)
-{
-    if (script != nullptr && fails())
-        return EOF;
-    va_list rest;
-    va_start(rest, format);
-    const int read = vfscanf(stream, format, rest);
-    va_end(rest);
-    return read;
 }
 
 uid_t getuid() noexcept
@@ -146,48 +153,24 @@ gid_t getgid() noexcept
     return script != nullptr ? script->gid : REAL(getgid)();
 }
 
-} // extern "C"
-
-// The first name and number that match, left in an entry of the user or group database.
-template <typename Entry, typename Matches>
-static Entry *find(const std::map<std::string, unsigned> &database, char *Entry::*name, unsigned Entry::*id,
-                   Matches matches)
-{
-    static Entry found;
-    static std::string found_name;
-    for (const auto &[entry, number] : database) {
-        if (matches(entry, number) && !fails()) {
-            found_name = entry;
-            found.*name = found_name.data();
-            found.*id = number;
-            return &found;
-        }
-    }
-    return nullptr;
-}
-
-extern "C" {
-
 passwd *getpwnam(const char *name)
 {
-    return find(script->users, &passwd::pw_name, &passwd::pw_uid, [=](auto &user, unsigned) { return user == name; });
+    return find(script->users, &passwd::pw_name, &passwd::pw_uid, name);
 }
 
 passwd *getpwuid(uid_t uid)
 {
-    return find(script->users, &passwd::pw_name, &passwd::pw_uid,
-                [=](auto &, unsigned number) { return number == uid; });
+    return find(script->users, &passwd::pw_name, &passwd::pw_uid, nullptr, uid);
 }
 
 group *getgrnam(const char *name)
 {
-    return find(script->groups, &group::gr_name, &group::gr_gid, [=](auto &entry, unsigned) { return entry == name; });
+    return find(script->groups, &group::gr_name, &group::gr_gid, name);
 }
 
 group *getgrgid(gid_t gid)
 {
-    return find(script->groups, &group::gr_name, &group::gr_gid,
-                [=](auto &, unsigned number) { return number == gid; });
+    return find(script->groups, &group::gr_name, &group::gr_gid, nullptr, gid);
 }
 
 int gettimeofday(timeval *__restrict time, void *__restrict zone) noexcept
@@ -200,25 +183,25 @@ int gettimeofday(timeval *__restrict time, void *__restrict zone) noexcept
 
 char *strdup(const char *text) noexcept
 {
-    if (script != nullptr && (script->no_messages || fails()))
+    if ((script != nullptr && script->no_messages) || fails())
         return errno = ENOMEM, nullptr;
     return REAL(strdup)(text);
 }
 
 tm *localtime_r(const time_t *__restrict instant, tm *__restrict local) noexcept
 {
-    return script != nullptr && fails() ? nullptr : REAL(localtime_r)(instant, local);
+    return fails() ? nullptr : REAL(localtime_r)(instant, local);
 }
 
 char *ctime(const time_t *instant) noexcept
 {
-    return script != nullptr && fails() ? nullptr : REAL(ctime)(instant);
+    return fails() ? nullptr : REAL(ctime)(instant);
 }
 
 // Linked in place of the calls to malloc, which the C library's own do not go through.
 void *__real_malloc(size_t);
 void *__wrap_malloc(size_t size)
 {
-    return script != nullptr && fails() ? nullptr : __real_malloc(size);
+    return fails() ? nullptr : __real_malloc(size);
 }
 }

@@ -10,9 +10,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 static Script *script;
 
@@ -30,6 +32,27 @@ Script::~Script()
 
 // The C library's own function.
 #define REAL(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
+
+Outcome Script::run(const ov_request &request, const std::string &pending, bool with_slot)
+{
+    char *message = pending.empty() ? nullptr : REAL(strdup)(pending.c_str()), *out, *err;
+    size_t size;
+    FILE *const streams[] = {stdout, stderr};
+    stdout = open_memstream(&out, &size), stderr = open_memstream(&err, &size);
+    sent.clear();
+    opened = closed = calls = clock_readings = errno = 0;
+    const int result = ov_process_request(&request, with_slot ? &message : nullptr);
+    const int made = std::exchange(calls, INT_MIN); // what the test itself does goes well
+    fclose(stdout), fclose(stderr);
+    stdout = streams[0], stderr = streams[1];
+    bool all_closed = opened == closed;
+    for (const int owner : owners)
+        all_closed &= fcntl(owner, F_GETFD) == -1;
+    const Outcome outcome = {result, made, all_closed, message != nullptr ? message : "", out, err};
+    for (char *text : {message, out, err})
+        free(text);
+    return outcome;
+}
 
 // Counts a scripted call; true when it is the one to fail.
 static bool fails()

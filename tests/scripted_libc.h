@@ -13,10 +13,21 @@
 #include <vector>
 
 #include "kernel/zynov.h"
+#include "ov_helper.h"
+
+// What came of a request: besides the rest, whether the control file and the streams of popen were closed.
+struct Outcome {
+    int result, calls;
+    bool closed;
+    std::string message, out, err;
+};
 
 struct Script {
     Script();
     ~Script();
+
+    // Carries out a request as if it were the first, with a message that is pending, or without a slot.
+    Outcome run(const ov_request &request, const std::string &pending = "", bool with_slot = true);
 
     uid_t uid = 0;
     gid_t gid = 0;

@@ -48,7 +48,7 @@ TEST(Time, CountsDaysAsAWalkDoes)
         day = next;
     }
     const Day odd[][3] = {{{101, 12, 5}, {102, 0, 1}, {101, 12, 4}},
-                          {{101, -1, 5}, {101, 0, 1}, {101, -1, 4}},
+                          {{101, -1, 1}, {101, 0, 1}, {100, 11, 31}},
                           {{101, 4, 0}, {101, 4, 1}, {101, 3, 30}},
                           {{101, 3, 31}, {101, 4, 1}, {101, 3, 30}},
                           {{101, 13, 1}, {102, 0, 1}, {101, 12, -1}},
@@ -85,7 +85,7 @@ TEST(Time, ReadsAndMovesAsAWalkDoes)
                 << text;
 
             // Around midnights, changes of daylight saving time, and 29 February.
-            static const time_t around[] = {1711843200, 1729987200, 1709164800, 1743292800, 1583020800, 4107542400};
+            static const time_t around[] = {1711843200, 1729987200, 1709164800, 1679788800, 1583020800, 4107542400};
             Script script;
             script.now = around[below(6)] + any(26) * 3600 + any(2) * 30;
             script.later = script.now + any(1);

@@ -1,21 +1,15 @@
 // A whole request, whoever asks for it, whatever the kernel answers, and whichever call fails.
-#include <fcntl.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <list>
 #include <sstream>
-#include <tuple>
 
 #include "fuzz/fuzz.h"
-#include "ov_helper.h"
 #include "tests/scripted_libc.h"
 
-using Outcome = std::tuple<int, std::string, std::string, std::string>; // result, message, print, bytes sent
-
 // Runs a request on the kernel's answers that the rest of the input holds; at its end no command succeeds.
-static Outcome run(Script &script, const ov_request &request, const std::string &rest, bool with_slot)
+static Outcome run(Script &script, const ov_request &request, const std::string &rest, bool with_slot = true)
 {
     FuzzedDataProvider answers(reinterpret_cast<const uint8_t *>(rest.data()), rest.size());
     script.kernel = [&](unsigned long, zynov_iov &record) {
@@ -28,38 +22,23 @@ static Outcome run(Script &script, const ov_request &request, const std::string 
         errno = answers.PickValueInArray({0, EPERM, ENOENT, EEXIST, EINVAL, EL2HLT, ENODATA, EOVERFLOW, EILSEQ});
         return end ? -1 : answers.ConsumeIntegralInRange(-2, 2);
     };
-    script.sent.clear();
-    script.opened = script.closed = script.calls = script.clock_readings = errno = 0;
-    char *message = nullptr, *printed;
-    size_t size;
-    FILE *const stream = open_memstream(&printed, &size), *const out = stdout, *const err = stderr;
-    stdout = stderr = stream;
-    const int result = ov_process_request(&request, with_slot ? &message : nullptr);
-    for (const int owner : script.owners)
-        assert(fcntl(owner, F_GETFD) == -1);
-    fclose(stream);
-    stdout = out, stderr = err;
-    script.calls = 1 << 30; // from here on, none fails
-    Outcome outcome = {result, message != nullptr ? message : "", printed, ""};
-    for (const auto &sent : script.sent)
-        std::get<3>(outcome).append(reinterpret_cast<const char *>(&sent), sizeof sent);
-    free(printed);
-    free(message);
+    const Outcome outcome = script.run(request, "", with_slot);
+    assert(outcome.closed);
     return outcome;
 }
 
 static void expect_what_always_holds(const Script &script, const ov_request &request, const Outcome &outcome)
 {
-    const auto &[result, message, printed, bytes] = outcome;
     const auto &sent = script.sent;
-    const auto is = [&](auto... codes) { return ((std::get<0>(outcome) == codes) || ...); };
+    const std::string &message = outcome.message, printed = outcome.out + outcome.err;
+    const auto is = [&](auto... codes) { return ((outcome.result == codes) || ...); };
     const bool silent = is(801, 802, 804, 805), before = silent || is(806, 808, 809, 810, 812, 815);
     const bool adds = request.operation == OV_ADD, lists = request.operation == OV_LIST, container = script.host_name;
     const size_t most = before || is(811)                        ? 0
                         : adds || request.operation == OV_DELETE ? std::max(1, request.id_count)
                                                                  : request.operation == OV_RESET;
-    assert(before || is(811, 813, 814) || (result >= -2 && result <= 2));
-    assert(script.opened == script.closed && (is(811) ? script.opened <= 1 : script.opened == !before));
+    assert(before || is(811, 813, 814) || (outcome.result >= -2 && outcome.result <= 2));
+    assert(is(811) ? script.opened <= 1 : script.opened == !before);
     assert(adds ? sent.size() == most : sent.size() <= most || (lists && script.opened && !is(811)));
     assert(message.empty() || (!silent && message.rfind("ovuser: ", 0) == 0 && strchr("\n)", message.back())));
     assert(printed.empty() || (printed.rfind("ovuser: ", 0) == 0 && (adds || lists)));
@@ -81,7 +60,7 @@ static void expect_what_always_holds(const Script &script, const ov_request &req
         assert(adds || lists || request.operation == OV_RESET || r.id != 0);
         assert(lists || script.uid == 0 || kind == OV_PROCESS || (kind == OV_USER && r.id == script.uid));
     }
-    std::istringstream lines(lists && script.uid != 0 ? printed : "");
+    std::istringstream lines(lists && script.uid != 0 ? outcome.out : "");
     for (std::string line; std::getline(lines, line);)
         assert(line.size() < 2 || line[1] != ':' || own.count(line.substr(0, line.find(' '))) != 0);
 }
@@ -116,10 +95,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         *field = texts.emplace_back(any_text(input, 14)).empty() ? nullptr : texts.back().c_str();
     const auto rest = input.ConsumeRemainingBytesAsString();
 
-    Outcome outcome = run(script, request, rest, true);
-    assert(outcome == run(script, request, rest, true));
+    Outcome outcome = run(script, request, rest);
+    assert(outcome == run(script, request, rest));
     expect_what_always_holds(script, request, outcome);
-    std::get<1>(outcome).clear(); // is all that is missing without a slot
+    outcome.message.clear(); // is all that is missing without a slot
     assert(outcome == run(script, request, rest, false));
     return 0;
 }

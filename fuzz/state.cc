@@ -1,11 +1,10 @@
-// The simulated module: any bytes as its table, any commands, any clock at any time, any fault script.
+// The simulated module: any bytes as its table, any commands, any clock at any time.
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
 
 #include "fuzz/fuzz.h"
-#include "simulator/faults.h"
 #include "simulator/state.h"
 
 using namespace sim;
@@ -59,14 +58,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const timespec start = Pace(clock).at({clock.real_seconds, clock.real_nanoseconds});
     assert(read.tv_nsec >= 0 && read.tv_nsec < 1000000000 && start.tv_sec == clock.start && start.tv_nsec == 0);
 
-    const std::string script = any_text(input, 200);
-    std::string longer = "7:-1:5:slot=9";
-    for (int times = script.empty() ? 0 : input.ConsumeIntegralInRange(0, 40); times > 0; --times)
-        longer = script + ',' + longer;
-    Faults faults;
-    zynov_iov record = {};
-    int result, error;
-    if (faults.read(script.c_str()) && faults.read(longer.c_str())) // which they also are when there are too many
-        assert(faults.play(7, record, result, error) && result == -1 && error == 5 && record.slot == 9);
     return 0;
 }

@@ -1,6 +1,5 @@
 // The parsers of times and speeds on any texts, at any time, in any zone, against the naive ones.
 #include "fuzz/fuzz.h"
-#include "ov_helper.h"
 #include "tests/scripted_libc.h"
 
 static bool within(int value, int low, int high)
@@ -27,16 +26,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     Script script;
     choose_zone(input);
     script.now = input.ConsumeIntegralInRange<int64_t>(1, 300'000'000'000);
-    tm now, t;
+    tm now;
     localtime_r(&script.now, &now);
 
     const std::string text = any_text(input, 14), date = any_text(input, 10), speed_text = any_text(input, 24);
-    const Parsed parsed = with_message([&](char **slot) { return zyn_parse_time(text.c_str(), slot); });
-    assert(parsed == naive_parse(text));
-    const bool digits = parsed.first != 0 && text.find_first_not_of("0123456789") == text.npos;
-    if (digits && localtime_r(&parsed.first, &t)->tm_isdst == 0 && t.tm_gmtoff == -timezone)
-        assert(text_of(t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_year + 1900) == text);
-
+    assert(with_message([&](char **slot) { return zyn_parse_time(text.c_str(), slot); }) == naive_parse(text));
     int code = 0, speed = 0;
     const Parsed dated = with_message([&](char **slot) { return parse_Xtime(date.c_str(), slot, &code); });
     const std::string clock = text_of(0, 0, now.tm_hour, now.tm_min, 0).substr(4, 4);

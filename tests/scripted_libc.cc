@@ -48,7 +48,9 @@ Outcome Script::run(const ov_request &request, const std::string &pending, bool 
     bool all_closed = opened == closed;
     for (const int owner : owners)
         all_closed &= fcntl(owner, F_GETFD) == -1;
-    const Outcome outcome = {result, made, all_closed, message != nullptr ? message : "", out, err};
+    Outcome outcome = {result, made, all_closed, message != nullptr ? message : "", out, err, ""};
+    for (const auto &record : sent)
+        outcome.sent.append(reinterpret_cast<const char *>(&record), sizeof record);
     for (char *text : {message, out, err})
         free(text);
     return outcome;

@@ -19,7 +19,9 @@
 struct Outcome {
     int result, calls;
     bool closed;
-    std::string message, out, err;
+    std::string message, out, err, sent; // the last in bytes
+
+    bool operator==(const Outcome &) const = default;
 };
 
 struct Script {

@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "tests/scripted_libc.h"
 #include "timespec/calendar.h"
 
 using Parsed = std::pair<int64_t, std::string>;
@@ -85,7 +86,7 @@ inline Parsed naive_parse(const std::string &text)
 
 // parse_reltime at two readings of the clock: its main form is walked step by step.
 inline Parsed naive_relative(time_t first, time_t second, int years, int days, int hours, int minutes,
-                             const char *origin = nullptr, int mode = 0)
+                             const char *origin, int mode)
 {
     tm today, now, t;
     localtime_r(&first, &today);
@@ -140,4 +141,53 @@ inline Parsed naive_relative(time_t first, time_t second, int years, int days, i
         step(hours > 0);
     const Parsed parsed = naive_parse(text_of(t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_year + 1900LL));
     return parsed.first != 0 ? judged(parsed.first + today.tm_sec) : parsed;
+}
+
+struct TimeTexts {
+    std::string absolute, date, speed;
+    std::string parts[5]; // years, days, hours, minutes, and an origin when it is not empty
+    int mode = 0;
+};
+
+// Which of the texts is not read as the naive parsers read it, at the script's time; empty when all are.
+inline std::string read_otherwise(Script &script, const TimeTexts &t)
+{
+    const auto parsed = [&](auto parse) {
+        return with_message([&](char **slot) {
+            script.clock_readings = 0;
+            return parse(slot);
+        });
+    };
+    if (parsed([&](char **slot) { return zyn_parse_time(t.absolute.c_str(), slot); }) != naive_parse(t.absolute))
+        return "time " + t.absolute;
+
+    tm now;
+    localtime_r(&script.now, &now);
+    Parsed expected = t.date.size() != 8
+                          ? Parsed(0, illegal + "invalid X date format\n")
+                          : naive_parse(t.date.substr(0, 4) + text_of(0, 0, now.tm_hour, now.tm_min, 0).substr(4, 4) +
+                                        t.date.substr(4));
+    expected.first += expected.first != 0 ? now.tm_sec : 0;
+    int code = 0, speed = 0, n[5];
+    if (parsed([&](char **slot) { return parse_Xtime(t.date.c_str(), slot, &code); }) != expected ||
+        code != (t.date.size() == 8 ? 0 : OV_BAD_TIME))
+        return "date " + t.date;
+
+    char *end;
+    const int number = static_cast<int>(strtol(t.speed.c_str(), &end, 10));
+    const int refused = *end != '\0' || number < -1000 || number > 1000 ? -1 : 0;
+    if (parse_speed(t.speed.c_str(), &speed) != refused || speed != number)
+        return "speed " + t.speed;
+
+    for (size_t i = 0; i < 5; ++i)
+        n[i] = static_cast<int>(strtol(t.parts[i].c_str(), nullptr, 10));
+    const char *origin = t.parts[4].empty() ? nullptr : t.parts[4].c_str();
+    const Parsed moved = parsed([&](char **slot) {
+        return parse_reltime(t.parts[0].c_str(), t.parts[1].c_str(), t.parts[2].c_str(), t.parts[3].c_str(), origin,
+                             slot, t.mode);
+    });
+    const bool walkable = std::abs(n[0]) < 9000 && std::abs(n[2]) < 99999 && std::abs(n[3]) < 99999;
+    const bool same =
+        !walkable || moved == naive_relative(script.now, script.later, n[0], n[1], n[2], n[3], origin, t.mode);
+    return same ? "" : "distance " + t.parts[0] + "y " + t.parts[1] + "d " + t.parts[2] + "h " + t.parts[3] + "m";
 }

@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <climits>
 #include <memory>
-#include <mutex>
 #include <random>
 #include <thread>
 
@@ -46,13 +45,9 @@ TEST(Simulator, KeepsTheModulesRules)
     setenv("TZ", "UTC", 1);
     const auto owner = std::make_unique<Table>();
     Table &table = *owner;
-    EXPECT_EQ(high_mark(table), -1);
-    for (const zynov_command command : {ADD, DELETE, RESET, ZYNOV_IOC_GET_SLOT, ZYNOV_IOC_HIGH_MARK}) {
-        zynov_iov old = {170, 0, 0, 1, 99999, 1, 1, 0, 0, 0, 0};
-        EXPECT_EQ(changes_table(command) ? change_table(table, command, old, start)
-                                         : query_table(table, command, old, start),
-                  EILSEQ);
-    }
+    zynov_iov old = {170};
+    EXPECT_EQ(change_table(table, RESET, old, start), EILSEQ);
+    EXPECT_EQ(query_table(table, ZYNOV_IOC_HIGH_MARK, old, start), EILSEQ);
     const struct {
         zynov_command command;
         uint64_t kind;
@@ -90,8 +85,8 @@ TEST(Simulator, KeepsTheModulesRules)
     // What the listing needs: the present time, and the date that base and origin add up to.
     EXPECT_EQ(change_table(table, ADD, {171, 0, 0, 5, 1924419600, 0x101, 60, 0, -7, 0, 9}, start), 0);
     const zynov_iov clock = query(table, ZYNOV_IOC_GET_SLOT, 0, {start.tv_sec + 1000, start.tv_nsec});
-    EXPECT_EQ(clock.vtime, 1924419600 + 60000 - 86400);
-    EXPECT_TRUE(clock.base + clock.origin == clock.vtime && clock.container_id == 9);
+    EXPECT_TRUE(clock.vtime == 1924419600 + 60000 - 86400 && clock.base == clock.vtime + 7 && clock.origin == -7);
+    EXPECT_TRUE(clock.flags == 0x101 && clock.speed == 60 && clock.container_id == 9);
     zynov_iov past = {171, Table::capacity};
     EXPECT_EQ(query_table(table, ZYNOV_IOC_GET_SLOT, past, start), EINVAL);
 
@@ -115,16 +110,16 @@ TEST(Simulator, RunsClocksAtTheirSpeed)
     const auto any = [&](int64_t range) { return static_cast<int64_t>(random() % static_cast<uint64_t>(range)); };
     for (int round = 0; round < 200000; ++round) {
         static const int speeds[] = {1, -1, 0, 1001, 2, 60, 1000, -2, -60, -1000, -999, INT_MAX, INT_MIN};
-        Clock clock = {.flags = 1, .speed = speeds[any(13)], .start = 1924419600, .real_seconds = start.tv_sec};
+        Clock clock = {.flags = 0x11, .speed = speeds[any(13)], .start = 1924419600, .real_seconds = start.tv_sec};
         clock.real_nanoseconds = any(1000000000);
         const timespec real = {start.tv_sec - 1000 + any(3000000), any(1000000000)};
-        const __int128 elapsed =
-            (__int128{real.tv_sec} - clock.real_seconds) * 1000000000 + real.tv_nsec - clock.real_nanoseconds;
+        const auto nanoseconds = [](int64_t seconds, int64_t rest) { return __int128{seconds} * 1000000000 + rest; };
+        const __int128 elapsed = nanoseconds(real.tv_sec - start.tv_sec, real.tv_nsec - clock.real_nanoseconds);
         const bool still = clock.speed == 0 || clock.speed > 1000;
         __int128 moved = still ? 0 : clock.speed > 0 ? elapsed * clock.speed : elapsed / -clock.speed;
         moved -= clock.speed < 0 && elapsed < 0 && elapsed % -clock.speed != 0 ? 1 : 0;
         const timespec shown = Pace(clock).at(real);
-        ASSERT_TRUE((__int128{shown.tv_sec} - clock.start) * 1000000000 + shown.tv_nsec == moved) << clock.speed;
+        ASSERT_TRUE(nanoseconds(shown.tv_sec - clock.start, shown.tv_nsec) == moved) << clock.speed;
         ASSERT_TRUE(shown.tv_nsec >= 0 && shown.tv_nsec < 1000000000);
 
         clock.flags |= 1 << ZYNOV_REWIND_SHIFT; // the same time of day, on the day that it began with
@@ -132,11 +127,6 @@ TEST(Simulator, RunsClocksAtTheirSpeed)
         const int64_t rewound = Pace(clock).at(real).tv_sec, offset = clock.utc_offset;
         ASSERT_EQ((rewound - shown.tv_sec) % 86400, 0);
         ASSERT_EQ(ov::floor_div(rewound + offset, 86400), ov::floor_div(clock.start + offset, 86400));
-
-        auto *words = reinterpret_cast<int64_t *>(&clock); // whatever a broken table may hold
-        for (size_t i = 0; i < sizeof clock / 8; ++i)
-            words[i] = any(3) == 0 ? static_cast<int64_t>(random()) : ov::wrapping_add(INT64_MIN, any(3) - 1);
-        Pace(clock).at({INT64_MAX - any(2), 999999999});
     }
 }
 
@@ -148,12 +138,8 @@ TEST(Simulator, LosesNothingToManyWritersNorToOneThatIsKilled)
     ASSERT_EQ(create_state(path.c_str(), 0600), EEXIST);
     const int descriptor = open(path.c_str(), O_RDONLY);
     ASSERT_EQ(flaw_in_state(descriptor), nullptr);
-    const auto next_descriptor = [=] {
-        const int copy = dup(descriptor);
-        close(copy);
-        return copy;
-    };
-    const int next = next_descriptor();
+    const int next = dup(descriptor); // and to be the next again
+    close(next);
     constexpr int writers = 8, rounds = 60;
     for (int writer = 0; writer < writers; ++writer) {
         if (fork() != 0)
@@ -172,63 +158,52 @@ TEST(Simulator, LosesNothingToManyWritersNorToOneThatIsKilled)
     int killed = 0, failed = 0;
     for (int status; wait(&status) > 0;)
         killed += WIFSIGNALED(status), failed += WIFEXITED(status) && WEXITSTATUS(status) != 0;
-    EXPECT_EQ(killed, 1);
-    EXPECT_EQ(failed, 0);
+    EXPECT_TRUE(killed == 1 && failed == 0);
     int kept = 0;
     for (const Slot &slot : map_state(descriptor)->slots)
         kept += slot.load().kind() != 0;
     EXPECT_EQ(kept, writers * rounds);
     EXPECT_EQ(change(*Change(descriptor).table(), DELETE, 0, 0, 1), 0);
     EXPECT_EQ(Change(descriptor).table()->generation % 2, 0u); // a whole change makes up for the one cut short
-    EXPECT_EQ(next_descriptor(), next);                        // none is left open
+    EXPECT_EQ(dup(descriptor), next);
     close(descriptor);
+    close(next);
     unlink(path.c_str());
 }
 
-// Writers that follow each other without a pause in a few slots, as no table has them, and readers of all words.
+// A writer without a pause in one slot, as no table has it, and a reader of all words.
 TEST(Simulator, ShowsReadersNoHalfOfAClock)
 {
-    constexpr int many = 8;
-    std::array<Slot, 2> slots = {};
-    std::atomic<int> writing = many, torn = 0;
-    std::mutex lock;
-    std::vector<std::thread> threads;
-    for (int writer = 0; writer < many; ++writer) {
-        threads.emplace_back([&, writer] {
-            for (int round = 0; round < 1000; ++round) {
-                const std::lock_guard held(lock);
-                for (int64_t i = 0, n = 1000 * writer + round; i < 50; n += 10000, ++i) {
-                    const auto bits = static_cast<uint64_t>(n);
-                    slots[static_cast<size_t>(i) % 2].store({n, bits, bits, n, n, n, n, n, n, bits});
-                }
-            }
-            --writing;
-        });
-        threads.emplace_back([&, writer] {
-            while (writing > 0) {
-                const Clock clock = slots[writer % 2].load();
-                const auto words = std::bit_cast<std::array<int64_t, sizeof clock / 8>>(clock);
-                torn += std::adjacent_find(words.begin(), words.end(), std::not_equal_to()) != words.end();
-            }
-        });
+    Slot slot = {};
+    std::atomic<bool> writing = true;
+    std::thread writer([&] {
+        for (int64_t n = 0; n < 1000000; ++n) {
+            const auto bits = static_cast<uint64_t>(n);
+            slot.store({n, bits, bits, n, n, n, n, n, n, bits});
+        }
+        writing = false;
+    });
+    int torn = 0;
+    while (writing) {
+        const auto words = std::bit_cast<std::array<int64_t, sizeof(Clock) / 8>>(slot.load());
+        torn += std::adjacent_find(words.begin(), words.end(), std::not_equal_to()) != words.end();
     }
-    for (std::thread &thread : threads)
-        thread.join();
+    writer.join();
     EXPECT_EQ(torn, 0);
 }
 
 TEST(Simulator, ReadsFaultScripts)
 {
     Faults faults;
-    for (const char *script :
-         {"1", "1:2", "1:2:3:", "1:2:3:nothing=4", "1:2:3,", "1:2:3 4", "x",
-          "1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,"
-          "1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3,1:2:3"})
+    std::string too_many = "1:2:3";
+    for (int i = 0; i < 32; ++i)
+        too_many += ",1:2:3";
+    for (const char *script : {"1", "1:2", "1:2:3:", "x", "1:2:3:nothing=4", "1:2:3,", "1:2:3 4", too_many.c_str()})
         EXPECT_FALSE(faults.read(script)) << script;
-    ASSERT_TRUE(faults.read("2:-1:22:kernel_error=-5,2:7:0:id=4294967296,3:0:1"));
+    ASSERT_TRUE(faults.read("2:-1:22:id=4294967296,2:7:0:kernel_error=-5,3:0:1"));
     zynov_iov record = {};
     int result = 99, error = 99;
-    EXPECT_FALSE(faults.play(1, record, result, error));
+    EXPECT_FALSE(faults.play(1, record, result, error) || faults.play(4, record, result, error));
     EXPECT_TRUE(faults.play(2, record, result, error));
     EXPECT_TRUE(result == 7 && error == 0 && record.kernel_error == -5 && record.id == 4294967296 && record.slot == 0);
 }

@@ -23,14 +23,14 @@ static Outcome run(Script &script, const ov_request &request, const std::string 
         return end ? -1 : answers.ConsumeIntegralInRange(-2, 2);
     };
     const Outcome outcome = script.run(request, "", with_slot);
-    assert(outcome.closed);
+    assert(outcome.good);
     return outcome;
 }
 
 static void expect_what_always_holds(const Script &script, const ov_request &request, const Outcome &outcome)
 {
     const auto &sent = script.sent;
-    const std::string &message = outcome.message, printed = outcome.out + outcome.err;
+    const std::string printed = outcome.out + outcome.err;
     const auto is = [&](auto... codes) { return ((outcome.result == codes) || ...); };
     const bool silent = is(801, 802, 804, 805), before = silent || is(806, 808, 809, 810, 812, 815);
     const bool adds = request.operation == OV_ADD, lists = request.operation == OV_LIST, container = script.host_name;
@@ -40,7 +40,7 @@ static void expect_what_always_holds(const Script &script, const ov_request &req
     assert(before || is(811, 813, 814) || (outcome.result >= -2 && outcome.result <= 2));
     assert(is(811) ? script.opened <= 1 : script.opened == !before);
     assert(adds ? sent.size() == most : sent.size() <= most || (lists && script.opened && !is(811)));
-    assert(message.empty() || (!silent && message.rfind("ovuser: ", 0) == 0 && strchr("\n)", message.back())));
+    assert(!silent || outcome.message.empty());
     assert(printed.empty() || (printed.rfind("ovuser: ", 0) == 0 && (adds || lists)));
 
     static const unsigned long commands[] = {0, ZYNOV_IOC_ADD_CLOCK, ZYNOV_IOC_DELETE_CLOCK, ZYNOV_IOC_GET_SLOT,

@@ -15,18 +15,24 @@
 #include "kernel/zynov.h"
 #include "ov_helper.h"
 
-// What came of a request: besides the rest, whether the control file and the streams of popen were closed.
+// What came of a request. It is good when the control file and the streams of popen were closed, and the message is one
+// of the engine's.
 struct Outcome {
     int result, calls;
-    bool closed;
+    bool good;
     std::string message, out, err, sent; // the last in bytes
 
     bool operator==(const Outcome &) const = default;
 };
 
 struct Script {
-    Script();
-    ~Script();
+    Script() { in_force = this; }
+    ~Script()
+    {
+        in_force = nullptr;
+        for (FILE *stream : host_names)
+            fclose(stream);
+    }
 
     // Carries out a request as if it were the first, with a message that is pending, or without a slot.
     Outcome run(const ov_request &request, const std::string &pending = "", bool with_slot = true);
@@ -45,6 +51,8 @@ struct Script {
     int failing_call = 0;     // the n-th scripted call fails
     int failure = EIO;        // with this errno
     bool no_messages = false; // strdup finds no memory
+
+    static inline Script *in_force = nullptr;
 
     // What the engine did.
     std::vector<std::pair<unsigned long, zynov_iov>> sent;

@@ -24,20 +24,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     Script script;
     const int kind = input.ConsumeIntegralInRange(0, 4);
     const std::string text = any_text(input, 30), name = any_text(input, 1100);
-    const bool meant = input.ConsumeBool();
-    const auto id =
-        meant ? static_cast<uint32_t>(strtol(text.c_str(), nullptr, 10)) : input.ConsumeIntegral<uint32_t>();
-    script.users[name] = script.groups[name] = id;
+    const long id = input.ConsumeBool() ? strtol(text.c_str(), nullptr, 10) : input.ConsumeIntegral<uint32_t>();
+    script.users[name] = script.groups[name] = static_cast<uint32_t>(id);
     script.processes[static_cast<int>(id)] = 0;
 
     uint32_t number = 0xdead;
     const int64_t expected = look_up(script, text, kind);
     assert(parse_uid(text.c_str(), kind, &number) == (expected >= 0 ? 0 : -1));
     assert(number == (expected >= 0 ? expected : 0xdead));
-    const std::string shown = get_username(kind, id);
-    if (kind == OV_USER || kind == OV_GROUP)
-        assert(look_up(script, shown, kind) == id || shown.size() == 1023); // cut to what there is room for
-    else
-        assert(shown == std::to_string(static_cast<int>(id)));
+    const std::string shown = get_username(kind, static_cast<uint32_t>(id));
+    const bool named = kind == OV_USER || kind == OV_GROUP; // cut to what there is room for
+    assert(named ? look_up(script, shown, kind) == static_cast<uint32_t>(id) || shown.size() == 1023
+                 : shown == std::to_string(static_cast<int>(id)));
     return 0;
 }

@@ -19,25 +19,16 @@ class Utility : public testing::Test
     static void SetUpTestSuite()
     {
         const char *checker = getenv("OVUSER_CHECKER"); // such as valgrind
-        const std::pair<const char *, std::string> variables[] = {
-            {"TZ", "UTC"},
-            {"SIM", "./zynov-sim --state table --shared"},
-            {"OV", (checker != nullptr ? checker + std::string(" ") : "") + "./ovuser"},
-            {"NOBODY", "setpriv --reuid=65534 --regid=65534 --clear-groups"},
-            {"FREEZE", "--epoch 1924419600 --speed frozen"}, // christmas 2030, at nine
-        };
-        for (const auto &[name, value] : variables)
-            setenv(name, value.c_str(), 1);
-        for (const fs::path &base : {fs::path(PROGRAMS), fs::temp_directory_path()}) {
-            std::string name = base / "stage.XXXXXX";
-            folder = mkdtemp(name.data());
-            fs::permissions(folder, fs::perms(0755));
-            for (const char *program : {"ovuser", "zynov-sim", "libzynov_sim.so", "tests/probe"})
-                fs::copy(fs::path(PROGRAMS) / program, folder);
-            if (geteuid() != 0 || shell("$NOBODY test -r \"$PWD/ovuser\"") == "= 0")
-                return;
-            fs::remove_all(folder);
-        }
+        setenv("OV", ((checker != nullptr ? checker + std::string(" ") : "") + "./ovuser").c_str(), 1);
+        setenv("TZ", "UTC", 1);
+        setenv("SIM", "./zynov-sim --state table --shared", 1);
+        setenv("NOBODY", "setpriv --reuid=65534 --regid=65534 --clear-groups", 1);
+        setenv("FREEZE", "--epoch 1924419600 --speed frozen", 1); // christmas 2030, at nine
+        std::string name = fs::temp_directory_path() / "ovuser.XXXXXX";
+        folder = mkdtemp(name.data());
+        fs::permissions(folder, fs::perms(0755));
+        for (const char *program : {"ovuser", "zynov-sim", "libzynov_sim.so", "tests/probe"})
+            fs::copy(fs::path(PROGRAMS) / program, folder);
     }
     static void TearDownTestSuite() { fs::remove_all(folder); }
     void SetUp() override
@@ -51,10 +42,9 @@ class Utility : public testing::Test
     static std::string shell(const std::string &script, const std::string &simulator = "")
     {
         std::ofstream(folder / "script") << script;
-        FILE *const output = popen(("cd '" + folder.string() + "' && " + simulator + " sh ./script 2>err </dev/null; " +
-                                    "status=$?; sed '1s/^/! /' err; printf %s \"= $status\"")
-                                       .c_str(),
-                                   "r");
+        const std::string line = "cd '" + folder.string() + "' && " + simulator + " sh ./script 2>err </dev/null; " +
+                                 "status=$?; sed '1s/^/! /' err; printf %s \"= $status\"";
+        FILE *const output = popen(line.c_str(), "r");
         std::string text;
         for (int next; (next = getc(output)) != EOF;)
             text += static_cast<char>(next);
@@ -73,10 +63,8 @@ class Utility : public testing::Test
         }
     }
 
-    static fs::path folder;
+    static inline fs::path folder;
 };
-
-fs::path Utility::folder;
 
 #define ERROR "! ovuser: error: "
 #define AND_ERROR "ovuser: error: "

@@ -165,6 +165,7 @@ TEST_F(Engine, PermitsWhatTheMatrixSays)
                       own_listed = "Requested Orvane users have been listed above.";
     const std::string no_clock = "error: User root does not have a virtual clock";
     const std::string reset = "report: All Orvane users have been reset to the system clock successfully.";
+    static const unsigned long commands[] = {0xC0505302, 0x40505303, 0xC0505306, 0x40505305};
     static const char *const any = "n#arghpq", *const valid = "-12345678";
     const struct {
         const char *callers, *operations, *counts, *kinds, *who; // root or ordinary; - below 0; Ten and Eleven
@@ -210,8 +211,9 @@ TEST_F(Engine, PermitsWhatTheMatrixSays)
         std::fill_n(request.id_kind, 10, kind - '0');
         std::fill_n(request.id_text, 10, identity);
         script.uid = caller == 'r' ? 0 : 1001;
-        const std::string who =
-            count == '0' ? "uid " + std::to_string(script.uid) : "?ugp?"[kind - '0'] + ("id " + std::to_string(number));
+        const int kind_sent = count == '0' ? OV_USER : kind - '0',
+                  id = count == '0' ? static_cast<int>(script.uid) : number;
+        const std::string who = "?ugp?"[kind_sent] + ("id " + std::to_string(id));
         std::string text = row->text;
         if (text == "@")
             text = operation == '1' ? who + running : "report: Virtual clock for " + who + " has been deleted";
@@ -223,11 +225,9 @@ TEST_F(Engine, PermitsWhatTheMatrixSays)
         EXPECT_EQ(script.opened, row->sends != '-');
         EXPECT_EQ(static_cast<int>(script.sent.size()), row->sends == 'C' ? request.id_count : row->sends == '1');
         for (const auto &[command, record] : script.sent) {
-            const bool deletes = command == 0x40505303;
-            const auto sent_kind = deletes ? static_cast<uint64_t>(record.vtime) : record.flags;
-            EXPECT_TRUE(caller == 'r' || command == 0xC0505306 ||
-                        ((deletes || command == 0xC0505302) &&
-                         (sent_kind == OV_PROCESS || (sent_kind == OV_USER && record.id == 1001))));
+            EXPECT_EQ(command, commands[operation - '1']);
+            const auto named = operation == '1' ? static_cast<int64_t>(record.flags) : record.vtime;
+            EXPECT_TRUE(operation > '2' || (record.id == id && named == kind_sent));
         }
     }
 }

@@ -16,9 +16,11 @@ using Parsed = std::pair<int64_t, std::string>;
 template <typename Parse> inline Parsed with_message(Parse parse)
 {
     char *message = nullptr;
+    Script::in_force->clock_readings = 0;
     const int64_t value = parse(&message);
     const Parsed parsed(value, message != nullptr ? message : "");
     free(message);
+    Script::in_force->clock_readings = 0;
     return parse(nullptr) == value ? parsed : Parsed(value, "another value without a slot");
 }
 
@@ -132,13 +134,7 @@ struct TimeTexts {
 // Which of the texts is not read as the naive parsers read it, at the script's time; empty when all are.
 inline std::string read_otherwise(Script &script, const TimeTexts &t)
 {
-    const auto parsed = [&](auto parse) {
-        return with_message([&](char **slot) {
-            script.clock_readings = 0;
-            return parse(slot);
-        });
-    };
-    if (parsed([&](char **slot) { return zyn_parse_time(t.absolute.c_str(), slot); }) != naive_parse(t.absolute))
+    if (with_message([&](char **slot) { return zyn_parse_time(t.absolute.c_str(), slot); }) != naive_parse(t.absolute))
         return "time " + t.absolute;
 
     tm now;
@@ -149,7 +145,7 @@ inline std::string read_otherwise(Script &script, const TimeTexts &t)
                                         t.date.substr(4));
     expected.first += expected.first != 0 ? now.tm_sec : 0;
     int code = 0, speed = 0, n[5];
-    if (parsed([&](char **slot) { return parse_Xtime(t.date.c_str(), slot, &code); }) != expected ||
+    if (with_message([&](char **slot) { return parse_Xtime(t.date.c_str(), slot, &code); }) != expected ||
         code != (t.date.size() == 8 ? 0 : OV_BAD_TIME))
         return "date " + t.date;
 
@@ -162,7 +158,7 @@ inline std::string read_otherwise(Script &script, const TimeTexts &t)
     for (size_t i = 0; i < 5; ++i)
         n[i] = static_cast<int>(strtol(t.parts[i].c_str(), nullptr, 10));
     const char *origin = t.parts[4].empty() ? nullptr : t.parts[4].c_str();
-    const Parsed moved = parsed([&](char **slot) {
+    const Parsed moved = with_message([&](char **slot) {
         return parse_reltime(t.parts[0].c_str(), t.parts[1].c_str(), t.parts[2].c_str(), t.parts[3].c_str(), origin,
                              slot, t.mode);
     });

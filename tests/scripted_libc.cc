@@ -77,12 +77,8 @@ extern "C" {
 
 int open(const char *path, int flags, ...)
 {
-    va_list rest;
-    va_start(rest, flags);
-    const mode_t mode = va_arg(rest, mode_t);
-    va_end(rest);
     if (script == nullptr || strcmp(path, ZYNOV_PATH) != 0)
-        return REAL(open)(path, flags, mode);
+        return REAL(open)(path, flags, 0600);
     if (script->open_error != 0)
         errno = script->open_error;
     if (script->open_error != 0 || flags != O_RDONLY || fails())

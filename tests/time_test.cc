@@ -144,6 +144,7 @@ TEST(Time, MovesAcrossMidnightAsItAlwaysDid)
 
 TEST(Time, AnswersWhereThereIsNoText)
 {
+    Script script;
     int number = -1;
     EXPECT_EQ(parse_speed(nullptr, &number) + number, -2);
     EXPECT_EQ(with_message([](char **slot) { return zyn_parse_time(nullptr, slot); }).second,

@@ -59,8 +59,9 @@ static void expect_what_always_holds(const Script &script, const ov_request &req
     std::istringstream lines(script.uid != 0 ? outcome.out : "");
     for (std::string line; lists && std::getline(lines, line);) {
         const std::string who = line.substr(0, line.find(' ')), name = who.size() > 2 ? who.substr(2) : "";
-        assert(line[1] != ':' || (who[0] == 'p' ? script.processes.at(std::stoi(name)) == static_cast<int>(script.uid)
-                                                : name == own[who[0] == 'g']));
+        assert(name.empty() || line[1] != ':' ||
+               (who[0] == 'p' ? script.processes.at(std::stoi(name)) == static_cast<int>(script.uid)
+                              : name == own[who[0] == 'g']));
     }
 }
 

@@ -80,6 +80,33 @@ inline Parsed naive_parse(const std::string &text)
     return {value != 0 && localtime(&value)->tm_isdst != 0 ? value - 3600 : value, standard.second};
 }
 
+// zyn_parse_tm_time, whose leap centuries are 2100, 2500, ..., and whose whole days are seconds in 32 bits.
+inline Parsed naive_broken_down(const tm &record)
+{
+    const int64_t year = record.tm_year;
+    tm t = {.tm_mday = record.tm_mday, .tm_mon = record.tm_mon - 1, .tm_year = record.tm_year - 1900}, in_2000 = t;
+    in_2000.tm_year = 100;
+    timegm(&in_2000);
+    const std::pair<bool, const char *> checks[] = {
+        {record.tm_mon >= 1 && record.tm_mon <= 12, "Illegal month"},
+        {in_2000.tm_mday == record.tm_mday, "Illegal days with regard to month"},
+        {record.tm_hour >= 0 && record.tm_hour <= 23, "Illegal hours[0 ~ 23]"},
+        {record.tm_min >= 0 && record.tm_min <= 59, "Illegal minutes[0 ~ 59]"},
+        {year >= 1970, "Illegal year[<1970]"},
+        {year <= 9999, "Illegal year[>9999]"},
+        {record.tm_mon != 2 || record.tm_mday < 29 || (year % 4 == 0 && (year % 100 != 0 || year % 400 == 100)),
+         "Illegal days with regard to year and month[1 ~ 28]"},
+    };
+    for (const auto &[good, why] : checks)
+        if (!good)
+            return {0, why};
+    int64_t days = timegm(&t) / 86400;
+    for (int century = 2000; century < year + (record.tm_mon > 2 ? 1 : 0); century += 100)
+        days += (century % 400 == 100) - (century % 400 == 0);
+    const time_t value = static_cast<int32_t>(days * 86400) + record.tm_hour * 3600 + record.tm_min * 60 + timezone;
+    return {localtime(&value)->tm_isdst != 0 ? value - 3600 : value, ""};
+}
+
 // parse_reltime at two readings of the clock, with a wall clock that the C library counts the seconds of.
 inline Parsed naive_relative(time_t first, time_t second, int years, int days, int64_t hours, int64_t minutes,
                              const char *origin, int mode)
@@ -126,6 +153,7 @@ inline Parsed naive_relative(time_t first, time_t second, int years, int days, i
 }
 
 struct TimeTexts {
+    tm record;
     std::string absolute, date, speed;
     std::string parts[5]; // years, days, hours, minutes, and an origin when it is not empty
     int mode = 0;
@@ -136,6 +164,11 @@ inline std::string read_otherwise(Script &script, const TimeTexts &t)
 {
     if (with_message([&](char **slot) { return zyn_parse_time(t.absolute.c_str(), slot); }) != naive_parse(t.absolute))
         return "time " + t.absolute;
+    const char *why = "";
+    const int64_t value = zyn_parse_tm_time(&t.record, &why);
+    if (Parsed(value, why) != naive_broken_down(t.record) || zyn_parse_tm_time(&t.record, nullptr) != value)
+        return "time in numbers, " +
+               text_of(t.record.tm_mon, t.record.tm_mday, t.record.tm_hour, t.record.tm_min, t.record.tm_year);
 
     tm now;
     localtime_r(&script.now, &now);

@@ -52,59 +52,62 @@ inline Parsed naive_range(time_t value, const std::string &specified)
                                   : Parsed(value, "");
 }
 
-// zyn_parse_time, with dates that the C library has normalised.
+// What is wrong with a date of a full year, in the words of the parser of texts or those of the other; null when
+// nothing.
+inline const char *flaw_in(const tm &t, bool text)
+{
+    tm in_2000 = {.tm_mday = t.tm_mday, .tm_mon = t.tm_mon - 1, .tm_year = 100};
+    timegm(&in_2000);
+    const bool leap = t.tm_year % 4 == 0 && (t.tm_year % 100 != 0 || t.tm_year % 400 == (text ? 0 : 100));
+    const std::pair<bool, const char *> checks[] = {
+        {t.tm_mon >= 1 && t.tm_mon <= 12, "month"},
+        {in_2000.tm_mday == t.tm_mday, "days with regard to month"},
+        {t.tm_hour >= 0 && t.tm_hour <= 23, "hours[0 ~ 23]"},
+        {t.tm_min >= 0 && t.tm_min <= 59, "minutes[0 ~ 59]"},
+        {t.tm_year >= 1970, text ? "year[1970 ~ 9999]" : "year[<1970]"},
+        {t.tm_year <= 9999, "year[>9999]"},
+        {leap || t.tm_mon != 2 || t.tm_mday < 29,
+         text ? "days with regard to year and month of Febrary[1 ~ 28]" : "days with regard to year and month[1 ~ 28]"},
+    };
+    for (const auto &[good, why] : checks)
+        if (!good)
+            return why;
+    return nullptr;
+}
+
+inline int64_t whole_days(const tm &t)
+{
+    tm day = {.tm_mday = t.tm_mday, .tm_mon = t.tm_mon - 1, .tm_year = t.tm_year - 1900};
+    return timegm(&day);
+}
+
+inline int64_t summer_time(time_t value)
+{
+    return value != 0 && localtime(&value)->tm_isdst != 0 ? value - 3600 : value;
+}
+
+// zyn_parse_time.
 inline Parsed naive_parse(const std::string &text)
 {
     if (text.size() != 12)
         return {0, illegal + "invalid date format\n"};
-    const auto field = [&](size_t at, size_t length = 2) {
-        return static_cast<int>(strtol(text.substr(at, length).c_str(), nullptr, 10));
-    };
-    const int month = field(0), day = field(2), hour = field(4), minute = field(6), year = field(8, 4);
-    tm t = {.tm_min = minute, .tm_hour = hour, .tm_mday = day, .tm_mon = month - 1, .tm_year = year - 1900};
-    tm in_2000 = {.tm_mday = day, .tm_mon = month - 1, .tm_year = 100};
-    timegm(&in_2000);
-    const Parsed standard = naive_range(timegm(&t) + timezone, text);
-    const std::pair<bool, const char *> checks[] = {
-        {month >= 1 && month <= 12, "month\n"},
-        {in_2000.tm_mday == day, "days with regard to month\n"},
-        {hour >= 0 && hour <= 23, "hours[0 ~ 23]\n"},
-        {minute >= 0 && minute <= 59, "minutes[0 ~ 59]\n"},
-        {year >= 1970 && year <= 9999, "year[1970 ~ 9999]\n"},
-        {t.tm_mday == day, "days with regard to year and month of Febrary[1 ~ 28]\n"},
-    };
-    for (const auto &[good, why] : checks)
-        if (!good)
-            return {0, illegal + "invalid " + why};
-    const time_t value = standard.first;
-    return {value != 0 && localtime(&value)->tm_isdst != 0 ? value - 3600 : value, standard.second};
+    const auto field = [&](size_t at, size_t length = 2) { return atoi(text.substr(at, length).c_str()); };
+    const tm t = {0, field(6), field(4), field(2), field(0), field(8, 4)};
+    if (const char *flaw = flaw_in(t, true))
+        return {0, illegal + "invalid " + flaw + "\n"};
+    const Parsed standard = naive_range(whole_days(t) + t.tm_hour * 3600 + t.tm_min * 60 + timezone, text);
+    return {summer_time(standard.first), standard.second};
 }
 
 // zyn_parse_tm_time, whose leap centuries are 2100, 2500, ..., and whose whole days are seconds in 32 bits.
-inline Parsed naive_broken_down(const tm &record)
+inline Parsed naive_broken_down(const tm &t)
 {
-    const int64_t year = record.tm_year;
-    tm t = {.tm_mday = record.tm_mday, .tm_mon = record.tm_mon - 1, .tm_year = record.tm_year - 1900}, in_2000 = t;
-    in_2000.tm_year = 100;
-    timegm(&in_2000);
-    const std::pair<bool, const char *> checks[] = {
-        {record.tm_mon >= 1 && record.tm_mon <= 12, "Illegal month"},
-        {in_2000.tm_mday == record.tm_mday, "Illegal days with regard to month"},
-        {record.tm_hour >= 0 && record.tm_hour <= 23, "Illegal hours[0 ~ 23]"},
-        {record.tm_min >= 0 && record.tm_min <= 59, "Illegal minutes[0 ~ 59]"},
-        {year >= 1970, "Illegal year[<1970]"},
-        {year <= 9999, "Illegal year[>9999]"},
-        {record.tm_mon != 2 || record.tm_mday < 29 || (year % 4 == 0 && (year % 100 != 0 || year % 400 == 100)),
-         "Illegal days with regard to year and month[1 ~ 28]"},
-    };
-    for (const auto &[good, why] : checks)
-        if (!good)
-            return {0, why};
-    int64_t days = timegm(&t) / 86400;
-    for (int century = 2000; century < year + (record.tm_mon > 2 ? 1 : 0); century += 100)
-        days += (century % 400 == 100) - (century % 400 == 0);
-    const time_t value = static_cast<int32_t>(days * 86400) + record.tm_hour * 3600 + record.tm_min * 60 + timezone;
-    return {localtime(&value)->tm_isdst != 0 ? value - 3600 : value, ""};
+    if (const char *flaw = flaw_in(t, false))
+        return {0, std::string("Illegal ") + flaw};
+    int64_t days = whole_days(t);
+    for (int century = 2000; century < t.tm_year + (t.tm_mon > 2 ? 1 : 0); century += 100)
+        days += century % 400 == 100 ? 86400 : century % 400 == 0 ? -86400 : 0;
+    return {summer_time(static_cast<int32_t>(days) + t.tm_hour * 3600 + t.tm_min * 60 + timezone), ""};
 }
 
 // parse_reltime at two readings of the clock, with a wall clock that the C library counts the seconds of.

@@ -14,7 +14,6 @@
 #include <thread>
 
 #include "base/integer.h"
-#include "simulator/faults.h"
 #include "simulator/state.h"
 
 using namespace sim;
@@ -180,20 +179,4 @@ TEST(Simulator, ShowsReadersNoHalfOfAClock)
     }
     writer.join();
     EXPECT_EQ(torn, 0);
-}
-
-TEST(Simulator, ReadsFaultScripts)
-{
-    Faults faults;
-    std::string too_many = "1:2:3";
-    for (int i = 0; i < 32; ++i)
-        too_many += ",1:2:3";
-    for (const char *script : {"1", "1:2", "1:2:3:", "x", "1:2:3:nothing=4", "1:2:3,", "1:2:3 4", too_many.c_str()})
-        EXPECT_FALSE(faults.read(script)) << script;
-    ASSERT_TRUE(faults.read("2:-1:22:id=4294967296,2:7:0:kernel_error=-5,3:0:1"));
-    zynov_iov record = {};
-    int result = 99, error = 99;
-    EXPECT_FALSE(faults.play(1, record, result, error) || faults.play(4, record, result, error));
-    EXPECT_TRUE(faults.play(2, record, result, error));
-    EXPECT_TRUE(result == 7 && error == 0 && record.kernel_error == -5 && record.id == 4294967296 && record.slot == 0);
 }

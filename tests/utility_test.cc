@@ -126,9 +126,14 @@ TEST_F(Utility, DoesTheDailyWork)
         {"$SIM --fault 2:-1:5 $OV list >/dev/null; $SIM --fault 1:-1:2 $OV delete daemon",
          ERROR "an error occurred while executing this request, error = 5\n" AND_ERROR
                "the request was not carried out, result = -1\n= 5"},
-        {"$SIM --fault 1 true; $SIM none; $SIM ./table; echo $?; $SIM none 2>&-",
-         "126\n! zynov-sim: 1: not a fault script\nzynov-sim: none: No such file or directory\n"
-         "zynov-sim: ./table: Permission denied\n= 127"},
+        {"for s in 1 1:2 1:2:3: x 1:2:3:nothing=4 1:2:3, '1:2:3 4' $(printf 1:2:3,%.0s $(seq 32))1:2:3; do "
+         "$SIM --fault \"$s\" true 2>&1 | tail -c 19; done | uniq -c",
+         "      8 not a fault script\n= 0"},
+        {"exec 7</proc/zynov; $SIM --fault 2:-1:22:id=4294967296,2:7:0:kernel_error=-5,4:0:1 perl -e 'open(F, q(<&7));"
+         "$r = pack(q(Qx72), 171); for (1 .. 3) { print ioctl(F, 0xC0505306, $r), unpack(q(x12lq), $r), q(;) }'",
+         "0 but true00;7-54294967296;0 but true-54294967296;= 0"},
+        {"$SIM none; $SIM ./table; echo $?; $SIM none 2>&-",
+         "126\n! zynov-sim: none: No such file or directory\nzynov-sim: ./table: Permission denied\n= 127"},
         // A descriptor that was inherited and dup'ed is as good, and any other is none of the simulator's.
         {"exec 7</proc/zynov 8</dev/null; perl -e '$r = pack(q(Qx72), 171); open(F, q(<&7)); open(G, q(<&8));"
          "ioctl(F, 0xC0505306, $r); print unpack(q(x40q), $r); ioctl(G, 0xC0505306, $r) or print qq( $!\n)'",

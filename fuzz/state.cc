@@ -12,18 +12,17 @@ using namespace sim;
 static void send_commands(FuzzedDataProvider &input, Table &table, bool fresh)
 {
     const auto any = [&] { return input.ConsumeIntegral<int64_t>(); };
-    static const std::pair<zynov_command, int> commands[] = {
-        {ZYNOV_IOC_ADD_CLOCK, EEXIST}, // and the answer to a second
-        {ZYNOV_IOC_DELETE_CLOCK, EL2HLT},
-        {ZYNOV_IOC_RESET_ALL, ENOENT},
-        {ZYNOV_IOC_GET_SLOT, 0},
-        {ZYNOV_IOC_HIGH_MARK, 0}};
+    static const zynov_command commands[] = {ZYNOV_IOC_ADD_CLOCK, ZYNOV_IOC_DELETE_CLOCK, ZYNOV_IOC_RESET_ALL,
+                                             ZYNOV_IOC_GET_SLOT, ZYNOV_IOC_HIGH_MARK};
+    static const int second_answers[] = {EEXIST, EL2HLT, ENOENT, 0, 0};
     const auto send = [&](unsigned long command, zynov_iov &r) {
         const timespec now = {any(), input.ConsumeIntegralInRange(0, 999999999)};
         return changes_table(command) ? change_table(table, command, r, now) : query_table(table, command, r, now);
     };
     while (input.ConsumeBool()) { // clocks of identities that neither come nor go
-        const auto &[command, again] = input.PickValueInArray(commands);
+        const auto which = input.ConsumeIntegralInRange<size_t>(0, 4);
+        const zynov_command command = commands[which];
+        const int again = second_answers[which];
         zynov_iov r = {171, input.PickValueInArray({0u, 1u, 2u, 1023u, 1024u, UINT32_MAX}), 0, any() % 2 | 1,
                        any() % 4};
         r.version -= any() % 16 == 1;
@@ -57,6 +56,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const timespec read = Pace(clock).at({input.ConsumeIntegral<time_t>(), input.ConsumeIntegralInRange(0, 999999999)});
     const timespec start = Pace(clock).at({clock.real_seconds, clock.real_nanoseconds});
     assert(read.tv_nsec >= 0 && read.tv_nsec < 1000000000 && start.tv_sec == clock.start && start.tv_nsec == 0);
-
     return 0;
 }

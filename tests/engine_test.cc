@@ -28,18 +28,6 @@ static ov_request make_request(int operation, const std::string &identities = ""
     return request;
 }
 
-using Answers = std::vector<std::pair<int, int>>; // return value and errno of each command, the last for good
-
-static std::function<int(unsigned long, zynov_iov &)> answers(const Answers &list, int kernel_error = 0)
-{
-    return [=, next = size_t{0}](unsigned long, zynov_iov &record) mutable {
-        const auto [result, error] = list.empty() ? std::pair(0, 0) : list[std::min(next++, list.size() - 1)];
-        record.kernel_error = kernel_error;
-        errno = error != 0 ? error : errno;
-        return result;
-    };
-}
-
 class Engine : public testing::Test
 {
   protected:
@@ -127,13 +115,13 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
         SCOPED_TRACE(&c - cases);
         const ov_request request = make_request(c.operation, c.identities, c.fields);
         script.uid = c.uid;
-        script.kernel = answers(c.kernel, c.kernel_error);
+        script.answers = c.kernel.empty() ? Answers{{0, 0}} : c.kernel;
+        script.kernel_error = c.kernel_error;
         const Outcome outcome = run(request, said(c.pending));
         EXPECT_EQ(outcome.result, c.result);
         EXPECT_EQ(outcome.message, said(c.message));
         EXPECT_EQ(outcome.err, said(c.err));
         EXPECT_EQ(script.sent.size(), c.kernel.size());
-        script.kernel = answers(c.kernel, c.kernel_error);
         EXPECT_EQ(run(request, "", false).result, c.result) << "without a slot";
         // The same without a control file, unless the request is refused before.
         const bool before = c.result > 800 && c.kernel.empty();
@@ -145,8 +133,9 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
     }
     // Done, with an error number in the record, and no memory for the report.
     script.no_messages = true;
+    script.kernel_error = 5;
     for (const auto &[error_number, result] : Answers{{0, OV_KERNEL_ERROR}, {ENODATA, OV_OK}}) {
-        script.kernel = answers({{0, error_number}}, 5);
+        script.answers = {{0, error_number}};
         const Outcome outcome = run(make_request(OV_ADD, "u:alice"), later);
         EXPECT_TRUE(outcome.result == result && outcome.message.empty());
     }
@@ -364,7 +353,7 @@ TEST_F(Engine, SurvivesTheFailureOfEachCallInTurn)
 
 TEST_F(Engine, ShortcutsFoldResultsIntoClasses)
 {
-    script.kernel = answers({{-1, EL2HLT}, {0, 0}});
+    script.answers = {{-1, EL2HLT}, {0, 0}};
     EXPECT_EQ(deleteUserClock("alice"), 4);
     EXPECT_EQ(deleteGroupClock("staff"), 0);
     EXPECT_EQ(script.sent[1].second.vtime, OV_GROUP);

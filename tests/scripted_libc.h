@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <functional>
@@ -24,6 +25,8 @@ struct Outcome {
 
     bool operator==(const Outcome &) const = default;
 };
+
+using Answers = std::vector<std::pair<int, int>>; // return value and errno of each command, the last for good
 
 struct Script {
     Script() { in_force = this; }
@@ -46,7 +49,14 @@ struct Script {
     int64_t now = 0;                                                     // 0: the real clock's
     int64_t later = 0; // what the clock says from its second reading on
     int open_error = 0;
-    std::function<int(unsigned long, zynov_iov &)> kernel = [](unsigned long, zynov_iov &) { return 0; };
+    Answers answers = {{0, 0}};
+    int kernel_error = 0; // left in the record
+    std::function<int(unsigned long, zynov_iov &)> kernel = [this](unsigned long, zynov_iov &record) {
+        const auto [result, error] = answers[std::min(sent.size(), answers.size()) - 1];
+        record.kernel_error = kernel_error;
+        errno = error != 0 ? error : errno;
+        return result;
+    };
     int descriptor = 100000;  // of the control file; not a number that the C library would hand out
     int failing_call = 0;     // the n-th scripted call fails
     int failure = EIO;        // with this errno

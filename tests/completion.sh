@@ -12,9 +12,7 @@ offered() { # sorted, on one line
     $(complete -p "${COMP_WORDS[0]}" | sed 's/.*-F \([^ ]*\).*/\1/')
     printf '%s\n' "${COMPREPLY[@]}" | sort -u | paste -sd ' '
 }
-expect() {
-    [[ $(offered "$1") == $2 ]] || { echo "behind '$1': $(offered "$1")"; status=1; }
-}
+expect() { [[ $(offered "$1") == $2 ]] || { echo "behind '$1': $(offered "$1")"; status=1; }; }
 expect 'ovuser ' '--help --version add delete list reset'
 for subcommand in add delete list reset; do
     expect "ovuser $subcommand --" "$("$2/ovuser" $subcommand --help | grep -Eo -- '--[a-z-]+' |

@@ -366,21 +366,18 @@ TEST_F(Engine, ShortcutsFoldResultsIntoClasses)
 TEST_F(Engine, ResolvesIdentities)
 {
     script.users[std::string(5000, 'n')] = 1234;
-    const struct {
-        const char *text;
-        int kind;
-        int64_t number; // -1: refused
-    } cases[] = {
+    const std::tuple<const char *, int, int64_t> cases[] = {
+        // -1: refused
         {"root", 1, 0},     {"0", 1, 0},      {"1000", 1, 77},  {"", 1, 0},       {" 01000", 1, 1000},
         {"+1000", 1, 1000}, {"-1", 1, -1},    {"1000x", 1, -1}, {"1000 ", 1, -1}, {"31", 1, -1},
         {"staff", 2, 100},  {"100", 2, 5},    {"alice", 2, -1}, {"1", 3, 1},      {"4294967297", 3, 1},
         {"-5", 3, -1},      {"", 3, -1},      {"31", 3, -1},    {"root", 3, -1},  {"root", 0, -1},
         {"root", 4, -1},    {nullptr, 1, -1},
     };
-    for (const auto &c : cases) {
+    for (const auto &[text, kind, expected] : cases) {
         uint32_t number = 0xdead;
-        EXPECT_EQ(parse_uid(c.text, c.kind, &number), c.number < 0 ? -1 : 0) << c.text;
-        EXPECT_EQ(number, c.number < 0 ? 0xdead : c.number) << c.text;
+        EXPECT_EQ(parse_uid(text, kind, &number), expected < 0 ? -1 : 0) << text;
+        EXPECT_EQ(number, expected < 0 ? 0xdead : expected) << text;
     }
     EXPECT_STREQ(get_username(1, 1000), "alice");
     EXPECT_STREQ(get_username(2, 31), "UNKNOWN");

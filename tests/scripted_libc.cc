@@ -157,13 +157,6 @@ int gettimeofday(timeval *__restrict time, void *__restrict zone) noexcept
     return fails() ? -1 : 0;
 }
 
-char *strdup(const char *text) noexcept
-{
-    if ((script != nullptr && script->no_messages) || fails())
-        return errno = ENOMEM, nullptr;
-    return REAL(strdup)(text);
-}
-
 // Those that return a value and do nothing else.
 #define SCRIPTED(function, ...)                                                                                        \
     function                                                                                                           \
@@ -177,6 +170,8 @@ SCRIPTED(passwd *getpwnam(const char *name), find(script->users, &passwd::pw_nam
 SCRIPTED(passwd *getpwuid(uid_t uid), find(script->users, &passwd::pw_name, &passwd::pw_uid, nullptr, uid))
 SCRIPTED(group *getgrnam(const char *name), find(script->groups, &group::gr_name, &group::gr_gid, name))
 SCRIPTED(group *getgrgid(gid_t gid), find(script->groups, &group::gr_name, &group::gr_gid, nullptr, gid))
+SCRIPTED(char *strdup(const char *text) noexcept,
+         (script != nullptr && script->no_messages) || fails() ? (errno = ENOMEM, nullptr) : REAL(strdup)(text))
 SCRIPTED(char *ctime(const time_t *instant) noexcept, fails() ? nullptr : REAL(ctime)(instant))
 SCRIPTED(tm *localtime_r(const time_t *__restrict instant, tm *__restrict local) noexcept,
          fails() ? nullptr : REAL(localtime_r)(instant, local))

@@ -12,6 +12,7 @@
 #include <memory>
 #include <random>
 #include <thread>
+#include <tuple>
 
 #include "base/integer.h"
 #include "simulator/state.h"
@@ -41,31 +42,26 @@ TEST(Simulator, KeepsTheModulesRules)
     zynov_iov old = {170};
     EXPECT_EQ(change_table(table, RESET, old, start), EILSEQ);
     EXPECT_EQ(query_table(table, ZYNOV_IOC_HIGH_MARK, old, start), EILSEQ);
-    const struct {
-        zynov_command command;
-        uint64_t kind;
-        int64_t id, value; // which is the kind to delete
-        uint64_t container;
-        int error;
-        int64_t high_mark; // which shows that the lowest free slot is taken
-    } steps[] = {{RESET, 0, 0, 0, 0, ENOENT, -1},
-                 {ADD, 1, 5, 99999, 0, 0, 0},
-                 {ADD, 1, 5, 1, 0, EEXIST, 0},
-                 {ADD, 2, 5, 99999, 0, 0, 1},
-                 {ADD, 1, 5, 32400, 9, 0, 2},
-                 {ADD, 1, 6, 32399, 0, EINVAL, 2},
-                 {ADD, 1, 6, 253402329600, 0, EOVERFLOW, 2},
-                 {ADD, 4, 6, 99999, 0, EINVAL, 2},
-                 {ADD, 0, 6, 99999, 0, EINVAL, 2},
-                 {DELETE, 1, 5, 2, 0, 0, 2},
-                 {DELETE, 2, 5, 2, 0, EL2HLT, 2},
-                 {ADD, 1, 7, 253402329599, 0, 0, 2},
-                 {RESET, 0, 0, 0, 9, 0, 1},
-                 {RESET, 0, 0, 0, 9, ENOENT, 1},
-                 {DELETE, 0, 7, 1, 0, 0, 0}};
-    for (const auto &s : steps) {
-        EXPECT_EQ(change(table, s.command, s.kind, s.id, s.value, s.container), s.error);
-        EXPECT_EQ(high_mark(), s.high_mark);
+    // Kind, id, value (to delete: the kind) and container; the answer, and the highest slot that is then in use.
+    const std::tuple<zynov_command, uint64_t, int64_t, int64_t, uint64_t, int, int64_t> steps[] = {
+        {RESET, 0, 0, 0, 0, ENOENT, -1},
+        {ADD, 1, 5, 99999, 0, 0, 0},
+        {ADD, 1, 5, 1, 0, EEXIST, 0},
+        {ADD, 2, 5, 99999, 0, 0, 1},
+        {ADD, 1, 5, 32400, 9, 0, 2},
+        {ADD, 1, 6, 32399, 0, EINVAL, 2},
+        {ADD, 1, 6, 253402329600, 0, EOVERFLOW, 2},
+        {ADD, 4, 6, 99999, 0, EINVAL, 2},
+        {ADD, 0, 6, 99999, 0, EINVAL, 2},
+        {DELETE, 1, 5, 2, 0, 0, 2},
+        {DELETE, 2, 5, 2, 0, EL2HLT, 2},
+        {ADD, 1, 7, 253402329599, 0, 0, 2},
+        {RESET, 0, 0, 0, 9, 0, 1},
+        {RESET, 0, 0, 0, 9, ENOENT, 1},
+        {DELETE, 0, 7, 1, 0, 0, 0}};
+    for (const auto &[command, kind, id, value, container, error, mark] : steps) {
+        EXPECT_EQ(change(table, command, kind, id, value, container), error);
+        EXPECT_EQ(high_mark(), mark);
     }
     EXPECT_EQ(query(ZYNOV_IOC_GET_SLOT, 1).id, 0);
     for (int64_t id = 100; high_mark() < Table::capacity - 1; ++id)

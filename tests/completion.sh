@@ -34,6 +34,7 @@ ovuser add daemo;daemon
 ovuser add u:nobody --speed ;frozen
 ovuser add u:nobody --speed=f;frozen
 ovuser add u:nobody --at ;
+ovuser add u:nobody --at '2030-12-25 no;
 ovuser reset ;
 zynov-sim --state=/etc/pass;*/etc/passwd*
 zynov-sim --shared --state /etc/pass;*/etc/passwd*

@@ -1,7 +1,7 @@
 #!/bin/sh
 # What is promised of the files themselves: names exported, libraries needed, size, a header for C too, and that
 # each folder includes only what lies below it.
-# Usage: library.sh SOURCE_FOLDER BUILD_FOLDER C_COMPILER
+# Usage: library.sh SOURCE_FOLDER BUILD_FOLDER C_COMPILER BUILD_TYPE
 set -eu
 export LC_ALL=C
 source=$1 build=$2 cc=$3 status=0
@@ -22,7 +22,7 @@ for file in libov_helper.so ovuser libzynov_sim.so; do
 done
 
 strip -o "$build/stripped.so" "$build/libov_helper.so"
-[ "$(wc -c <"$build/stripped.so")" -lt 40960 ] || complain "libov_helper.so is too large"
+[ "$4" != Release ] || [ "$(wc -c <"$build/stripped.so")" -lt 40960 ] || complain "libov_helper.so is too large"
 
 [ "$(echo $(names libzynov_sim.so))" = "__gettimeofday __open __open64 __open64_2 __open_2 __openat64_2 __openat_2 \
 clock_gettime ftime gettimeofday ioctl open open64 openat openat64 setegid seteuid setgid setregid setresgid setresuid \

@@ -107,7 +107,7 @@ inline Parsed naive_broken_down(const tm &t)
     int64_t days = whole_days(t);
     for (int century = 2000; century < t.tm_year + (t.tm_mon > 2 ? 1 : 0); century += 100)
         days += century % 400 == 100 ? 86400 : century % 400 == 0 ? -86400 : 0;
-    return {summer_time(static_cast<int32_t>(days) + t.tm_hour * 3600 + t.tm_min * 60 + timezone), ""};
+    return {summer_time(int64_t{static_cast<int32_t>(days)} + t.tm_hour * 3600 + t.tm_min * 60 + timezone), ""};
 }
 
 // parse_reltime at two readings of the clock, with a wall clock that the C library counts the seconds of.

@@ -25,7 +25,7 @@ constexpr bool is_leap(int64_t year)
 template <typename Year> constexpr Year leap_years_until(Year year, YearBase base = since_1900)
 {
     const Year counted = year - base, centuries = floor_div(counted, 100);
-    return (counted >> 2) - centuries + ((centuries + 19) >> 2);
+    return floor_div(counted, 4) - centuries + floor_div(centuries + 19, 4);
 }
 
 // Days in a month (0 to 11) of a year counted from 1900; -1 for any other month.
@@ -44,11 +44,11 @@ constexpr int get_month_days(int64_t year, int64_t month)
 // Days before each month of a common year.
 inline constexpr int16_t days_before[] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
 
-// Days from 1970-01-01 to a day of a calendar year and month (1 to 12). A year's own leap day counts from March on.
+// Days from 1970-01-01 to a day of a calendar year and month (1 to 12).
 template <typename Year> constexpr Year day_number(Year year, int month, int day, YearBase base = since_1900)
 {
-    return 365 * (year - 1970) + leap_years_until(month > 2 ? year : year - 1, base) - leap_years_until(1969, base) +
-           days_before[month - 1] + day - 1;
+    return 365 * (year - 1970) + leap_years_until(year - 1, base) - leap_years_until(1969, base) +
+           days_before[month - 1] + (month > 2 && is_leap(year - base) ? 1 : 0) + day - 1;
 }
 
 struct Date {

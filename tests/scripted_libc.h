@@ -16,7 +16,7 @@
 #include "kernel/zynov.h"
 #include "ov_helper.h"
 
-// What came of a request. It is good when the control file and the streams of popen were closed, and the message is one
+// What came of a call. It is good when the control file and the streams of popen were closed, and the message is one
 // of the engine's.
 struct Outcome {
     int result, calls;
@@ -28,6 +28,8 @@ struct Outcome {
 
 using Answers = std::vector<std::pair<int, int>>; // return value and errno of each command, the last for good
 
+using Call = std::function<int32_t(char **)>; // of the engine, with a message slot
+
 struct Script {
     Script() { in_force = this; }
     ~Script()
@@ -37,8 +39,12 @@ struct Script {
             fclose(stream);
     }
 
-    // Carries out a request as if it were the first, with a message that is pending, or without a slot.
-    Outcome run(const ov_request &request, const std::string &pending = "", bool with_slot = true);
+    // Makes a call as if it were the first, with a message that is pending, or without a slot.
+    Outcome run(const Call &call, const std::string &pending = "", bool with_slot = true);
+    Outcome run(const ov_request &request, const std::string &pending = "", bool with_slot = true)
+    {
+        return run([&](char **slot) { return ov_process_request(&request, slot); }, pending, with_slot);
+    }
 
     uid_t uid = 0;
     gid_t gid = 0;

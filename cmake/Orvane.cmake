@@ -5,16 +5,16 @@ target_compile_options(orvane_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshad
                                                  $<$<BOOL:${ORVANE_WERROR}>:-Werror>
                                                  # A pragma may name a warning that only GCC has.
                                                  $<$<CXX_COMPILER_ID:Clang>:-Wno-unknown-warning-option>)
-add_library(orvane_sanitizers INTERFACE)
-if(ORVANE_SANITIZE)
-  target_compile_options(orvane_sanitizers INTERFACE -fsanitize=${ORVANE_SANITIZE} -fno-sanitize-recover=all
-                                                     -fno-omit-frame-pointer)
-  target_link_options(orvane_sanitizers INTERFACE -fsanitize=${ORVANE_SANITIZE})
-endif()
 
+add_library(orvane_instrumentation INTERFACE) # for sanitizers or coverage
+if(ORVANE_SANITIZE)
+  target_compile_options(orvane_instrumentation INTERFACE -fsanitize=${ORVANE_SANITIZE} -fno-sanitize-recover=all
+                                                     -fno-omit-frame-pointer)
+  target_link_options(orvane_instrumentation INTERFACE -fsanitize=${ORVANE_SANITIZE})
+endif()
 if(ORVANE_COVERAGE)
-  target_compile_options(orvane_sanitizers INTERFACE --coverage -O0)
-  target_link_options(orvane_sanitizers INTERFACE --coverage)
+  target_compile_options(orvane_instrumentation INTERFACE --coverage -O0)
+  target_link_options(orvane_instrumentation INTERFACE --coverage)
 endif()
 
 # What is installed runs as root: the compiler's and the loader's guards are on. Sanitizers bring their own.
@@ -37,7 +37,7 @@ function(orvane_product target)
                                         -Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/exports.map)
   # A preloaded library goes into programs that know no sanitizer, and defines what the fortified headers redefine.
   if(NOT ARGN STREQUAL "PRELOADED")
-    target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:orvane_sanitizers>)
+    target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:orvane_instrumentation>)
     if(NOT ORVANE_SANITIZE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
       target_compile_options(${target} PRIVATE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
     endif()

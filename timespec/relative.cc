@@ -45,16 +45,6 @@ static int64_t days_in_years(int64_t count, const tm &today)
     return 0;
 }
 
-static void step_hour_forward(tm &t)
-{
-    if (t.tm_hour == 23) {
-        t.tm_hour = 0;
-        add_one_day_to_tm(&t);
-    } else {
-        ++t.tm_hour;
-    }
-}
-
 // Brings the hour back to the one that was left, after a change of daylight saving time in between. The
 // bound is worked out anew after every step, so that it and the counter meet halfway: a gap of one hour is
 // closed, a larger one only in part, and those across midnight run on past it. Meant so.
@@ -63,7 +53,10 @@ static void align_hour(tm &t, int wanted)
     const auto forward = [&](int until) {
         int steps = 0;
         do {
-            step_hour_forward(t);
+            if (++t.tm_hour == 24) {
+                t.tm_hour = 0;
+                add_one_day_to_tm(&t);
+            }
         } while (++steps < until - t.tm_hour);
     };
     const auto back = [&](int until) {

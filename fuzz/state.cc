@@ -5,7 +5,7 @@
 #include <cerrno>
 
 #include "fuzz/fuzz.h"
-#include "simulator/state.h"
+#include "simulator/table/state.h"
 
 using namespace sim;
 

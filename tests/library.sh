@@ -43,7 +43,7 @@ LD_LIBRARY_PATH="$build" "$build/c99" || complain "a C program does not run"
 
 # FOLDER MAY_INCLUDE...
 while read -r folder allowed; do
-    grep -n '^#include "' "$source/$folder"/*.cc "$source/$folder"/*.h 2>/dev/null |
+    grep -rn '^#include "' "$source/$folder" |
         grep -vE "\"(ov_helper\.h|$allowed)" && complain "$folder/ includes what does not lie below it"
 done <<'END'
 base base/

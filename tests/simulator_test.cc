@@ -15,7 +15,7 @@
 #include <tuple>
 
 #include "base/integer.h"
-#include "simulator/state.h"
+#include "simulator/table/state.h"
 
 using namespace sim;
 

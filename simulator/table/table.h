@@ -5,56 +5,11 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <ctime>
 
-#include "kernel/zynov.h"
+#include "simulator/table/clock.h"
 
 namespace sim
 {
-
-enum Kind : uint64_t { no_kind = 0, user_kind = 1, group_kind = 2, process_kind = 3 };
-
-// One virtual clock. A kind of 0 in its flags marks a free slot.
-struct Clock {
-    int64_t id;
-    uint64_t flags; // as on the wire
-    uint64_t container_id;
-    int64_t speed;
-    int64_t origin;
-    int64_t start;        // the clock's value, in seconds since the epoch, ...
-    int64_t real_seconds; // ... at this real instant
-    int64_t real_nanoseconds;
-    int64_t utc_offset; // of the zone in which the clock was added, seconds east: where its midnight lies
-    uint64_t birth;     // of a process: tells it from a later one with the same pid
-
-    uint64_t kind() const { return flags & ZYNOV_KIND_MASK; }
-    bool rewinds() const { return flags >> ZYNOV_REWIND_SHIFT != 0; }
-};
-
-// What a clock shows at real instants, worked out as far as it can be beforehand. Async-signal-safe.
-class Pace
-{
-  public:
-    constexpr Pace() = default;
-    explicit Pace(const Clock &clock);
-
-    timespec at(const timespec &real) const;
-
-  private:
-    int64_t real_seconds_ = 0;
-    int64_t real_nanoseconds_ = 0;
-    int64_t start_ = 0;
-    int64_t multiplier_ = 0;       // 0 when the clock stands still
-    uint64_t divisor_ = 1;         // above 1 when it is slow, ...
-    uint64_t divisor_inverse_ = 0; // ... with 2^64 divided by it, to save the division
-    int64_t utc_offset_ = 0;
-    int64_t midnight_ = 0;
-    bool rewinds_ = false;
-};
-
-// When a process started, in ticks since boot, from its status line (/proc/PID/stat or /proc/self/stat); 0
-// when there is no such process. Async-signal-safe.
-uint64_t process_birth(const char *status_line);
 
 // A place for one clock. There are two copies of it and a version whose lowest bit names the one that holds:
 // a writer fills the other and then counts the version up, so that no reader sees half a clock, and a writer

@@ -11,8 +11,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "simulator/faults.h"
-#include "simulator/state.h"
+#include "simulator/control/faults.h"
+#include "simulator/table/state.h"
 
 namespace sim
 {

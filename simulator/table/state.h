@@ -5,7 +5,7 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
-#include "simulator/table.h"
+#include "simulator/table/table.h"
 
 namespace sim
 {

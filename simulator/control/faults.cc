@@ -1,4 +1,4 @@
-#include "simulator/faults.h"
+#include "simulator/control/faults.h"
 
 #include <cinttypes>
 #include <cstdio>

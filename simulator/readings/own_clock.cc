@@ -1,31 +1,23 @@
-// The preloaded side of the clocks: what a process that has one is told when it asks for the time. A reading
-// makes no system call, takes no lock and searches nothing unless a clock has come or gone since the last.
-#include "simulator/clocks.h"
+#include "simulator/readings/own_clock.h"
 
 #include <fcntl.h>
 #include <pthread.h>
-#include <sys/stat.h>
-#include <sys/time.h>
-#include <sys/timeb.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstdlib>
-#include <cstring>
 
 #include "base/errno_guard.h"
 #include "base/integer.h"
-#include "simulator/next.h"
-#include "simulator/small_file.h"
-#include "simulator/state.h"
+#include "simulator/bare/next.h"
+#include "simulator/identity/identity.h"
+#include "simulator/identity/process.h"
+#include "simulator/table/state.h"
 
 namespace sim
 {
 
-static constinit Next<int(clockid_t, timespec *)> next_clock_gettime("clock_gettime");
-static constinit Next<int(timeval *, void *)> next_gettimeofday("gettimeofday");
-static constinit Next<time_t(time_t *)> next_time("time");
-static constinit Next<int(timespec *, int)> next_timespec_get("timespec_get");
+constinit Next<int(clockid_t, timespec *)> next_clock_gettime("clock_gettime");
 
 // The table, once it was looked for; no_table() where there is none, and only real time.
 static std::atomic<const Table *> attached = nullptr;
@@ -34,15 +26,6 @@ static const Table *no_table()
 {
     return reinterpret_cast<const Table *>(&nothing);
 }
-
-// What a process knows of itself from its start, or from the fork that made it. What has to be read from a file is
-// read then, since later it may not be there.
-static uint64_t container_id;
-static pid_t own_pid;
-static uint64_t own_birth;
-
-// Counts the changes of this process's identity: by fork and the set*id calls.
-static std::atomic<uint64_t> identity_version;
 
 // What a thread knows of the clock that its process lives by, and when it found out.
 struct Knowledge {
@@ -83,9 +66,9 @@ static bool search_clock(const Table &clocks, pid_t pid, Clock &clock)
         const Clock candidate = slot.load();
         for (size_t better = 0; better < rank; ++better) {
             if (candidate.kind() != kinds[better] || candidate.id != owners[better] ||
-                candidate.container_id != container_id)
+                candidate.container_id != self.container_id)
                 continue;
-            if (better == 0 && candidate.birth != (pid == own_pid ? own_birth : process_birth("/proc/self/stat")))
+            if (better == 0 && candidate.birth != (pid == self.pid ? self.birth : process_birth("/proc/self/stat")))
                 continue; // left by an earlier process of the same number
             rank = better;
             clock = candidate;
@@ -108,7 +91,7 @@ static Knowledge learn(const Table &clocks)
         if (fresh.lives_by_clock)
             fresh.pace = Pace(clock);
     } while (!fresh.holds(clocks.generation.load(std::memory_order_relaxed)));
-    if (fresh.generation % 2 == 0 && pid == own_pid) {
+    if (fresh.generation % 2 == 0 && pid == self.pid) {
         const uint64_t lesson = ++memory.lessons_begun;
         std::atomic_signal_fence(std::memory_order_seq_cst);
         memory.lessons[lesson % Memory::places] = fresh;
@@ -125,29 +108,6 @@ timespec real_time()
     return real;
 }
 
-static void identity_changed()
-{
-    identity_version.fetch_add(1, std::memory_order_release);
-}
-
-static void know_oneself()
-{
-    own_pid = getpid();
-    own_birth = process_birth("/proc/self/stat");
-    identity_changed();
-}
-
-// As the engine reads it, but with nothing left open.
-static uint64_t read_container_id()
-{
-    struct stat marker;
-    char line[256];
-    if (stat("/.dockerenv", &marker) != 0 || !read_small_file("/etc/hostname", line))
-        return 0;
-    line[strcspn(line, "\n")] = '\0';
-    return strtoull(line, nullptr, 16);
-}
-
 // Usually before main; earlier when a library of the program asks for the time as it is loaded.
 __attribute__((constructor)) static void attach()
 {
@@ -155,14 +115,11 @@ __attribute__((constructor)) static void attach()
         return;
     ov::ErrnoGuard keep;
     next_clock_gettime.get(); // now, since looking for it later may take a lock
-    next_gettimeofday.get();
-    next_time.get();
-    next_timespec_get.get();
     const Table *table = nullptr;
     const char *state = getenv(state_variable);
     const int descriptor = state != nullptr ? open(state, O_RDONLY | O_NOFOLLOW | O_CLOEXEC) : -1;
     if (descriptor >= 0) {
-        container_id = read_container_id();
+        know_container();
         know_oneself();
         if (flaw_in_state(descriptor) == nullptr && pthread_atfork(nullptr, nullptr, know_oneself) == 0)
             table = map_state(descriptor);
@@ -179,7 +136,7 @@ static inline bool tell(const Knowledge &knowledge, timespec &time)
 }
 
 // The time that this process is to see; false when that is the real time.
-static inline bool read_clock(timespec &time)
+bool read_clock(timespec &time)
 {
     const Table *clocks = attached.load(std::memory_order_acquire);
     if (clocks == nullptr) [[unlikely]] {
@@ -200,66 +157,3 @@ static inline bool read_clock(timespec &time)
 }
 
 } // namespace sim
-
-SIM_INTERPOSED int clock_gettime(clockid_t source, timespec *time) noexcept
-{
-    const bool virtualised = source == CLOCK_REALTIME || source == CLOCK_REALTIME_COARSE;
-    return virtualised && sim::read_clock(*time) ? 0 : sim::next_clock_gettime(source, time);
-}
-
-// Under a name of its own, since the C library's prototype promises a time that is never null; old programs
-// ask for the zone alone.
-SIM_INTERPOSED int seen_gettimeofday(timeval *time, void *zone) __asm__("gettimeofday");
-
-SIM_INTERPOSED int seen_gettimeofday(timeval *time, void *zone)
-{
-    timespec now;
-    if (time == nullptr || !sim::read_clock(now))
-        return sim::next_gettimeofday(time, zone);
-    *time = {now.tv_sec, now.tv_nsec / 1000};
-    return zone != nullptr ? sim::next_gettimeofday(nullptr, zone) : 0;
-}
-
-SIM_INTERPOSED int __gettimeofday(timeval *, void *) __attribute__((alias("gettimeofday")));
-
-SIM_INTERPOSED time_t time(time_t *time) noexcept
-{
-    timespec now;
-    if (!sim::read_clock(now))
-        return sim::next_time(time);
-    if (time != nullptr)
-        *time = now.tv_sec;
-    return now.tv_sec;
-}
-
-SIM_INTERPOSED int timespec_get(timespec *time, int base) noexcept
-{
-    return base == TIME_UTC && sim::read_clock(*time) ? base : sim::next_timespec_get(time, base);
-}
-
-SIM_INTERPOSED int ftime(timeb *time)
-{
-    timespec now;
-    clock_gettime(CLOCK_REALTIME, &now);
-    *time = {now.tv_sec, static_cast<unsigned short>(now.tv_nsec / 1'000'000), 0, 0};
-    return 0;
-}
-
-// The calls after which a process may live by another clock.
-#define SIM_CHANGES_IDENTITY(name, parameters, arguments)                                                              \
-    SIM_INTERPOSED int name parameters noexcept                                                                        \
-    {                                                                                                                  \
-        static constinit sim::Next<int parameters> next(#name);                                                        \
-        const int result = next arguments;                                                                             \
-        sim::identity_changed();                                                                                       \
-        return result;                                                                                                 \
-    }
-
-SIM_CHANGES_IDENTITY(setuid, (uid_t uid), (uid))
-SIM_CHANGES_IDENTITY(seteuid, (uid_t uid), (uid))
-SIM_CHANGES_IDENTITY(setreuid, (uid_t real, uid_t effective), (real, effective))
-SIM_CHANGES_IDENTITY(setresuid, (uid_t real, uid_t effective, uid_t saved), (real, effective, saved))
-SIM_CHANGES_IDENTITY(setgid, (gid_t gid), (gid))
-SIM_CHANGES_IDENTITY(setegid, (gid_t gid), (gid))
-SIM_CHANGES_IDENTITY(setregid, (gid_t real, gid_t effective), (real, effective))
-SIM_CHANGES_IDENTITY(setresgid, (gid_t real, gid_t effective, gid_t saved), (real, effective, saved))

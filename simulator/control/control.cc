@@ -10,10 +10,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "simulator/clocks.h"
-#include "simulator/faults.h"
-#include "simulator/next.h"
-#include "simulator/state.h"
+#include "simulator/bare/next.h"
+#include "simulator/control/faults.h"
+#include "simulator/readings/own_clock.h"
+#include "simulator/table/state.h"
 
 namespace sim
 {

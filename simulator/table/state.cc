@@ -1,4 +1,4 @@
-#include "simulator/state.h"
+#include "simulator/table/state.h"
 
 #include <fcntl.h>
 #include <sys/file.h>

@@ -1,0 +1,21 @@
+// The clock that this process lives by.
+#pragma once
+
+#include <ctime>
+
+#include "simulator/bare/next.h"
+
+namespace sim
+{
+
+// The time that this process is to see; false when that is the real time. Makes no system call, takes no lock and
+// searches nothing unless a clock has come or gone since the last.
+bool read_clock(timespec &time);
+
+// The C library's own.
+extern Next<int(clockid_t, timespec *)> next_clock_gettime;
+
+// The real time, whatever clock this process lives by.
+timespec real_time();
+
+} // namespace sim

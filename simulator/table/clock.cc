@@ -1,0 +1,56 @@
+#include "simulator/table/clock.h"
+
+#include "base/integer.h"
+
+namespace sim
+{
+
+__extension__ typedef unsigned __int128 Wide;
+
+constexpr int64_t nanoseconds_per_second = 1'000'000'000;
+constexpr int64_t seconds_per_day = 86400;
+constexpr int64_t fastest = 1000; // beyond, a clock stands still
+
+static int64_t time_of_day(int64_t instant, int64_t utc_offset)
+{
+    return ov::floor_mod(ov::wrapping_add(instant, utc_offset), seconds_per_day);
+}
+
+// A table that somebody scribbled in may hold anything, so no sum in here may be undefined.
+Pace::Pace(const Clock &clock)
+    : real_seconds_(clock.real_seconds), real_nanoseconds_(clock.real_nanoseconds), start_(clock.start),
+      utc_offset_(clock.utc_offset),
+      midnight_(ov::wrapping_sub(clock.start, time_of_day(clock.start, clock.utc_offset))), rewinds_(clock.rewinds())
+{
+    const int64_t speed = ov::low_32(clock.speed);
+    multiplier_ = speed == 0 || speed > fastest ? 0 : speed > 0 ? speed : 1;
+    if (speed < -1) {
+        divisor_ = static_cast<uint64_t>(-speed);
+        divisor_inverse_ = UINT64_MAX / divisor_;
+    }
+}
+
+timespec Pace::at(const timespec &real) const
+{
+    int64_t seconds = ov::wrapping_mul(ov::wrapping_sub(real.tv_sec, real_seconds_), multiplier_);
+    int64_t nanoseconds = ov::wrapping_mul(ov::wrapping_sub(real.tv_nsec, real_nanoseconds_), multiplier_);
+    if (divisor_ > 1) {
+        const int64_t elapsed = ov::wrapping_add(ov::wrapping_mul(seconds, nanoseconds_per_second), nanoseconds);
+        seconds = 0;
+        if (elapsed >= 0) { // the product with the inverse falls short by one at the most
+            const auto dividend = static_cast<uint64_t>(elapsed);
+            const auto quotient = static_cast<uint64_t>(static_cast<Wide>(dividend) * divisor_inverse_ >> 64);
+            nanoseconds = static_cast<int64_t>(quotient + (dividend - quotient * divisor_ >= divisor_ ? 1 : 0));
+        } else {
+            nanoseconds = ov::floor_div(elapsed, static_cast<int64_t>(divisor_));
+        }
+    }
+    seconds = ov::wrapping_add(start_, seconds);
+    seconds = ov::wrapping_add(seconds, ov::floor_div(nanoseconds, nanoseconds_per_second));
+    nanoseconds = ov::floor_mod(nanoseconds, nanoseconds_per_second);
+    if (rewinds_)
+        seconds = ov::wrapping_add(midnight_, time_of_day(seconds, utc_offset_));
+    return {seconds, nanoseconds};
+}
+
+} // namespace sim

@@ -1,0 +1,77 @@
+// The real ovuser on the simulator: shell scripts in a folder that an ordinary user can reach, as root and as one.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+
+namespace fs = std::filesystem;
+
+using Steps = std::vector<std::pair<std::string, std::string>>; // a shell script, and what it prints
+
+// Each test begins on an empty table.
+class Utility : public testing::Test
+{
+  protected:
+    // A folder with the programs that an ordinary user can reach, which a build folder may not be.
+    static void SetUpTestSuite()
+    {
+        const char *checker = getenv("OVUSER_CHECKER"); // such as valgrind
+        setenv("OV", ((checker != nullptr ? checker + std::string(" ") : "") + "./ovuser").c_str(), 1);
+        setenv("TZ", "UTC", 1);
+        setenv("SIM", "./zynov-sim --state table --shared", 1);
+        setenv("NOBODY", "setpriv --reuid=65534 --regid=65534 --clear-groups", 1);
+        setenv("FREEZE", "--epoch 1924419600 --speed frozen", 1); // christmas 2030, at nine
+        std::string name = fs::temp_directory_path() / "ovuser.XXXXXX";
+        folder = mkdtemp(name.data());
+        fs::permissions(folder, fs::perms(0755));
+        for (const char *program : {"ovuser", "zynov-sim", "libzynov_sim.so", "tests/probe"})
+            fs::copy(fs::path(PROGRAMS) / program, folder);
+    }
+    static void TearDownTestSuite() { fs::remove_all(folder); }
+    void SetUp() override
+    {
+        fs::remove(folder / "table");
+        if (geteuid() != 0)
+            GTEST_SKIP() << "needs the superuser";
+    }
+
+    // Runs a shell script in the folder; what it prints on standard error comes after "! ", its status last.
+    static std::string shell(const std::string &script, const std::string &simulator = "")
+    {
+        std::ofstream(folder / "script") << script;
+        const std::string line = "cd '" + folder.string() + "' && " + simulator + " sh ./script 2>err </dev/null; " +
+                                 "status=$?; sed '1s/^/! /' err; printf %s \"= $status\"";
+        FILE *const output = popen(line.c_str(), "r");
+        std::string text;
+        for (int next; (next = getc(output)) != EOF;)
+            text += static_cast<char>(next);
+        pclose(output);
+        return text;
+    }
+
+    static void expect(const Steps &steps)
+    {
+        for (const auto &[script, expected] : steps) {
+            std::string seen = shell(script, "$SIM");
+            for (time_t now = time(nullptr) + 1, past = now - 30; past <= now; ++past)
+                for (size_t at; (at = seen.find(std::to_string(past))) != std::string::npos;)
+                    seen.replace(at, 10, "real");
+            EXPECT_EQ(seen, expected) << script;
+        }
+    }
+
+    static inline fs::path folder;
+};
+
+#define ERROR "! ovuser: error: "
+#define AND_ERROR "ovuser: error: "
+#define CHRISTMAS "Wed Dec 25 09:00:00 2030\n"
+#define HEADER "Id         Clock type                Clock date/time\n"
+#define OWN_HEADER "ovuser: report: Listing requested virtual clock:\n" HEADER
+#define OWN_END "- End of list -\novuser: Requested Orvane users have been listed above.\n= 0"

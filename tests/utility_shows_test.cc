@@ -1,0 +1,49 @@
+// What other programs see of their clocks.
+#include "tests/utility.h"
+
+// Scripts that print times: those of christmas 2030 are virtual, "real" stands for the real one.
+TEST_F(Utility, ShowsProgramsTheirTime)
+{
+    const std::string christmas = "1924419600";
+    const auto each_call = [](const std::string &time) {
+        return time + " " + time + " " + time + " " + time + " " + time + " 1\n= 0";
+    };
+    expect({
+        {"$OV add g:65534 $FREEZE >/dev/null; ./probe", each_call("real")},
+        {"$NOBODY ./probe", each_call(christmas)},
+        {"$OV add u:65534 --epoch 1924419601 --speed frozen >/dev/null; $NOBODY ./probe", each_call("1924419601")},
+        {"$NOBODY sh -c './ovuser delete >/dev/null; ./ovuser add p:$$ --epoch 1924419602 --speed -2 >/dev/null;  "
+         "./ovuser add --epoch 1924419601 --speed frozen >/dev/null; sleep 0.01; exec ./probe'",
+         each_call("1924419602")},
+        {"$NOBODY date +%s; $OV reset >/dev/null; $NOBODY date +%s", "1924419601\nreal\n= 0"},
+        // A running program whose clock comes and goes; its child has none; another user has another.
+        {"perl -e '$0 = q(a b); $| = 1; print time; system(qq(./ovuser add p:$$ \\$FREEZE >/dev/null)); print q( ), "
+         "time;"
+         "if (!fork) { print q( ), time; exit } wait; system(qq(./ovuser delete p:$$ >/dev/null)); print q( ), time;"
+         "system(q(./ovuser add u:65534 $FREEZE >/dev/null)); $> = 65534; print q( ), time; $> = 0; print q( ), time'",
+         "real " + christmas + " real real " + christmas + " real= 0"},
+        // A group's, and one in another container.
+        {"perl -e 'system(q(./ovuser add g:65534 $FREEZE >/dev/null)); $) = 65534; print time'", christmas + "= 0"},
+        {"$OV reset >/dev/null; exec 7</proc/zynov; perl -e '$r = pack(q(Qx8qqQqx24Q), 171, 65534, 99999, 1, 1, 5);"
+         "open(F, q(<&7)); ioctl(F, 0xC0505302, $r) or print $!'; $NOBODY ./probe",
+         each_call("real")},
+        // Under a storm of changes, one or the other, and nothing else.
+        {"(for i in 1 2 3 4 5 6 7 8 9; do ./ovuser add u:65534 $FREEZE; ./ovuser delete u:65534; done) >/dev/null &"
+         "$NOBODY perl -e 'for (1 .. 300000) { $t = time; $t == 1924419600 || $t < 1900000000 or $odd++ }"
+         "print $odd + 0'; wait",
+         "0= 0"},
+        // Fast and slow, a quarter of a second later.
+        {"perl -e 'for (60, -60) { system(qq(./ovuser add p:$$ --epoch 1924419600 --speed $_ >/dev/null));"
+         "select(undef, undef, undef, 0.25); $t = time - 1924419600; print $t >= 15 && $t < 600 ? q(fast) : $t;"
+         "system(qq(./ovuser delete p:$$ >/dev/null)) }'",
+         "fast0= 0"},
+        // Midnight is the local one, and the date goes back there.
+        {"export TZ=XXX-5:30; sh -c './ovuser add p:$$ --at 2030-12-25T23:59 --rewind --speed 1000 >/dev/null;"
+         "sleep 0.2; exec date \"+%F %H\"'",
+         "2030-12-25 00\n= 0"},
+        // A later process by the same number: each of these is number 1 where it lives.
+        {"own='unshare -pf --propagation unchanged --mount-proc'; $own sh -c './ovuser add p:$$ $FREEZE >/dev/null;"
+         "exec date +%s'; sleep 0.1; $own date +%s",
+         christmas + "\nreal\n= 0"},
+    });
+}

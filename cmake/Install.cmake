@@ -20,7 +20,7 @@ include(CMakePackageConfigHelpers)
 write_basic_package_version_file(ov_helperConfigVersion.cmake VERSION ${library_version}
                                  COMPATIBILITY SameMajorVersion)
 install(EXPORT ov_helper NAMESPACE ov_helper:: FILE ov_helperConfig.cmake DESTINATION ${config_folder} COMPONENT dev)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ov_helperConfigVersion.cmake DESTINATION ${config_folder} COMPONENT dev)
+install(FILES ${PROJECT_BINARY_DIR}/ov_helperConfigVersion.cmake DESTINATION ${config_folder} COMPONENT dev)
 
 # Written as it is installed, since --prefix has its say only then.
 foreach(folder INCLUDEDIR LIBDIR) # an absolute one takes the place of the prefix
@@ -32,9 +32,9 @@ install(CODE "
   set(includedir [[${pc_INCLUDEDIR}]])
   set(libdir [[${pc_LIBDIR}]])
   set(version ${library_version})
-  configure_file([[${CMAKE_SOURCE_DIR}/cmake/ov_helper.pc.in]] [[${CMAKE_CURRENT_BINARY_DIR}/ov_helper.pc]] @ONLY)"
+  configure_file([[${PROJECT_SOURCE_DIR}/cmake/ov_helper.pc.in]] [[${PROJECT_BINARY_DIR}/ov_helper.pc]] @ONLY)"
   COMPONENT dev)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ov_helper.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+install(FILES ${PROJECT_BINARY_DIR}/ov_helper.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
 
 install(TARGETS ovuser RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tools)
 install(TARGETS zynov-sim RUNTIME COMPONENT tools)

@@ -30,16 +30,17 @@ endif()
 # -O3 the library is a page larger, and nothing that the benchmarks measure is faster.
 function(orvane_product target)
   target_compile_features(${target} PRIVATE cxx_std_20)
-  target_include_directories(${target} PRIVATE ${CMAKE_SOURCE_DIR})
+  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_options(${target} PRIVATE -fno-exceptions -fno-rtti -fno-threadsafe-statics
                                            -fno-semantic-interposition $<$<CONFIG:Release>:-O2>)
   target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,-Bsymbolic-functions
-                                        -Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/exports.map)
+                                        -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
   # A preloaded library goes into programs that know no sanitizer, and defines what the fortified headers redefine.
   if(NOT ARGN STREQUAL "PRELOADED")
     target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:orvane_instrumentation>)
-    if(NOT ORVANE_SANITIZE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
-      target_compile_options(${target} PRIVATE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+    if(NOT ORVANE_SANITIZE) # nor is anything fortified without optimisation
+      target_compile_options(${target} PRIVATE
+        "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
     endif()
   endif()
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:orvane_warnings> $<BUILD_INTERFACE:orvane_hardening>)

@@ -4,14 +4,14 @@
 set(runtime_package libov-helper${PROJECT_VERSION_MAJOR})
 set(debian_version ${library_version}-1)
 configure_file(cmake/debian/changelog.Debian.in debian/changelog.Debian @ONLY)
-file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/debian/shlibs
+file(WRITE ${PROJECT_BINARY_DIR}/debian/shlibs
      "libov_helper ${PROJECT_VERSION_MAJOR} ${runtime_package} (>= ${library_version})\n")
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
-set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_SOURCE_DIR}/cmake/debian/finish.cmake)
-set(CPACK_ORVANE_DOCUMENTS ${CMAKE_SOURCE_DIR}/cmake/debian/copyright ${CMAKE_CURRENT_BINARY_DIR}/debian/changelog.Debian)
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/debian/finish.cmake)
+set(CPACK_ORVANE_DOCUMENTS ${PROJECT_SOURCE_DIR}/cmake/debian/copyright ${PROJECT_BINARY_DIR}/debian/changelog.Debian)
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -39,8 +39,8 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime_package})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_MULTIARCH same)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${CMAKE_SOURCE_DIR}/cmake/debian/triggers
-                                               ${CMAKE_CURRENT_BINARY_DIR}/debian/shlibs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers
+                                               ${PROJECT_BINARY_DIR}/debian/shlibs)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "Orvane administration engine - shared library
 ${in_common}
 This package has the library that programs set and list such clocks with.")

@@ -109,6 +109,20 @@ TEST(Simulator, RunsClocksAtTheirSpeed)
         ASSERT_TRUE(nanoseconds(shown.tv_sec - clock.start, shown.tv_nsec) == moved) << clock.speed;
         ASSERT_TRUE(shown.tv_nsec >= 0 && shown.tv_nsec < 1000000000);
 
+        // A wait is over as soon as the clock gets there; before a clock that stands, after its distance.
+        const timespec awaited = {shown.tv_sec + (clock.speed < -1000 ? any(2) : any(3000) - 1000), any(1000000000)};
+        const auto whole = [&](timespec instant) { return nanoseconds(instant.tv_sec, instant.tv_nsec); };
+        const __int128 over = whole(Pace(clock).when(awaited, real)),
+                       step = clock.speed < -1 ? -__int128{clock.speed} : 1;
+        const auto gets_there = [&](__int128 when) {
+            const timespec instant = {static_cast<time_t>(when / 1000000000), static_cast<long>(when % 1000000000)};
+            return still ? when - whole(real) >= whole(awaited) - whole(shown)
+                         : whole(Pace(clock).at(instant)) >= whole(awaited);
+        };
+        ASSERT_TRUE(gets_there(over) && (over < step || !gets_there(over - step))) << clock.speed;
+        ASSERT_EQ(Pace(clock).when({INT64_MIN, 0}, real).tv_sec, 0);
+        ASSERT_GE(Pace(clock).when({INT64_MAX, 999999999}, real).tv_sec, INT64_MAX / 1000);
+
         clock.flags |= 1 << ZYNOV_REWIND_SHIFT; // the same time of day, on the day that it began with
         clock.utc_offset = 3600 * (any(27) - 12);
         const int64_t rewound = Pace(clock).at(real).tv_sec, offset = clock.utc_offset;

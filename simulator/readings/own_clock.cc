@@ -135,15 +135,31 @@ static inline bool tell(const Knowledge &knowledge, timespec &time)
     return knowledge.lives_by_clock;
 }
 
-// The time that this process is to see; false when that is the real time.
-bool read_clock(timespec &time)
+// The real time, and so nothing, where there is no table.
+static const Table *find_table()
 {
     const Table *clocks = attached.load(std::memory_order_acquire);
     if (clocks == nullptr) [[unlikely]] {
         attach();
         clocks = attached.load(std::memory_order_acquire);
     }
-    if (clocks == no_table())
+    return clocks != no_table() ? clocks : nullptr;
+}
+
+bool own_clock(Pace &pace)
+{
+    const Table *clocks = find_table();
+    if (clocks == nullptr)
+        return false;
+    const Knowledge knowledge = learn(*clocks);
+    pace = knowledge.pace;
+    return knowledge.lives_by_clock;
+}
+
+bool read_clock(timespec &time)
+{
+    const Table *clocks = find_table();
+    if (clocks == nullptr)
         return false;
     const uint64_t lesson = memory.last_lesson;
     std::atomic_signal_fence(std::memory_order_seq_cst);

@@ -4,9 +4,14 @@
 #include <ctime>
 
 #include "simulator/bare/next.h"
+#include "simulator/table/clock.h"
 
 namespace sim
 {
+
+// The pace of the clock that this process lives by at present; false when that is the real time. As cheap as
+// read_clock, and async-signal-safe.
+bool own_clock(Pace &pace);
 
 // The time that this process is to see; false when that is the real time. Makes no system call, takes no lock and
 // searches nothing unless a clock has come or gone since the last.

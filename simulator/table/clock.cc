@@ -53,4 +53,37 @@ timespec Pace::at(const timespec &real) const
     return {seconds, nanoseconds};
 }
 
+static int64_t saturating_sub(int64_t a, int64_t b)
+{
+    int64_t difference;
+    return __builtin_sub_overflow(a, b, &difference) ? (a < 0 ? INT64_MIN : INT64_MAX) : difference;
+}
+
+static int64_t saturating_add(int64_t a, int64_t b)
+{
+    int64_t sum;
+    return __builtin_add_overflow(a, b, &sum) ? (a < 0 ? INT64_MIN : INT64_MAX) : sum;
+}
+
+timespec Pace::when(const timespec &shown, const timespec &now) const
+{
+    const timespec present = at(now);
+    int64_t seconds = saturating_sub(shown.tv_sec, present.tv_sec);
+    int64_t nanoseconds = shown.tv_nsec - present.tv_nsec;
+    if (multiplier_ > 1) { // what is left of a second counts, and is rounded up
+        nanoseconds += ov::floor_mod(seconds, multiplier_) * nanoseconds_per_second;
+        nanoseconds = -ov::floor_div(-nanoseconds, multiplier_);
+        seconds = ov::floor_div(seconds, multiplier_);
+    } else if (divisor_ > 1) { // below 2^31 * 10^9
+        const auto divisor = static_cast<int64_t>(divisor_);
+        nanoseconds *= divisor;
+        if (__builtin_mul_overflow(seconds, divisor, &seconds))
+            seconds = shown.tv_sec < present.tv_sec ? INT64_MIN : INT64_MAX;
+    }
+    nanoseconds += now.tv_nsec;
+    seconds = saturating_add(seconds, now.tv_sec);
+    seconds = saturating_add(seconds, ov::floor_div(nanoseconds, nanoseconds_per_second));
+    return seconds < 0 ? timespec{0, 0} : timespec{seconds, ov::floor_mod(nanoseconds, nanoseconds_per_second)};
+}
+
 } // namespace sim

@@ -37,6 +37,13 @@ class Pace
 
     timespec at(const timespec &real) const;
 
+    // The real instant at which a wait is over that began at the real instant now and is to last until the clock
+    // shows an instant: the first at which it does, or earlier than now. A clock that stands still, or goes back at
+    // midnight, may never get there, so the distance from what it shows now counts: as if it ran at the real speed,
+    // or on into the next day. Both instants are normalised; the answer is, and is kept between the epoch and the
+    // last of all seconds.
+    timespec when(const timespec &shown, const timespec &now) const;
+
   private:
     int64_t real_seconds_ = 0;
     int64_t real_nanoseconds_ = 0;

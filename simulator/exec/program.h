@@ -1,0 +1,18 @@
+// What a file is, to those who are about to execute it: whether the preloaded library will get into it.
+#pragma once
+
+namespace sim
+{
+
+enum class Reach {
+    preload,    // the loader of the C library puts the preloaded library in
+    image,      // nothing loads libraries, or the program asks the kernel past them: static programs, and Go's
+    foreign,    // of another architecture, or of 32 bits
+    privileged, // set-user-ID, set-group-ID or with capabilities of its own, beyond what the caller has
+    unknown     // cannot be read, or is no program: whoever executes it will be told
+};
+
+// Follows scripts to their interpreters. Async-signal-safe, and leaves errno alone.
+Reach reach_of(const char *path);
+
+} // namespace sim

@@ -27,9 +27,10 @@ done
 strip -o "$build/stripped.so" "$build/libov_helper.so"
 [ "$4" != Release ] || [ "$(wc -c <"$build/stripped.so")" -lt 40960 ] || complain "libov_helper.so is too large"
 
-[ "$(echo $(names libzynov_sim.so))" = "__gettimeofday __open __open64 __open64_2 __open_2 __openat64_2 __openat_2 \
-clock_gettime ftime gettimeofday ioctl open open64 openat openat64 setegid seteuid setgid setregid setresgid setresuid \
-setreuid setuid time timespec_get" ] || complain "interposed: $(names libzynov_sim.so)"
+[ "$(echo $(names libzynov_sim.so))" = "__fxstatat __fxstatat64 __gettimeofday __lxstat __lxstat64 __open __open64 \
+__open64_2 __open_2 __openat64_2 __openat_2 __xstat __xstat64 access clock_gettime eaccess euidaccess faccessat \
+fstatat fstatat64 ftime gettimeofday getxattr ioctl lgetxattr lstat lstat64 open open64 openat openat64 setegid seteuid setgid setregid \
+setresgid setresuid setreuid setuid stat stat64 statx time timespec_get" ] || complain "interposed: $(names libzynov_sim.so)"
 
 echo '#include "ov_helper.h"
 #include <stddef.h>

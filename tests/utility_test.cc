@@ -100,6 +100,10 @@ TEST_F(Utility, TakesAnyDescriptor)
         {"exec 7</proc/zynov 8</dev/null; perl -e '$r = pack(q(Qx72), 171); open(F, q(<&7)); open(G, q(<&8));"
          "ioctl(F, 0xC0505306, $r); print unpack(q(x40q), $r); ioctl(G, 0xC0505306, $r) or print qq( $!\n)'",
          "0 Inappropriate ioctl for device\n= 0"},
+        {"test -r /proc/zynov && ls -l /proc/zynov | cut -c 1-10; $NOBODY stat -c %a /proc/zynov; ./zynov-sim --state "
+         "own "
+         "$NOBODY test -r /proc/zynov",
+         "-rw-rw-rw-\n666\n= 1"},
         {"$OV list >/dev/full", ERROR "standard output: No space left on device\n= 5"},
         {"$OV list >&-", ERROR "standard output: Bad file descriptor\n= 5"},
         {"./ovuser delete bin <&- >&- 2>&-; echo $?; ./ovuser add bin $FREEZE <&- 2>&-",

@@ -8,9 +8,9 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
-#include <cstring>
 
 #include "simulator/bare/next.h"
+#include "simulator/control/control_file.h"
 #include "simulator/control/faults.h"
 #include "simulator/readings/own_clock.h"
 #include "simulator/table/state.h"
@@ -24,19 +24,10 @@ static constinit Next<int(int, unsigned long, ...)> next_ioctl("ioctl");
 
 static std::atomic<uint64_t> commands_sent;
 
-// The file to serve as the control file, or null when the path is any other, or the simulator is not set up.
-static const char *state_for(const char *path)
-{
-    return strcmp(path, ZYNOV_PATH) == 0 ? getenv(state_variable) : nullptr;
-}
-
-// What an opening gives, once the C library has looked at the path: if that is no valid pointer, it said so. A
-// success leaves errno as it was before.
+// What an opening gives, once the C library has looked at the path. A success leaves errno as it was before.
 static int open_simulated(int opened, const char *path, int flags, int kept)
 {
-    if (opened < 0 && errno == EFAULT)
-        return opened;
-    const char *state = state_for(path);
+    const char *state = in_place_of(path, opened < 0 ? errno : 0);
     if (state == nullptr)
         return opened;
     if (opened >= 0) // a real module is there

@@ -1,0 +1,59 @@
+// What stands in for the calls that look at a file by its name: what they say of the control file agrees with what
+// opening it gives.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "simulator/bare/next.h"
+#include "simulator/control/control_file.h"
+
+namespace sim
+{
+
+// Makes a call on a path, and once more on the state file when the path is the control file's.
+template <typename Call> static auto look_at(const char *path, const Call &call)
+{
+    const int kept = errno;
+    const auto result = call(path);
+    const char *state = in_place_of(path, result < 0 ? errno : 0);
+    if (state == nullptr)
+        return result;
+    errno = kept;
+    return call(state);
+}
+
+} // namespace sim
+
+// Under names of their own, since the C library's prototypes promise paths that are never null.
+#define SIM_LOOKS(result, name, parameters, path, ...)                                                                 \
+    SIM_INTERPOSED result seen_##name parameters __asm__(#name);                                                       \
+    SIM_INTERPOSED result seen_##name parameters                                                                       \
+    {                                                                                                                  \
+        static constinit sim::Next<result parameters> next(#name);                                                     \
+        return sim::look_at(path, [=](const char *place) { return next(__VA_ARGS__); });                               \
+    }
+
+#define SIM_STATS(suffix)                                                                                              \
+    SIM_LOOKS(int, stat##suffix, (const char *path, struct stat *file), path, place, file)                             \
+    SIM_LOOKS(int, lstat##suffix, (const char *path, struct stat *file), path, place, file)                            \
+    SIM_LOOKS(int, fstatat##suffix, (int folder, const char *path, struct stat *file, int flags), path, folder, place, \
+              file, flags)                                                                                             \
+    SIM_LOOKS(int, __xstat##suffix, (int version, const char *path, struct stat *file), path, version, place, file)    \
+    SIM_LOOKS(int, __lxstat##suffix, (int version, const char *path, struct stat *file), path, version, place, file)   \
+    SIM_LOOKS(int, __fxstatat##suffix, (int version, int folder, const char *path, struct stat *file, int flags),      \
+              path, version, folder, place, file, flags)
+
+SIM_STATS()
+SIM_STATS(64)
+SIM_LOOKS(int, statx, (int folder, const char *path, int flags, unsigned mask, struct statx *file), path, folder, place,
+          flags, mask, file)
+SIM_LOOKS(int, access, (const char *path, int mode), path, place, mode)
+SIM_LOOKS(int, euidaccess, (const char *path, int mode), path, place, mode)
+SIM_LOOKS(int, eaccess, (const char *path, int mode), path, place, mode)
+SIM_LOOKS(int, faccessat, (int folder, const char *path, int mode, int flags), path, folder, place, mode, flags)
+// Which ls asks with -l.
+SIM_LOOKS(ssize_t, getxattr, (const char *path, const char *name, void *value, size_t size), path, place, name, value,
+          size)
+SIM_LOOKS(ssize_t, lgetxattr, (const char *path, const char *name, void *value, size_t size), path, place, name, value,
+          size)

@@ -1,6 +1,7 @@
 #include "base/message.h"
 
 #include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -35,17 +36,8 @@ void Message::set(const char *format, ...)
 void Message::take(char *text)
 {
     ErrnoGuard keep;
-    free(*slot_);
-    *slot_ = text;
-}
-
-void Message::flush(FILE *stream)
-{
-    if (!pending())
-        return;
-    ErrnoGuard keep;
-    fputs(*slot_, stream);
-    take(nullptr);
+    free(own_);
+    *slot_ = own_ = text;
 }
 
 } // namespace ov

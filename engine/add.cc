@@ -1,6 +1,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "base/errno_guard.h"
 #include "base/integer.h"
 #include "base/local_time.h"
 #include "engine/operations.h"
@@ -27,7 +28,7 @@ static int64_t absolute_value(const ov_request &request, char **note)
 
 int32_t read_clock_setting(const ov_request &request, ClockSetting &clock, Message &message)
 {
-    // The text names 1000, yet 1001, a stopped clock, is let through: meant so.
+    // The text names 1000, yet 1001 is let through: it is the only way to a clock that is shown as FROZEN.
     if (request.speed < -OV_SPEED_LIMIT || request.speed > OV_SPEED_STOPPED) {
         message.set("ovuser: error: wrong parameters for speed: %d, it must be an integer and belongs to  "
                     "[-1000, 1000].\n",
@@ -38,15 +39,13 @@ int32_t read_clock_setting(const ov_request &request, ClockSetting &clock, Messa
     const bool relative = request.time_form != OV_ABSOLUTE_FORM && request.x_date == nullptr;
     char *note = nullptr;
     const int64_t value = relative ? relative_value(request, &note) : absolute_value(request, &note);
-    Message parser(&note);
-    if (value != 0 && relative) // what was said of a relative value that is one is dropped: meant so
-        parser.take(nullptr);
-    if (parser.pending())
-        message.take(note);
-    else if (value == 0)
-        message.set("ovuser: error: parse %s clock error\n", relative ? "relative" : "virtual");
-    if (value == 0)
+    if (value == 0) {
+        if (note != nullptr) // which comes with a failure alone
+            message.take(note);
+        else
+            message.set("ovuser: error: parse %s clock error\n", relative ? "relative" : "virtual");
         return relative ? OV_BAD_RELATIVE_TIME : OV_BAD_TIME;
+    }
 
     // The origin goes to the kernel whatever the form; the relative mode only with a relative value.
     clock = {value, relative ? request.rel_mode : 0, request.rewind, request.rel_origin, request.speed};
@@ -69,7 +68,7 @@ static void report_added(int32_t kind, int32_t number, const ClockSetting &clock
 static int32_t add_clock(const ControlFile &control, int32_t kind, int32_t number, const ClockSetting &clock,
                          Message &message)
 {
-    // The fields not set here keep what the module left for the identity before: meant so.
+    // The fields not set here go back as the module left them for the identity before, and may mean something to it.
     theiov.id = number;
     theiov.vtime = clock.value;
     theiov.flags = clock_flags(kind, clock);
@@ -81,11 +80,25 @@ static int32_t add_clock(const ControlFile &control, int32_t kind, int32_t numbe
         report_added(kind, number, clock, message);
         return OV_OK;
     }
-    if (outcome == -1 && errno == EEXIST) { // no error, and "uid" for every kind: meant so
+    if (outcome == -1 &&
+        errno == EEXIST) { // no error: who adds twice has his clock. "uid" for every kind, since scripts know the text
         message.set("ovuser: uid %d already has a virtual clock\n", number);
         return OV_OK;
     }
     return outcome;
+}
+
+// Prints what is pending, so that the next identity starts with an empty slot.
+static void print_pending(int32_t result, Message &message)
+{
+    if (!message.pending())
+        return;
+    ErrnoGuard keep;
+    if (result == OV_OK)
+        printf("%s", message.text());
+    else
+        fputs(message.text(), stderr);
+    message.take(nullptr);
 }
 
 int32_t add_clocks(const ControlFile &control, const Identities &who, const ClockSetting &clock, Message &message)
@@ -94,12 +107,11 @@ int32_t add_clocks(const ControlFile &control, const Identities &who, const Cloc
     for (int i = 0; i < who.count; ++i) {
         result = add_clock(control, who.kinds[i], who.numbers[i], clock, message);
         if (i + 1 < who.count)
-            message.flush(result == OV_OK ? stdout : stderr);
+            print_pending(result, message);
     }
-    if (result != OV_OK && errno == EINVAL && !message.pending())
-        message.set(OV_CLOCK_TOO_EARLY "%s\n", time_text(clock.value));
-    if (result != OV_OK && errno == EOVERFLOW && !message.pending())
-        message.set(OV_CLOCK_TOO_LATE "%s\n", time_text(clock.value));
+    const char *const flaw = errno == EINVAL ? clock_too_early : errno == EOVERFLOW ? clock_too_late : nullptr;
+    if (result != OV_OK && flaw != nullptr && !message.pending())
+        message.set("%s%s\n", flaw, time_text(clock.value));
     return result;
 }
 

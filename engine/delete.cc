@@ -13,7 +13,7 @@ static int32_t delete_clock(const ControlFile &control, int32_t kind, int32_t nu
         return OV_NO_CLOCK;
     }
     theiov.id = number;
-    theiov.vtime = kind; // the module takes the kind from here, not from the flags: meant so
+    theiov.vtime = kind; // here, and not in the flags, the module looks for it; elsewhere it would find no clock
     theiov.container_id = zyn_get_container_ID();
     const int outcome = send_command(control.descriptor(), ZYNOV_IOC_DELETE_CLOCK);
     if (outcome == 0) {

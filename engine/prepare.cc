@@ -10,7 +10,7 @@ namespace ov
 
 static int32_t validate(const ov_request &request)
 {
-    // A signed test, meant so: negative operations pass and do nothing, as 5 to 8 do.
+    // A signed test: negative operations pass and do nothing, as 5 to 8 do, and whoever sends one is not refused.
     if (request.operation == 0 || request.operation > OV_LAST_OPERATION)
         return OV_BAD_OPERATION;
     if (request.id_count < 0 || request.id_count > OV_MAX_IDENTITIES)
@@ -26,7 +26,7 @@ static int32_t validate(const ov_request &request)
 
 static int32_t resolve(const ov_request &request, int32_t caller, Identities &who, Message &message)
 {
-    if (request.id_count == 0) { // the caller himself, the superuser's add included: meant so
+    if (request.id_count == 0) { // the caller himself; whether uid 0 may have a clock is then the module's to say
         who = {1, {OV_USER}, {caller}};
         return OV_OK;
     }

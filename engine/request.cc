@@ -26,8 +26,8 @@ static int32_t carry_out(int32_t operation, const Plan &plan, const ControlFile 
     }
 }
 
-// Explains a failure, or an error number in the record, that nothing has explained so far. errno is what the
-// last failing call left, an old one's included: meant so.
+// Explains a failure, or an error number in the record, that nothing has explained so far. errno is what the last
+// failing call left, an old one's included: a command that fails need not set it, and cleared it would say nothing.
 static int32_t conclude(int32_t result, Message &message)
 {
     const bool quiet = errno == 0 || errno == ENOENT || errno == ENODATA;

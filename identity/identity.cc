@@ -22,24 +22,23 @@ static bool read_whole_decimal(const char *text, uint32_t &number)
     return *end == '\0';
 }
 
+// A name gives the number of its entry; a number that the database knows stays as it was typed, whatever its entry says.
 static bool find_user(const char *text, uint32_t &uid)
 {
-    const passwd *user = getpwnam(text);
-    if (user == nullptr && read_whole_decimal(text, uid))
-        user = getpwuid(uid);
-    if (user != nullptr)
+    if (const passwd *user = getpwnam(text)) {
         uid = user->pw_uid;
-    return user != nullptr;
+        return true;
+    }
+    return read_whole_decimal(text, uid) && getpwuid(uid) != nullptr;
 }
 
 static bool find_group(const char *text, uint32_t &gid)
 {
-    const group *entry = getgrnam(text);
-    if (entry == nullptr && read_whole_decimal(text, gid))
-        entry = getgrgid(gid);
-    if (entry != nullptr)
+    if (const group *entry = getgrnam(text)) {
         gid = entry->gr_gid;
-    return entry != nullptr;
+        return true;
+    }
+    return read_whole_decimal(text, gid) && getgrgid(gid) != nullptr;
 }
 
 static bool find_process(const char *text, uint32_t &pid)
@@ -70,7 +69,7 @@ const char *id_string(int kind)
     return ov::is_known_kind(kind) ? words[kind - OV_USER] : "unknown id";
 }
 
-const char *get_username(int kind, uint32_t number)
+char *get_username(int kind, uint32_t number)
 {
     const char *name = nullptr;
     if (kind == OV_USER) {

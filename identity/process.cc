@@ -29,7 +29,7 @@ int ov_get_num_from_cmd(const char *command)
         if (fscanf(output, "%d\n", &number) != 1)
             number = -2;
     }
-    // fclose and not pclose, meant so: the child shell is not this function's to wait for.
+    // fclose and not pclose, which would wait for a shell that hangs: it is left to whoever waits for children.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmismatched-dealloc"
     fclose(output);

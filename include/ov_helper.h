@@ -129,7 +129,7 @@ OV_API int32_t check_rc(int32_t code);
 OV_API int ovuser_list_user(int fd, int uid);
 
 /* The words for a speed. A static text, overwritten by the next call. */
-OV_API const char *clock_speed_string(int speed);
+OV_API char *clock_speed_string(int speed);
 
 /*
  * The highest table slot in use, negative when there is none. When the kernel does not answer, or errno
@@ -201,7 +201,7 @@ OV_API int parse_uid(const char *text, int kind, uint32_t *number);
  * The user's or group's name, "UNKNOWN" when there is none, or the number for any other kind. A static
  * text, overwritten by the next call.
  */
-OV_API const char *get_username(int kind, uint32_t number);
+OV_API char *get_username(int kind, uint32_t number);
 
 /* 1 if the process exists, else 0. Reentrant. */
 OV_API int is_pid_alive(int pid);

@@ -41,7 +41,7 @@ int zyn_get_usr_high_mark(int fd)
 {
     constexpr int no_answer = 999;
     ov::clear_record();
-    // errno is read after success too, and may be an older call's: meant so.
+    // errno is read after success too: a module of another version may answer all the same. It may be an older call's.
     if (ov::send_command(fd, ZYNOV_IOC_HIGH_MARK) == 0 && errno != EILSEQ)
         return ov::low_32(ov::theiov.speed);
     ov::ErrnoGuard keep;

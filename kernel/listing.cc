@@ -23,15 +23,16 @@ static time_t shown_time(const zynov_iov &entry)
 static void print_row(const zynov_iov &entry, const char *name)
 {
     const time_t instant = shown_time(entry);
-    char buffer[26];
-    const char *date = ctime_r(&instant, buffer);
+    char date[26] = {};
+    ctime_r(&instant, date); // which leaves a year of five digits legible there when it fails for want of room
     printf("%c:%-8s %-25s %s\n", identity_letter(static_cast<int32_t>(entry.flags & ZYNOV_KIND_MASK)), name,
-           clock_speed_string(low_32(entry.speed)), date != nullptr ? date : "(null)");
+           clock_speed_string(low_32(entry.speed)), date);
 }
 
 } // namespace ov
 
-// No errno is kept here: after a slot command the calls that show the slot may change it, meant so.
+// No errno is kept here: that a process ended while its slot was shown (ENOENT) is to keep the slot's own failure
+// quiet.
 int ovuser_list_user(int fd, int uid)
 {
     const uint64_t container = zyn_get_container_ID();

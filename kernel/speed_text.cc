@@ -12,7 +12,7 @@ static char speed_text[1024];
 
 } // namespace ov
 
-const char *clock_speed_string(int speed)
+char *clock_speed_string(int speed)
 {
     ov::ErrnoGuard keep;
     if (speed == OV_SPEED_FROZEN)

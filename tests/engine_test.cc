@@ -274,6 +274,7 @@ TEST_F(Engine, ListsWhatTheCallerMaySee)
         {171, 0, 0, 9999, nine, 3, 1},                               // has ended
         {171, 0, 0, 1001, nine, 1 | 1ULL << 35, 1001, INT64_MAX, 1}, // the date wraps around, out of sight
         {171, 0, 0, 5, nine, 0x11, odd + 1000, 253402329599, 1},     // capped
+        {171, 0, 0, 5, 253402329600, 1, -1},                         // five digits, and no room for the line end
         {171, 0, 0, 5, INT64_MAX, 1, -1},                            // no such date
         {171, 0, 0, 6, nine, 1, 1},                                  // a user by the name of UNKNOWN
         {171, 0, 0, 31, nine, 1, 1},                                 // no such user
@@ -301,7 +302,8 @@ TEST_F(Engine, ListsWhatTheCallerMaySee)
     const std::string others = "p:4343     Frozen                    Wed Dec 25 01:00:00 2030\n\n"
                                "u:bob      FROZEN                    Sun Dec 31 01:00:00 1899\n\n"
                                "u:someone-with-a-long-name 1000 times faster         Fri Dec 31 01:00:00 9999\n\n"
-                               "u:someone-with-a-long-name Running                   (null)\n";
+                               "u:someone-with-a-long-name Running                   Sat Jan  1 00:00:00 10000\n"
+                               "u:someone-with-a-long-name Running                   \n";
     EXPECT_EQ(run(make_request(OV_LIST)).out, all + own + others + end);
     script.uid = 1000;
     script.gid = 100;

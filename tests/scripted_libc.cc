@@ -55,7 +55,8 @@ static bool is_known(const std::string &message)
 
 Outcome Script::run(const Call &call, const std::string &pending, bool with_slot)
 {
-    char *message = pending.empty() ? nullptr : REAL(strdup)(pending.c_str()), *out, *err;
+    const auto left = const_cast<char *>(pending.empty() ? nullptr : pending.c_str()); // nobody is to free that
+    char *message = left, *out, *err;
     size_t size;
     FILE *const streams[] = {stdout, stderr};
     stdout = open_memstream(&out, &size);
@@ -69,10 +70,10 @@ Outcome Script::run(const Call &call, const std::string &pending, bool with_slot
     Outcome outcome = {result, made, opened == closed, message != nullptr ? message : "", out, err, ""};
     for (const int owner : owners)
         outcome.good &= fcntl(owner, F_GETFD) == -1;
-    outcome.good &= message == nullptr || message == pending || is_known(outcome.message);
+    outcome.good &= message == left || message == nullptr || is_known(outcome.message);
     for (const auto &record : sent)
         outcome.sent.append(reinterpret_cast<const char *>(&record), sizeof record);
-    for (char *text : {message, out, err})
+    for (char *text : {message != left ? message : nullptr, out, err})
         free(text);
     return outcome;
 }
@@ -97,7 +98,7 @@ static Entry *find(const std::map<std::string, unsigned> &database, char *Entry:
         if ((wanted_name != nullptr ? entry == wanted_name : number == wanted_id) && !fails()) {
             found_name = entry;
             found.*name = found_name.data();
-            found.*id = number;
+            found.*id = wanted_name != nullptr ? number : ~number; // which is not what was asked for
             return &found;
         }
     }
@@ -186,6 +187,14 @@ int gettimeofday(timeval *__restrict time, void *__restrict zone) noexcept
         return REAL(gettimeofday)(time, zone);
     *time = {++script->clock_readings > 1 && script->later != 0 ? script->later : script->now, 0};
     return fails() ? -1 : 0;
+}
+
+tm *localtime(const time_t *instant) noexcept
+{
+    tm *const local = fails() ? nullptr : REAL(localtime)(instant);
+    if (local != nullptr && script != nullptr && script->summer)
+        local->tm_isdst = 1;
+    return local;
 }
 
 // Those that return a value and do nothing else.

@@ -53,7 +53,8 @@ struct Script {
     std::map<int, int> processes = {{1, 0}, {4242, 1000}, {4343, 1001}}; // pid to effective uid
     const char *host_name = nullptr;                                     // set: inside a container
     int64_t now = 0;                                                     // 0: the real clock's
-    int64_t later = 0; // what the clock says from its second reading on
+    int64_t later = 0;   // what the clock says from its second reading on
+    bool summer = false; // daylight saving time is in effect, says localtime, and no other call
     int open_error = 0;
     Answers answers = {{0, 0}};
     int kernel_error = 0; // left in the record
@@ -73,6 +74,6 @@ struct Script {
     // What the engine did.
     std::vector<std::pair<unsigned long, zynov_iov>> sent;
     int opened = 0, closed = 0, calls = 0, clock_readings = 0;
-    std::vector<FILE *> host_names; // streams that the engine leaves open: meant so
+    std::vector<FILE *> host_names; // streams that the engine leaves open
     std::set<int> owners;           // descriptors of the streams that popen gave
 };

@@ -72,6 +72,7 @@ TEST(Time, ReadsTextsAsTheNaiveParsersDo)
             Script script;
             script.now = around[below(6)] + any(26) * 3600 + any(2) * 30;
             script.later = script.now + any(1);
+            script.summer = round % 7 == 0;
             const int month = below(14), day = below(33), hour = any(12) + 12, minute = below(61);
             const int year = below(2) != 0 ? 1968 + below(80) : below(2) != 0 ? 9990 + below(20) : 1968 + below(8000);
             const std::string text = text_of(month, day, hour, minute, year);

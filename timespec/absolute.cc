@@ -6,6 +6,7 @@
 #include "base/message.h"
 #include "ov_helper.h"
 #include "timespec/calendar.h"
+#include "timespec/daylight.h"
 #include "timespec/range.h"
 
 namespace ov
@@ -64,15 +65,6 @@ static constexpr bool is_minute(int minute)
     return minute >= 0 && minute <= 59;
 }
 
-// A clock value counted in standard time, as it is when daylight saving time is in effect at it: always one
-// hour less, whatever the zone's own shift.
-static int64_t correct_daylight_saving(int64_t value)
-{
-    tm local;
-    const bool in_effect = localtime_r(&value, &local) != nullptr && local.tm_isdst != 0;
-    return in_effect ? wrapping_add(value, -3600) : value;
-}
-
 // Reads a text; what is wrong with it, or null.
 static const char *flaw_in(const char *text, CivilTime &t)
 {
@@ -110,10 +102,8 @@ int64_t zyn_parse_time(const char *text, char **slot)
     const int64_t days = day_number(t.year, t.month, t.day);
     tzset();
     const int64_t value = t.hour * 3600 + t.minute * 60 + timezone + days * 86400;
-    if (value < earliest_clock || value > latest_clock) [[unlikely]] {
-        Message(slot).set(value < earliest_clock ? OV_CLOCK_TOO_EARLY "%s, it is %s\n"
-                                                 : OV_CLOCK_TOO_LATE "%s, it is %s\n",
-                          text, time_text(value));
+    if (const char *flaw = range_flaw(value)) [[unlikely]] {
+        Message(slot).set("%s%s, it is %s\n", flaw, text, time_text(value));
         return 0;
     }
     return correct_daylight_saving(value);
@@ -142,11 +132,11 @@ int64_t zyn_parse_tm_time(const struct tm *record, const char **message)
         return refuse("Illegal year[<1970]");
     if (record->tm_year > last_year)
         return refuse("Illegal year[>9999]");
-    // Leap years by the full year, unlike zyn_parse_time, here and in the day count: meant so.
+    // Leap years by the full year, unlike zyn_parse_time, here and in the day count: its callers know these values.
     if (record->tm_mon == 2 && record->tm_mday > 28 && !is_leap(record->tm_year))
         return refuse("Illegal days with regard to year and month[1 ~ 28]");
 
-    // The seconds of whole days wrap around in 32 bits from 2038-01-21 on: meant so.
+    // The seconds of whole days wrap around in 32 bits from 2038-01-21 on, for the same reason.
     const int64_t days = day_number(record->tm_year, record->tm_mon, record->tm_mday, full_year);
     tzset();
     return correct_daylight_saving(record->tm_hour * 3600 + record->tm_min * 60 + timezone + low_32(days * 86400));

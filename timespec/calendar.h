@@ -2,6 +2,7 @@
 // they might overflow.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <ctime>
 
@@ -42,13 +43,19 @@ constexpr int get_month_days(int64_t year, int64_t month)
 }
 
 // Days before each month of a common year.
-inline constexpr int16_t days_before[] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
+inline constexpr auto days_before = [] {
+    constexpr int64_t common_year = 2001 - since_1900;
+    std::array<int16_t, 12> days = {};
+    for (size_t month = 1; month < days.size(); ++month)
+        days[month] = static_cast<int16_t>(days[month - 1] + get_month_days(common_year, static_cast<int>(month) - 1));
+    return days;
+}();
 
 // Days from 1970-01-01 to a day of a calendar year and month (1 to 12).
 template <typename Year> constexpr Year day_number(Year year, int month, int day, YearBase base = since_1900)
 {
     return 365 * (year - 1970) + leap_years_until(year - 1, base) - leap_years_until(1969, base) +
-           days_before[month - 1] + (month > 2 && is_leap(year - base) ? 1 : 0) + day - 1;
+           days_before[static_cast<size_t>(month) - 1] + (month > 2 && is_leap(year - base) ? 1 : 0) + day - 1;
 }
 
 struct Date {

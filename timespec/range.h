@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#define OV_ILLEGAL_CLOCK "ovuser: error: Illegal virtual clock, "
+
 namespace ov
 {
 
@@ -9,8 +11,14 @@ namespace ov
 constexpr int64_t earliest_clock = 32400;
 constexpr int64_t latest_clock = 253402329599;
 
-} // namespace ov
+// How a message begins that refuses a clock value; what was specified follows.
+inline constexpr char clock_too_early[] = OV_ILLEGAL_CLOCK "must not be before Thu Jan 1 01:00:00 1970\nyou specified ";
+inline constexpr char clock_too_late[] = OV_ILLEGAL_CLOCK "must not be after Fri Dec 31 23:59:59 9999\nyou specified ";
 
-#define OV_ILLEGAL_CLOCK "ovuser: error: Illegal virtual clock, "
-#define OV_CLOCK_TOO_EARLY OV_ILLEGAL_CLOCK "must not be before Thu Jan 1 01:00:00 1970\nyou specified "
-#define OV_CLOCK_TOO_LATE OV_ILLEGAL_CLOCK "must not be after Fri Dec 31 23:59:59 9999\nyou specified "
+// Null for a legal clock value, else the one of these that it calls for.
+constexpr const char *range_flaw(int64_t value)
+{
+    return value < earliest_clock ? clock_too_early : value > latest_clock ? clock_too_late : nullptr;
+}
+
+} // namespace ov

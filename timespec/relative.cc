@@ -9,6 +9,7 @@
 #include "base/message.h"
 #include "ov_helper.h"
 #include "timespec/calendar.h"
+#include "timespec/daylight.h"
 #include "timespec/digits.h"
 #include "timespec/range.h"
 
@@ -43,36 +44,6 @@ static int64_t days_in_years(int64_t count, const tm &today)
         return 365 * count - leap_day(from_march, year) - leap_years_until(year - 1) + leap_years_until(year + count) -
                leap_day(!from_march, year + count);
     return 0;
-}
-
-// Brings the hour back to the one that was left, after a change of daylight saving time in between. The
-// bound is worked out anew after every step, so that it and the counter meet halfway: a gap of one hour is
-// closed, a larger one only in part, and those across midnight run on past it. Meant so.
-static void align_hour(tm &t, int wanted)
-{
-    const auto forward = [&](int until) {
-        int steps = 0;
-        do {
-            if (++t.tm_hour == 24) {
-                t.tm_hour = 0;
-                add_one_day_to_tm(&t);
-            }
-        } while (++steps < until - t.tm_hour);
-    };
-    const auto back = [&](int until) {
-        int steps = 0;
-        do {
-            --t.tm_hour; // which was above until, and so above 0
-        } while (++steps < t.tm_hour - until);
-    };
-    if (t.tm_hour < wanted)
-        forward(wanted);
-    else if (wanted != 0 && t.tm_hour > wanted)
-        back(wanted);
-    else if (wanted == 0 && t.tm_hour > 21)
-        forward(24);
-    else if (wanted == 0 && t.tm_hour > 0)
-        back(0);
 }
 
 static void move_days(tm &t, int64_t days)
@@ -114,8 +85,8 @@ static void write_text(const tm &t, char (&text)[64])
         snprintf(end, 32, "%04" PRId64, year);
 }
 
-// A move on the wall clock from the present moment; 0 when the date it leads to is no clock value. It reads the
-// clock anew, and leaves the seconds to the caller's first reading: meant so.
+// A move on the wall clock from the present moment; 0 when the date it leads to is no clock value. It reads the clock
+// anew, for the moment of the move, and leaves the seconds to the caller, who has them for every form from one reading.
 static int64_t move_on_wall_clock(const Distance &distance, char **slot)
 {
     const time_t now = real_time().tv_sec;
@@ -159,7 +130,7 @@ int64_t parse_reltime(const char *years, const char *days, const char *hours, co
         }
         value = start + distance.seconds();
     } else if (mode != 0) {
-        // The seconds of the minute are counted a second time on top of now's own: meant so.
+        // The seconds of the minute come on top of now's own, a second time: what is in use depends on these values.
         value = wrapping_add(now.tv_sec, distance.seconds() + today.tm_sec);
     } else {
         value = move_on_wall_clock(distance, slot);
@@ -168,12 +139,8 @@ int64_t parse_reltime(const char *years, const char *days, const char *hours, co
         value += today.tm_sec;
     }
 
-    if (mode == 0 && value < earliest_clock) {
-        message.set(OV_CLOCK_TOO_EARLY "0x%lx, it is %s\n", static_cast<unsigned long>(value), time_text(value));
-        return 0;
-    }
-    if (mode == 0 && value > latest_clock) {
-        message.set(OV_CLOCK_TOO_LATE "0x%lx, it is %s\n", static_cast<unsigned long>(value), time_text(value));
+    if (const char *flaw = mode == 0 ? range_flaw(value) : nullptr) {
+        message.set("%s0x%lx, it is %s\n", flaw, static_cast<unsigned long>(value), time_text(value));
         return 0;
     }
     return value;

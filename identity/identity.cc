@@ -6,6 +6,7 @@
 
 #include "base/integer.h"
 #include "identity/kinds.h"
+#include "identity/name.h"
 #include "ov_helper.h"
 
 namespace ov
@@ -46,6 +47,13 @@ static bool find_process(const char *text, uint32_t &pid)
     return read_whole_decimal(text, pid) && low_32(pid) >= 0 && is_pid_alive(low_32(pid)) != 0;
 }
 
+const char *name_of(int32_t kind, uint32_t number)
+{
+    const passwd *user = kind == OV_USER ? getpwuid(number) : nullptr;
+    const group *entry = kind == OV_GROUP ? getgrgid(number) : nullptr;
+    return user != nullptr ? user->pw_name : entry != nullptr ? entry->gr_name : nullptr;
+}
+
 } // namespace ov
 
 int parse_uid(const char *text, int kind, uint32_t *number)
@@ -71,14 +79,9 @@ const char *id_string(int kind)
 
 char *get_username(int kind, uint32_t number)
 {
-    const char *name = nullptr;
-    if (kind == OV_USER) {
-        const passwd *user = getpwuid(number);
-        name = user != nullptr ? user->pw_name : "UNKNOWN";
-    } else if (kind == OV_GROUP) {
-        const group *entry = getgrgid(number);
-        name = entry != nullptr ? entry->gr_name : "UNKNOWN";
-    }
+    const char *name = ov::name_of(kind, number);
+    if (name == nullptr && (kind == OV_USER || kind == OV_GROUP))
+        name = "UNKNOWN";
     if (name != nullptr)
         snprintf(ov::display_name, sizeof ov::display_name, "%s", name);
     else

@@ -128,6 +128,41 @@ OV_API int32_t check_rc(int32_t code);
  */
 OV_API int ovuser_list_user(int fd, int uid);
 
+/*
+ * One clock of the table, as ov_next_clock finds it. Set it to zero before the first step, and leave the fields behind
+ * the line alone from then on. A copy of it is a place to go on from.
+ */
+typedef struct ov_clock {
+    int32_t kind;        /* enum ov_kind */
+    uint32_t id;         /* uid, gid or pid */
+    int64_t value;       /* what the clock shows now: a clock value, as of this step; the listing shows the same */
+    int64_t origin;      /* the instant that a relative clock counts from, in seconds since the epoch; 0 for none */
+    int32_t speed;       /* enum ov_speed */
+    int32_t mode;        /* of a relative clock: 0 to 15 */
+    int32_t rewind;      /* 1 when the date rewinds at midnight, else 0 */
+    uint32_t slot;       /* where in the table it is, from 0 */
+    int64_t owner;       /* of a process's clock: its effective uid; else, and when it cannot be told, -1 */
+    int64_t owner_group; /* likewise: its effective gid */
+    int32_t named;       /* 1: name is a user's or group's; 0: there is none; -1: it could not be looked up */
+    char name[1024];     /* that name, cut to 1023 characters, or the number */
+    /* ---- */
+    int32_t undecided; /* entries so far of which it could not be told whether the caller may see them: left out */
+    int32_t begun;
+    int32_t high_mark;
+    int64_t next_slot;
+    uint64_t container;
+} ov_clock;
+
+/*
+ * Steps to the next clock of this container that uid may see, through fd, an open control file: for uid 0 all, for
+ * others their own, that of the calling process's real group, and those of their processes. Processes that have ended
+ * are left out. Unlike the listing, it looks for a process's owner in /proc itself, and numbers without a name count.
+ * Returns 1 with the clock filled in, 0 behind the last one, and -1 when the kernel did not answer, with errno as it
+ * left it (begun is still 0 when that was at the first question). Neither clock nor its fields are ever freed. A
+ * change of the table between two steps is seen or not.
+ */
+OV_API int ov_next_clock(int fd, int uid, ov_clock *clock);
+
 /* The words for a speed. A static text, overwritten by the next call. */
 OV_API char *clock_speed_string(int speed);
 

@@ -1,23 +1,36 @@
-#include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 
 #include "base/integer.h"
 #include "identity/kinds.h"
 #include "kernel/control.h"
+#include "kernel/shown_time.h"
 #include "kernel/visibility.h"
 #include "ov_helper.h"
-#include "timespec/range.h"
 
 namespace ov
 {
 
-static time_t shown_time(const zynov_iov &entry)
+// What the listing asks of a process, and how: through the shell, and whether it is alive once more just before.
+struct ProcessCommands {
+    static Answer is_alive(int32_t pid) { return answer(is_pid_alive(pid) != 0); }
+    static Answer belongs_to(int32_t pid, int uid)
+    {
+        // It may have ended since it was first looked at; then nobody but uid 0 owns it.
+        const int owner = is_pid_alive(pid) != 0 ? get_uid_from_pid(pid) : 0;
+        return answer(owner == uid);
+    }
+};
+
+// The name to show a table entry under, or null when it is not shown.
+static const char *listed_name(const zynov_iov &entry, uint64_t container, int uid)
 {
-    if ((entry.flags & ZYNOV_DATE_HELD_MASK) == 0)
-        return entry.vtime;
-    const int64_t date = wrapping_add(entry.base, entry.origin);
-    return adjust_virtime_for_rewind(std::min(date, latest_clock), entry.vtime);
+    if (is_visible(entry, container, uid, ProcessCommands()) != Answer::yes)
+        return nullptr;
+    const char *name = get_username(kind_of(entry), static_cast<uint32_t>(entry.id));
+    // Numbers without a name are left out, and so is whoever is called this: that text is how get_username says no.
+    return strcmp(name, "UNKNOWN") != 0 ? name : nullptr;
 }
 
 static void print_row(const zynov_iov &entry, const char *name)
@@ -25,8 +38,7 @@ static void print_row(const zynov_iov &entry, const char *name)
     const time_t instant = shown_time(entry);
     char date[26] = {};
     ctime_r(&instant, date); // which leaves a year of five digits legible there when it fails for want of room
-    printf("%c:%-8s %-25s %s\n", identity_letter(static_cast<int32_t>(entry.flags & ZYNOV_KIND_MASK)), name,
-           clock_speed_string(low_32(entry.speed)), date);
+    printf("%c:%-8s %-25s %s\n", identity_letter(kind_of(entry)), name, clock_speed_string(low_32(entry.speed)), date);
 }
 
 } // namespace ov
@@ -45,7 +57,7 @@ int ovuser_list_user(int fd, int uid)
         ov::clear_record();
         ov::theiov.slot = static_cast<uint32_t>(slot);
         failure = ov::send_command(fd, ZYNOV_IOC_GET_SLOT);
-        if (const char *name = ov::visible_name(ov::theiov, container, uid))
+        if (const char *name = ov::listed_name(ov::theiov, container, uid))
             ov::print_row(ov::theiov, name);
     }
     printf("- End of list -\n");

@@ -26,6 +26,7 @@ struct zynov_iov {
 enum zynov_flags : uint64_t {
     ZYNOV_KIND_MASK = 0xf,
     ZYNOV_MODE_SHIFT = 4,
+    ZYNOV_MODE_MASK = 0xf,
     ZYNOV_REWIND_SHIFT = 8,
     ZYNOV_DATE_HELD_MASK = 0xf'ffff'fff0, // mode or rewind: the listing takes the date from base + origin
 };

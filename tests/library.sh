@@ -13,7 +13,7 @@ documented=$(sed -n 's/^\.F[no] \([A-Za-z_]*\).*/\1/p' "$source/man/ov_helper.3"
 [ "$declared" = "$(names libov_helper.so)" ] || complain "exported: $(names libov_helper.so)"
 [ "$declared" = "$documented" ] || complain "in ov_helper.3: $documented"
 [ "$(echo $declared)" = "adjust_virtime_for_rewind check_rc clock_speed_string deleteGroupClock deleteUserClock \
-get_uid_from_pid get_username id_string is_leap_year is_pid_alive ov_get_num_from_cmd ov_process_request \
+get_uid_from_pid get_username id_string is_leap_year is_pid_alive ov_get_num_from_cmd ov_next_clock ov_process_request \
 ovuser_list_user parse_Xtime parse_reltime parse_speed parse_uid print_header zyn_get_container_ID \
 zyn_get_usr_high_mark zyn_parse_time zyn_parse_tm_time zynov_reset_vc" ] || complain "declared: $declared"
 readelf -d "$build/libov_helper.so" | grep -q 'SONAME.*libov_helper\.so\.12\]' || complain "another SONAME"
@@ -34,10 +34,15 @@ setresgid setresuid setreuid setuid stat stat64 statx time timespec_get" ] || co
 
 echo '#include "ov_helper.h"
 #include <stddef.h>
-#define AT(offset, field) typedef char field##_at_##offset[offsetof(ov_request, field) == offset ? 1 : -1]
+#define IN(record, offset, field) typedef char record##_##field##_at_##offset[offsetof(record, field) == offset ? 1 : -1]
+#define AT(offset, field) IN(ov_request, offset, field)
+#define CLOCK(offset, field) IN(ov_clock, offset, field)
 AT(0, operation); AT(4, speed); AT(8, time_form); AT(12, rel_mode); AT(16, rewind); AT(20, id_count); AT(24, id_kind);
 AT(64, id_text); AT(144, abs_time); AT(152, x_date); AT(160, rel_minutes); AT(168, rel_hours); AT(176, rel_days);
 AT(184, rel_years); AT(192, rel_origin); AT(200, virtime); typedef char whole[sizeof(ov_request) == 208 ? 1 : -1];
+CLOCK(0, kind); CLOCK(4, id); CLOCK(8, value); CLOCK(16, origin); CLOCK(24, speed); CLOCK(28, mode); CLOCK(32, rewind);
+CLOCK(36, slot); CLOCK(40, owner); CLOCK(48, owner_group); CLOCK(56, named); CLOCK(60, name); CLOCK(1084, undecided);
+CLOCK(1088, begun); typedef char clock_whole[sizeof(ov_clock) == 1112 ? 1 : -1];
 int main(void) { return check_rc(OV_ROOT_IDENTITY) != 2; }' |
     "$cc" -std=c99 -pedantic -Wall -Wextra -Werror -I"$source/include" -x c - -o "$build/c99" -L"$build" -lov_helper
 LD_LIBRARY_PATH="$build" "$build/c99" || complain "a C program does not run"

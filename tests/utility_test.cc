@@ -150,14 +150,6 @@ TEST_F(Utility, StandsHostileSurroundings)
          "ovuser: uid 2" + added + "ovuser: uid 65534" + added + "= 0"},
         {"TZ=:::/x $OV delete bin; TZ=$(printf %70000d 0) $OV add bin $FREEZE",
          "ovuser: report: Virtual clock for uid 2 has been deleted\novuser: uid 2" + added + "= 0"},
-        // Without the tools that tell whose a process is, its row is left out; a hand on the keyboard ends the list.
-        {"$NOBODY sh -c './ovuser add p:$$ --in 1d >/dev/null; PATH= ./ovuser list 2>/dev/null; :'",
-         OWN_HEADER "u:nobody   Frozen                    " CHRISTMAS "\n" OWN_END},
-        {"mkdir bin; printf '#!/bin/sh\\nread -r a b c parent rest </proc/$PPID/stat; kill -INT $parent' >bin/cat; "
-         "chmod +x bin/cat; $NOBODY sh -c './ovuser add p:$$ --in 1d; PATH=$PWD/bin:$PATH env --default-signal=INT "
-         "./ovuser list; echo $?; :' "
-         "| tail -n 1; $OV list | grep -c u:nobody",
-         "130\n1\n= 0"},
         // Another table, or none, in its place: who is attached stays with the old one.
         {"perl -e '$| = 1; system(qq(./ovuser add p:$$ \\$FREEZE; ./zynov-sim --state other true; mv other table;"
          "./ovuser list | wc -l)); print time; system(q(echo odd >odd; mv odd table; ./ovuser list)); print time' "

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+#include "base/integer.h"
+#include "kernel/zynov.h"
+#include "ov_helper.h"
+#include "timespec/range.h"
+
+namespace ov
+{
+
+// What a clock shows now. One that holds its date has it in base and origin, and only the time of day in vtime.
+inline int64_t shown_time(const zynov_iov &entry)
+{
+    if ((entry.flags & ZYNOV_DATE_HELD_MASK) == 0)
+        return entry.vtime;
+    const int64_t date = wrapping_add(entry.base, entry.origin);
+    return adjust_virtime_for_rewind(std::min(date, latest_clock), entry.vtime);
+}
+
+} // namespace ov

@@ -1,0 +1,55 @@
+// Writes JSON. By hand, since a library would be the first thing besides the C library that a tool of the superuser's
+// loads.
+#pragma once
+
+#include <cinttypes>
+#include <cstdio>
+
+#include "ovuser/text.h"
+
+namespace ovuser
+{
+
+class Json
+{
+  public:
+    explicit Json(FILE *stream) : stream_(stream) {}
+
+    // Each puts itself behind what was there. A key is written as it is.
+    void open(char bracket, const char *key = nullptr) { begin(key), fputc(bracket, stream_), first_ = true; }
+    void close(char bracket) { fputc(bracket, stream_), first_ = false; }
+    void number(const char *key, int64_t value) { begin(key), fprintf(stream_, "%" PRId64, value); }
+    void truth(const char *key, bool value) { begin(key), fputs(value ? "true" : "false", stream_); }
+    void null(const char *key) { begin(key), fputs("null", stream_); }
+    // A byte that is no part of UTF-8 becomes U+FFFD.
+    void text(const char *key, const char *value)
+    {
+        begin(key), fputc('"', stream_);
+        for (size_t length; *value != '\0'; value += length > 0 ? length : 1) {
+            length = character_length(value);
+            if (length == 0)
+                fputs("\\ufffd", stream_);
+            else if (*value == '"' || *value == '\\')
+                fprintf(stream_, "\\%c", *value);
+            else if (const int control = control_character(value); control >= 0)
+                fprintf(stream_, "\\u%04x", static_cast<unsigned>(control));
+            else
+                fwrite(value, 1, length, stream_);
+        }
+        fputc('"', stream_);
+    }
+
+  private:
+    void begin(const char *key)
+    {
+        fputs(first_ ? "" : key == nullptr ? ",\n " : ", ", stream_);
+        first_ = false;
+        if (key != nullptr)
+            fprintf(stream_, "\"%s\": ", key);
+    }
+
+    FILE *stream_;
+    bool first_ = true;
+};
+
+} // namespace ovuser

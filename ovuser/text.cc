@@ -1,0 +1,75 @@
+#include "ovuser/text.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace ovuser
+{
+
+size_t character_length(const char *text)
+{
+    // The first byte's range, and that of the second, by which overlong forms, surrogates and what is beyond the last
+    // character are told; the rest are 0x80 to 0xbf.
+    static constexpr struct {
+        unsigned char first, last, second_first, second_last;
+        size_t length;
+    } forms[] = {
+        {0x01, 0x7f, 0, 0, 1},       {0xc2, 0xdf, 0x80, 0xbf, 2}, {0xe0, 0xe0, 0xa0, 0xbf, 3},
+        {0xe1, 0xec, 0x80, 0xbf, 3}, {0xed, 0xed, 0x80, 0x9f, 3}, {0xee, 0xef, 0x80, 0xbf, 3},
+        {0xf0, 0xf0, 0x90, 0xbf, 4}, {0xf1, 0xf3, 0x80, 0xbf, 4}, {0xf4, 0xf4, 0x80, 0x8f, 4},
+    };
+    const auto *bytes = reinterpret_cast<const unsigned char *>(text);
+    for (const auto &form : forms) {
+        if (bytes[0] < form.first || bytes[0] > form.last)
+            continue;
+        if (form.length > 1 && (bytes[1] < form.second_first || bytes[1] > form.second_last))
+            return 0;
+        for (size_t i = 2; i < form.length; ++i)
+            if ((bytes[i] & 0xc0) != 0x80)
+                return 0;
+        return form.length;
+    }
+    return 0;
+}
+
+int control_character(const char *text)
+{
+    const auto *bytes = reinterpret_cast<const unsigned char *>(text);
+    if (bytes[0] == 0xc2) // the only one whose second byte is the character's number
+        return bytes[1] >= 0x80 && bytes[1] < 0xa0 ? bytes[1] : -1;
+    return bytes[0] < 0x20 || bytes[0] == 0x7f ? bytes[0] : -1;
+}
+
+void print_visible(FILE *stream, const char *text, int width)
+{
+    int written = 0;
+    while (*text != '\0') {
+        const size_t length = character_length(text);
+        if (length == 0 || control_character(text) >= 0) {
+            const size_t bytes = std::max(length, size_t{1});
+            for (size_t i = 0; i < bytes; ++i)
+                written += fprintf(stream, "\\%03o", static_cast<unsigned>(static_cast<unsigned char>(*text++)));
+        } else {
+            written += static_cast<int>(fwrite(text, 1, length, stream));
+            text += length;
+        }
+    }
+    fprintf(stream, "%*s", std::max(width - written, 0), "");
+}
+
+Rfc3339::Rfc3339(time_t instant) : text()
+{
+    tm time;
+    if (localtime_r(&instant, &time) == nullptr)
+        return;
+    if (time.tm_gmtoff % 60 != 0 || time.tm_gmtoff <= -86400 || time.tm_gmtoff >= 86400)
+        gmtime_r(&instant, &time);
+    if (time.tm_year < -1900 || time.tm_year > 9999 - 1900)
+        return;
+    const auto minutes = static_cast<int>(time.tm_gmtoff / 60);
+    const size_t length = strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &time);
+    snprintf(text + length, sizeof text - length, "%c%02d:%02d", minutes < 0 ? '-' : '+', abs(minutes) / 60 % 24,
+             abs(minutes) % 60);
+}
+
+} // namespace ovuser

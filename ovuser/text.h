@@ -1,0 +1,28 @@
+// What the utility writes for people and for programs.
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <ctime>
+
+namespace ovuser
+{
+
+// How many bytes the UTF-8 character at a place takes; 0 at the end, and where there is no well-formed one.
+size_t character_length(const char *text);
+
+// The number of the control character at a place, U+0000 to U+001F and U+007F to U+009F; -1 for any other.
+int control_character(const char *text);
+
+// Writes a text that somebody else chose, with what could steer a terminal (control characters, and bytes that are not
+// UTF-8) in octal: \033. Fills up with blanks to a width.
+void print_visible(FILE *stream, const char *text, int width = 0);
+
+// An instant as RFC 3339 has it, in local time: 2030-12-25T09:00:00+01:00. In UTC where the zone is not whole minutes
+// off, and "" beyond the years 0 to 9999, for which there is no such form.
+struct Rfc3339 {
+    explicit Rfc3339(time_t instant);
+    char text[26];
+};
+
+} // namespace ovuser

@@ -1,6 +1,10 @@
 # What is installed, and where Debian keeps it. Three components, which are also the packages: the shared library,
 # what programs are built against, and the tools.
 
+# However loose the umask, no folder is open to others' writing.
+set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+
 set(config_folder ${CMAKE_INSTALL_LIBDIR}/cmake/ov_helper)
 set(library_version ${PROJECT_VERSION}.${ORVANE_RELEASE})
 

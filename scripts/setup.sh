@@ -39,7 +39,7 @@ build_in() {
     folder=build/$1
     shift
     if [ "$(cat "$folder/options" 2>/dev/null)" != "$*" ] || [ ! -e "$folder/Makefile" ]; then
-        cmake -S . -B "$folder" -G "Unix Makefiles" "$@" >/dev/null
+        cmake --fresh -S . -B "$folder" -G "Unix Makefiles" "$@" >/dev/null
         echo "$*" >"$folder/options"
     fi
     cmake --build "$folder" -j "$(nproc)" -- --no-print-directory -s >/dev/null

@@ -18,14 +18,15 @@ ovuser_list_user parse_Xtime parse_reltime parse_speed parse_uid print_header zy
 zyn_get_usr_high_mark zyn_parse_time zyn_parse_tm_time zynov_reset_vc" ] || complain "declared: $declared"
 readelf -d "$build/libov_helper.so" | grep -q 'SONAME.*libov_helper\.so\.12\]' || complain "another SONAME"
 for file in libov_helper.so ovuser libzynov_sim.so; do
-    needed=$(readelf -d "$build/$file" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
+    needed=$(readelf -d "$build/$file" | sed -n 's/.*(NEEDED).*\[\(lib.*\)\]/\1/p') # ARM names the loader too
     [ "$needed" = libc.so.6 ] || complain "$file needs: $needed"
     readelf -dW "$build/$file" | grep -q 'FLAGS_1.*NOW' && readelf -lW "$build/$file" | grep -q RELRO &&
-        nm -D "$build/$file" | grep -q __stack_chk_fail || complain "$file is not hardened"
+        nm -D "$build/$file" | grep -q __stack_chk_fail &&
+        [ "$(objdump -d "$build/$file" | grep -cE 'endbr64|paciasp')" -gt 9 ] || complain "$file is not hardened"
 done
 
-strip -o "$build/stripped.so" "$build/libov_helper.so"
-[ "$4" != Release ] || [ "$(wc -c <"$build/stripped.so")" -lt 40960 ] || complain "libov_helper.so is too large"
+[ "$4" != Release ] || [ "$(size "$build/libov_helper.so" | awk 'NR == 2 { print $4 }')" -lt 36864 ] ||
+    complain "libov_helper.so is too large"
 
 [ "$(echo $(names libzynov_sim.so))" = "__fxstatat __fxstatat64 __gettimeofday __lxstat __lxstat64 __open __open64 \
 __open64_2 __open_2 __openat64_2 __openat_2 __xstat __xstat64 access clock_gettime eaccess euidaccess faccessat \

@@ -1,0 +1,42 @@
+# What Debian wants to know. The tools have the engine inside, so that they need neither of the other two.
+
+set(runtime_package libov-helper${PROJECT_VERSION_MAJOR})
+set(debian_version ${library_version}-1)
+configure_file(cmake/debian/changelog.Debian.in debian/changelog.Debian @ONLY)
+file(WRITE ${PROJECT_BINARY_DIR}/debian/shlibs
+     "libov_helper ${PROJECT_VERSION_MAJOR} ${runtime_package} (>= ${library_version})\n")
+set(CPACK_ORVANE_DEBIAN_DOCUMENTS ${PROJECT_SOURCE_DIR}/cmake/debian/copyright
+                               ${PROJECT_BINARY_DIR}/debian/changelog.Debian)
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SOURCE orvane)
+set(CPACK_DEBIAN_PACKAGE_VERSION ${debian_version})
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Orvane maintainers <maintainers@orvane.example>")
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+if(CMAKE_CROSSCOMPILING)
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${ORVANE_DEBIAN_ARCHITECTURE})
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_FIND_ROOT_PATH}/lib) # Debian's cross packages of the C library
+endif()
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME orvane-tools)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "bash-completion, man-db")
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION "${tools_summary}\n${tools_description}")
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime_package})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_MULTIARCH same)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers
+                                               ${PROJECT_BINARY_DIR}/debian/shlibs)
+set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "${runtime_summary}\n${runtime_description}")
+
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME libov-helper-dev)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_MULTIARCH same)
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${runtime_package} (= ${debian_version})")
+set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS orvane-tools)
+set(CPACK_DEBIAN_DEV_DESCRIPTION "${dev_summary}\n${dev_description}")

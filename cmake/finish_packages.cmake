@@ -1,0 +1,17 @@
+# Run by cpack in the trees of the packages: what a package has and a plain installation does not.
+
+set(family ${CPACK_GENERATOR})
+if(family STREQUAL "DEB")
+  set(family DEBIAN)
+endif()
+foreach(component runtime dev tools)
+  string(TOUPPER ${component} upper)
+  set(tree ${CPACK_TEMPORARY_DIRECTORY}/${component}${CPACK_PACKAGING_INSTALL_PREFIX})
+  set(documents ${tree}/share/doc/${CPACK_${family}_${upper}_PACKAGE_NAME})
+  file(COPY ${CPACK_ORVANE_${family}_DOCUMENTS} DESTINATION ${documents}
+       FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+  file(GLOB texts ${tree}/share/man/man*/* ${documents}/changelog.Debian)
+  if(texts)
+    execute_process(COMMAND gzip -9n ${texts} COMMAND_ERROR_IS_FATAL ANY)
+  endif()
+endforeach()

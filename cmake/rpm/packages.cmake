@@ -1,0 +1,46 @@
+# What RPM wants to know, with the names that are usual there.
+
+set(rpm_runtime_package libov_helper${PROJECT_VERSION_MAJOR})
+set(rpm_dev_package libov_helper-devel)
+set(CPACK_ORVANE_RPM_DOCUMENTS ${PROJECT_SOURCE_DIR}/CHANGELOG.md)
+
+set(CPACK_RPM_COMPONENT_INSTALL ON)
+set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
+set(CPACK_RPM_PACKAGE_VERSION ${library_version})
+set(CPACK_RPM_PACKAGE_RELEASE 1)
+set(CPACK_RPM_PACKAGE_LICENSE "LicenseRef-Orvane")
+set(CPACK_RPM_PACKAGE_VENDOR Orvane)
+set(CPACK_RPM_PACKAGE_AUTOREQ ON)
+set(CPACK_RPM_PACKAGE_AUTOPROV ON)
+set(CPACK_RPM_PACKAGE_RELOCATABLE OFF)
+# Folders that belong to others.
+set(share ${CPACK_PACKAGING_INSTALL_PREFIX}/share)
+set(lib ${CPACK_PACKAGING_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR})
+set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
+    ${CPACK_PACKAGING_INSTALL_PREFIX}/sbin ${share}/man ${share}/man/man1 ${share}/man/man3 ${share}/man/man4
+    ${share}/man/man8 ${share}/bash-completion ${share}/bash-completion/completions ${lib}/cmake ${lib}/pkgconfig)
+# The same bytes wherever and whenever they are packed.
+set(CPACK_RPM_SPEC_MORE_DEFINE "%global _buildhost orvane
+%global use_source_date_epoch_as_buildtime 1
+%global clamp_mtime_to_source_date_epoch 1
+%global _build_id_links none
+%global packager Orvane maintainers <maintainers@orvane.example>
+%global __provides_exclude_from ^${lib}/orvane/")
+
+set(CPACK_RPM_TOOLS_PACKAGE_NAME orvane-tools)
+set(CPACK_RPM_TOOLS_PACKAGE_GROUP System/Management)
+set(CPACK_RPM_TOOLS_PACKAGE_SUMMARY ${tools_summary})
+set(CPACK_RPM_TOOLS_PACKAGE_DESCRIPTION ${tools_description})
+
+set(CPACK_RPM_RUNTIME_PACKAGE_NAME ${rpm_runtime_package})
+set(CPACK_RPM_RUNTIME_PACKAGE_GROUP System/Libraries)
+set(CPACK_RPM_RUNTIME_PACKAGE_SUMMARY ${runtime_summary})
+set(CPACK_RPM_RUNTIME_PACKAGE_DESCRIPTION ${runtime_description})
+set(CPACK_RPM_RUNTIME_POST_INSTALL_SCRIPT_FILE ${PROJECT_SOURCE_DIR}/cmake/rpm/ldconfig)
+set(CPACK_RPM_RUNTIME_POST_UNINSTALL_SCRIPT_FILE ${PROJECT_SOURCE_DIR}/cmake/rpm/ldconfig)
+
+set(CPACK_RPM_DEV_PACKAGE_NAME ${rpm_dev_package})
+set(CPACK_RPM_DEV_PACKAGE_GROUP Development/Libraries/C)
+set(CPACK_RPM_DEV_PACKAGE_SUMMARY ${dev_summary})
+set(CPACK_RPM_DEV_PACKAGE_DESCRIPTION ${dev_description})
+set(CPACK_RPM_DEV_PACKAGE_REQUIRES "${rpm_runtime_package} = ${library_version}-1")

@@ -48,7 +48,7 @@ int Clocks::conclude() const
                  error_);
         return ovuser::conclude(outcome_, strdup(text));
     }
-    if (complete())
+    if (clock_.undecided == 0)
         return done;
     fprintf(stderr, "ovuser: warning: clocks of which it cannot be told whether they are yours: %d\n",
             clock_.undecided);

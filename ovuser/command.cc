@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "ovuser/text.h"
+
 namespace ovuser
 {
 
@@ -25,10 +27,14 @@ int misunderstood(const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    fputs("ovuser: error: ", stderr);
-    vfprintf(stderr, format, arguments);
-    fputc('\n', stderr);
+    char *text = nullptr;
+    if (vasprintf(&text, format, arguments) < 0)
+        text = nullptr;
     va_end(arguments);
+    fputs("ovuser: error: ", stderr);
+    print_visible(stderr, text != nullptr ? text : format);
+    fputc('\n', stderr);
+    free(text);
     return not_understood;
 }
 
@@ -76,10 +82,25 @@ int perform(const ov_request &request)
     return conclude(result, message);
 }
 
+// A message of the engine's. Its line ends are its own, but for those in an identity that it quotes: there only the
+// last is.
+static void print_message(FILE *stream, int32_t result, char *message)
+{
+    for (char *line = message; *line != '\0';) {
+        char *end = result == OV_UNKNOWN_IDENTITY ? strrchr(line, '\n') : line + strcspn(line, "\n");
+        const bool whole = *end != '\0';
+        *end = '\0';
+        print_visible(stream, line);
+        if (whole)
+            fputc('\n', stream);
+        line = end + (whole ? 1 : 0);
+    }
+}
+
 int conclude(int32_t result, char *message)
 {
     if (message != nullptr) {
-        fputs(message, result == OV_OK ? stdout : stderr);
+        print_message(result == OV_OK ? stdout : stderr, result, message);
         free(message);
         return check_rc(result);
     }

@@ -9,6 +9,7 @@
 #include "ovuser/command.h"
 #include "ovuser/identities.h"
 #include "ovuser/json.h"
+#include "ovuser/output.h"
 
 namespace ovuser
 {
@@ -32,7 +33,7 @@ static void list_as_text(Clocks &clocks, Identities &identities)
     const bool all = getuid() == 0 && identities.none();
     printf("ovuser: report: Listing %s:\n", all ? "all virtual clocks" : "requested virtual clock");
     printf("Id         Clock type                Clock date/time\n");
-    while (const ov_clock *clock = clocks.next()) {
+    while (const ov_clock *clock = output_works() ? clocks.next() : nullptr) {
         if (!identities.include(*clock))
             continue;
         const time_t instant = clock->value;
@@ -52,7 +53,7 @@ static void list_as_json(Clocks &clocks, Identities &identities)
     const time_t real = real_time();
     Json json(stdout);
     json.open('[');
-    while (const ov_clock *clock = clocks.next()) {
+    while (const ov_clock *clock = output_works() ? clocks.next() : nullptr) {
         if (!identities.include(*clock))
             continue;
         json.open('{');

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "ovuser/command.h"
+#include "ovuser/output.h"
 
 namespace ovuser
 {
@@ -61,10 +62,5 @@ static int run(int argc, char **argv)
 int main(int argc, char **argv)
 {
     unsetenv("POSIXLY_CORRECT"); // options come behind the identities
-    const int status = ovuser::run(argc, argv);
-    if (fflush(stdout) != 0 || ferror(stdout) != 0) {
-        perror("ovuser: error: standard output");
-        return status != ovuser::done ? status : ovuser::not_carried_out;
-    }
-    return status;
+    return ovuser::finish_output(ovuser::run(argc, argv));
 }

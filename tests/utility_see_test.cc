@@ -52,3 +52,26 @@ TEST_F(Utility, ListsForPrograms)
          "\n= 0"},
     });
 }
+
+// An identity, a subcommand and a name as hostile as can be: a line of its own, colours, a byte that is not UTF-8.
+TEST_F(Utility, ShowsControlCharacters)
+{
+    expect({
+        {"x=$(printf 'a\n\033[31m\377\303\251\302\233'); $OV list \"$x\"; $OV \"$x\"; $OV add --epoch \"$x\"",
+         ERROR "incorrect/non-existent username, or uid a\\012\\033[31m\\377\303\251\\302\\233 passed in\n" AND_ERROR
+               "a\\012\\033[31m\\377\303\251\\302\\233 is not a subcommand; 'ovuser --help' lists them\n" AND_ERROR
+               "--epoch takes a whole number from -9223372036854775808 to 9223372036854775807, not "
+               "'a\\012\\033[31m\\377\303\251\\302\\233'\n= 2"},
+    });
+    if (shell("unshare -m true 2>&-") != "= 0") // in a changed root
+        return;
+    expect({
+        {"{ cat /etc/passwd; printf 'e\"\\\\\033[m\377\302\233\303\251:x:4321:1::/:/bin/sh\n'; } >passwd; unshare -m "
+         "sh -c "
+         "'mount --bind passwd /etc/passwd; ./ovuser add 4321 $FREEZE; ./ovuser list | grep u:; "
+         "./ovuser list --json | jq -a .[].name'",
+         "ovuser: uid 4321 has been added with a Frozen virtual clock: " CHRISTMAS
+         "u:e\"\\\\033[m\\377\\302\\233\303\251 Frozen                    " CHRISTMAS
+         "\"e\\\"\\\\\\u001b[m\\ufffd\\u009b\\u00e9\"\n= 0"},
+    });
+}

@@ -110,6 +110,14 @@ typedef struct ov_request {
  */
 OV_API int32_t ov_process_request(const ov_request *request, char **message);
 
+/*
+ * What ov_process_request would refuse before it sends anything, without opening the control file: returns OV_OK, or
+ * the refusal (also that of a list or reset, which there comes once the file is open) with its message. For an add,
+ * *value (not NULL then) is the clock value that would be sent. Of a time that counts from now, that is the value as of
+ * this call: to set what was previewed, ask for it as virtime.
+ */
+OV_API int32_t ov_preview_request(const ov_request *request, int64_t *value, char **message);
+
 /* Delete one user's or one group's clock, name or number, in silence. Returns a class as check_rc does. */
 OV_API int32_t deleteUserClock(const char *text);
 OV_API int32_t deleteGroupClock(const char *text);
@@ -188,7 +196,23 @@ OV_API int is_leap_year(int year);
 OV_API int64_t zyn_parse_time(const char *text, char **message);
 
 /*
- * The same from numbers: tm_min, tm_hour, tm_mday, tm_mon (1 to 12) and tm_year (the full year, 1970 to
+ * A time in any form that ovuser takes or prints to a clock value; 0 on failure, with a message in the slot. Fields
+ * have all their digits, and nothing may follow:
+ *
+ *   MMDDhhmmYYYY, YYYY-MM-DD hh:mm      local time, as zyn_parse_time reads it
+ *   YYYY-MM-DD hh:mm:ss                 local time; where the hour comes twice, in standard time
+ *   Wed Dec 25 09:00:00 2030            the same as ctime writes it
+ *   YYYY-MM-DD hh:mm:ss+hh:mm, or Z     with the offset from UTC; the seconds may be missing
+ *   @SECONDS                            since the epoch
+ *   now
+ *
+ * A T may stand for the blank before hh, and a fraction behind ss, which is cut off. Years may have five digits where
+ * there are seconds or an offset.
+ */
+OV_API int64_t ov_read_time(const char *text, char **message);
+
+/*
+ * The same as zyn_parse_time from numbers: tm_min, tm_hour, tm_mday, tm_mon (1 to 12) and tm_year (the full year, 1970 to
  * 9999). Has no range check, takes 2000, 2400, ... for common years and 2100, 2500, ... for leap years, and
  * counts seconds of whole days in 32 bits. On failure returns 0 and points *message at a constant text,
  * which must not be freed; 0 without one is a value, such as that of the epoch itself.

@@ -13,9 +13,10 @@ documented=$(sed -n 's/^\.F[no] \([A-Za-z_]*\).*/\1/p' "$source/man/ov_helper.3"
 [ "$declared" = "$(names libov_helper.so)" ] || complain "exported: $(names libov_helper.so)"
 [ "$declared" = "$documented" ] || complain "in ov_helper.3: $documented"
 [ "$(echo $declared)" = "adjust_virtime_for_rewind check_rc clock_speed_string deleteGroupClock deleteUserClock \
-get_uid_from_pid get_username id_string is_leap_year is_pid_alive ov_get_num_from_cmd ov_next_clock ov_process_request \
-ovuser_list_user parse_Xtime parse_reltime parse_speed parse_uid print_header zyn_get_container_ID \
-zyn_get_usr_high_mark zyn_parse_time zyn_parse_tm_time zynov_reset_vc" ] || complain "declared: $declared"
+get_uid_from_pid get_username id_string is_leap_year is_pid_alive ov_get_num_from_cmd ov_next_clock ov_preview_request \
+ov_process_request ov_read_time ovuser_list_user parse_Xtime parse_reltime parse_speed parse_uid print_header \
+zyn_get_container_ID zyn_get_usr_high_mark zyn_parse_time zyn_parse_tm_time zynov_reset_vc" ] ||
+    complain "declared: $declared"
 readelf -d "$build/libov_helper.so" | grep -q 'SONAME.*libov_helper\.so\.12\]' || complain "another SONAME"
 for file in libov_helper.so ovuser libzynov_sim.so; do
     needed=$(readelf -d "$build/$file" | sed -n 's/.*(NEEDED).*\[\(lib.*\)\]/\1/p') # ARM names the loader too

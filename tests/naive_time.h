@@ -1,6 +1,7 @@
 // The time parsers by the C library: what the fast ones are held against.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -153,6 +154,52 @@ inline Parsed naive_relative(time_t first, time_t second, int years, int days, i
     gmtime_r(&wall, &t);
     const Parsed parsed = naive_parse(text_of(t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_year + 1900LL));
     return parsed.first != 0 ? judged(parsed.first + today.tm_sec) : parsed;
+}
+
+// ov_read_time, short of the words for what is refused, of texts that are hardly spoilt.
+inline int64_t naive_any_form(std::string text)
+{
+    if (text[0] == '@' && text.find_first_not_of("0123456789", text[1] == '-' ? 2 : 1) == text.npos)
+        return naive_range(atoll(text.c_str() + 1), "").first;
+    const std::string typed = text;
+    const bool iso = text.size() >= 16 && text[4] == '-';
+    size_t zone = iso && text.back() == 'Z' ? text.size() - 1 : text.size() == 25 ? 19 : text.npos;
+    zone = iso ? zone : text.npos;
+    if (iso && text[10] == 'T')
+        text[10] = ' ';
+    int hours = 0, minutes = 0, length = 0;
+    if (zone != text.npos && zone + 1 != text.size() &&
+        (sscanf(text.c_str() + zone, "%3d:%2d%n", &hours, &minutes, &length) != 2 || length != 6 ||
+         (text[zone] != '+' && text[zone] != '-') || text.find_first_not_of("0123456789:", zone + 1) != text.npos ||
+         abs(hours) > 23 || minutes > 59))
+        return 0;
+    const int offset = (hours * 60 + (zone != text.npos && text[zone] == '-' ? -minutes : minutes)) * 60;
+    text.resize(std::min(zone, text.size()));
+
+    const char *const form = !iso ? "%a %b %e %H:%M:%S %Y" : text.size() == 16 ? "%Y-%m-%d %H:%M" : "%Y-%m-%d %H:%M:%S";
+    tm read = {};
+    char again[64];
+    const auto squeezed = [&](std::string line) {
+        const auto both_blank = [](char a, char b) { return a == ' ' && b == ' '; };
+        line.erase(std::unique(line.begin(), line.end(), both_blank), line.end());
+        return line;
+    };
+    const char *end = strptime(text.c_str(), form, &read);
+    if (end == nullptr || *end != '\0' || strftime(again, sizeof again, form, &read) == 0 ||
+        squeezed(again) != squeezed(text))
+        return naive_parse(typed).first;
+    if (iso && typed.size() == 16)
+        return naive_parse(text_of(read.tm_mon + 1, read.tm_mday, read.tm_hour, read.tm_min, read.tm_year + 1900))
+            .first;
+    for (const int summer : {0, 1}) {
+        tm t = read;
+        t.tm_isdst = summer;
+        const time_t value = zone != text.npos ? timegm(&t) - offset : mktime(&t);
+        if (t.tm_sec == read.tm_sec && t.tm_min == read.tm_min && t.tm_hour == read.tm_hour &&
+            t.tm_mday == read.tm_mday && t.tm_wday == read.tm_wday)
+            return naive_range(value, "").first;
+    }
+    return 0;
 }
 
 struct TimeTexts {

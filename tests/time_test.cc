@@ -94,6 +94,35 @@ TEST(Time, ReadsTextsAsTheNaiveParsersDo)
     }
 }
 
+TEST(Time, ReadsWhatIsPrintedInEveryForm)
+{
+    Script script;
+    std::mt19937_64 random(1);
+    const auto below = [&](unsigned range) { return static_cast<int64_t>(random() % range); };
+    for (const std::string zone : {"UTC", "America/New_York", "Europe/Berlin", "Australia/Lord_Howe", "Asia/Kathmandu",
+                                   "Pacific/Apia", "PST8", "AAA0BBB-22,M3.5.0/0,M10.5.0/0"}) {
+        set_zone(zone.c_str());
+        for (int round = 0; round < 4000; ++round) {
+            static const char *const forms[] = {"%F %T", "%a %b %e %T %Y", "@%s", "%F %H:%M", "%F %TZ", "%F %T"};
+            const time_t around[] = {1711843200, 1729987200, 1709164800, 32400, 253402100000, below(1U << 31) * 117};
+            time_t value = around[round % 6] + below(200000) - 100000;
+            char text[64];
+            strftime(text, sizeof text, forms[below(6)], localtime(&value));
+            std::string typed = text;
+            if (typed.size() == 19 && below(2) == 0)
+                typed += below(2) == 0 ? "+05:30" : "-11:59";
+            if (below(4) == 0)
+                typed[below(static_cast<unsigned>(typed.size()))] = "0123456789 :-TZ"[below(15)];
+            const Parsed read = with_message([&](char **slot) { return ov_read_time(typed.c_str(), slot); });
+            ASSERT_EQ(read.first, naive_any_form(typed)) << typed << " in " << zone << ": " << read.second;
+            ASSERT_EQ(read.second.rfind(illegal, 0) == 0, read.first == 0) << typed;
+        }
+    }
+    set_zone("UTC");
+    EXPECT_EQ(ov_read_time("Sat Jan  1 07:59:59 10000", nullptr), 253402329599);
+    EXPECT_EQ(ov_read_time("+10000-01-01t08:59:59.99+01:00", nullptr), 253402329599);
+}
+
 TEST(Time, AnswersRelativeSpecifications)
 {
     Script script;

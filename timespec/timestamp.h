@@ -1,0 +1,191 @@
+// The texts that people and programs write for an instant, and the fields in them: no zone, no clock.
+#pragma once
+
+#include <cstdint>
+#include <iterator>
+
+#include "timespec/calendar.h"
+
+namespace ov
+{
+
+struct Timestamp {
+    enum Kind {
+        unknown,
+        date_alone,
+        civil,  // in local time
+        zoned,  // with its offset from UTC
+        counted // seconds since the epoch
+    };
+
+    Kind kind = unknown;
+    bool to_the_minute = false;
+    int64_t year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+    int64_t weekday = -1; // from 0 on Sunday; -1 where none is written
+    int64_t offset = 0;   // seconds east of UTC
+    bool offset_is_one = true;
+
+    // Since the epoch, in UTC; of civil time, as if that were UTC.
+    constexpr int64_t seconds() const
+    {
+        return kind == counted ? second : days() * 86400 + hour * 3600 + minute * 60 + second - offset;
+    }
+
+    // What is wrong with the fields, or null. They are not negative.
+    constexpr const char *flaw() const
+    {
+        if (kind == counted)
+            return nullptr;
+        if (month < 1 || month > 12)
+            return "invalid month";
+        if (day < 1 || day > get_month_days(year - since_1900, month - 1))
+            return "invalid days with regard to month";
+        if (hour > 23)
+            return "invalid hours[0 ~ 23]";
+        if (minute > 59)
+            return "invalid minutes[0 ~ 59]";
+        if (second > 59)
+            return "invalid seconds[0 ~ 59]";
+        if (!offset_is_one)
+            return "invalid offset from UTC";
+        return weekday < 0 || weekday == floor_mod(days() + 4, 7) ? nullptr : "another day of the week";
+    }
+
+  private:
+    constexpr int64_t days() const { return day_number(year, static_cast<int>(month), static_cast<int>(day)); }
+};
+
+// Passes over a number of so many digits; whether there is one.
+constexpr bool take_digits(const char *&text, int least, int most, int64_t &number)
+{
+    int count = 0;
+    for (number = 0; count < most && *text >= '0' && *text <= '9'; ++count)
+        number = 10 * number + (*text++ - '0');
+    return count >= least;
+}
+
+// Passes over one of a row of names of three letters, counted from 0; whether there is one.
+constexpr bool take_name(const char *&text, const char *names, int64_t &number)
+{
+    for (number = 0; *names != '\0'; names += 3, ++number) {
+        if (text[0] == names[0] && text[1] == names[1] && text[2] == names[2]) {
+            text += 3;
+            return true;
+        }
+    }
+    return false;
+}
+
+constexpr bool take_offset(const char *&text, Timestamp &t)
+{
+    const char sign = *text++;
+    if (sign == 'Z' || sign == 'z')
+        return true;
+    int64_t hours = 0, minutes = 0;
+    if ((sign != '+' && sign != '-') || !take_digits(text, 2, 2, hours) || *text++ != ':' ||
+        !take_digits(text, 2, 2, minutes))
+        return false;
+    t.offset_is_one = hours <= 23 && minutes <= 59;
+    t.offset = (sign == '-' ? -60 : 60) * (60 * hours + minutes);
+    return true;
+}
+
+// Whether a text is of a form: strptime's letters, but T for a T or a blank, z for Z or +hh:mm, and s with a sign. A
+// fraction of a second is passed over.
+constexpr bool has_form(const char *text, const char *form, Timestamp &t)
+{
+    for (; *form != '\0'; ++form) {
+        if (*form != '%') {
+            if (*text++ != *form)
+                return false;
+            while (*form == ' ' && *text == ' ')
+                ++text;
+            continue;
+        }
+        bool good = false;
+        switch (*++form) {
+        case 'Y': // a year of five digits may have a sign
+            text += *text == '+' ? 1 : 0;
+            good = take_digits(text, 4, 5, t.year);
+            break;
+        case 'm':
+            good = take_digits(text, 2, 2, t.month);
+            break;
+        case 'd':
+            good = take_digits(text, 2, 2, t.day);
+            break;
+        case 'e':
+            good = take_digits(text, 1, 2, t.day);
+            break;
+        case 'H':
+            good = take_digits(text, 2, 2, t.hour);
+            break;
+        case 'M':
+            good = take_digits(text, 2, 2, t.minute);
+            break;
+        case 'S':
+            good = take_digits(text, 2, 2, t.second);
+            if (good && *text == '.') {
+                int64_t fraction = 0;
+                good = take_digits(++text, 1, 18, fraction);
+            }
+            break;
+        case 'T':
+            good = *text == 'T' || *text == 't' || *text == ' ';
+            ++text;
+            break;
+        case 'z':
+            good = take_offset(text, t);
+            break;
+        case 'a':
+            good = take_name(text, "SunMonTueWedThuFriSat", t.weekday);
+            break;
+        case 'b':
+            good = take_name(text, "JanFebMarAprMayJunJulAugSepOctNovDec", t.month);
+            ++t.month;
+            break;
+        case 's': {
+            const bool negative = *text == '-';
+            text += negative ? 1 : 0;
+            good = take_digits(text, 1, 18, t.second);
+            t.second *= negative ? -1 : 1;
+            break;
+        }
+        }
+        if (!good)
+            return false;
+    }
+    return *text == '\0';
+}
+
+constexpr Timestamp read_timestamp(const char *text)
+{
+    constexpr struct {
+        const char *form;
+        Timestamp::Kind kind;
+        bool to_the_minute;
+    } forms[] = {
+        {"%Y-%m-%d", Timestamp::date_alone, false},
+        {"%Y-%m-%d%T%H:%M", Timestamp::civil, true},
+        {"%Y-%m-%d%T%H:%M:%S", Timestamp::civil, false},
+        {"%a %b %e %H:%M:%S %Y", Timestamp::civil, false},
+        {"%Y-%m-%d%T%H:%M%z", Timestamp::zoned, true},
+        {"%Y-%m-%d%T%H:%M:%S%z", Timestamp::zoned, false},
+        {"@%s", Timestamp::counted, false},
+    };
+    for (const auto &known : forms) {
+        Timestamp t;
+        if (!has_form(text, known.form, t))
+            continue;
+        t.kind = known.kind;
+        t.to_the_minute = known.to_the_minute;
+        return t;
+    }
+    return {};
+}
+
+static_assert(read_timestamp("2030-12-25T10:00:00.5+01:00").seconds() == 1924419600);
+static_assert(read_timestamp("Wed Dec 25 09:00:00 2030").seconds() == 1924419600);
+static_assert(read_timestamp("Thu Jan  1 00:00:00 1970").flaw() == nullptr && read_timestamp("@-5").seconds() == -5);
+
+} // namespace ov

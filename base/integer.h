@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <type_traits>
 
+#include "base/machine.h"
+
 namespace ov
 {
 

@@ -6,6 +6,7 @@
 
 #include "base/integer.h"
 #include "base/local_time.h"
+#include "base/version.h"
 #include "ov_helper.h"
 
 int print_header(const char *path)

@@ -23,7 +23,7 @@ static bool read_whole_decimal(const char *text, uint32_t &number)
     return *end == '\0';
 }
 
-// A name gives the number of its entry; a number that the database knows stays as it was typed, whatever its entry says.
+// A name gives the number of its entry; a number that the database knows stays as typed, whatever its entry says.
 static bool find_user(const char *text, uint32_t &uid)
 {
     if (const passwd *user = getpwnam(text)) {

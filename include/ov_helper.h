@@ -14,8 +14,9 @@
  *     minute; parse_reltime checks its final value too, and the kernel module has its own say. 0 means failure.
  *  3. A message slot (char **message) is a pointer to a string pointer that the caller sets to NULL.
  *     The engine may leave one text there, on success too, which the caller shows and gives to free().
- *     A NULL slot means that no message is wanted. A text that is already in the slot must come from
- *     malloc: it is freed when another replaces it. When memory for a message runs out the slot is NULL.
+ *     A NULL slot means that no message is wanted. When memory for a message runs out the slot is NULL. What the
+ *     caller left in the slot is replaced and never freed; but it counts as a pending message, which an add of
+ *     several identities may print, and in whose place some failures and the reports of a reset say nothing.
  *  4. Input strings belong to the caller, are NUL-terminated, and are only read.
  *  5. Decimal texts are read as strtol reads them, without a look at what follows the digits, and keep
  *     their low 32 bits, unless the function says otherwise.
@@ -105,8 +106,10 @@ typedef struct ov_request {
  * Carries out one request for the calling user (real uid; 0 is the superuser) and returns an ov_result.
  * All identities are resolved before anything is sent to the kernel: one that does not exist, or is 0 for add,
  * refuses the request. From then on a failed identity neither stops nor undoes the others, and the result is the
- * last one's. Add prints the messages of all identities but the last, on standard output, or on standard error
- * where the identity failed; list prints its table on standard output. A NULL request is a bad operation.
+ * last one's. Add prints the messages of all identities but the last on standard output; a failure among those is
+ * mostly silent, since it makes no message of its own, and delete keeps no message but the last. So what became of
+ * each of several identities is known for sure only from requests of one each. List prints its table on standard
+ * output. A NULL request is a bad operation.
  */
 OV_API int32_t ov_process_request(const ov_request *request, char **message);
 
@@ -131,8 +134,9 @@ OV_API int32_t check_rc(int32_t code);
 /*
  * Prints the clock table of this container on standard output through fd, an open control file: all of it
  * for uid 0, else what concerns uid: its user clock, its processes', and that of the calling process's real
- * group. Processes that have ended and identities without a name are left out. Returns 0, or the return value of
- * the slot command that failed.
+ * group. Processes that have ended and identities without a name are left out. Whose a process is, get_uid_from_pid
+ * says, and so for a uid other than 0 the process's name has a part in it. Returns 0, or the return value of the slot
+ * command that failed.
  */
 OV_API int ovuser_list_user(int fd, int uid);
 
@@ -171,7 +175,7 @@ typedef struct ov_clock {
  */
 OV_API int ov_next_clock(int fd, int uid, ov_clock *clock);
 
-/* The words for a speed. A static text, overwritten by the next call. */
+/* The words for a speed. A static buffer of 1024 bytes, overwritten by the next call. */
 OV_API char *clock_speed_string(int speed);
 
 /*
@@ -184,8 +188,10 @@ OV_API int zyn_get_usr_high_mark(int fd);
 OV_API int zynov_reset_vc(void);
 
 /*
- * The container this process runs in: its host name read as hexadecimal, 0 on the host. Every call inside
- * a container leaves the stream of the host name file open.
+ * The container this process runs in: the hexadecimal digits that /etc/hostname begins with, 0 on the host. Root of
+ * the container may write another name there, and so reach the clocks of other containers and, with a name that
+ * begins with no such digit, of the host: this keeps clocks apart, but is no barrier. Every call inside a container
+ * leaves the stream of that file open.
  */
 OV_API uint64_t zyn_get_container_ID(void);
 
@@ -251,21 +257,25 @@ OV_API int64_t parse_reltime(const char *years, const char *days, const char *ho
 
 /*
  * Resolves a name or a number of the given kind to an existing uid, gid or pid. Returns 0, or -1 with
- * *number (not NULL) untouched. Names win over numbers; nothing may follow a number. The empty text is the
- * number 0, and so names root.
+ * *number (not NULL) untouched. Names win over numbers; nothing may follow a number, of which the low 32 bits count
+ * and are what *number becomes. The empty text is the number 0, and so names root.
  */
 OV_API int parse_uid(const char *text, int kind, uint32_t *number);
 
 /*
- * The user's or group's name, "UNKNOWN" when there is none, or the number for any other kind. A static
- * text, overwritten by the next call.
+ * The user's or group's name, "UNKNOWN" when there is none, or the number for any other kind. A static buffer of
+ * 1024 bytes, overwritten by the next call.
  */
 OV_API char *get_username(int kind, uint32_t number);
 
 /* 1 if the process exists, else 0. Reentrant. */
 OV_API int is_pid_alive(int pid);
 
-/* The effective uid of a process, or negative when it cannot be told. */
+/*
+ * The effective uid of a process, or negative when it cannot be told, as a shell with cat, grep and awk finds it: in
+ * the first line of the process's status that has the word Uid in it. A process chooses its name, which stands above:
+ * one that is called "Uid 1000" poses as a process of uid 1000.
+ */
 OV_API int get_uid_from_pid(int pid);
 
 /* The kind in words, a constant text. Reentrant. */
@@ -281,6 +291,16 @@ OV_API int ov_get_num_from_cmd(const char *command);
 OV_API int print_header(const char *path);
 
 #ifdef __cplusplus
+}
+
+/* The same for a message without const: it is a constant all the same. */
+template <typename Text> inline int64_t zyn_parse_tm_time(const struct tm *record, Text **message)
+{
+    const char *why = "";
+    const int64_t value = zyn_parse_tm_time(record, &why);
+    if (message && *why)
+        *message = const_cast<char *>(why);
+    return value;
 }
 #endif
 

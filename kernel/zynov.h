@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "base/machine.h"
+
 constexpr char ZYNOV_PATH[] = "/proc/zynov";
 constexpr uint64_t ZYNOV_IOV_VERSION = 171;
 
@@ -49,4 +51,3 @@ static_assert(offsetof(zynov_iov, version) == 0 && offsetof(zynov_iov, slot) == 
               offsetof(zynov_iov, speed) == 40 && offsetof(zynov_iov, base) == 48 &&
               offsetof(zynov_iov, origin) == 56 && offsetof(zynov_iov, spare) == 64 &&
               offsetof(zynov_iov, container_id) == 72);
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);

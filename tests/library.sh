@@ -49,6 +49,30 @@ int main(void) { return check_rc(OV_ROOT_IDENTITY) != 2; }' |
     "$cc" -std=c99 -pedantic -Wall -Wextra -Werror -I"$source/include" -x c - -o "$build/c99" -L"$build" -lov_helper
 LD_LIBRARY_PATH="$build" "$build/c99" || complain "a C program does not run"
 
+# What programs in C++ write, with and without const.
+for standard in c++98 c++20; do
+    echo '#include "ov_helper.h"
+int main() {
+    int64_t (*parse)(const tm *, const char **) = zyn_parse_tm_time;
+    tm none = tm();
+    char *name = get_username(OV_PROCESS, 7), *speed = clock_speed_string(1), *why = NULL, **no_slot = NULL;
+    const char *same = NULL;
+    int64_t values = parse(&none, &same) + zyn_parse_tm_time(&none, &why) + zyn_parse_tm_time(&none, no_slot);
+    values += zyn_parse_tm_time(&none, NULL) + zyn_parse_tm_time(&none, 0);
+#if __cplusplus >= 201103
+    values += zyn_parse_tm_time(&none, nullptr);
+#endif
+    return values != 0 || why == NULL || why != same || *name + *speed != 55 + 82;
+}' | "$cc" -std=$standard -pedantic -Wall -Wextra -Werror -I"$source/include" -x c++ - -o "$build/$standard" \
+        -L"$build" -lov_helper
+    LD_LIBRARY_PATH="$build" "$build/$standard" || complain "a program in $standard does not run"
+done
+
+for other in __BYTE_ORDER__=4321:little-endian __SIZEOF_POINTER__=4:64-bit; do
+    "$cc" -D"${other%:*}" -fsyntax-only -w -x c++ "$source/base/machine.h" 2>&1 |
+        grep -q "Orvane runs on ${other#*:} machines only" || complain "not refused: $other"
+done
+
 # FOLDER MAY_INCLUDE...
 while read -r folder allowed; do
     grep -rn '^#include "' "$source/$folder" |

@@ -31,7 +31,6 @@ static int read_field(const char *text, size_t length)
 // the first of each pair then ten times itself and the second. False when any is no digit.
 static bool read_digits(const char *text, CivilTime &t)
 {
-    static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);
     uint64_t pairs;
     uint32_t year;
     memcpy(&pairs, text, sizeof pairs);

@@ -29,10 +29,10 @@ done
 [ "$4" != Release ] || [ "$(size "$build/libov_helper.so" | awk 'NR == 2 { print $4 }')" -lt 36864 ] ||
     complain "libov_helper.so is too large"
 
-[ "$(echo $(names libzynov_sim.so))" = "__fxstatat __fxstatat64 __gettimeofday __lxstat __lxstat64 __open __open64 \
-__open64_2 __open_2 __openat64_2 __openat_2 __xstat __xstat64 access clock_gettime eaccess euidaccess faccessat \
-fstatat fstatat64 ftime gettimeofday getxattr ioctl lgetxattr lstat lstat64 open open64 openat openat64 setegid seteuid setgid setregid \
-setresgid setresuid setreuid setuid stat stat64 statx time timespec_get" ] || complain "interposed: $(names libzynov_sim.so)"
+names libzynov_sim.so | grep -v '^__st[ao].*_sim_originals' >"$build/interposed" # hidden, and listed all the same
+libc=$(ldd "$build/libzynov_sim.so" | sed -n 's/.*libc\.so\.6 => \([^ ]*\).*/\1/p')
+strangers=$(nm -D --defined-only "$libc" | sed 's/.* //; s/@.*//' | sort -u | comm -13 - "$build/interposed")
+[ -z "$strangers" ] || complain "stands in for what the C library has not: $strangers"
 
 echo '#include "ov_helper.h"
 #include <stddef.h>

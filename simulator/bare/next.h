@@ -1,38 +1,43 @@
+// What the preloaded library puts in front of the C library, and the C library's own functions behind that.
 #pragma once
-
-#include <dlfcn.h>
 
 #include <atomic>
 
 namespace sim
 {
 
-// The C library's own function behind one that the preloaded library stands in for. Found at its first call,
-// which may come before any constructor has run.
-template <typename Function> class Next
-{
-  public:
-    explicit constexpr Next(const char *name) : name_(name) {}
+// One of the C library's functions. Those declared with SIM_NEXT are found when the library is attached, since
+// looking for them later may wait for a lock of the loader; or at their first call, which another library's
+// constructor may make still earlier.
+struct alignas(32) Original { // an array of them, as the linker lays them out, has no gaps
+    const char *name, *version;
+    std::atomic<void *> function = nullptr;
 
     // Null when the C library has no such function.
+    void *find();
+};
+
+template <typename Function> struct Next : Original {
+    explicit constexpr Next(const char *its_name, const char *its_version = nullptr) : Original{its_name, its_version}
+    {
+    }
+
     Function *get()
     {
-        Function *function = function_.load(std::memory_order_relaxed);
-        if (function == nullptr) {
-            function = reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name_));
-            function_.store(function, std::memory_order_relaxed);
-        }
-        return function;
+        void *found = function.load(std::memory_order_relaxed);
+        return reinterpret_cast<Function *>(found != nullptr ? found : find());
     }
 
     template <typename... Arguments> auto operator()(Arguments... arguments) { return get()(arguments...); }
-
-  private:
-    const char *name_;
-    std::atomic<Function *> function_ = nullptr;
 };
 
 } // namespace sim
 
-// What the preloaded library puts in front of the C library.
 #define SIM_INTERPOSED extern "C" __attribute__((visibility("default")))
+
+// Declares next_NAME, to be called as the function of that name; a type may have commas. The second also says which
+// of several versions of it is meant.
+#define SIM_NEXT(name, ...)                                                                                            \
+    __attribute__((section("sim_originals"))) constinit ::sim::Next<__VA_ARGS__> next_##name(#name)
+#define SIM_NEXT_VERSION(variable, name, version, ...)                                                                 \
+    __attribute__((section("sim_originals"))) constinit ::sim::Next<__VA_ARGS__> variable(name, version)

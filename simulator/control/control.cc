@@ -18,9 +18,9 @@
 namespace sim
 {
 
-static constinit Next<int(const char *, int, ...)> next_open("open");
-static constinit Next<int(int, const char *, int, ...)> next_openat("openat");
-static constinit Next<int(int, unsigned long, ...)> next_ioctl("ioctl");
+static SIM_NEXT(open, int(const char *, int, ...));
+static SIM_NEXT(openat, int(int, const char *, int, ...));
+static SIM_NEXT(ioctl, int(int, unsigned long, ...));
 
 static std::atomic<uint64_t> commands_sent;
 

@@ -30,8 +30,8 @@ template <typename Call> static auto look_at(const char *path, const Call &call)
     SIM_INTERPOSED result seen_##name parameters __asm__(#name);                                                       \
     SIM_INTERPOSED result seen_##name parameters                                                                       \
     {                                                                                                                  \
-        static constinit sim::Next<result parameters> next(#name);                                                     \
-        return sim::look_at(path, [=](const char *place) { return next(__VA_ARGS__); });                               \
+        static SIM_NEXT(name, result parameters);                                                                      \
+        return sim::look_at(path, [=](const char *place) { return next_##name(__VA_ARGS__); });                        \
     }
 
 #define SIM_STATS(suffix)                                                                                              \

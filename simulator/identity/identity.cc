@@ -1,11 +1,9 @@
 #include "simulator/identity/identity.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cstdlib>
 #include <cstring>
 
+#include "base/integer.h"
 #include "simulator/bare/next.h"
 #include "simulator/bare/small_file.h"
 #include "simulator/identity/process.h"
@@ -13,27 +11,47 @@
 namespace sim
 {
 
-Self self;
+static std::atomic<uint64_t> container_id, birth;
+static std::atomic<int64_t> process, user, group;
 std::atomic<uint64_t> identity_version;
 
-static void identity_changed()
+Identity own_identity()
 {
-    identity_version.fetch_add(1, std::memory_order_release);
+    return {process.load(std::memory_order_acquire), user.load(std::memory_order_acquire),
+            group.load(std::memory_order_acquire), birth.load(std::memory_order_acquire),
+            container_id.load(std::memory_order_acquire)};
+}
+
+// The ids are the kernel's own: a library that plays root replaces geteuid. Of two threads that change them at once
+// the one that comes last to the end asks again.
+static void ask_ids()
+{
+    uint64_t version = identity_version.load(std::memory_order_acquire);
+    do {
+        user.store(ov::low_32(system_call(SYS_geteuid)), std::memory_order_release);
+        group.store(ov::low_32(system_call(SYS_getegid)), std::memory_order_release);
+    } while (!identity_version.compare_exchange_strong(version, version + 1, std::memory_order_acq_rel));
 }
 
 void know_oneself()
 {
-    self.pid = getpid();
-    self.birth = process_birth("/proc/self/stat");
-    identity_changed();
+    process.store(system_call(SYS_getpid), std::memory_order_release);
+    birth.store(process_birth("/proc/self/stat"), std::memory_order_release);
+    ask_ids();
+}
+
+void identity_changed()
+{
+    // A child that still runs in its parent's memory, on its way to another program, leaves the parent's alone.
+    if (system_call(SYS_getpid) == process.load(std::memory_order_relaxed))
+        ask_ids();
 }
 
 // As the engine reads it, but with nothing left open.
 static uint64_t read_container_id()
 {
-    struct stat marker;
     char line[256];
-    if (stat("/.dockerenv", &marker) != 0 || !read_small_file("/etc/hostname", line))
+    if (system_call(SYS_faccessat, AT_FDCWD, "/.dockerenv", F_OK) != 0 || !read_small_file("/etc/hostname", line))
         return 0;
     line[strcspn(line, "\n")] = '\0';
     return strtoull(line, nullptr, 16);
@@ -41,7 +59,7 @@ static uint64_t read_container_id()
 
 void know_container()
 {
-    self.container_id = read_container_id();
+    container_id.store(read_container_id(), std::memory_order_release);
 }
 
 } // namespace sim
@@ -50,8 +68,8 @@ void know_container()
 #define SIM_CHANGES_IDENTITY(name, parameters, arguments)                                                              \
     SIM_INTERPOSED int name parameters noexcept                                                                        \
     {                                                                                                                  \
-        static constinit sim::Next<int parameters> next(#name);                                                        \
-        const int result = next arguments;                                                                             \
+        static SIM_NEXT(name, int parameters);                                                                         \
+        const int result = next_##name arguments;                                                                      \
         sim::identity_changed();                                                                                       \
         return result;                                                                                                 \
     }

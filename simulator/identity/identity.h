@@ -9,20 +9,26 @@
 namespace sim
 {
 
-// What a process knows of itself from its start, or from the fork that made it. What has to be read from a file is
-// read then, since later it may not be there.
-struct Self {
-    uint64_t container_id;
-    pid_t pid;
+// A process as the clocks see it. User and group are the effective ones.
+struct Identity {
+    int64_t process, user, group;
     uint64_t birth;
+    uint64_t container_id;
 };
-extern Self self;
 
-// Counts the changes of this process's identity: by fork and the set*id calls.
+// What this process knows of itself from its start, the fork that made it, or its last change of identity. Nothing
+// of it is asked again at a reading of the time, since a filter of system calls may end who asks. Async-signal-safe,
+// as all here.
+Identity own_identity();
+
+// Counts the changes of it. Who reads it before and after own_identity, and finds it the same, has a whole one.
 extern std::atomic<uint64_t> identity_version;
 
-// Reads what self says. After a fork, know_oneself is enough.
+// Finds it out: once with the container, and for a child without it.
 void know_container();
 void know_oneself();
+
+// To be called after a change of user or group.
+void identity_changed();
 
 } // namespace sim

@@ -9,12 +9,12 @@
 namespace sim
 {
 
-// The pace of the clock that this process lives by at present; false when that is the real time. As cheap as
-// read_clock, and async-signal-safe.
+// The pace of the clock that this process lives by at present; false when that is the real time. Makes no system
+// call, takes no lock and searches nothing unless a clock has come or gone since the last time, and then only
+// searches. Async-signal-safe.
 bool own_clock(Pace &pace);
 
-// The time that this process is to see; false when that is the real time. Makes no system call, takes no lock and
-// searches nothing unless a clock has come or gone since the last.
+// The time that this process is to see; false when that is the real time. Async-signal-safe.
 bool read_clock(timespec &time);
 
 // The C library's own.
@@ -22,5 +22,8 @@ extern Next<int(clockid_t, timespec *)> next_clock_gettime;
 
 // The real time, whatever clock this process lives by.
 timespec real_time();
+
+// To be called by a process that has just been made of another, in memory of its own.
+void begin_as_child();
 
 } // namespace sim

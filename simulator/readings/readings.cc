@@ -10,17 +10,9 @@
 namespace sim
 {
 
-static constinit Next<int(timeval *, void *)> next_gettimeofday("gettimeofday");
-static constinit Next<time_t(time_t *)> next_time("time");
-static constinit Next<int(timespec *, int)> next_timespec_get("timespec_get");
-
-// Now, since looking for them later may take a lock.
-__attribute__((constructor)) static void find_readings()
-{
-    next_gettimeofday.get();
-    next_time.get();
-    next_timespec_get.get();
-}
+static SIM_NEXT(gettimeofday, int(timeval *, void *));
+static SIM_NEXT(time, time_t(time_t *));
+static SIM_NEXT(timespec_get, int(timespec *, int));
 
 } // namespace sim
 

@@ -53,7 +53,7 @@ class Pace
     uint64_t divisor_inverse_ = 0; // ... with 2^64 divided by it, to save the division
     int64_t utc_offset_ = 0;
     int64_t midnight_ = 0;
-    bool rewinds_ = false;
+    int64_t rewinds_ = 0;
 };
 
 } // namespace sim

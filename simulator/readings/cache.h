@@ -1,0 +1,80 @@
+// A cache of the one clock that a process lives by, shared by its threads and its signal handlers.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <bit>
+#include <cstdint>
+#include <utility>
+
+#include "simulator/table/clock.h"
+
+namespace sim
+{
+
+// What a clock was looked up in: it holds while neither has changed.
+struct Generation {
+    uint64_t table, identity;
+
+    bool operator==(const Generation &) const = default;
+};
+
+// A sequence lock whose writers only try: one that finds another at work, which it may itself have interrupted, as a
+// signal handler does, gives up its place, and what it has found is looked up again. An odd sequence is a write
+// under way. A handler that leaves one by siglongjmp makes later readings slower, and not wrong.
+class Cache
+{
+  public:
+    // What a look-up found: the pace of a clock, or that there is none; or no such look-up is in the cache.
+    enum Found : uint64_t { no_clock, clock, nothing };
+
+    // What was found in a generation; the pace is set only where there is a clock.
+    Found load(const Generation &wanted, Pace &pace) const;
+    void store(const Generation &generation, Found found, const Pace &pace);
+
+    // For a child that may have been made in the midst of another thread's write: that thread is not there to end it.
+    void end_write() { sequence_.store(0, std::memory_order_release); }
+
+  private:
+    static constexpr size_t pace_words = sizeof(Pace) / sizeof(uint64_t);
+    using PaceWords = std::array<uint64_t, pace_words>;
+
+    std::atomic<uint64_t> sequence_ = 0;
+    std::atomic<uint64_t> table_ = UINT64_MAX, identity_ = 0; // a generation that never is
+    std::atomic<uint64_t> found_ = no_clock;
+    std::array<std::atomic<uint64_t>, pace_words> pace_ = {};
+};
+
+[[gnu::always_inline]] inline Cache::Found Cache::load(const Generation &wanted, Pace &pace) const
+{
+    const uint64_t sequence = sequence_.load(std::memory_order_acquire);
+    if (table_.load(std::memory_order_acquire) != wanted.table ||
+        identity_.load(std::memory_order_acquire) != wanted.identity)
+        return nothing;
+    const auto found = static_cast<Found>(found_.load(std::memory_order_acquire));
+    if (found == clock) {
+        // Word by word and not in a loop, so that none goes through memory on its way.
+        [&]<size_t... i>(std::index_sequence<i...>)
+        {
+            pace = std::bit_cast<Pace>(PaceWords{pace_[i].load(std::memory_order_acquire)...});
+        }
+        (std::make_index_sequence<pace_words>());
+    }
+    return sequence % 2 == 0 && sequence_.load(std::memory_order_relaxed) == sequence ? found : nothing;
+}
+
+inline void Cache::store(const Generation &generation, Found found, const Pace &pace)
+{
+    uint64_t sequence = sequence_.load(std::memory_order_relaxed);
+    if (sequence % 2 != 0 || !sequence_.compare_exchange_strong(sequence, sequence + 1, std::memory_order_acquire))
+        return;
+    table_.store(generation.table, std::memory_order_release);
+    identity_.store(generation.identity, std::memory_order_release);
+    found_.store(found, std::memory_order_release);
+    const auto words = std::bit_cast<PaceWords>(pace);
+    for (size_t i = 0; i < pace_words; ++i)
+        pace_[i].store(words[i], std::memory_order_release);
+    sequence_.store(sequence + 2, std::memory_order_release);
+}
+
+} // namespace sim

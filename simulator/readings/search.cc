@@ -1,0 +1,39 @@
+#include "simulator/readings/search.h"
+
+namespace sim
+{
+
+// By what a process has a clock, the strongest last.
+enum Claim { none, by_group, by_user, its_own };
+
+static Claim claim(const Clock &clock, const Identity &who)
+{
+    if (clock.container_id != who.container_id)
+        return none;
+    switch (clock.kind()) {
+    case group_kind:
+        return clock.id == who.group ? by_group : none;
+    case user_kind:
+        return clock.id == who.user ? by_user : none;
+    case process_kind: // it may have been left by an earlier process of the same number
+        return clock.id == who.process && clock.birth == who.birth ? its_own : none;
+    default:
+        return none;
+    }
+}
+
+bool search_clock(const Table &table, const Identity &who, Clock &clock)
+{
+    Claim strongest = none;
+    for (const Slot &slot : table.slots) {
+        const Clock candidate = slot.load();
+        const Claim its_claim = claim(candidate, who);
+        if (its_claim > strongest) {
+            strongest = its_claim;
+            clock = candidate;
+        }
+    }
+    return strongest != none;
+}
+
+} // namespace sim

@@ -43,7 +43,7 @@ constexpr int get_month_days(int64_t year, int64_t month)
 }
 
 // Days before each month of a common year.
-inline constexpr auto days_before = [] {
+inline constexpr auto days_before = []() {
     constexpr int64_t common_year = 2001 - since_1900;
     std::array<int16_t, 12> days = {};
     for (size_t month = 1; month < days.size(); ++month)

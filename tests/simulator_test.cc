@@ -9,12 +9,14 @@
 #include <bit>
 #include <cerrno>
 #include <climits>
+#include <fstream>
 #include <memory>
 #include <random>
 #include <thread>
 #include <tuple>
 
 #include "base/integer.h"
+#include "simulator/identity/process.h"
 #include "simulator/table/state.h"
 
 using namespace sim;
@@ -25,7 +27,8 @@ static constexpr auto ADD = ZYNOV_IOC_ADD_CLOCK, DELETE = ZYNOV_IOC_DELETE_CLOCK
 static int change(Table &table, zynov_command command, uint64_t kind, int64_t id, int64_t value = 1924419600,
                   uint64_t container = 0)
 {
-    return change_table(table, command, {171, 0, 0, id, value, kind, 1, 0, 0, 0, container}, start);
+    const zynov_iov record = {171, 0, 0, id, value, kind, 1, 0, 0, 0, container};
+    return change_table(table, command, record, start, circumstances(command, record));
 }
 
 TEST(Simulator, KeepsTheModulesRules)
@@ -40,7 +43,7 @@ TEST(Simulator, KeepsTheModulesRules)
     };
     const auto high_mark = [&] { return query(ZYNOV_IOC_HIGH_MARK).speed; };
     zynov_iov old = {170};
-    EXPECT_EQ(change_table(table, RESET, old, start), EILSEQ);
+    EXPECT_EQ(change_table(table, RESET, old, start, {}), EILSEQ);
     EXPECT_EQ(query_table(table, ZYNOV_IOC_HIGH_MARK, old, start), EILSEQ);
     // Kind, id, value (to delete: the kind) and container; the answer, and the highest slot that is then in use.
     const std::tuple<zynov_command, uint64_t, int64_t, int64_t, uint64_t, int, int64_t> steps[] = {
@@ -53,6 +56,7 @@ TEST(Simulator, KeepsTheModulesRules)
         {ADD, 1, 6, 253402329600, 0, EOVERFLOW, 2},
         {ADD, 4, 6, 99999, 0, EINVAL, 2},
         {ADD, 0, 6, 99999, 0, EINVAL, 2},
+        {ADD, 2, 0, 99999, 0, EINVAL, 2},
         {DELETE, 1, 5, 2, 0, 0, 2},
         {DELETE, 2, 5, 2, 0, EL2HLT, 2},
         {ADD, 1, 7, 253402329599, 0, 0, 2},
@@ -70,25 +74,76 @@ TEST(Simulator, KeepsTheModulesRules)
     EXPECT_EQ(change(table, RESET, 0, 0), 0);
 
     // What the listing needs: the present time, and the date that base and origin add up to.
-    EXPECT_EQ(change_table(table, ADD, {171, 0, 0, 5, 1924419600, 0x101, 60, 0, -7, 0, 9}, start), 0);
+    EXPECT_EQ(change_table(table, ADD, {171, 0, 0, 5, 1924419600, 0x101, 60, 0, -7, 0, 9}, start, {}), 0);
     const zynov_iov clock = query(ZYNOV_IOC_GET_SLOT, 0, {start.tv_sec + 1000, start.tv_nsec});
     EXPECT_TRUE(clock.vtime == 1924419600 + 60000 - 86400 && clock.base == clock.vtime + 7 && clock.origin == -7);
     EXPECT_TRUE(clock.flags == 0x101 && clock.speed == 60 && clock.container_id == 9);
     zynov_iov past = {171, Table::capacity};
     EXPECT_EQ(query_table(table, ZYNOV_IOC_GET_SLOT, past, start), EINVAL);
+}
 
-    // The clock of a process goes with it: a later one by the same number finds no clock, and room for its own.
+// A clock in the first slot: what is to be seen of it, what adding, deleting and resetting one's own come to, and
+// whether its slot is free after the reset.
+TEST(Simulator, TakesNoLivingProcessItsClock)
+{
+    const int64_t pid = getpid();
+    uint64_t birth = 0;
+    ASSERT_EQ(read_birth(pid, birth), 0);
+    const uint64_t here = pid_namespace();
+    const auto clock = [](int64_t id, uint64_t where, uint64_t when) {
+        return Clock{.id = id, .flags = 3, .pid_namespace = where, .birth = when};
+    };
+    const std::tuple<Clock, int64_t, int, int, int, bool> rows[] = {
+        {clock(pid, here, birth), pid, EEXIST, 0, 0, true},
+        {clock(pid, here, birth ^ 64), 0, 0, EL2HLT, ENOENT, true},  // of an earlier one by that number
+        {clock(INT_MAX, here, birth), 0, 0, EL2HLT, ENOENT, true},   // no such process
+        {clock(pid, here ^ 1, birth), 0, 0, EL2HLT, ENOENT, false}}; // of another namespace
+    for (const auto &[first, shown, added, deleted, emptied, freed] : rows) {
+        const auto table = std::make_unique<Table>();
+        const auto put = [&, &held = first] {
+            for (uint32_t i = 0; i < 3; ++i)
+                table->slots[i].store(i == 0 ? held : Clock());
+        };
+        put();
+        zynov_iov record = {171, 0};
+        EXPECT_EQ(query_table(*table, ZYNOV_IOC_GET_SLOT, record, start), 0);
+        EXPECT_EQ(record.id, shown);
+        EXPECT_EQ(change(*table, ADD, 3, pid), added);
+        EXPECT_EQ(table->slots[0].load().id, added == 0 && freed ? pid : first.id); // takes a dead one's place
+        put();
+        EXPECT_EQ(change(*table, DELETE, 0, pid, 3), deleted);
+        put();
+        EXPECT_EQ(change(*table, RESET, 0, 0), emptied);
+        EXPECT_EQ(table->slots[0].load().kind() == no_kind, freed);
+    }
+    EXPECT_EQ(change(*std::make_unique<Table>(), ADD, 3, INT_MAX), ESRCH);
+
     const pid_t child = fork();
     if (child == 0)
         pause();
-    EXPECT_EQ(change(table, ADD, 3, child), 0);
-    EXPECT_EQ(query(ZYNOV_IOC_GET_SLOT, 1).id, child);
+    ASSERT_EQ(read_birth(child, birth), 0);
+    EXPECT_FALSE(has_ended(child, birth));
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
-    EXPECT_EQ(query(ZYNOV_IOC_GET_SLOT, 1).id, 0);
-    EXPECT_EQ(change(table, DELETE, 0, child, 3), EL2HLT);
-    EXPECT_EQ(change(table, ADD, 3, getpid()), 0);
-    EXPECT_EQ(high_mark(), 1);
+    EXPECT_TRUE(has_ended(child, birth));
+}
+
+// What older kernels tell processes by.
+TEST(Simulator, KnowsWhenAProcessStartedInAnyTimeNamespace)
+{
+    uint64_t birth = 0;
+    ASSERT_EQ(read_start(getpid(), birth), 0);
+    EXPECT_TRUE(!has_ended(getpid(), birth) && !has_ended(getpid(), birth - 1) && has_ended(getpid(), birth - 2));
+    if (unshare(CLONE_NEWTIME) != 0)
+        GTEST_SKIP() << "needs the superuser";
+    std::ofstream("/proc/self/timens_offsets") << "boottime 100000 5000000\n";
+    EXPECT_FALSE(has_ended(getpid(), birth - 1000)); // not to be known before the namespace is entered
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(has_ended(getppid(), birth) || !has_ended(getppid(), birth - 3));
+    int status = 1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
 }
 
 TEST(Simulator, RunsClocksAtTheirSpeed)
@@ -149,7 +204,7 @@ TEST(Simulator, LosesNothingToManyWritersNorToOneThatIsKilled)
             return change(*Change(descriptor).table(), command, kind, id, value) == 0;
         };
         bool good = true;
-        for (int64_t id = 1000 * writer; id < 1000 * writer + rounds; ++id)
+        for (int64_t id = 1000 * writer + 1; id <= 1000 * writer + rounds; ++id)
             good &= send(ADD, 1, id) && send(ADD, 2, id) && send(DELETE, 0, id, 2);
         const Change change(descriptor);
         if (writer == 0)
@@ -162,7 +217,7 @@ TEST(Simulator, LosesNothingToManyWritersNorToOneThatIsKilled)
     for (const Slot &slot : map_state(descriptor)->slots)
         kept += slot.load().kind() != 0;
     EXPECT_TRUE(killed == 1 && failed == 0 && kept == writers * rounds) << kept;
-    EXPECT_EQ(change(*Change(descriptor).table(), DELETE, 0, 0, 1), 0);
+    EXPECT_EQ(change(*Change(descriptor).table(), DELETE, 0, 1, 1), 0);
     EXPECT_EQ(Change(descriptor).table()->generation % 2, 0u); // a whole change makes up for the one cut short
     EXPECT_EQ(dup(descriptor), next);
     close(descriptor);
@@ -178,7 +233,7 @@ TEST(Simulator, ShowsReadersNoHalfOfAClock)
     std::thread writer([&] {
         for (int64_t n = 0; n < 1000000; ++n) {
             const auto bits = static_cast<uint64_t>(n);
-            slot.store({n, bits, bits, n, n, n, n, n, n, bits});
+            slot.store({n, bits, bits, n, n, n, n, n, n, bits, bits});
         }
         writing = false;
     });

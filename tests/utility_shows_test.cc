@@ -41,9 +41,11 @@ TEST_F(Utility, ShowsProgramsTheirTime)
         {"export TZ=XXX-5:30; sh -c './ovuser add p:$$ --at 2030-12-25T23:59 --rewind --speed 1000 >/dev/null;"
          "sleep 0.2; exec date \"+%F %H\"'",
          "2030-12-25 00\n= 0"},
-        // A later process by the same number: each of these is number 1 where it lives.
-        {"own='unshare -pf --propagation unchanged --mount-proc'; $own sh -c './ovuser add p:$$ $FREEZE >/dev/null;"
-         "exec date +%s'; sleep 0.1; $own date +%s",
-         christmas + "\nreal\n= 0"},
+        // Processes by one number: the host's, another namespace's, and a later one's. Each sees its own clock alone.
+        {"own='unshare -pf --propagation unchanged --mount-proc'; ./ovuser add p:1 --in 1d >/dev/null;"
+         "$own sh -c './ovuser add p:$$ $FREEZE >/dev/null; ./ovuser list | grep -c p:; exec date +%s'; sleep 0.1;"
+         "$own sh -c './ovuser list | grep -c p:; ./ovuser reset >/dev/null 2>&1; exec date +%s'; ./ovuser list | grep "
+         "-c p:",
+         "1\n" + christmas + "\n0\nreal\n1\n= 0"},
     });
 }

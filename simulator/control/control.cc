@@ -57,10 +57,11 @@ static bool is_command(unsigned long request)
 static int run_command(int descriptor, unsigned long command, zynov_iov &record)
 {
     if (changes_table(command)) {
+        const Circumstances found = circumstances(command, record);
         const Change change(descriptor);
         if (change.table() == nullptr)
             return errno;
-        return change_table(*change.table(), command, record, real_time()); // no time passes behind the lock
+        return change_table(*change.table(), command, record, real_time(), found); // no time passes behind the lock
     }
     const Table *table = map_state(descriptor);
     if (table == nullptr)

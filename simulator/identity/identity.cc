@@ -11,15 +11,15 @@
 namespace sim
 {
 
-static std::atomic<uint64_t> container_id, birth;
+static std::atomic<uint64_t> container_id, own_pid_namespace, birth;
 static std::atomic<int64_t> process, user, group;
 std::atomic<uint64_t> identity_version;
 
 Identity own_identity()
 {
     return {process.load(std::memory_order_acquire), user.load(std::memory_order_acquire),
-            group.load(std::memory_order_acquire), birth.load(std::memory_order_acquire),
-            container_id.load(std::memory_order_acquire)};
+            group.load(std::memory_order_acquire),   own_pid_namespace.load(std::memory_order_acquire),
+            birth.load(std::memory_order_acquire),   container_id.load(std::memory_order_acquire)};
 }
 
 // The ids are the kernel's own: a library that plays root replaces geteuid. Of two threads that change them at once
@@ -35,8 +35,12 @@ static void ask_ids()
 
 void know_oneself()
 {
-    process.store(system_call(SYS_getpid), std::memory_order_release);
-    birth.store(process_birth("/proc/self/stat"), std::memory_order_release);
+    const int64_t pid = system_call(SYS_getpid);
+    uint64_t found = 0;
+    read_birth(pid, found);
+    process.store(pid, std::memory_order_release);
+    own_pid_namespace.store(pid_namespace(), std::memory_order_release);
+    birth.store(found, std::memory_order_release);
     ask_ids();
 }
 

@@ -12,7 +12,7 @@ namespace sim
 // A process as the clocks see it. User and group are the effective ones.
 struct Identity {
     int64_t process, user, group;
-    uint64_t birth;
+    uint64_t pid_namespace, birth; // 0 when they cannot be found out
     uint64_t container_id;
 };
 

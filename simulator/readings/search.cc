@@ -15,8 +15,9 @@ static Claim claim(const Clock &clock, const Identity &who)
         return clock.id == who.group ? by_group : none;
     case user_kind:
         return clock.id == who.user ? by_user : none;
-    case process_kind: // it may have been left by an earlier process of the same number
-        return clock.id == who.process && clock.birth == who.birth ? its_own : none;
+    case process_kind: // it may have been left by an earlier process of the same number, or be of another namespace
+        return clock.id == who.process && clock.birth == who.birth && clock.pid_namespace == who.pid_namespace ? its_own
+                                                                                                               : none;
     default:
         return none;
     }

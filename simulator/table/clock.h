@@ -21,8 +21,9 @@ struct Clock {
     int64_t start;        // the clock's value, in seconds since the epoch, ...
     int64_t real_seconds; // ... at this real instant
     int64_t real_nanoseconds;
-    int64_t utc_offset; // of the zone in which the clock was added, seconds east: where its midnight lies
-    uint64_t birth;     // of a process: tells it from a later one with the same pid
+    int64_t utc_offset;     // of the zone in which the clock was added, seconds east: where its midnight lies
+    uint64_t pid_namespace; // of a process: where its id means it, ...
+    uint64_t birth;         // ... and what tells it from a later one with the same id
 
     uint64_t kind() const { return flags & ZYNOV_KIND_MASK; }
     bool rewinds() const { return flags >> ZYNOV_REWIND_SHIFT != 0; }

@@ -13,93 +13,153 @@ namespace sim
 // The module's own words for "no such clock": the engine looks for them.
 constexpr int no_clock_to_delete = EL2HLT, no_clock_to_reset = ENOENT;
 
-// Whether a slot can take another clock: it has none, or that of a process that has ended.
-static bool is_free(const Clock &clock)
+// The caller's pid namespace, in which alone he can name processes. The clocks of others he neither sees nor changes.
+class Surroundings
 {
-    return clock.kind() == no_kind || (clock.kind() == process_kind && clock.birth != process_birth(clock.id));
-}
+  public:
+    bool has(const Clock &clock)
+    {
+        if (clock.kind() != process_kind)
+            return clock.kind() != no_kind;
+        if (pid_namespace_ == 0)
+            pid_namespace_ = pid_namespace();
+        return pid_namespace_ != 0 && clock.pid_namespace == pid_namespace_;
+    }
+
+    // Whether a clock's process has ended. Asks the kernel.
+    bool outlives(const Clock &clock)
+    {
+        return clock.kind() == process_kind && has(clock) && has_ended(clock.id, clock.birth);
+    }
+
+    // Whether there is a clock, as far as the caller sees.
+    bool shows(const Clock &clock) { return has(clock) && !outlives(clock); }
+
+  private:
+    uint64_t pid_namespace_ = 0;
+};
 
 bool changes_table(unsigned long command)
 {
     return command == ZYNOV_IOC_ADD_CLOCK || command == ZYNOV_IOC_DELETE_CLOCK || command == ZYNOV_IOC_RESET_ALL;
 }
 
-static void replace(Table &table, uint32_t slot, const Clock &clock)
+Circumstances circumstances(unsigned long command, const zynov_iov &record)
 {
-    const uint64_t under_way = table.generation.load(std::memory_order_relaxed) | 1;
-    table.generation.store(under_way, std::memory_order_relaxed);
-    table.slots[slot].store(clock);
-    table.generation.store(under_way + 1, std::memory_order_release);
+    Circumstances found = {};
+    if (command != ZYNOV_IOC_ADD_CLOCK)
+        return found;
+    found.utc_offset = ov::local_time(record.vtime).tm_gmtoff;
+    if ((record.flags & ZYNOV_KIND_MASK) == process_kind) {
+        found.pid_namespace = pid_namespace();
+        found.error = found.pid_namespace == 0 ? EACCES : read_birth(record.id, found.birth);
+    }
+    return found;
 }
 
-struct Places {
-    uint32_t found, first_free; // Table::capacity when there is none
+// Keeps the table's generation odd, which readers do not remember, for as long as it exists.
+class Alteration
+{
+  public:
+    explicit Alteration(Table &table) : table_(table), under_way_(table.generation.load(std::memory_order_relaxed) | 1)
+    {
+        table.generation.store(under_way_, std::memory_order_relaxed);
+    }
+    ~Alteration() { table_.generation.store(under_way_ + 1, std::memory_order_release); }
+    Alteration(const Alteration &) = delete;
+    Alteration &operator=(const Alteration &) = delete;
+
+    void replace(uint32_t slot, const Clock &clock) { table_.slots[slot].store(clock); }
+
+  private:
+    Table &table_;
+    uint64_t under_way_;
 };
 
-// Looks for the clock of (kind, id, container).
-static Places find(const Table &table, uint64_t kind, int64_t id, uint64_t container_id)
+constexpr uint32_t nowhere = Table::capacity;
+
+// Where the clock of (kind, id, container) is. Whether its process lives is asked of it alone.
+static uint32_t find(const Table &table, uint64_t kind, const zynov_iov &record)
 {
-    Places places = {Table::capacity, Table::capacity};
-    for (uint32_t i = 0; i < Table::capacity && places.found == Table::capacity; ++i) {
+    Surroundings surroundings;
+    for (uint32_t i = 0; i < Table::capacity; ++i) {
         const Clock clock = table.slots[i].load();
-        if (is_free(clock)) {
-            if (places.first_free == Table::capacity)
-                places.first_free = i;
-        } else if (clock.kind() == kind && clock.id == id && clock.container_id == container_id) {
-            places.found = i;
-        }
+        if (clock.kind() == kind && clock.id == record.id && clock.container_id == record.container_id &&
+            surroundings.shows(clock))
+            return i;
     }
-    return places;
+    return nowhere;
 }
 
-static int add(Table &table, const zynov_iov &record, const timespec &real)
+// A slot that has no clock, or that of a process that has ended: few are asked for that while there is another.
+static uint32_t find_room(const Table &table)
+{
+    Surroundings surroundings;
+    uint32_t to_ask = 16;
+    for (uint32_t i = 0; i < Table::capacity; ++i) {
+        const Clock clock = table.slots[i].load();
+        if (clock.kind() == no_kind)
+            return i;
+        if (clock.kind() == process_kind && to_ask > 0 && (--to_ask, surroundings.outlives(clock)))
+            return i;
+    }
+    for (uint32_t i = 0; i < Table::capacity; ++i)
+        if (surroundings.outlives(table.slots[i].load()))
+            return i;
+    return nowhere;
+}
+
+static int add(Table &table, const zynov_iov &record, const timespec &real, const Circumstances &circumstances)
 {
     const uint64_t kind = record.flags & ZYNOV_KIND_MASK;
-    if (kind == no_kind || kind > process_kind)
+    if (kind == no_kind || kind > process_kind || record.id == 0)
         return EINVAL;
-    const Places places = find(table, kind, record.id, record.container_id);
-    if (places.found != Table::capacity)
+    if (circumstances.error != 0)
+        return circumstances.error;
+    if (find(table, kind, record) != nowhere)
         return EEXIST;
     if (record.vtime < ov::earliest_clock)
         return EINVAL;
     if (record.vtime > ov::latest_clock)
         return EOVERFLOW;
-    if (places.first_free == Table::capacity)
+    const uint32_t room = find_room(table);
+    if (room == nowhere)
         return ENOSPC;
-    replace(table, places.first_free,
-            {.id = record.id,
-             .flags = record.flags,
-             .container_id = record.container_id,
-             .speed = record.speed,
-             .origin = record.origin,
-             .start = record.vtime,
-             .real_seconds = real.tv_sec,
-             .real_nanoseconds = real.tv_nsec,
-             .utc_offset = ov::local_time(record.vtime).tm_gmtoff,
-             .birth = kind == process_kind ? process_birth(record.id) : 0});
+    Alteration(table).replace(room, {.id = record.id,
+                                     .flags = record.flags,
+                                     .container_id = record.container_id,
+                                     .speed = record.speed,
+                                     .origin = record.origin,
+                                     .start = record.vtime,
+                                     .real_seconds = real.tv_sec,
+                                     .real_nanoseconds = real.tv_nsec,
+                                     .utc_offset = circumstances.utc_offset,
+                                     .pid_namespace = circumstances.pid_namespace,
+                                     .birth = circumstances.birth});
     return 0;
 }
 
 static int remove(Table &table, const zynov_iov &record)
 {
     // The kind comes in the place of the clock value.
-    const auto kind = static_cast<uint64_t>(record.vtime);
-    const Places places = find(table, kind, record.id, record.container_id);
-    if (places.found == Table::capacity)
+    const uint32_t place = find(table, static_cast<uint64_t>(record.vtime), record);
+    if (place == nowhere)
         return no_clock_to_delete;
-    replace(table, places.found, {});
+    Alteration(table).replace(place, {});
     return 0;
 }
 
 static int reset(Table &table, uint64_t container_id)
 {
+    Surroundings surroundings;
+    Alteration alteration(table);
     bool any = false;
     for (uint32_t i = 0; i < Table::capacity; ++i) {
         const Clock clock = table.slots[i].load();
-        if (clock.kind() == no_kind || clock.container_id != container_id)
+        if (clock.container_id != container_id || !surroundings.has(clock))
             continue;
-        any |= !is_free(clock);
-        replace(table, i, {});
+        any = any || !surroundings.outlives(clock);
+        alteration.replace(i, {});
     }
     return any ? 0 : no_clock_to_reset;
 }
@@ -109,7 +169,7 @@ static int get_slot(const Table &table, zynov_iov &record, const timespec &real)
     if (record.slot >= Table::capacity)
         return EINVAL;
     const Clock clock = table.slots[record.slot].load();
-    if (is_free(clock)) {
+    if (!Surroundings().shows(clock)) {
         record.id = 0;
         return 0;
     }
@@ -125,20 +185,22 @@ static int get_slot(const Table &table, zynov_iov &record, const timespec &real)
 
 static int64_t high_mark(const Table &table)
 {
+    Surroundings surroundings;
     for (int64_t slot = Table::capacity - 1; slot >= 0; --slot) {
-        if (!is_free(table.slots[static_cast<size_t>(slot)].load()))
+        if (surroundings.shows(table.slots[static_cast<size_t>(slot)].load()))
             return slot;
     }
     return -1;
 }
 
-int change_table(Table &table, unsigned long command, const zynov_iov &record, const timespec &real)
+int change_table(Table &table, unsigned long command, const zynov_iov &record, const timespec &real,
+                 const Circumstances &circumstances)
 {
     if (record.version != ZYNOV_IOV_VERSION)
         return EILSEQ;
     switch (command) {
     case ZYNOV_IOC_ADD_CLOCK:
-        return add(table, record, real); // vtime already holds the value set
+        return add(table, record, real, circumstances); // vtime already holds the value set
     case ZYNOV_IOC_DELETE_CLOCK:
         return remove(table, record);
     case ZYNOV_IOC_RESET_ALL:

@@ -14,7 +14,7 @@ namespace sim
 // What a table begins with, so that no other file is taken for one.
 struct Header {
     uint64_t magic = 0x6d69732d766f6e79; // "ynov-sim"
-    uint32_t format = 1;
+    uint32_t format = 2;
     uint32_t slot_count = capacity;
 
     static constexpr uint32_t capacity = 1024;
@@ -32,10 +32,20 @@ struct Table {
 };
 static_assert(std::atomic<uint64_t>::is_always_lock_free);
 
+// What adding a clock takes that its record does not say. It may take descriptors, locks and memory to find out, and so
+// comes before the table is locked.
+struct Circumstances {
+    int64_t utc_offset;
+    uint64_t pid_namespace, birth; // of a process
+    int error;                     // why they cannot be found out
+};
+Circumstances circumstances(unsigned long command, const zynov_iov &record);
+
 // Carry out one command at a real instant: one that changes the table, under the lock, or one that only
 // looks. Both return 0, or the errno with which the module refuses.
 bool changes_table(unsigned long command);
-int change_table(Table &table, unsigned long command, const zynov_iov &record, const timespec &real);
+int change_table(Table &table, unsigned long command, const zynov_iov &record, const timespec &real,
+                 const Circumstances &circumstances);
 int query_table(const Table &table, unsigned long command, zynov_iov &record, const timespec &real);
 
 } // namespace sim

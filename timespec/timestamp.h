@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <iterator>
 
 #include "timespec/calendar.h"
 

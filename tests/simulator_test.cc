@@ -17,6 +17,7 @@
 
 #include "base/integer.h"
 #include "simulator/identity/process.h"
+#include "simulator/table/change.h"
 #include "simulator/table/state.h"
 
 using namespace sim;

@@ -3,16 +3,19 @@
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
 
+#include "simulator/bare/memory.h"
 #include "simulator/bare/next.h"
+#include "simulator/bare/signals.h"
 #include "simulator/control/control_file.h"
 #include "simulator/control/faults.h"
 #include "simulator/readings/own_clock.h"
+#include "simulator/table/change.h"
 #include "simulator/table/state.h"
 
 namespace sim
@@ -31,16 +34,10 @@ static int open_simulated(int opened, const char *path, int flags, int kept)
     if (state == nullptr)
         return opened;
     if (opened >= 0) // a real module is there
-        close(opened);
-    const int descriptor = next_open(state, O_RDONLY | O_NOFOLLOW | (flags & O_CLOEXEC));
-    if (descriptor >= 0 && flaw_in_state(descriptor) != nullptr) {
-        close(descriptor);
-        errno = EBADMSG;
-        return -1;
-    }
-    if (descriptor >= 0)
-        errno = kept;
-    return descriptor;
+        system_call(SYS_close, opened);
+    const int descriptor = open_state(state, flags & (O_CLOEXEC | O_NONBLOCK));
+    errno = descriptor < 0 ? -descriptor : kept;
+    return descriptor < 0 ? -1 : descriptor;
 }
 
 // Whether an opening can make a file, and so comes with a mode.
@@ -56,34 +53,41 @@ static bool is_command(unsigned long request)
 
 static int run_command(int descriptor, unsigned long command, zynov_iov &record)
 {
+    const SignalsHeld held;
     if (changes_table(command)) {
         const Circumstances found = circumstances(command, record);
         const Change change(descriptor);
-        if (change.table() == nullptr)
-            return errno;
+        if (change.error() != 0)
+            return change.error();
         return change_table(*change.table(), command, record, real_time(), found); // no time passes behind the lock
     }
-    const Table *table = map_state(descriptor);
-    if (table == nullptr)
-        return errno;
-    const int error = query_table(*table, command, record, real_time());
-    munmap(const_cast<Table *>(table), sizeof(Table));
+    Table *table;
+    int error = map_table(descriptor, PROT_READ, table);
+    if (error == 0) {
+        error = query_table(*table, command, record, real_time());
+        system_call(SYS_munmap, table, sizeof(Table));
+    }
     return error;
 }
 
-static int answer_command(int descriptor, unsigned long command, zynov_iov *record)
+// errno stays as it is, unless there is an error.
+static int answer_command(int descriptor, unsigned long command, void *given)
 {
-    if (record == nullptr) {
-        errno = EFAULT;
-        return -1;
-    }
     const int kept = errno;
-    int result = 0, error = 0;
-    Faults faults;
-    faults.read(getenv(faults_variable));
-    if (!faults.play(++commands_sent, *record, result, error)) {
-        error = run_command(descriptor, command, *record);
-        result = error != 0 ? -1 : 0;
+    zynov_iov record;
+    int result = -1, error = read_given(record, given);
+    if (error == 0) {
+        const zynov_iov sent = record;
+        Faults faults;
+        faults.read(getenv(faults_variable));
+        if (!faults.play(++commands_sent, record, result, error)) {
+            error = run_command(descriptor, command, record);
+            result = error != 0 ? -1 : 0;
+        }
+        if (memcmp(&record, &sent, sizeof record) != 0 && write_given(given, record) != 0) {
+            error = EFAULT;
+            result = -1;
+        }
     }
     errno = error != 0 ? error : kept;
     return result;
@@ -119,7 +123,7 @@ SIM_INTERPOSED int ioctl(int descriptor, unsigned long request, ...)
     va_end(rest);
     const unsigned long command = static_cast<unsigned>(request); // all that the kernel looks at
     if (sim::is_command(command) && sim::flaw_in_state(descriptor) == nullptr)
-        return sim::answer_command(descriptor, command, static_cast<zynov_iov *>(argument));
+        return sim::answer_command(descriptor, command, argument);
     return sim::next_ioctl(descriptor, request, argument);
 }
 

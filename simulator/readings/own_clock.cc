@@ -39,12 +39,10 @@ static const Table *open_table(const char *state)
 {
     know_container(); // first, since it takes a descriptor
     know_oneself();
-    const auto descriptor =
-        static_cast<int>(system_call(SYS_openat, AT_FDCWD, state, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    const int descriptor = open_state(state, O_CLOEXEC);
     if (descriptor < 0)
         return nullptr;
-    const bool usable = flaw_in_state(descriptor) == nullptr && pthread_atfork(nullptr, nullptr, begin_as_child) == 0;
-    const Table *found = usable ? map_state(descriptor) : nullptr;
+    const Table *found = pthread_atfork(nullptr, nullptr, begin_as_child) == 0 ? map_state(descriptor) : nullptr;
     system_call(SYS_close, descriptor);
     return found;
 }

@@ -21,7 +21,7 @@ struct Clock {
     int64_t start;        // the clock's value, in seconds since the epoch, ...
     int64_t real_seconds; // ... at this real instant
     int64_t real_nanoseconds;
-    int64_t utc_offset;     // of the zone in which the clock was added, seconds east: where its midnight lies
+    int64_t utc_offset;     // of a clock that rewinds: where its midnight lies, in seconds east
     uint64_t pid_namespace; // of a process: where its id means it, ...
     uint64_t birth;         // ... and what tells it from a later one with the same id
 

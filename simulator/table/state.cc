@@ -1,7 +1,6 @@
 #include "simulator/table/state.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -10,7 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "base/errno_guard.h"
+#include "simulator/bare/system_call.h"
 
 namespace sim
 {
@@ -39,11 +38,11 @@ int create_state(const char *path, mode_t mode)
 const char *flaw_in_state(int descriptor)
 {
     const Header expected;
-    Header header;
-    struct stat file;
-    if (fstat(descriptor, &file) != 0 || !S_ISREG(file.st_mode))
+    Header header = {};
+    struct stat file = {};
+    if (system_call(SYS_fstat, descriptor, &file) != 0 || !S_ISREG(file.st_mode))
         return "not a regular file";
-    if (pread(descriptor, &header, sizeof header, 0) != sizeof header)
+    if (system_call(SYS_pread64, descriptor, &header, sizeof header, 0) != sizeof header)
         return "truncated";
     if (header.magic != expected.magic)
         return "not a clock table";
@@ -54,41 +53,33 @@ const char *flaw_in_state(int descriptor)
     return nullptr;
 }
 
-static Table *map(int descriptor, int protection)
+int open_state(const char *path, int flags)
 {
-    void *memory = mmap(nullptr, sizeof(Table), protection, MAP_SHARED, descriptor, 0);
-    return memory != MAP_FAILED ? static_cast<Table *>(memory) : nullptr;
+    const long descriptor =
+        system_call(SYS_openat, AT_FDCWD, path, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK | flags);
+    if (descriptor < 0)
+        return static_cast<int>(descriptor);
+    if (flaw_in_state(static_cast<int>(descriptor)) != nullptr) {
+        system_call(SYS_close, descriptor);
+        return -EBADMSG;
+    }
+    system_call(SYS_fcntl, descriptor, F_SETFL, flags & O_NONBLOCK);
+    return static_cast<int>(descriptor);
+}
+
+int map_table(int descriptor, int protection, Table *&table)
+{
+    const long address = system_call(SYS_mmap, nullptr, sizeof(Table), protection, MAP_SHARED, descriptor, 0);
+    if (address < 0 && address >= -4095)
+        return static_cast<int>(-address);
+    table = reinterpret_cast<Table *>(address);
+    return 0;
 }
 
 const Table *map_state(int descriptor)
 {
-    return map(descriptor, PROT_READ);
-}
-
-// The lock belongs to an opening of the file, so each change opens the file anew: a descriptor that was
-// inherited would let all its holders in at once.
-Change::Change(int descriptor) : table_(nullptr)
-{
-    char self[32];
-    snprintf(self, sizeof self, "/proc/self/fd/%d", descriptor);
-    lock_ = open(self, O_RDWR | O_CLOEXEC);
-    if (lock_ < 0)
-        return;
-    while (flock(lock_, LOCK_EX) != 0)
-        if (errno != EINTR)
-            return;
-    table_ = map(lock_, PROT_READ | PROT_WRITE);
-}
-
-Change::~Change()
-{
-    ov::ErrnoGuard keep;
-    if (table_ != nullptr)
-        munmap(table_, sizeof(Table));
-    if (lock_ >= 0) {
-        flock(lock_, LOCK_UN); // a child forked meanwhile may still hold this opening
-        close(lock_);
-    }
+    Table *table;
+    return map_table(descriptor, PROT_READ, table) == 0 ? table : nullptr;
 }
 
 } // namespace sim

@@ -21,26 +21,14 @@ int create_state(const char *path, mode_t mode);
 // What is wrong with an open file that should be a clock table, in words; null when it is a good one.
 const char *flaw_in_state(int descriptor);
 
-// The table of a good file, for reading, until munmap; null when it cannot be mapped, and errno tells why.
+// Opens a state file for reading, with more flags of open(2): a descriptor, or a negative errno, -EBADMSG for a file
+// that is no good one. Never waits, and makes no call of the C library's.
+int open_state(const char *path, int flags);
+
+// The table of a good file, until munmap: 0, or an errno.
+int map_table(int descriptor, int protection, Table *&table);
+
+// The same, for reading; null when it cannot be mapped.
 const Table *map_state(int descriptor);
-
-// The right to change a table: exclusive among all processes and threads, given up at the end of the scope
-// and by a process that is killed.
-class Change
-{
-  public:
-    // Any descriptor of the file serves, a shared or read-only one too.
-    explicit Change(int descriptor);
-    ~Change();
-    Change(const Change &) = delete;
-    Change &operator=(const Change &) = delete;
-
-    // Null when the file may not be written or mapped; errno then tells why.
-    Table *table() const { return table_; }
-
-  private:
-    int lock_;
-    Table *table_;
-};
 
 } // namespace sim

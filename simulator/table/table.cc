@@ -49,7 +49,8 @@ Circumstances circumstances(unsigned long command, const zynov_iov &record)
     Circumstances found = {};
     if (command != ZYNOV_IOC_ADD_CLOCK)
         return found;
-    found.utc_offset = ov::local_time(record.vtime).tm_gmtoff;
+    if (record.flags >> ZYNOV_REWIND_SHIFT != 0)
+        found.utc_offset = ov::local_time(record.vtime).tm_gmtoff; // where it is not needed, that might wait for a lock
     if ((record.flags & ZYNOV_KIND_MASK) == process_kind) {
         found.pid_namespace = pid_namespace();
         found.error = found.pid_namespace == 0 ? EACCES : read_birth(record.id, found.birth);

@@ -35,7 +35,6 @@ void Message::set(const char *format, ...)
 
 void Message::take(char *text)
 {
-    ErrnoGuard keep;
     free(own_);
     *slot_ = own_ = text;
 }

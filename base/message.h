@@ -4,8 +4,8 @@ namespace ov
 {
 
 // A caller's message slot, which may be null: then nothing is formatted and nothing allocated. What the caller left
-// there is his, and may be no text from malloc: it is replaced, but only what this object put there is freed. No
-// function here changes errno.
+// there is his, and may be no text from malloc: it is replaced, but only what this object put there is freed. Making a
+// message leaves errno as it is.
 class Message
 {
   public:

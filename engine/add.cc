@@ -1,7 +1,6 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "base/errno_guard.h"
 #include "base/integer.h"
 #include "base/local_time.h"
 #include "engine/operations.h"
@@ -80,8 +79,8 @@ static int32_t add_clock(const ControlFile &control, int32_t kind, int32_t numbe
         report_added(kind, number, clock, message);
         return OV_OK;
     }
-    if (outcome == -1 &&
-        errno == EEXIST) { // no error: who adds twice has his clock. "uid" for every kind, since scripts know the text
+    // No error, since who adds twice has his clock; and "uid" for every kind, since scripts know the text.
+    if (outcome == -1 && errno == EEXIST) {
         message.set("ovuser: uid %d already has a virtual clock\n", number);
         return OV_OK;
     }
@@ -93,7 +92,6 @@ static void print_pending(int32_t result, Message &message)
 {
     if (!message.pending())
         return;
-    ErrnoGuard keep;
     if (result == OV_OK)
         printf("%s", message.text());
     else

@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "base/errno_guard.h"
 #include "base/integer.h"
 #include "ov_helper.h"
 
@@ -44,7 +43,6 @@ int zyn_get_usr_high_mark(int fd)
     // errno is read after success too: a module of another version may answer all the same. It may be an older call's.
     if (ov::send_command(fd, ZYNOV_IOC_HIGH_MARK) == 0 && errno != EILSEQ)
         return ov::low_32(ov::theiov.speed);
-    ov::ErrnoGuard keep;
     fprintf(stderr, "ovuser: error: Orvane kernel module not installed properly or version mismatch(%s).\n",
             strerror(errno));
     return no_answer;

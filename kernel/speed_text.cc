@@ -1,7 +1,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "base/errno_guard.h"
 #include "ov_helper.h"
 
 namespace ov
@@ -14,7 +13,6 @@ static char speed_text[1024];
 
 char *clock_speed_string(int speed)
 {
-    ov::ErrnoGuard keep;
     if (speed == OV_SPEED_FROZEN)
         strcpy(ov::speed_text, "Frozen");
     else if (speed > OV_SPEED_LIMIT)

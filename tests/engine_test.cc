@@ -95,7 +95,6 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
         {OV_ADD, "u:bob", 0, {{3, 0}}, 3},
         {OV_ADD, "u:bob", 0, {{17, ENOENT}}, 17, reported, usual, 5},
         {OV_ADD, "u:bob", 0, {{-1, EINVAL}}, -1, later, usual, 5, later},
-        {OV_ADD, "u:bob", 0, {{-1, EOVERFLOW}}, -1, later, usual, 0, later},
         // A refusal of another than the last is told on standard error, but only what is pending.
         {OV_ADD, "u:alice u:bob", 0, {{-1, EPERM}, {0, 0}}, 0, "uid 1001" + running, usual, 0, later, later},
         {OV_DELETE, "", 1000, {{-1, EL2HLT}}, 814, "warning: Specified id does not have a virtual clock"},

@@ -212,7 +212,7 @@ SCRIPTED(group *getgrnam(const char *name), find(script->groups, &group::gr_name
 SCRIPTED(group *getgrgid(gid_t gid), find(script->groups, &group::gr_name, &group::gr_gid, nullptr, gid))
 SCRIPTED(char *strdup(const char *text) noexcept,
          (script != nullptr && script->no_messages) || fails() ? (errno = ENOMEM, nullptr) : REAL(strdup)(text))
-SCRIPTED(char *ctime(const time_t *instant) noexcept, fails() ? nullptr : REAL(ctime)(instant))
+SCRIPTED(char *ctime(const time_t *instant) noexcept, fails() ? nullptr : (errno = EDOM, REAL(ctime)(instant)))
 SCRIPTED(tm *localtime_r(const time_t *__restrict instant, tm *__restrict local) noexcept,
          fails() ? nullptr : REAL(localtime_r)(instant, local))
 

@@ -3,16 +3,38 @@
 #include <elf.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "simulator/bare/system_call.h"
 
 namespace sim
 {
+
+const char *find_program(const char *name, char (&place)[PATH_MAX])
+{
+    if (strchr(name, '/') != nullptr)
+        return name;
+    const char *folders = getenv("PATH");
+    for (const char *folder = folders != nullptr ? folders : "/bin:/usr/bin"; *folder != '\0';) {
+        const auto length = static_cast<int>(strcspn(folder, ":"));
+        struct stat file = {};
+        if (snprintf(place, sizeof place, "%.*s%s%s", length, folder, length != 0 ? "/" : "", name) < PATH_MAX &&
+            system_call(SYS_faccessat, AT_FDCWD, place, X_OK) == 0 &&
+            system_call(SYS_newfstatat, AT_FDCWD, place, &file, 0) == 0 && S_ISREG(file.st_mode))
+            return place;
+        folder += length;
+        folder += *folder == ':' ? 1 : 0;
+    }
+    return name;
+}
 
 #if defined(__x86_64__)
 constexpr uint16_t own_machine = EM_X86_64;
@@ -48,7 +70,7 @@ class File
     // Whether who executes it gets rights that he has not. A file that cannot be asked gives none.
     bool is_privileged() const
     {
-        struct stat file;
+        struct stat file = {};
         if (system_call(SYS_fstat, descriptor_, &file) != 0)
             return false;
         const bool other_user =
@@ -69,9 +91,9 @@ static bool is_from_go(const File &file, const Elf64_Phdr &notes)
 {
     constexpr size_t word = 4;
     constexpr uint64_t longest = 4096;
-    Elf64_Nhdr note;
+    Elf64_Nhdr note = {};
     for (uint64_t at = 0; at < notes.p_filesz && at < longest && file.get(notes.p_offset + at, note);) {
-        std::array<char, word> name;
+        std::array<char, word> name = {};
         if (note.n_namesz == word && file.get(notes.p_offset + at + sizeof note, name) &&
             memcmp(name.data(), "Go\0", word) == 0)
             return true;
@@ -91,7 +113,7 @@ static Reach reach_of_elf(const File &file, const Elf64_Ehdr &header)
         return Reach::unknown;
     bool has_loader = false, from_go = false, loads = false;
     for (uint16_t i = 0; i < header.e_phnum; ++i) {
-        Elf64_Phdr segment;
+        Elf64_Phdr segment = {};
         if (!file.get(header.e_phoff + i * sizeof segment, segment))
             return Reach::unknown;
         has_loader |= segment.p_type == PT_INTERP;

@@ -1,6 +1,8 @@
 // What a file is, to those who are about to execute it: whether the preloaded library will get into it.
 #pragma once
 
+#include <climits>
+
 namespace sim
 {
 
@@ -14,5 +16,9 @@ enum class Reach {
 
 // Follows scripts to their interpreters. Async-signal-safe, and leaves errno alone.
 Reach reach_of(const char *path);
+
+// The file that a name without a slash stands for, by PATH; the name itself when there is none, or it has a slash.
+// Async-signal-safe.
+const char *find_program(const char *name, char (&place)[PATH_MAX]);
 
 } // namespace sim

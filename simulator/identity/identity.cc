@@ -1,11 +1,9 @@
 #include "simulator/identity/identity.h"
 
-#include <cstdlib>
-#include <cstring>
-
 #include "base/integer.h"
 #include "simulator/bare/next.h"
-#include "simulator/bare/small_file.h"
+#include "simulator/bare/system_call.h"
+#include "simulator/identity/container.h"
 #include "simulator/identity/process.h"
 
 namespace sim
@@ -49,16 +47,6 @@ void identity_changed()
     // A child that still runs in its parent's memory, on its way to another program, leaves the parent's alone.
     if (system_call(SYS_getpid) == process.load(std::memory_order_relaxed))
         ask_ids();
-}
-
-// As the engine reads it, but with nothing left open.
-static uint64_t read_container_id()
-{
-    char line[256];
-    if (system_call(SYS_faccessat, AT_FDCWD, "/.dockerenv", F_OK) != 0 || !read_small_file("/etc/hostname", line))
-        return 0;
-    line[strcspn(line, "\n")] = '\0';
-    return strtoull(line, nullptr, 16);
 }
 
 void know_container()

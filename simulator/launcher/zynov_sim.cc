@@ -11,7 +11,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "simulator/bare/system_call.h"
 #include "simulator/control/faults.h"
+#include "simulator/exec/start.h"
 #include "simulator/table/state.h"
 
 namespace sim
@@ -23,7 +25,7 @@ static constexpr char library_name[] = "libzynov_sim.so";
 enum Exit { own_failure = 125, cannot_execute = 126, not_found = 127 };
 
 static constexpr char help[] =
-    "usage: zynov-sim [--state FILE [--shared]] [--fault SCRIPT] COMMAND [ARGS...]\n"
+    "usage: zynov-sim [OPTIONS] COMMAND [ARGS...]\n"
     "\n"
     "Runs COMMAND, and all that it starts, on a simulated Orvane kernel module.\n"
     "\n"
@@ -31,6 +33,9 @@ static constexpr char help[] =
     "  --shared        let all users of this machine read and write FILE\n"
     "  --fault SCRIPT  answer the n-th command of a process with a result, an errno and an edit\n"
     "                  of the record: N:RESULT:ERRNO[:FIELD=VALUE], more of them after commas\n"
+    "  --no-static     leave programs alone that no library can be preloaded into\n"
+    "  --descendants   stay with all that COMMAND starts, to reach those that such programs start\n"
+    "  --quiet         do not say which programs keep the real time\n"
     "  --help          print this text\n";
 
 [[noreturn]] static void fail(const char *format, ...) __attribute__((format(printf, 1, 2)));
@@ -150,13 +155,15 @@ static void preload(char *library)
 int main(int argc, char **argv)
 {
     using namespace sim;
-    static constexpr option options[] = {{"state", required_argument, nullptr, 's'},
-                                         {"shared", no_argument, nullptr, 'S'},
-                                         {"fault", required_argument, nullptr, 'f'},
-                                         {"help", no_argument, nullptr, 'h'},
-                                         {}};
+    static constexpr option options[] = {
+        {"state", required_argument, nullptr, 's'}, {"shared", no_argument, nullptr, 'S'},
+        {"fault", required_argument, nullptr, 'f'}, {"no-static", no_argument, nullptr, 'n'},
+        {"descendants", no_argument, nullptr, 'd'}, {"quiet", no_argument, nullptr, 'q'},
+        {"help", no_argument, nullptr, 'h'},        {}};
     const char *state = nullptr, *script = nullptr;
     bool shared = false;
+    const char *chosen = "";
+    const auto choose = [&chosen](const char *word) { chosen = text("%s,%s", chosen, word); };
     for (int choice; (choice = getopt_long(argc, argv, "+", options, nullptr)) != -1;) {
         switch (choice) {
         case 's':
@@ -167,6 +174,15 @@ int main(int argc, char **argv)
             break;
         case 'f':
             script = optarg;
+            break;
+        case 'n':
+            choose("no-static");
+            break;
+        case 'd':
+            choose("descendants");
+            break;
+        case 'q':
+            choose("quiet");
             break;
         case 'h':
             if (fputs(help, stdout) == EOF || fflush(stdout) != 0)
@@ -194,7 +210,14 @@ int main(int argc, char **argv)
     if ((script != nullptr ? setenv(faults_variable, script, 1) : unsetenv(faults_variable)) != 0)
         fail("%s: %s", faults_variable, strerror(errno));
 
-    execvp(argv[optind], argv + optind);
+    if ((*chosen != '\0' ? setenv(choices_variable, chosen, 1) : unsetenv(choices_variable)) != 0)
+        fail("%s: %s", choices_variable, strerror(errno));
+    char place[PATH_MAX];
+    const char *file = find_program(argv[optind], place);
+    const Start start(file, read_choices(chosen).descendants ? Traced::descendants : Traced::own_exec);
+    if (strchr(file, '/') != nullptr) // past the stand-ins of a simulator that this one runs under
+        system_call(SYS_execve, file, argv + optind, environ);
+    execvp(argv[optind], argv + optind); // which also knows scripts that do not name their interpreter
     const Exit status = errno == ENOENT ? not_found : cannot_execute;
     fprintf(stderr, "zynov-sim: %s: %s\n", argv[optind], strerror(errno));
     _exit(status); // the command was to have all that is allocated here

@@ -1,0 +1,137 @@
+// What stands in for the calls that execute a program.
+#include <fcntl.h>
+#include <spawn.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+
+#include "simulator/bare/next.h"
+#include "simulator/exec/start.h"
+#include "simulator/table/state.h"
+
+namespace sim
+{
+
+static SIM_NEXT(execve, int(const char *, char *const *, char *const *));
+static SIM_NEXT(execvpe, int(const char *, char *const *, char *const *));
+static SIM_NEXT(fexecve, int(int, char *const *, char *const *));
+static SIM_NEXT(execveat, int(int, const char *, char *const *, char *const *, int));
+using Spawn = int(pid_t *, const char *, const posix_spawn_file_actions_t *, const posix_spawnattr_t *, char *const *,
+                  char *const *);
+static SIM_NEXT(posix_spawn, Spawn);
+static SIM_NEXT(posix_spawnp, Spawn);
+
+__attribute__((constructor)) static void begin()
+{
+    if (getenv(state_variable) != nullptr)
+        prepare_warnings();
+}
+
+// The path by which a descriptor's file is reached, or that of a name in a folder that is one.
+static const char *path_at(int descriptor, const char *name, int flags, char (&place)[PATH_MAX])
+{
+    if (name[0] == '/' || (descriptor == AT_FDCWD && name[0] != '\0'))
+        return name;
+    const bool file_itself = name[0] == '\0' && (flags & AT_EMPTY_PATH) != 0;
+    snprintf(place, sizeof place, "/proc/self/fd/%d%s%s", descriptor, file_itself ? "" : "/", name);
+    return place;
+}
+
+} // namespace sim
+
+SIM_INTERPOSED int execve(const char *path, char *const *arguments, char *const *environment) noexcept
+{
+    const sim::Start start(path, sim::Traced::own_exec);
+    return sim::next_execve(path, arguments, environment);
+}
+
+SIM_INTERPOSED int execv(const char *path, char *const *arguments) noexcept
+{
+    return execve(path, arguments, environ);
+}
+
+SIM_INTERPOSED int execvpe(const char *name, char *const *arguments, char *const *environment) noexcept
+{
+    char place[PATH_MAX];
+    const sim::Start start(sim::find_program(name, place), sim::Traced::own_exec);
+    return sim::next_execvpe(name, arguments, environment);
+}
+
+SIM_INTERPOSED int execvp(const char *name, char *const *arguments) noexcept
+{
+    return execvpe(name, arguments, environ);
+}
+
+SIM_INTERPOSED int fexecve(int descriptor, char *const *arguments, char *const *environment) noexcept
+{
+    char place[PATH_MAX];
+    const sim::Start start(sim::path_at(descriptor, "", AT_EMPTY_PATH, place), sim::Traced::own_exec);
+    return sim::next_fexecve(descriptor, arguments, environment);
+}
+
+SIM_INTERPOSED int execveat(int folder, const char *name, char *const *arguments, char *const *environment,
+                            int flags) noexcept
+{
+    char place[PATH_MAX];
+    const sim::Start start(sim::path_at(folder, name, flags, place), sim::Traced::own_exec);
+    return sim::next_execveat(folder, name, arguments, environment, flags);
+}
+
+// The arguments of a call that lists them, up to the null, as an array on the stack; what follows the null is left to
+// be read.
+#define SIM_LISTED(first, list, array)                                                                                 \
+    va_list list;                                                                                                      \
+    size_t array##_count = 1;                                                                                          \
+    va_start(list, first);                                                                                             \
+    while (va_arg(list, char *) != nullptr)                                                                            \
+        ++array##_count;                                                                                               \
+    va_end(list);                                                                                                      \
+    auto *const array = static_cast<char **>(alloca((array##_count + 1) * sizeof(char *)));                            \
+    (array)[0] = const_cast<char *>(first);                                                                            \
+    va_start(list, first);                                                                                             \
+    for (size_t i = 1; i <= array##_count; ++i)                                                                        \
+    (array)[i] = va_arg(list, char *)
+
+SIM_INTERPOSED int execl(const char *path, const char *first, ...) noexcept
+{
+    // cppcheck-suppress allocaCalled // a vforked child must not allocate anywhere else
+    SIM_LISTED(first, rest, arguments);
+    va_end(rest);
+    return execve(path, arguments, environ);
+}
+
+SIM_INTERPOSED int execlp(const char *name, const char *first, ...) noexcept
+{
+    // cppcheck-suppress allocaCalled // a vforked child must not allocate anywhere else
+    SIM_LISTED(first, rest, arguments);
+    va_end(rest);
+    return execvpe(name, arguments, environ);
+}
+
+SIM_INTERPOSED int execle(const char *path, const char *first, ...) noexcept
+{
+    // cppcheck-suppress allocaCalled // a vforked child must not allocate anywhere else
+    SIM_LISTED(first, rest, arguments);
+    char *const *const environment = va_arg(rest, char **);
+    va_end(rest);
+    return execve(path, arguments, environment);
+}
+
+// The child is made in the C library, past the stand-ins above.
+SIM_INTERPOSED int posix_spawn(pid_t *child, const char *path, const posix_spawn_file_actions_t *actions,
+                               const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment)
+{
+    sim::Start start(path, sim::Traced::child);
+    return start.outcome(sim::next_posix_spawn(child, path, actions, attributes, arguments, environment));
+}
+
+SIM_INTERPOSED int posix_spawnp(pid_t *child, const char *name, const posix_spawn_file_actions_t *actions,
+                                const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment)
+{
+    char place[PATH_MAX];
+    sim::Start start(sim::find_program(name, place), sim::Traced::child);
+    return start.outcome(sim::next_posix_spawnp(child, name, actions, attributes, arguments, environment));
+}

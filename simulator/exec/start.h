@@ -1,0 +1,46 @@
+// What is done about a program that is about to be started, so that it lives by its clock, or its user knows that it
+// does not.
+#pragma once
+
+#include <optional>
+
+#include "simulator/exec/program.h"
+#include "simulator/trace/tracer.h"
+
+namespace sim
+{
+
+// In the environment of every process under the simulator: words for what was chosen, with commas between.
+constexpr char choices_variable[] = "ZYNOV_SIM_CHOICES";
+
+struct Choices {
+    bool quiet;       // nothing is said on standard error
+    bool no_static;   // programs that nothing can be preloaded into are left alone
+    bool descendants; // all are followed from the start, so that nobody else has to
+};
+Choices read_choices(const char *words);
+
+// From before a program is started until that has failed, or its child is made: sees to it that it lives by its clock,
+// or says, once for each file and each program that starts it, that it keeps the real time. Async-signal-safe, and
+// safe in a child that has its parent's memory. Leaves errno alone.
+class Start
+{
+  public:
+    Start(const char *path, Traced what);
+
+    // Of making a child: an errno, or 0. Returns it.
+    int outcome(int error)
+    {
+        if (error != 0 && tracer_)
+            tracer_->give_up();
+        return error;
+    }
+
+  private:
+    std::optional<Tracer> tracer_;
+};
+
+// Makes place for what was said, before there are children. Called once.
+void prepare_warnings();
+
+} // namespace sim

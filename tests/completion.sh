@@ -21,7 +21,7 @@ done
 for option in $(offered 'ovuser add --') --version; do # and the manual knows them all
     grep -q "Fl.* ${option#-}\>" "$1/man/ovuser.8" || { echo "ovuser.8 lacks $option"; status=1; }
 done
-expect 'zynov-sim --' "$("$2/zynov-sim" --help | grep -Eo -- '--[a-z]+' | sort -u | paste -sd ' ')"
+expect 'zynov-sim --' "$("$2/zynov-sim" --help | grep -Eo -- '--[a-z-]+' | sort -u | paste -sd ' ')"
 getent() { command getent "$@" && echo 'zz;exit${IFS}3:x:12345:'; } # a name that the shell would run
 for word in u:zz 'g:zz\;e' zz; do
     eval "offer=$(offered "ovuser add $word")"

@@ -36,8 +36,8 @@ template <typename Function> struct Next : Original {
 #define SIM_INTERPOSED extern "C" __attribute__((visibility("default")))
 
 // Declares next_NAME, to be called as the function of that name; a type may have commas. The second also says which
-// of several versions of it is meant.
+// of several versions of it is meant. Without "used" clang would split them, and the section would be no array.
 #define SIM_NEXT(name, ...)                                                                                            \
-    __attribute__((section("sim_originals"))) constinit ::sim::Next<__VA_ARGS__> next_##name(#name)
+    __attribute__((used, section("sim_originals"))) constinit ::sim::Next<__VA_ARGS__> next_##name(#name)
 #define SIM_NEXT_VERSION(variable, name, version, ...)                                                                 \
-    __attribute__((section("sim_originals"))) constinit ::sim::Next<__VA_ARGS__> variable(name, version)
+    __attribute__((used, section("sim_originals"))) constinit ::sim::Next<__VA_ARGS__> variable(name, version)

@@ -1,54 +1,8 @@
 // The engine against scripted kernel answers: results, messages, the bytes that reach the kernel, and that
 // the control file is closed whatever happens.
-#include <gtest/gtest.h>
+#include "tests/engine.h"
 
-#include <climits>
-#include <cstring>
 #include <iostream>
-#include <list>
-#include <sstream>
-
-#include "tests/naive_time.h"
-#include "tests/scripted_libc.h"
-
-static constexpr int64_t nine = 1924419600; // 2030-12-25 09:00 UTC
-static const ov_request usual = {.speed = 1, .time_form = 1, .virtime = nine};
-
-// A request about identities in words: "u:alice g:staff". A kind of ? is an unknown one, and no text is a null one.
-static ov_request make_request(int operation, const std::string &identities = "", ov_request request = usual)
-{
-    static std::list<std::string> texts; // for as long as any request
-    request.operation = operation;
-    std::istringstream words(identities);
-    for (std::string word; words >> word; ++request.id_count) {
-        const char *text = texts.emplace_back(word.substr(2)).c_str();
-        request.id_kind[request.id_count] = static_cast<int>(std::string(" ugp").find(word[0]));
-        request.id_text[request.id_count] = *text != '\0' ? text : nullptr;
-    }
-    return request;
-}
-
-class Engine : public testing::Test
-{
-  protected:
-    Engine() { set_zone("UTC"); }
-
-    template <typename What> Outcome run(const What &what, const std::string &pending = "", bool with_slot = true)
-    {
-        const Outcome outcome = script.run(what, pending, with_slot);
-        EXPECT_TRUE(outcome.good) << outcome.message;
-        return outcome;
-    }
-    static std::string said(const std::string &text) { return text.empty() ? "" : "ovuser: " + text + "\n"; }
-
-    Script script;
-};
-
-static const std::string christmas = "Wed Dec 25 09:00:00 2030";
-static const std::string running = " has been added with a Running virtual clock: " + christmas;
-static const std::string not_for_others = "error: Non-root user can not modify OV setting for others.";
-static const std::string no_zero = "error: uid '0' (root user) or gid '0' (root group) is not allowed";
-static const std::string all_listed = "All Orvane users have been listed above.";
 
 TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
 {
@@ -140,86 +94,6 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
     }
 }
 
-// Who may do what, by hand: the first row that fits a cell holds. @ is the report for the identity, $ is its text.
-TEST_F(Engine, PermitsWhatTheMatrixSays)
-{
-    script.groups = {{"root", 0}, {"staff", 100}, {"wheel", 1001}}; // the last by the number of the user
-    script.gid = 100;
-    script.descriptor = 0; // as good as any
-    const std::tuple<char, const char *, int> identities[] = {
-        {'n', "bob", 1001},  {'#', "1001", 1001},  {'a', "alice", 1000}, {'r', "root", 0},
-        {'g', "staff", 100}, {'h', "wheel", 1001}, {'p', "4343", 4343},  {'q', "4242", 4242}};
-    const std::string unknown = "error: incorrect/non-existent ",
-                      own_listed = "Requested Orvane users have been listed above.";
-    const std::string no_clock = "error: User root does not have a virtual clock";
-    const std::string reset = "report: All Orvane users have been reset to the system clock successfully.";
-    static const unsigned long commands[] = {0xC0505302, 0x40505303, 0xC0505306, 0x40505305};
-    static const char *const any = "n#arghpq", *const valid = "-12345678";
-    const struct {
-        const char *callers, *operations, *counts, *kinds, *who; // root or ordinary; - below 0; Ten and Eleven
-        int result;
-        std::string text;
-        char sends; // a Command for each identity, 1 or none; - before the control file is opened
-    } rows[] = {
-        {"ro", "09", "012TE", "01234", any, 801, "", '-'},
-        {"ro", valid, "E", "01234", any, 804, "", '-'},
-        {"r", "2", "0", "01234", any, 814, no_clock, '0'},
-        {"ro", "12", "0", "01234", any, 0, "@", '1'},
-        {"o", "3", "0", "01234", any, 0, own_listed, '1'},
-        {"ro", valid, "12T", "04", any, 805, "", '-'},
-        {"ro", valid, "12T", "1", "ghpq", 806, unknown + "username, or uid $ passed in", '-'},
-        {"ro", valid, "12T", "2", "napq", 806, unknown + "groupname, or gid $ passed in", '-'},
-        {"ro", valid, "12T", "3", "n#argh", 806, unknown + "process id $ passed in", '-'},
-        {"ro", "1", "12T", "12", "r", 815, no_zero, '-'},
-        {"o", valid, "2T", "123", any, 811, not_for_others, '-'},
-        {"o", "12", "1", "1", "ar", 811, not_for_others, '-'},
-        {"o", "12", "1", "2", "#rgh", 811, not_for_others, '-'},
-        {"o", "3", "1", "1", "ar", 811, "error: Non-root user can not list other OV users.", '0'},
-        {"o", "3", "1", "123", any, 0, own_listed, '1'},
-        {"o", "4", "01", "01234", any, 811, "error: Only root can reset all the OV users.", '0'},
-        {"r", "2", "12T", "12", "r", 814, no_clock, '0'},
-        {"ro", "12", "12T", "123", any, 0, "@", 'C'},
-        {"r", "3", "012T", "01234", any, 0, all_listed, '1'},
-        {"r", "4", "012T", "01234", any, 0, reset, '1'},
-        {"ro", "-5678", "012T", "01234", any, 0, "", '0'},
-    };
-    script.kernel = [](unsigned long, zynov_iov &record) { return record.speed = -1, 0; };
-    for (size_t cell = 0; cell < 2 * 11 * 5 * 5 * 8; ++cell) {
-        const char caller = "ro"[cell % 2], operation = "-0123456789"[cell / 2 % 11], count = "012TE"[cell / 22 % 5];
-        const char kind = "01234"[cell / 110 % 5];
-        const auto &[letter, identity, number] = identities[cell / 550];
-        SCOPED_TRACE((std::string{caller, operation, count, kind, letter}));
-        const auto *row = rows;
-        while (!strchr(row->callers, caller) || !strchr(row->operations, operation) || !strchr(row->counts, count) ||
-               !strchr(row->kinds, kind) || !strchr(row->who, letter))
-            ASSERT_NE(++row, std::end(rows));
-
-        ov_request request = make_request(operation == '-' ? -3 : operation - '0');
-        request.id_count = count == 'T' ? 10 : count == 'E' ? 11 : count - '0';
-        std::fill_n(request.id_kind, 10, kind - '0');
-        std::fill_n(request.id_text, 10, identity);
-        script.uid = caller == 'r' ? 0 : 1001;
-        const int kind_sent = count == '0' ? OV_USER : kind - '0',
-                  id = count == '0' ? static_cast<int>(script.uid) : number;
-        const std::string who = "?ugp?"[kind_sent] + ("id " + std::to_string(id));
-        std::string text = row->text;
-        if (text == "@")
-            text = operation == '1' ? who + running : "report: Virtual clock for " + who + " has been deleted";
-        else if (const size_t at = text.find('$'); at != std::string::npos)
-            text.replace(at, 1, identity);
-        const Outcome outcome = run(request);
-        EXPECT_EQ(outcome.result, row->result);
-        EXPECT_EQ(outcome.message, said(text));
-        EXPECT_EQ(script.opened, row->sends != '-');
-        EXPECT_EQ(static_cast<int>(script.sent.size()), row->sends == 'C' ? request.id_count : row->sends == '1');
-        for (const auto &[command, record] : script.sent) {
-            EXPECT_EQ(command, commands[operation - '1']);
-            const auto named = operation == '1' ? static_cast<int64_t>(record.flags) : record.vtime;
-            EXPECT_TRUE(operation > '2' || (record.id == id && named == kind_sent));
-        }
-    }
-}
-
 TEST_F(Engine, SendsTheRecordByteForByte)
 {
     script.kernel = [](unsigned long, zynov_iov &record) {
@@ -257,63 +131,6 @@ TEST_F(Engine, SendsTheRecordByteForByte)
         {"3f4e5a6b7c8d", 0x3f4e5a6b7c8d}, {"web-1", 0}, {"", 0}, {"-1", UINT64_MAX}, {"fffffffffffffffff", UINT64_MAX}};
     for (const auto &[name, id] : names)
         expect_sent(make_request(OV_RESET), 0x40505305, {{171}}, name, id);
-}
-
-TEST_F(Engine, ListsWhatTheCallerMaySee)
-{
-    set_zone("PST8");
-    constexpr int64_t odd = 300LL << 32;
-    script.users["someone-with-a-long-name"] = 5;
-    script.users["UNKNOWN"] = 6;
-    std::vector<zynov_iov> table = {
-        {171, 0, 0, 1000, nine, 1 | 1ULL << 36, 1},
-        {171, 0, 0, odd + 100, nine, 2, -4},
-        {171, 0, 0, 4242, nine, 3, INT_MIN},
-        {171, 0, 0, 4343, nine, 3, 0},
-        {171, 0, 0, 9999, nine, 3, 1},                               // has ended
-        {171, 0, 0, 1001, nine, 1 | 1ULL << 35, 1001, INT64_MAX, 1}, // the date wraps around, out of sight
-        {171, 0, 0, 5, nine, 0x11, odd + 1000, 253402329599, 1},     // capped
-        {171, 0, 0, 5, 253402329600, 1, -1},                         // five digits, and no room for the line end
-        {171, 0, 0, 5, INT64_MAX, 1, -1},                            // no such date
-        {171, 0, 0, 6, nine, 1, 1},                                  // a user by the name of UNKNOWN
-        {171, 0, 0, 31, nine, 1, 1},                                 // no such user
-        {171, 0, 0, 1000, nine, 1, 1, 0, 0, 0, 7},                   // another container
-        {171, 0, 0, 1000, nine, 9, 1},                               // unknown kind
-        {171, 0, 0, 0, nine, 1, 1},                                  // free
-    };
-    size_t failing = 99;
-    script.kernel = [&](unsigned long command, zynov_iov &record) {
-        EXPECT_TRUE(record.version == 171 && record.id == 0 && record.container_id == 0);
-        const size_t slot = record.slot;
-        if (command == 0xC0505306)
-            record.speed = odd + static_cast<int64_t>(table.size()) - 1;
-        else
-            record = table[slot];
-        errno = ENOENT;
-        return command == 0xC0505304 && slot == failing ? -9 : 0;
-    };
-    const std::string head = "Id         Clock type                Clock date/time\n", end = "- End of list -\n";
-    const std::string all = "ovuser: report: Listing all virtual clocks:\n" + head;
-    const std::string requested = "ovuser: report: Listing requested virtual clock:\n" + head;
-    const std::string own = "u:alice    Running                   Wed Dec 25 01:00:00 2030\n\n"
-                            "g:staff    4 times slower            Wed Dec 25 01:00:00 2030\n\n"
-                            "p:4242     -2147483648 times slower  Wed Dec 25 01:00:00 2030\n\n";
-    const std::string others = "p:4343     Frozen                    Wed Dec 25 01:00:00 2030\n\n"
-                               "u:bob      FROZEN                    Sun Dec 31 01:00:00 1899\n\n"
-                               "u:someone-with-a-long-name 1000 times faster         Fri Dec 31 01:00:00 9999\n\n"
-                               "u:someone-with-a-long-name Running                   Sat Jan  1 00:00:00 10000\n"
-                               "u:someone-with-a-long-name Running                   \n";
-    EXPECT_EQ(run(make_request(OV_LIST)).out, all + own + others + end);
-    script.uid = 1000;
-    script.gid = 100;
-    EXPECT_EQ(run(make_request(OV_LIST)).out, requested + own + end);
-    failing = 2; // still shown, and the end
-    const Outcome outcome = run(make_request(OV_LIST, "g:staff"));
-    EXPECT_EQ(outcome.out, requested + own + end);
-    EXPECT_EQ(outcome.result, -9);
-    table.clear();
-    script.uid = 0;
-    EXPECT_EQ(run(make_request(OV_LIST)).out, all + end);
 }
 
 // For any request and any call that fails: the control file is closed, the result is a known one, the message is one
@@ -368,46 +185,4 @@ TEST_F(Engine, ShortcutsFoldResultsIntoClasses)
     for (int code = 801; code <= 816; ++code)
         EXPECT_EQ(check_rc(code), classes[code - 801]) << code;
     EXPECT_TRUE(check_rc(0) == 0 && check_rc(-1) == 5 && ov_process_request(nullptr, nullptr) == 801);
-}
-
-TEST_F(Engine, ResolvesIdentities)
-{
-    script.users[std::string(5000, 'n')] = 1234;
-    const std::tuple<const char *, int, int64_t> cases[] = {
-        // -1: refused
-        {"root", 1, 0},     {"0", 1, 0},      {"1000", 1, 77},  {"", 1, 0},       {" 01000", 1, 1000},
-        {"+1000", 1, 1000}, {"-1", 1, -1},    {"1000x", 1, -1}, {"1000 ", 1, -1}, {"31", 1, -1},
-        {"staff", 2, 100},  {"100", 2, 5},    {"alice", 2, -1}, {"1", 3, 1},      {"4294967297", 3, 1},
-        {"-5", 3, -1},      {"", 3, -1},      {"31", 3, -1},    {"root", 3, -1},  {"root", 0, -1},
-        {"root", 4, -1},    {nullptr, 1, -1},
-    };
-    for (const auto &[text, kind, expected] : cases) {
-        uint32_t number = 0xdead;
-        EXPECT_EQ(parse_uid(text, kind, &number), expected < 0 ? -1 : 0) << text;
-        EXPECT_EQ(number, expected < 0 ? 0xdead : expected) << text;
-    }
-    EXPECT_STREQ(get_username(1, 1000), "alice");
-    EXPECT_STREQ(get_username(2, 31), "UNKNOWN");
-    EXPECT_STREQ(get_username(7, 0xffffffff), "-1");
-    EXPECT_EQ(strlen(get_username(1, 1234)), 1023u);
-    EXPECT_STREQ(id_string(0), "unknown id");
-    EXPECT_STREQ(id_string(4), "unknown id");
-    EXPECT_EQ(ov_get_num_from_cmd("echo ' 42 7'"), 42);
-    EXPECT_EQ(ov_get_num_from_cmd("echo none; exit 3"), -2);
-    EXPECT_EQ(ov_get_num_from_cmd(nullptr), -1);
-    EXPECT_EQ(zynov_reset_vc(), 0);
-}
-
-TEST_F(Engine, PrintsTheBanner)
-{
-    const std::pair<const char *, std::string> names[] = {
-        {"/none/ovuser", "ovuser"}, {"/none/", ""}, {nullptr, ""}, {"/proc/1/status", "status"}}; // the last of 1970
-    for (const auto &[path, name] : names) {
-        testing::internal::CaptureStdout();
-        const size_t length = static_cast<size_t>(print_header(path));
-        const std::string line = "Orvane " + name + " utility version 12.10R6 for Linux Kernel 2.6 or up,\n";
-        EXPECT_EQ(testing::internal::GetCapturedStdout(),
-                  "Copyright (c) 1997-2012 Orvane. All rights reserved.\n" + line);
-        EXPECT_EQ(length, line.size());
-    }
 }

@@ -1,239 +1,133 @@
-#include <getopt.h>
+#include "ovuser/add.h"
 
+#include <getopt.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
 #include <cinttypes>
 #include <climits>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
+#include "ovuser/change.h"
 #include "ovuser/command.h"
-#include "ovuser/when.h"
+#include "ovuser/text.h"
 
 namespace ovuser
 {
 
-static constexpr char add_help[] =
-    "usage: ovuser add [IDENTITY...] WHEN [--speed N] [--rewind] [--dry-run]\n"
+static constexpr char add_usage[] =
+    "usage: ovuser add [IDENTITY...] WHEN [--speed N] [--rewind] [--replace] [--dry-run]\n"
     "\n"
-    "Gives each IDENTITY a virtual clock that starts at WHEN, which is one of\n"
-    "\n"
-    "  --at TIME           a local time: 'YYYY-MM-DD hh:mm' or MMDDhhmmYYYY\n"
-    "  -X, --date DATE     a date at the present time of day: YYYY-MM-DD or MMDDYYYY\n"
-    "  --epoch SECONDS     seconds since 1970-01-01 00:00:00 UTC\n"
-    "  --in SPAN           a distance from now: '2d 3h', -90m, 1y (y, d, h, m; each number has its own sign)\n"
-    "  --years N --days N --hours N --minutes N\n"
-    "                      the same in options, in any combination\n"
-    "\n"
-    "and a distance may be counted differently:\n"
-    "\n"
-    "  -o, --origin SECONDS  from that many seconds since the epoch, in place of now\n"
-    "  --offset              in plain seconds, whatever daylight saving time does in between\n"
-    "\n"
-    "  --speed N           N times faster, -N times slower (-1000 to 1000), 0 or 'frozen' to stand still\n"
-    "  --rewind            go back to the same date at every midnight\n"
-    "  --dry-run           only print the clock value that would be set\n";
+    "Gives each IDENTITY a virtual clock, unless it has one: that stays as it is. The clock of a process is its\n"
+    "alone, and not its children's: see 'ovuser run --help' for those.\n";
 
-// Those from in to offset are about a distance.
-enum Choice { at = 1, date, epoch, in, years, days, hours, minutes, origin, offset, speed, rewind, dry_run, help };
+static constexpr OptionsWithWhen add_options({
+    {"replace", no_argument, nullptr, 'r'},
+    {"dry-run", no_argument, nullptr, 'n'},
+    {"help", no_argument, nullptr, 'h'},
+});
 
-static constexpr option options[] = {
-    {"at", required_argument, nullptr, at},
-    {"date", required_argument, nullptr, date},
-    {"epoch", required_argument, nullptr, epoch},
-    {"in", required_argument, nullptr, in},
-    {"years", required_argument, nullptr, years},
-    {"days", required_argument, nullptr, days},
-    {"hours", required_argument, nullptr, hours},
-    {"minutes", required_argument, nullptr, minutes},
-    {"origin", required_argument, nullptr, origin},
-    {"offset", no_argument, nullptr, offset},
-    {"speed", required_argument, nullptr, speed},
-    {"rewind", no_argument, nullptr, rewind},
-    {"dry-run", no_argument, nullptr, dry_run},
-    {"help", no_argument, nullptr, help},
-    {},
-};
-
-static const char *name_of(int choice)
+int AddWords::read(const char *subcommand, int argc, char **argv)
 {
-    for (const option &entry : options)
-        if (entry.val == choice)
-            return entry.name;
-    return "";
-}
-
-// The options of WHEN seen so far. Those of one distance go together, everything else excludes the rest.
-class When
-{
-  public:
-    // Returns the earlier option that this one cannot go with, or 0.
-    int clash(int choice)
-    {
-        for (int other = at; other <= offset; ++other)
-            if (seen_[other] && !go_together(choice, other))
-                return other;
-        seen_[choice] = any_ = true;
-        return 0;
-    }
-
-    bool given() const { return any_; }
-
-  private:
-    static bool is_part(int choice) { return choice >= years && choice <= minutes; }
-    static bool go_together(int a, int b)
-    {
-        const bool span_and_part = (a == in && is_part(b)) || (b == in && is_part(a));
-        return a != b && a >= in && b >= in && !span_and_part;
-    }
-
-    bool seen_[offset + 1] = {};
-    bool any_ = false;
-};
-
-struct Command {
-    ov_request request = {};
-    WhenTexts texts = {};
-    bool dry = false;
-};
-
-static int read_number(int choice, int64_t least, int64_t most, int64_t &number)
-{
-    return read_whole_number(optarg, least, most, number)
-               ? done
-               : misunderstood("--%s takes a whole number from %" PRId64 " to %" PRId64 ", not '%s'", name_of(choice),
-                               least, most, optarg);
-}
-
-// A number as a text that the engine, which looks at no more than the digits, can be trusted with.
-static int take_number(int choice, const char **field)
-{
-    int64_t number;
-    *field = optarg;
-    return read_number(choice, INT32_MIN, INT32_MAX, number);
-}
-
-// One option into the request; anything but done is the exit status.
-static int take_option(int choice, Command &command)
-{
-    ov_request &request = command.request;
-    switch (choice) {
-    case at:
-        request.time_form = OV_ABSOLUTE_FORM;
-        request.abs_time = engine_time(optarg, command.texts);
-        return done;
-    case date:
-        request.x_date = engine_date(optarg, command.texts);
-        return done;
-    case epoch:
-        request.time_form = OV_ABSOLUTE_FORM;
-        return read_number(choice, INT64_MIN, INT64_MAX, request.virtime);
-    case in:
-        return read_span(optarg, request, command.texts)
-                   ? done
-                   : misunderstood("--in takes a span such as '2d 3h' or -90m, not '%s'", optarg);
-    case years:
-        return take_number(choice, &request.rel_years);
-    case days:
-        return take_number(choice, &request.rel_days);
-    case hours:
-        return take_number(choice, &request.rel_hours);
-    case minutes:
-        return take_number(choice, &request.rel_minutes);
-    case origin:
-        return take_number(choice, &request.rel_origin);
-    case offset:
-        request.rel_mode = 1;
-        return done;
-    case speed:
-        if (strcmp(optarg, "frozen") == 0) {
-            request.speed = OV_SPEED_FROZEN;
-        } else if (parse_speed(optarg, &request.speed) != 0) {
-            misunderstood("wrong parameters for speed: %s, it must be an integer and belongs to  [-1000, 1000].",
-                          optarg);
-            return check_rc(OV_BAD_SPEED);
+    optind = 0; // as often as there are lines of a file
+    for (int choice; (choice = getopt_long(argc, argv, "X:o:h", add_options.list, nullptr)) != -1;) {
+        switch (choice) {
+        case 'h':
+            help_ = true;
+            return done;
+        case 'n':
+            dry_run_ = true;
+            break;
+        case 'r':
+            replace_ = true;
+            break;
+        default:
+            if (const int status = when_.take(choice, argc, argv, add_options.list))
+                return status;
         }
-        return done;
-    case rewind:
-        request.rewind = 1;
-        return done;
-    case dry_run:
-        command.dry = true;
-        return done;
-    default: // getopt has said what is wrong
-        return not_understood;
     }
+    if (const int status = when_.complete(subcommand))
+        return status;
+    return identities_.read_or_caller(subcommand, argc - optind, argv + optind);
 }
 
-static bool is_relative(const ov_request &request)
+int AddWords::check()
 {
-    return request.time_form != OV_ABSOLUTE_FORM && request.x_date == nullptr;
+    ov_request request = when_.request();
+    return identities_.check(request, &checked_);
 }
 
-// The clock value of a request, by the engine's own parsers; 0 with its message when there is none.
-static int64_t clock_value(const ov_request &request, char **message)
+int AddWords::carry_out(bool replace)
 {
-    if (is_relative(request))
-        return parse_reltime(request.rel_years, request.rel_days, request.rel_hours, request.rel_minutes,
-                             request.rel_origin, message, request.rel_mode);
-    int code;
-    if (request.x_date != nullptr)
-        return parse_Xtime(request.x_date, message, &code);
-    return request.abs_time != nullptr ? zyn_parse_time(request.abs_time, message) : request.virtime;
-}
-
-// Says what a request would do, and does nothing of it.
-static int rehearse(const ov_request &request)
-{
-    // The engine looks at the identities and at what the caller may do, then at the speed, and only then at
-    // the time and the control file: a speed that it refuses tells that all before is in order.
-    ov_request trial = request;
-    trial.speed = OV_SPEED_STOPPED + 1;
-    char *message = nullptr;
-    const int32_t result = ov_process_request(&trial, &message);
-    if (result != OV_BAD_SPEED)
-        return conclude(result, message);
-    free(message);
-
-    message = nullptr;
-    const time_t value = clock_value(request, &message);
-    if (value == 0) {
-        const bool relative = is_relative(request);
-        const int32_t refusal = relative ? OV_BAD_RELATIVE_TIME : OV_BAD_TIME;
-        if (message != nullptr)
-            return conclude(refusal, message);
-        fprintf(stderr, "ovuser: error: parse %s clock error\n", relative ? "relative" : "virtual");
-        return check_rc(refusal);
+    int worst = done;
+    const bool several = identities_.several();
+    for (const Identity &who : identities_) {
+        const int status =
+            replace ? replace_clock(who, when_, checked_, several) : add_clock(who, when_, checked_, several);
+        worst = std::max(worst, status);
     }
-    const char *text = ctime(&value);
+    return worst;
+}
+
+static void print_clock(int32_t speed, const char *which, int64_t value)
+{
+    const time_t instant = value;
+    const char *text = ctime(&instant);
     const int length = text != nullptr ? static_cast<int>(strcspn(text, "\n")) : INT_MAX;
-    printf("ovuser: report: The virtual clock would be set to %.*s (%" PRId64 " seconds since the epoch)\n", length,
-           text != nullptr ? text : "(null)", static_cast<int64_t>(value));
+    printf(" %s virtual clock%s: %.*s (%" PRId64 " seconds since the epoch)\n", clock_speed_string(speed), which,
+           length, text != nullptr ? text : "(null)", value);
+}
+
+int AddWords::rehearse(bool replace)
+{
+    for (const Identity &who : identities_) {
+        ov_clock present;
+        const int found = find_clock(who, present);
+        const int error = errno;
+        const Wanted wanted(when_, checked_, found > 0 && replace ? &present : nullptr);
+        printf("ovuser: report: ");
+        print_visible(stdout, who.label());
+        printf(" would be given a");
+        print_clock(wanted.request.speed, "", wanted.value);
+        if (wanted.request.rewind != 0)
+            printf("        The date would rewind at midnight.\n");
+        if (found > 0) {
+            printf(replace ? "        It would replace a" : "        But it has a");
+            print_clock(present.speed, replace ? "" : ", which would stay", present.value);
+        } else if (found == 0) {
+            printf("        It has no clock%s now.\n", getuid() == 0 ? "" : " that you may see");
+        } else {
+            printf("        Whether it has a clock now cannot be told: %s.\n", strerror(error));
+        }
+    }
     return done;
+}
+
+int give_clocks(const char *subcommand, const char *usage, bool replace, int argc, char **argv)
+{
+    AddWords words;
+    if (const int status = words.read(subcommand, argc, argv))
+        return status;
+    if (words.help()) {
+        printf("%s\nWHEN is one of\n\n%s", usage, when_help);
+        printf("  --replace           set the clock anew where there is one: with no time and no distance it goes on "
+               "from\n"
+               "                      what it shows, and only its speed or its rewinding changes\n"
+               "  --dry-run           only say what would be done\n");
+        return done;
+    }
+    if (const int status = words.check())
+        return status;
+    replace |= words.replace();
+    return words.dry_run() ? words.rehearse(replace) : words.carry_out(replace);
 }
 
 int add_command(int argc, char **argv)
 {
-    Command command;
-    command.request.operation = OV_ADD;
-    command.request.speed = 1;
-    When when;
-    for (int choice; (choice = getopt_long(argc, argv, "X:o:h", options, nullptr)) != -1;) {
-        choice = choice == 'X' ? date : choice == 'o' ? origin : choice;
-        if (choice == help || choice == 'h') {
-            fputs(add_help, stdout);
-            return done;
-        }
-        if (choice <= offset)
-            if (const int other = when.clash(choice))
-                return misunderstood("--%s and --%s cannot be given together", name_of(other), name_of(choice));
-        if (const int status = take_option(choice, command))
-            return status;
-    }
-    if (!when.given())
-        return misunderstood("add needs a time; 'ovuser add --help' lists the ways to give it");
-    read_identities(argc - optind, argv + optind, command.request);
-    return command.dry ? rehearse(command.request) : perform(command.request);
+    return give_clocks("add", add_usage, false, argc, argv);
 }
 
 } // namespace ovuser

@@ -35,7 +35,7 @@ int Clocks::conclude() const
     char text[256];
     if (!are_open()) {
         snprintf(text, sizeof text, "ovuser: error: Open of /proc/zynov failed; error = %d\n", error_);
-        return ovuser::conclude(OV_NO_CONTROL_FILE, strdup(text));
+        return ovuser::conclude(OV_NO_CONTROL_FILE, strdup(text), nullptr, error_);
     }
     if (outcome_ < 0 && clock_.begun == 0) {
         snprintf(text, sizeof text,
@@ -46,7 +46,7 @@ int Clocks::conclude() const
     if (outcome_ < 0) {
         snprintf(text, sizeof text, "ovuser: error: an error occurred while executing this request, error = %d\n",
                  error_);
-        return ovuser::conclude(outcome_, strdup(text));
+        return ovuser::conclude(outcome_, strdup(text), nullptr, error_);
     }
     if (clock_.undecided == 0)
         return done;

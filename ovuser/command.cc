@@ -1,12 +1,12 @@
 #include "ovuser/command.h"
 
-#include <getopt.h>
-
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "ovuser/hints.h"
+#include "ovuser/identities.h"
 #include "ovuser/text.h"
 
 namespace ovuser
@@ -23,63 +23,49 @@ static constexpr struct {
     {OV_BAD_KIND, "an identity is neither a user, a group nor a process"},
 };
 
+void print_line(FILE *stream, const char *beginning, const char *format, va_list arguments)
+{
+    char *text = nullptr;
+    if (vasprintf(&text, format, arguments) < 0)
+        text = nullptr;
+    fputs(beginning, stream);
+    print_visible(stream, text != nullptr ? text : format);
+    fputc('\n', stream);
+    free(text);
+}
+
+void report(const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    print_line(stdout, "ovuser: report: ", format, arguments);
+    va_end(arguments);
+}
+
+void warn(const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    print_line(stderr, "ovuser: warning: ", format, arguments);
+    va_end(arguments);
+}
+
 int misunderstood(const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    char *text = nullptr;
-    if (vasprintf(&text, format, arguments) < 0)
-        text = nullptr;
+    print_line(stderr, "ovuser: error: ", format, arguments);
     va_end(arguments);
-    fputs("ovuser: error: ", stderr);
-    print_visible(stderr, text != nullptr ? text : format);
-    fputc('\n', stderr);
-    free(text);
     return not_understood;
 }
 
-void read_identities(int argc, char **argv, ov_request &request)
+int failed(const char *format, ...)
 {
-    static constexpr struct {
-        char letter;
-        ov_kind kind;
-    } prefixes[] = {{'u', OV_USER}, {'g', OV_GROUP}, {'p', OV_PROCESS}};
-    request.id_count = argc;
-    for (int i = 0; i < argc && i < OV_MAX_IDENTITIES; ++i) {
-        request.id_kind[i] = OV_USER;
-        request.id_text[i] = argv[i];
-        for (const auto &prefix : prefixes) {
-            if (argv[i][0] == prefix.letter && argv[i][1] == ':') {
-                request.id_kind[i] = prefix.kind;
-                request.id_text[i] = argv[i] + 2;
-            }
-        }
-    }
-}
-
-int perform_on_identities(ov_operation operation, const char *help, int argc, char **argv)
-{
-    static constexpr option options[] = {{"help", no_argument, nullptr, 'h'}, {}};
-    const int choice = getopt_long(argc, argv, "h", options, nullptr);
-    if (choice == 'h') {
-        fputs(help, stdout);
-        return done;
-    }
-    if (choice != -1)
-        return not_understood;
-    ov_request request = {};
-    request.operation = operation;
-    read_identities(argc - optind, argv + optind, request);
-    if (operation == OV_RESET && request.id_count != 0) // whoever names somebody does not mean everybody
-        return misunderstood("reset takes no identities");
-    return perform(request);
-}
-
-int perform(const ov_request &request)
-{
-    char *message = nullptr;
-    const int32_t result = ov_process_request(&request, &message);
-    return conclude(result, message);
+    va_list arguments;
+    va_start(arguments, format);
+    print_line(stderr, "ovuser: error: ", format, arguments);
+    va_end(arguments);
+    return not_carried_out;
 }
 
 // A message of the engine's. Its line ends are its own, but for those in an identity that it quotes: there only the
@@ -97,22 +83,50 @@ static void print_message(FILE *stream, int32_t result, char *message)
     }
 }
 
-int conclude(int32_t result, char *message)
+// Begins the message of a refusal, with the identity behind its severity. Returns what remains of it.
+static char *print_refused(char *message, const Identity &who)
 {
-    if (message != nullptr) {
-        print_message(result == OV_OK ? stdout : stderr, result, message);
+    static constexpr const char *severities[] = {"ovuser: error: ", "ovuser: warning: "};
+    for (const char *severity : severities) {
+        const size_t length = strlen(severity);
+        if (strncmp(message, severity, length) != 0)
+            continue;
+        fputs(severity, stderr);
+        print_visible(stderr, who.label());
+        fputs(": ", stderr);
+        return message + length;
+    }
+    return message;
+}
+
+static const char *explanation_of(int32_t result)
+{
+    for (const auto &explanation : explanations)
+        if (explanation.code == result)
+            return explanation.text;
+    return nullptr;
+}
+
+int conclude(int32_t result, char *message, const Identity *who, int error)
+{
+    if (result == OV_OK) {
+        if (message != nullptr)
+            print_message(stdout, result, message);
         free(message);
-        return check_rc(result);
-    }
-    if (result == OV_OK)
         return done;
-    for (const auto &explanation : explanations) {
-        if (explanation.code == result) {
-            fprintf(stderr, "ovuser: error: %s\n", explanation.text);
-            return check_rc(result);
-        }
     }
-    fprintf(stderr, "ovuser: error: the request was not carried out, result = %d\n", result);
+    char own[100];
+    if (const char *text = explanation_of(result))
+        snprintf(own, sizeof own, "ovuser: error: %s\n", text);
+    else
+        snprintf(own, sizeof own, "ovuser: error: the request was not carried out, result = %d\n", result);
+    char *rest = message != nullptr ? message : own;
+    if (who != nullptr && result != OV_UNKNOWN_IDENTITY) // which quotes what was typed
+        rest = print_refused(rest, *who);
+    print_message(stderr, result, rest);
+    free(message);
+    if (result == OV_NO_CONTROL_FILE || result < OV_BAD_OPERATION || result > OV_ROOT_IDENTITY)
+        hint_on_errno(error);
     return check_rc(result);
 }
 

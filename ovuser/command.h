@@ -1,12 +1,16 @@
 // What the subcommands of ovuser share.
 #pragma once
 
+#include <cstdarg>
 #include <cstdint>
+#include <cstdio>
 
 #include "ov_helper.h"
 
 namespace ovuser
 {
+
+struct Identity;
 
 // Exit status: the class of check_rc, so that this is also the class of a bad request.
 enum Exit { done = 0, not_understood = 2, not_carried_out = 5 };
@@ -22,21 +26,19 @@ int add_command(int argc, char **argv);
 int delete_command(int argc, char **argv);
 int list_command(int argc, char **argv);
 int reset_command(int argc, char **argv);
+int set_command(int argc, char **argv);
 
-// Says on standard error what is wrong with the command line, and returns not_understood.
+// Each writes a line of its own, with what others chose made visible: on standard output "ovuser: report: ", on
+// standard error "ovuser: warning: " or, with that exit status as the result, "ovuser: error: ".
+void report(const char *format, ...) __attribute__((format(printf, 1, 2)));
+void warn(const char *format, ...) __attribute__((format(printf, 1, 2)));
 int misunderstood(const char *format, ...) __attribute__((format(printf, 1, 2)));
+int failed(const char *format, ...) __attribute__((format(printf, 1, 2)));
+void print_line(FILE *stream, const char *beginning, const char *format, va_list arguments);
 
-// The whole of a subcommand that takes identities and no option but --help. Returns the exit status.
-int perform_on_identities(ov_operation operation, const char *help, int argc, char **argv);
-
-// Identities as the listing prints them, u:NAME, g:NAME, p:PID, or a bare user. None means the caller. The
-// texts stay in argv; of more than the request can hold, only the count gets there.
-void read_identities(int argc, char **argv, ov_request &request);
-
-// Hands a request to the engine, shows its message, and returns the exit status.
-int perform(const ov_request &request);
-
-// Shows what the engine left of a request, message included, which is freed. Returns the exit status.
-int conclude(int32_t result, char *message);
+// Shows what the engine left of a request, message included, which is freed, and what to do about it where the errno of
+// the control file tells. A message that does not name the identity is made to where one is given. Returns the exit
+// status.
+int conclude(int32_t result, char *message, const Identity *who = nullptr, int error = 0);
 
 } // namespace ovuser

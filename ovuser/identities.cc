@@ -1,49 +1,134 @@
 #include "ovuser/identities.h"
 
+#include <grp.h>
+#include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "ovuser/command.h"
+#include "ovuser/hints.h"
 #include "ovuser/text.h"
 
 namespace ovuser
 {
+
+const char *Identity::label() const
+{
+    static char own[1024];
+    if (name != nullptr)
+        return text;
+    snprintf(own, sizeof own, "u:%s", get_username(kind, id));
+    return own;
+}
+
+void Identity::put_into(ov_request &request) const
+{
+    request.id_count = name != nullptr ? 1 : 0; // none is the caller
+    request.id_kind[0] = kind;
+    request.id_text[0] = name;
+}
+
+// The highest process id that this kernel gives.
+static int64_t highest_pid()
+{
+    FILE *const file = fopen("/proc/sys/kernel/pid_max", "re");
+    long highest = 0;
+    const bool read = file != nullptr && fscanf(file, "%ld", &highest) == 1;
+    if (file != nullptr)
+        fclose(file);
+    return read ? highest : 4194304; // which is all that any kernel gives
+}
+
+// The engine cuts numbers to 32 bits. One that it would take for another's is refused here, where it is not a name.
+static int refuse_other_numbers(const Identity &who)
+{
+    char *end;
+    errno = 0;
+    const long long number = strtoll(who.name, &end, 10);
+    if (end == who.name || *end != '\0')
+        return done;
+    const bool process = who.kind == OV_PROCESS;
+    const int64_t least = process ? 1 : 0, most = process ? highest_pid() : INT64_C(4294967294);
+    const bool in_range = errno == 0 && number >= least && number <= most;
+    if (in_range || (who.kind == OV_USER && getpwnam(who.name) != nullptr) ||
+        (who.kind == OV_GROUP && getgrnam(who.name) != nullptr))
+        return done;
+    return misunderstood("%s: the number of a %s is from %" PRId64 " to %" PRId64, who.text,
+                         process                ? "process"
+                         : who.kind == OV_GROUP ? "group"
+                                                : "user",
+                         least, most);
+}
+
+int read_identity(const char *text, Identity &identity)
+{
+    static constexpr struct {
+        char letter;
+        ov_kind kind;
+    } prefixes[] = {{'u', OV_USER}, {'g', OV_GROUP}, {'p', OV_PROCESS}};
+    identity = {text, text, OV_USER, 0, false};
+    for (const auto &prefix : prefixes)
+        if (text[0] == prefix.letter && text[1] == ':')
+            identity = {text, text + 2, prefix.kind, 0, false};
+    if (identity.name[0] == '\0') // which to the engine would be root
+        return misunderstood("'%s' names nobody: an unset variable, perhaps", text);
+    return refuse_other_numbers(identity);
+}
 
 Identities::~Identities()
 {
     free(list_);
 }
 
-static int resolve(char *text, Identity &identity)
+bool Identities::make_room(int count)
 {
-    ov_request request = {};
-    request.operation = OV_LAST_OPERATION; // which does nothing but look at the identities
-    read_identities(1, &text, request);
-    char *message = nullptr;
-    int32_t result = ov_process_request(&request, &message);
-    if (result == OV_OK) {
-        identity = {text, request.id_kind[0], 0, false};
-        parse_uid(request.id_text[0], identity.kind, &identity.id);
-        if (identity.kind == OV_USER && getuid() != 0 && identity.id != getuid()) {
-            message = strdup("ovuser: error: Non-root user can not list other OV users.\n");
-            result = OV_NOT_PERMITTED;
-        }
-    }
-    return result == OV_OK ? done : conclude(result, message);
+    list_ = static_cast<Identity *>(calloc(static_cast<size_t>(count), sizeof *list_));
+    return list_ != nullptr || count == 0;
 }
 
 int Identities::read(int count, char **texts)
 {
-    list_ = static_cast<Identity *>(calloc(static_cast<size_t>(count), sizeof *list_));
-    if (list_ == nullptr && count > 0)
+    if (!make_room(count))
         return misunderstood("no memory for %d identities", count);
     for (; count_ < count; ++count_)
-        if (const int status = resolve(texts[count_], list_[count_]))
+        if (const int status = read_identity(texts[count_], list_[count_]))
             return status;
+    return done;
+}
+
+int Identities::read_or_caller(const char *subcommand, int count, char **texts)
+{
+    if (count > 0)
+        return read(count, texts);
+    if (getuid() == 0)
+        return misunderstood("%s whom? root has no clock; write u:USER, g:GROUP or p:PID", subcommand);
+    if (!make_room(1))
+        return misunderstood("no memory");
+    list_[count_++] = {"", nullptr, OV_USER, getuid(), false};
+    return done;
+}
+
+int Identities::check(ov_request &request, int64_t *value)
+{
+    int64_t unused;
+    for (Identity &identity : *this) {
+        identity.put_into(request);
+        char *message = nullptr;
+        if (const int32_t result = ov_preview_request(&request, value != nullptr ? value : &unused, &message)) {
+            const int status = ovuser::conclude(result, message, several() ? &identity : nullptr);
+            if (result == OV_UNKNOWN_IDENTITY)
+                hint_on_identity(identity.text);
+            return status;
+        }
+        if (identity.name != nullptr)
+            parse_uid(identity.name, identity.kind, &identity.id);
+    }
     return done;
 }
 

@@ -1,4 +1,4 @@
-// The identities of a command line, each of them resolved.
+// The identities of a command line, each of them checked.
 #pragma once
 
 #include <cstdint>
@@ -9,11 +9,22 @@ namespace ovuser
 {
 
 struct Identity {
-    const char *text; // as typed
+    const char *text; // as typed; "" for the caller, who need not be
+    const char *name; // behind its prefix; null for the caller
     int32_t kind;
     uint32_t id;
     bool met; // in the clock table
+
+    // As typed, or u:NAME for the caller. A static text.
+    const char *label() const;
+
+    // Makes a request one about this identity alone.
+    void put_into(ov_request &request) const;
 };
+
+// Takes an identity as the listing prints it apart, u:NAME, g:NAME, p:PID, or a bare user. Anything but done is the
+// exit status, with the reason told: an empty one, and a number that is none of its kind.
+int read_identity(const char *text, Identity &identity);
 
 class Identities
 {
@@ -23,11 +34,16 @@ class Identities
     Identities(const Identities &) = delete;
     Identities &operator=(const Identities &) = delete;
 
-    // Resolves any number of them, and asks the engine whether the caller may have each listed. Anything but done is
-    // the exit status, with the reason told.
+    // Takes any number of them. Anything but done is the exit status, with the reason told.
     int read(int count, char **texts);
+    // The same, but none means the caller, unless he is root, who has no clock: that is refused.
+    int read_or_caller(const char *subcommand, int count, char **texts);
+    // Asks the engine, without doing anything, whether the request may be made of each of them, and for its clock
+    // value, when it has one. Resolves them. Anything but done is the exit status, with the reason told.
+    int check(ov_request &request, int64_t *value = nullptr);
 
     bool none() const { return count_ == 0; }
+    bool several() const { return count_ > 1; }
     Identity *begin() const { return list_; }
     Identity *end() const { return list_ + count_; }
 
@@ -38,6 +54,8 @@ class Identities
     int conclude() const;
 
   private:
+    bool make_room(int count);
+
     Identity *list_ = nullptr;
     int count_ = 0;
 };

@@ -7,6 +7,7 @@
 
 #include "ovuser/clocks.h"
 #include "ovuser/command.h"
+#include "ovuser/hints.h"
 #include "ovuser/identities.h"
 #include "ovuser/json.h"
 #include "ovuser/output.h"
@@ -73,11 +74,15 @@ int list_command(int argc, char **argv)
             return done;
         }
         if (choice != 'j')
-            return not_understood;
+            return hint_on_option(argv, list_options);
         as_json = true;
     }
     Identities identities;
     if (const int status = identities.read(argc - optind, argv + optind))
+        return status;
+    ov_request request = {};
+    request.operation = OV_LIST;
+    if (const int status = identities.check(request))
         return status;
     Clocks clocks;
     if (clocks.are_open())

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "ovuser/command.h"
+#include "ovuser/hints.h"
 #include "ovuser/output.h"
 
 namespace ovuser
@@ -11,6 +12,7 @@ namespace ovuser
 
 static constexpr Subcommand subcommands[] = {
     {"add", add_command, "give identities a virtual clock"},
+    {"set", set_command, "the same, in place of any that they have"},
     {"delete", delete_command, "take their virtual clocks away"},
     {"list", list_command, "show the virtual clocks that concern you"},
     {"reset", reset_command, "take all virtual clocks away"},
@@ -54,7 +56,13 @@ static int run(int argc, char **argv)
         print_usage(stderr);
         return not_understood;
     }
-    return misunderstood("%s is not a subcommand; 'ovuser --help' lists them", word);
+    Nearest nearest(word);
+    for (const Subcommand &subcommand : subcommands)
+        nearest.consider(subcommand.word);
+    misunderstood("%s is not a subcommand; 'ovuser --help' lists them", word);
+    if (nearest.found() != nullptr)
+        hint("did you mean %s?", nearest.found());
+    return not_understood;
 }
 
 } // namespace ovuser

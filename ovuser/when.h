@@ -1,30 +1,116 @@
-// What people write for a time or a span, and what the engine reads.
+// Which clock: the options that say when it starts and how it runs, in every subcommand that gives one.
 #pragma once
 
+#include <getopt.h>
+
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 #include "ov_helper.h"
 
 namespace ovuser
 {
 
-// The texts that a request points into.
-struct WhenTexts {
-    char absolute[13];
-    char date[9];
-    char parts[4][12];
+// Whole numbers of years, days (and weeks), hours and minutes as the engine takes them, null where there is none, and
+// seconds, which it does not know.
+struct Span {
+    const char *parts[4] = {};
+    int64_t seconds = 0;
+    char texts[4][12];
 };
 
-// "YYYY-MM-DD hh:mm" (or a T for the blank) as MMDDhhmmYYYY, "YYYY-MM-DD" as MMDDYYYY. Anything else is
-// handed on as it is: the engine judges it.
-const char *engine_time(const char *typed, WhenTexts &texts);
-const char *engine_date(const char *typed, WhenTexts &texts);
-
-// "2d 3h", "-90m", "1y": whole numbers, each with a sign of its own and one of the units y, d, h and m, each
-// unit at most once. False when it is anything else.
-bool read_span(const char *typed, ov_request &request, WhenTexts &texts);
+// "2d 3h", "-90m", "1w": each number with a sign of its own and one of the units y, w, d, h, m and s, each unit at most
+// once. False when it is anything else.
+bool read_span(const char *typed, Span &span);
 
 // A whole number and nothing else, within bounds.
 bool read_whole_number(const char *typed, int64_t least, int64_t most, int64_t &number);
+
+// What getopt returns for them. In the order of the options, of which those from in to offset are about a distance.
+enum WhenOption : int {
+    when_at = 256,
+    when_date,
+    when_epoch,
+    when_in,
+    when_years,
+    when_days,
+    when_hours,
+    when_minutes,
+    when_origin,
+    when_offset,
+    when_speed,
+    when_rewind,
+    when_no_rewind,
+    when_end
+};
+
+inline constexpr option when_options[] = {
+    {"at", required_argument, nullptr, when_at},         {"date", required_argument, nullptr, when_date},
+    {"epoch", required_argument, nullptr, when_epoch},   {"in", required_argument, nullptr, when_in},
+    {"years", required_argument, nullptr, when_years},   {"days", required_argument, nullptr, when_days},
+    {"hours", required_argument, nullptr, when_hours},   {"minutes", required_argument, nullptr, when_minutes},
+    {"origin", required_argument, nullptr, when_origin}, {"offset", no_argument, nullptr, when_offset},
+    {"speed", required_argument, nullptr, when_speed},   {"rewind", no_argument, nullptr, when_rewind},
+    {"no-rewind", no_argument, nullptr, when_no_rewind},
+};
+
+// These options and a subcommand's own, for getopt_long; the short ones are X: and o:.
+template <size_t N> struct OptionsWithWhen {
+    option list[std::size(when_options) + N + 1] = {};
+
+    constexpr explicit OptionsWithWhen(const option (&own)[N])
+    {
+        option *next = list;
+        for (const option &entry : when_options)
+            *next++ = entry;
+        for (const option &entry : own)
+            *next++ = entry;
+    }
+};
+
+// What the help of a subcommand says of them.
+extern const char when_help[];
+
+// The options of one clock. A request points into it, so it stays where it is.
+class When
+{
+  public:
+    When();
+    When(const When &) = delete;
+    When &operator=(const When &) = delete;
+
+    // Takes what getopt_long has returned, which is one of these options, or '?'. Anything but done is the exit status,
+    // with the reason told.
+    int take(int choice, int argc, char **argv, const option *known);
+
+    // To be called behind the last option: completes what the engine does not know by itself. Anything but done is the
+    // exit status, with the reason told.
+    int complete(const char *subcommand);
+
+    // Whether a clock that is there keeps its value: there is neither a time nor a distance.
+    bool keeps_value() const { return !time_given_; }
+    bool keeps_speed() const { return keeps_value() && !speed_given_; }
+    bool keeps_rewind() const { return keeps_value() && !rewind_given_; }
+
+    // An add request without identities. As it stands where it is to be checked; settled where it is to be carried out:
+    // with the value that the check came to, so that all identities get the same.
+    const ov_request &request() const { return request_; }
+    ov_request settled(int64_t value) const;
+    // The value itself, from that of the check.
+    int64_t value(int64_t checked) const { return checked + span_.seconds; }
+
+  private:
+    int take_option(int choice, int argc, char **argv);
+    int take_time(int argc, char **argv);
+    int take_span();
+    int clash_with(int choice);
+
+    ov_request request_ = {};
+    Span span_;
+    char date_[9];
+    bool seen_[when_end - when_at] = {};
+    bool time_given_ = false, speed_given_ = false, rewind_given_ = false;
+};
 
 } // namespace ovuser

@@ -71,6 +71,9 @@ class Utility : public testing::Test
 
 #define ERROR "! ovuser: error: "
 #define AND_ERROR "ovuser: error: "
+#define HINT "ovuser: hint: "
+#define NO_MODULE                                                                                                      \
+    HINT "the kernel module is not there: load it with 'modprobe zynov', or run the command under zynov-sim\n"
 #define CHRISTMAS "Wed Dec 25 09:00:00 2030\n"
 #define HEADER "Id         Clock type                Clock date/time\n"
 #define OWN_HEADER "ovuser: report: Listing requested virtual clock:\n" HEADER

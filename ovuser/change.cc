@@ -1,0 +1,165 @@
+#include "ovuser/change.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "ovuser/command.h"
+
+namespace ovuser
+{
+
+// The request for a clock as it is. The text of its origin goes into a place that outlives it.
+static ov_request request_for(const ov_clock &clock, char (&origin)[24])
+{
+    ov_request request = {};
+    request.operation = OV_ADD;
+    request.speed = clock.speed;
+    request.time_form = OV_ABSOLUTE_FORM;
+    request.virtime = clock.value;
+    request.rewind = clock.rewind;
+    snprintf(origin, sizeof origin, "%" PRId64, clock.origin);
+    request.rel_origin = clock.origin != 0 ? origin : nullptr;
+    return request;
+}
+
+Wanted::Wanted(const When &when, int64_t checked, const ov_clock *present)
+    : request(when.settled(checked)), value(when.value(checked))
+{
+    if (present == nullptr || !when.keeps_value())
+        return;
+    request = request_for(*present, origin_);
+    value = present->value;
+    if (!when.keeps_speed())
+        request.speed = when.request().speed;
+    if (!when.keeps_rewind())
+        request.rewind = when.request().rewind;
+}
+
+// What came of a request to the engine.
+class Outcome
+{
+  public:
+    Outcome(const Identity &who, ov_request request) : who_(who)
+    {
+        who.put_into(request);
+        result_ = ov_process_request(&request, &message_);
+        error_ = errno;
+    }
+    ~Outcome() { free(message_); }
+    Outcome(const Outcome &) = delete;
+    Outcome &operator=(const Outcome &) = delete;
+
+    int32_t result() const { return result_; }
+
+    // To the engine an add of a clock that is there has succeeded; only its words tell.
+    bool was_there() const
+    {
+        return result_ == OV_OK && message_ != nullptr && strstr(message_, " already has a virtual clock\n") != nullptr;
+    }
+
+    // Shows the message, once. Returns the exit status.
+    int tell(bool several)
+    {
+        if (was_there() && who_.kind != OV_USER) { // of whom the engine says uid, too
+            report("%s already has a virtual clock", who_.label());
+            return done;
+        }
+        char *const message = message_;
+        message_ = nullptr;
+        return conclude(result_, message, several ? &who_ : nullptr, error_);
+    }
+
+  private:
+    const Identity &who_;
+    int32_t result_;
+    int error_;
+    char *message_ = nullptr;
+};
+
+int add_clock(const Identity &who, const When &when, int64_t checked, bool several)
+{
+    return Outcome(who, Wanted(when, checked, nullptr).request).tell(several);
+}
+
+int delete_clock(const Identity &who, bool several)
+{
+    ov_request request = {};
+    request.operation = OV_DELETE;
+    return Outcome(who, request).tell(several);
+}
+
+int find_clock(const Identity &who, ov_clock &clock)
+{
+    const int descriptor = open("/proc/zynov", O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        return -1;
+    clock = {};
+    int outcome;
+    do
+        outcome = ov_next_clock(descriptor, static_cast<int>(getuid()), &clock);
+    while (outcome > 0 && (clock.kind != who.kind || clock.id != who.id));
+    const int error = errno;
+    close(descriptor);
+    errno = error;
+    return outcome;
+}
+
+// Puts a clock back whose successor was refused.
+static void put_back(const Identity &who, const ov_clock &former)
+{
+    char origin[24];
+    const Outcome outcome(who, request_for(former, origin));
+    if (outcome.result() == OV_OK && !outcome.was_there())
+        warn("%s has its former clock again%s", who.label(), former.mode != 0 ? ", but for --offset" : "");
+    else
+        warn("%s has lost its clock, which was --epoch %" PRId64 " --speed %d%s", who.label(), former.value,
+             former.speed, former.rewind != 0 ? " --rewind" : "");
+}
+
+// Looks at a value before a clock is taken away for it.
+static bool is_legal(const Wanted &wanted, int &status)
+{
+    char text[24], *message = nullptr;
+    snprintf(text, sizeof text, "@%" PRId64, wanted.value);
+    if (wanted.request.rel_mode != 0 || ov_read_time(text, &message) != 0)
+        return true;
+    status = conclude(OV_BAD_TIME, message);
+    return false;
+}
+
+int replace_clock(const Identity &who, const When &when, int64_t checked, bool several, const ov_clock *present)
+{
+    ov_clock found;
+    if (present == nullptr || when.keeps_value())
+        present = find_clock(who, found) > 0 ? &found : nullptr;
+    const Wanted wanted(when, checked, present);
+    if (present == nullptr) {
+        Outcome first(who, wanted.request);
+        if (!first.was_there())
+            return first.tell(several);
+        if (when.keeps_value()) // of somebody else's process
+            return failed("%s has a clock that you may not see: give a time", who.label());
+    }
+    int status;
+    if (!is_legal(wanted, status))
+        return status;
+
+    ov_request removal = {};
+    removal.operation = OV_DELETE;
+    Outcome removed(who, removal);
+    if (removed.result() != OV_OK && removed.result() != OV_NO_CLOCK)
+        return removed.tell(several);
+    Outcome added(who, wanted.request);
+    status = added.tell(several);
+    if (status != done && present != nullptr)
+        put_back(who, *present);
+    return added.was_there() ? int{not_carried_out} : status;
+}
+
+} // namespace ovuser

@@ -1,0 +1,41 @@
+// One change of one identity's clock, carried out and told. Each returns the exit status. Where the engine's own words
+// for an outcome do not name the identity, and it is one of several, they are made to.
+#pragma once
+
+#include "ov_helper.h"
+#include "ovuser/identities.h"
+#include "ovuser/when.h"
+
+namespace ovuser
+{
+
+// The clock that an identity is to get.
+struct Wanted {
+    // checked is what the engine's check of When's request came to, present what the identity has when that is to be
+    // replaced, else null: what When keeps is taken from there.
+    Wanted(const When &when, int64_t checked, const ov_clock *present);
+    Wanted(const Wanted &) = delete;
+    Wanted &operator=(const Wanted &) = delete;
+
+    ov_request request; // without the identity
+    int64_t value;
+
+  private:
+    char origin_[24];
+};
+
+// Gives an identity a clock, unless it has one.
+int add_clock(const Identity &who, const When &when, int64_t checked, bool several);
+
+// Gives an identity a clock anew, whatever it has. What it has may be handed in where it is known; it is looked up
+// where it is not, or where its value is to be kept.
+int replace_clock(const Identity &who, const When &when, int64_t checked, bool several,
+                  const ov_clock *present = nullptr);
+
+int delete_clock(const Identity &who, bool several);
+
+// Looks an identity's clock up. Returns 1 when there is one, 0 when there is none that the caller may see, and -1, with
+// errno, when the table cannot be read.
+int find_clock(const Identity &who, ov_clock &clock);
+
+} // namespace ovuser

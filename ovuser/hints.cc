@@ -1,0 +1,120 @@
+#include "ovuser/hints.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "ov_helper.h"
+#include "ovuser/command.h"
+#include "ovuser/text.h"
+
+namespace ovuser
+{
+
+void hint(const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    print_line(stderr, "ovuser: hint: ", format, arguments);
+    va_end(arguments);
+}
+
+// How many letters have to be put in, left out, exchanged for another or with the next to make one word of the other,
+// up to a length at which nothing is alike.
+static int edit_distance(const char *a, const char *b)
+{
+    constexpr size_t longest = 24;
+    const size_t rows = strnlen(a, longest), columns = strnlen(b, longest);
+    int distance[longest + 1][longest + 1];
+    for (size_t i = 0; i <= rows; ++i) {
+        for (size_t j = 0; j <= columns; ++j) {
+            int &here = distance[i][j];
+            if (i == 0 || j == 0) {
+                here = static_cast<int>(i + j);
+                continue;
+            }
+            here = distance[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+            here = std::min({here, distance[i - 1][j] + 1, distance[i][j - 1] + 1});
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
+                here = std::min(here, distance[i - 2][j - 2] + 1);
+        }
+    }
+    return distance[rows][columns];
+}
+
+// A third of the letters may be wrong, and two of a short word.
+Nearest::Nearest(const char *word) : word_(word), distance_(std::max(2, static_cast<int>(strnlen(word, 24) / 3)) + 1) {}
+
+void Nearest::consider(const char *candidate)
+{
+    const bool begun = word_[0] != '\0' && strncmp(candidate, word_, strlen(word_)) == 0;
+    const int distance = begun ? 0 : edit_distance(word_, candidate);
+    if (distance >= distance_ || distance >= static_cast<int>(strlen(candidate)))
+        return;
+    distance_ = distance;
+    found_ = candidate;
+}
+
+int hint_on_option(char *const *argv, const option *known)
+{
+    const char *typed = argv[optind - 1];
+    if (strncmp(typed, "--", 2) != 0)
+        return not_understood;
+    char word[32];
+    snprintf(word, sizeof word, "%.*s", static_cast<int>(strcspn(typed + 2, "=")), typed + 2);
+    Nearest nearest(word);
+    bool is_known = false; // and only lacks its argument, or has one that it does not take
+    for (const option *entry = known; entry->name != nullptr; ++entry) {
+        is_known |= strcmp(word, entry->name) == 0;
+        nearest.consider(entry->name);
+    }
+    if (!is_known && nearest.found() != nullptr)
+        hint("did you mean --%s?", nearest.found());
+    return not_understood;
+}
+
+// Words that people write for the letter before a colon.
+static constexpr struct {
+    const char *word;
+    char letter;
+} long_prefixes[] = {
+    {"user:", 'u'}, {"uid:", 'u'}, {"group:", 'g'}, {"gid:", 'g'}, {"process:", 'p'}, {"pid:", 'p'},
+};
+
+void hint_on_identity(const char *typed)
+{
+    for (const auto &prefix : long_prefixes) {
+        const size_t length = strlen(prefix.word);
+        if (strncmp(typed, prefix.word, length) == 0)
+            return hint("did you mean %c:%s?", prefix.letter, typed + length);
+    }
+    if (strchr(typed, ',') != nullptr)
+        return hint("identities are separated by blanks, not by commas");
+    if (strchr(typed, ':') != nullptr && typed[0] >= '0' && typed[0] <= '9')
+        return hint("a time of two words is quoted: '2030-12-25 09:00'");
+    uint32_t number;
+    if (strchr(typed, ':') == nullptr && parse_uid(typed, OV_GROUP, &number) == 0)
+        hint("did you mean the group, g:%s?", typed);
+    else if (strchr(typed, ':') == nullptr && parse_uid(typed, OV_PROCESS, &number) == 0)
+        hint("did you mean the process, p:%s?", typed);
+}
+
+void hint_on_errno(int error)
+{
+    static constexpr struct {
+        int error;
+        const char *text;
+    } remedies[] = {
+        {ENOENT, "the kernel module is not there: load it with 'modprobe zynov', or run the command under zynov-sim"},
+        {EACCES, "the module is not open to this user: ask the superuser (a simulator's table: zynov-sim --shared)"},
+        {ENOSPC, "there is no room for another clock: 'ovuser list' shows them, 'ovuser delete' makes room"},
+    };
+    for (const auto &remedy : remedies)
+        if (remedy.error == error)
+            hint("%s", remedy.text);
+}
+
+} // namespace ovuser

@@ -1,0 +1,36 @@
+// What somebody might have meant, or can do about it: a line behind the error.
+#pragma once
+
+#include <getopt.h>
+
+#include <cstdint>
+
+namespace ovuser
+{
+
+void hint(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+// Finds the candidate that is likest to a mistyped word.
+class Nearest
+{
+  public:
+    explicit Nearest(const char *word);
+    void consider(const char *candidate);
+    // Null when none is like it.
+    const char *found() const { return found_; }
+
+  private:
+    const char *word_, *found_ = nullptr;
+    int distance_;
+};
+
+// For getopt's '?': names the option that may have been meant, and returns not_understood.
+int hint_on_option(char *const *argv, const option *known);
+
+// For an identity that does not exist.
+void hint_on_identity(const char *typed);
+
+// For an errno of the control file's.
+void hint_on_errno(int error);
+
+} // namespace ovuser

@@ -24,8 +24,8 @@ static void print_usage(FILE *stream)
     for (const Subcommand &subcommand : subcommands)
         fprintf(stream, "  %-10s %s\n", subcommand.word, subcommand.help);
     fputs("\n"
-          "  --version  print the version\n"
-          "  --help     print this text; 'ovuser SUBCOMMAND --help' says more\n"
+          "  help [SUBCOMMAND]  print this text, or more about a subcommand; so does --help\n"
+          "  -V, --version      print the version\n"
           "\n"
           "An identity is u:USER, g:GROUP or p:PID, by name or by number; without a prefix it is a user,\n"
           "and none at all means you.\n"
@@ -38,13 +38,18 @@ static void print_usage(FILE *stream)
 static int run(int argc, char **argv)
 {
     const char *word = argc > 1 ? argv[1] : "";
-    if (strcmp(word, "--version") == 0) {
+    if (strcmp(word, "--version") == 0 || strcmp(word, "-V") == 0) {
         print_header(argv[0]);
         return done;
     }
-    if (strcmp(word, "--help") == 0 || strcmp(word, "-h") == 0) {
+    const bool help = strcmp(word, "help") == 0;
+    if (strcmp(word, "--help") == 0 || strcmp(word, "-h") == 0 || (help && argc == 2)) {
         print_usage(stdout);
         return done;
+    }
+    if (help) { // as the subcommand's --help
+        word = argv[2];
+        argv[2] = const_cast<char *>("--help");
     }
     for (const Subcommand &subcommand : subcommands) {
         if (strcmp(word, subcommand.word) == 0) {

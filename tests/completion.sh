@@ -13,8 +13,8 @@ offered() { # sorted, on one line
     printf '%s\n' "${COMPREPLY[@]}" | sort -u | paste -sd ' '
 }
 expect() { [[ $(offered "$1") == $2 ]] || { echo "behind '$1': $(offered "$1")"; status=1; }; }
-expect 'ovuser ' '--help --version add delete list reset'
-for subcommand in add delete list reset; do
+expect 'ovuser ' '--help --version add delete help list reset set'
+for subcommand in add set delete list reset; do
     expect "ovuser $subcommand --" "$("$2/ovuser" $subcommand --help | grep -Eo -- '--[a-z-]+' |
         cat - <(echo --help) | sort -u | paste -sd ' ')"
 done

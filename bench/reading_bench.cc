@@ -41,7 +41,7 @@ static void give_clock(int64_t speed, uint64_t rewind)
     close(control);
 }
 
-static const char *utility;
+static const char *utility, *static_true;
 
 // A whole process, its output dropped.
 static void run(const char *program, const char *argument, char **environment)
@@ -60,14 +60,22 @@ static void run(const char *program, const char *argument, char **environment)
 
 static char *no_environment[] = {nullptr};
 
+static void run_bare_static()
+{
+    setenv("ZYNOV_SIM_CHOICES", "no-static,quiet", 1);
+    run(static_true, nullptr, no_environment);
+    unsetenv("ZYNOV_SIM_CHOICES");
+}
+
 int main(int argc, char **argv)
 {
     benchmark::Initialize(&argc, argv);
-    if (getenv("ZYNOV_SIM_STATE") == nullptr || argc != 2) {
-        fprintf(stderr, "usage: zynov-sim ... reading_bench [BENCHMARK OPTIONS...] OVUSER\n");
+    if (getenv("ZYNOV_SIM_STATE") == nullptr || argc != 3) {
+        fprintf(stderr, "usage: zynov-sim ... reading_bench [BENCHMARK OPTIONS...] OVUSER STATIC_TRUE\n");
         return 1;
     }
     utility = argv[1];
+    static_true = argv[2];
     const struct {
         const char *name;
         int64_t speed;
@@ -92,6 +100,10 @@ int main(int argc, char **argv)
         "ovuser list under an empty simulator", "/bin/true, likewise", {}, 1, no_clock);
     compare<[] { run(utility, "--version", no_environment); }, [] { run("/bin/true", nullptr, no_environment); }>(
         "ovuser --version", "/bin/true", {}, 1, no_clock);
+
+    if (access(static_true, X_OK) == 0)
+        compare<[] { run(static_true, nullptr, no_environment); }, run_bare_static>(
+            "start of a static program", "the same, not reached", {}, 1, no_clock);
 
     Lines lines(stdout);
     benchmark::RunSpecifiedBenchmarks(&lines);

@@ -1,0 +1,62 @@
+// What a reading of the time costs a program that is linked statically, beside the kernel's own function that its image
+// stands in front of. To be run under zynov-sim; the argument says which clock it has. Google Benchmark is not to be
+// had for static programs: this prints the line that table.awk reads.
+#include <sys/auxv.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <ctime>
+
+#include "simulator/image/layout.h"
+
+static const sim::ImageConfig *image;
+static timespec instant;
+
+template <auto Operation> static double seconds()
+{
+    timespec start, end;
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &start);
+    for (int i = 0; i < 10000; ++i)
+        Operation();
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &end);
+    return static_cast<double>(end.tv_sec - start.tv_sec) + 1e-9 * static_cast<double>(end.tv_nsec - start.tv_nsec);
+}
+
+static void image_reading()
+{
+    clock_gettime(CLOCK_REALTIME, &instant);
+}
+
+// As the C library calls it.
+__attribute__((noinline)) static int bare_clock_gettime(clockid_t source, timespec *time)
+{
+    const int error = image->clock_gettime(source, time);
+    if (error != 0)
+        errno = -error;
+    return error == 0 ? 0 : -1;
+}
+
+static void bare_reading()
+{
+    bare_clock_gettime(CLOCK_REALTIME, &instant);
+}
+
+int main(int argc, char **argv)
+{
+    image = sim::config_of_image(getauxval(AT_SYSINFO_EHDR));
+    if (image == nullptr || argc != 2) {
+        fprintf(stderr, "usage: zynov-sim ... static_bench CLOCK\n");
+        return 1;
+    }
+    std::array<double, 99> ratios;
+    for (double &ratio : ratios) {
+        const double first = seconds<image_reading>();
+        const double beside = seconds<bare_reading>() + seconds<bare_reading>();
+        ratio = (first + seconds<image_reading>()) / beside;
+    }
+    std::sort(ratios.begin(), ratios.end());
+    constexpr double aim = 1.6;
+    printf("static clock_gettime, %s\tbare clock_gettime\tUTC\t%f\t%f\n", argv[1], aim, ratios[ratios.size() / 2]);
+}

@@ -9,13 +9,13 @@ namespace sim
 
 using SignalMask = uint64_t; // the kernel's own
 
-// Holds off all signals from this thread, those too by which the C library cancels threads and changes their ids, and
-// returns what was held off before.
-inline SignalMask hold_signals()
+// Holds off all signals but some from this thread, those too by which the C library cancels threads and changes their
+// ids, and returns what was held off before.
+inline SignalMask hold_signals(SignalMask but = 0)
 {
-    constexpr SignalMask all = ~SignalMask();
+    const SignalMask held = ~but;
     SignalMask kept = 0;
-    system_call(SYS_rt_sigprocmask, SIG_SETMASK, &all, &kept, sizeof kept);
+    system_call(SYS_rt_sigprocmask, SIG_BLOCK, &held, &kept, sizeof kept);
     return kept;
 }
 
@@ -28,7 +28,7 @@ inline void let_signals_through(SignalMask kept)
 class SignalsHeld
 {
   public:
-    SignalsHeld() : kept_(hold_signals()) {}
+    explicit SignalsHeld(SignalMask but) : kept_(hold_signals(but)) {}
     ~SignalsHeld() { let_signals_through(kept_); }
     SignalsHeld(const SignalsHeld &) = delete;
     SignalsHeld &operator=(const SignalsHeld &) = delete;

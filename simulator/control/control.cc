@@ -16,6 +16,7 @@
 #include "simulator/control/faults.h"
 #include "simulator/readings/own_clock.h"
 #include "simulator/table/change.h"
+#include "simulator/table/cut.h"
 #include "simulator/table/state.h"
 
 namespace sim
@@ -53,21 +54,20 @@ static bool is_command(unsigned long request)
 
 static int run_command(int descriptor, unsigned long command, zynov_iov &record)
 {
-    const SignalsHeld held;
+    const SignalsHeld held(signal_of_cuts());
     if (changes_table(command)) {
         const Circumstances found = circumstances(command, record);
         const Change change(descriptor);
         if (change.error() != 0)
             return change.error();
-        return change_table(*change.table(), command, record, real_time(), found); // no time passes behind the lock
+        const int error = change_table(*change.table(), command, record, real_time(), found); // once it is locked
+        return change.mapping().was_cut() ? EBADMSG : error;
     }
-    Table *table;
-    int error = map_table(descriptor, PROT_READ, table);
-    if (error == 0) {
-        error = query_table(*table, command, record, real_time());
-        system_call(SYS_munmap, table, sizeof(Table));
-    }
-    return error;
+    Mapping mapping;
+    if (const int error = mapping.map(descriptor, PROT_READ))
+        return error;
+    const int error = query_table(*mapping.table(), command, record, real_time());
+    return mapping.was_cut() ? EBADMSG : error;
 }
 
 // errno stays as it is, unless there is an error.

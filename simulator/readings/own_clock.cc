@@ -11,6 +11,8 @@
 #include "simulator/image/layout.h"
 #include "simulator/readings/cache.h"
 #include "simulator/readings/search.h"
+#include "simulator/table/cut.h"
+#include "simulator/table/mapping.h"
 #include "simulator/table/state.h"
 
 namespace sim
@@ -53,6 +55,8 @@ static const Table *open_table(const char *state)
         return nullptr;
     const Table *found = pthread_atfork(nullptr, nullptr, begin_as_child) == 0 ? map_state(descriptor) : nullptr;
     system_call(SYS_close, descriptor);
+    if (found != nullptr)
+        outlive_cuts(*found);
     return found;
 }
 

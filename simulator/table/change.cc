@@ -76,15 +76,13 @@ int Change::begin(int descriptor)
         return EBUSY;
     if (answer < 0)
         return static_cast<int>(-answer);
-    return flaw_in_state(lock_) == nullptr ? map_table(lock_, PROT_READ | PROT_WRITE, table_) : EBADMSG;
+    return flaw_in_state(lock_) == nullptr ? mapping_.map(lock_, PROT_READ | PROT_WRITE) : EBADMSG;
 }
 
 Change::Change(int descriptor) : error_(begin(descriptor)) {}
 
 Change::~Change()
 {
-    if (table_ != nullptr)
-        system_call(SYS_munmap, table_, sizeof(Table));
     if (lock_ >= 0) {
         system_call(SYS_flock, lock_, LOCK_UN); // a child that was not made by fork(3) may still hold this opening
         system_call(SYS_close, lock_);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/table/table.h"
+#include "simulator/table/mapping.h"
 
 namespace sim
 {
@@ -20,14 +20,15 @@ class Change
 
     // 0, or the errno of why there is no table: EBUSY after two seconds of waiting.
     int error() const { return error_; }
-    Table *table() const { return table_; }
+    Table *table() const { return mapping_.table(); }
+    const Mapping &mapping() const { return mapping_; }
 
   private:
     int begin(int descriptor);
 
     bool inside_ = false;
     int lock_ = -1;
-    Table *table_ = nullptr;
+    Mapping mapping_;
     int error_;
 };
 

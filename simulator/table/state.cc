@@ -1,7 +1,6 @@
 #include "simulator/table/state.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -65,21 +64,6 @@ int open_state(const char *path, int flags)
     }
     system_call(SYS_fcntl, descriptor, F_SETFL, flags & O_NONBLOCK);
     return static_cast<int>(descriptor);
-}
-
-int map_table(int descriptor, int protection, Table *&table)
-{
-    const long address = system_call(SYS_mmap, nullptr, sizeof(Table), protection, MAP_SHARED, descriptor, 0);
-    if (address < 0 && address >= -4095)
-        return static_cast<int>(-address);
-    table = reinterpret_cast<Table *>(address);
-    return 0;
-}
-
-const Table *map_state(int descriptor)
-{
-    Table *table;
-    return map_table(descriptor, PROT_READ, table) == 0 ? table : nullptr;
 }
 
 } // namespace sim

@@ -25,10 +25,4 @@ const char *flaw_in_state(int descriptor);
 // that is no good one. Never waits, and makes no call of the C library's.
 int open_state(const char *path, int flags);
 
-// The table of a good file, until munmap: 0, or an errno.
-int map_table(int descriptor, int protection, Table *&table);
-
-// The same, for reading; null when it cannot be mapped.
-const Table *map_state(int descriptor);
-
 } // namespace sim

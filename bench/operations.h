@@ -38,10 +38,15 @@ inline void parse_time()
     use(zyn_parse_time(instant_text, nullptr));
 }
 
-inline void parse_time_floor()
+inline void daylight_floor(time_t when)
 {
     tzset();
-    break_down(instant + timezone);
+    use(*localtime(&when));
+}
+
+inline void parse_time_floor()
+{
+    daylight_floor(instant + timezone);
 }
 
 inline void parse_time_by_libc()
@@ -87,8 +92,7 @@ inline void parse_relative_floor(int64_t days, int64_t seconds)
     break_down(now.tv_sec);
     break_down(now.tv_sec + days * 86400);
     char *text = strdup(instant_text);
-    tzset();
-    break_down(now.tv_sec + days * 86400 + seconds);
+    daylight_floor(now.tv_sec + days * 86400 + seconds);
     free(text);
 }
 

@@ -38,16 +38,19 @@ function(orvane_product target)
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_options(${target} PRIVATE -fno-exceptions -fno-rtti -fno-threadsafe-statics
                                            -fno-semantic-interposition $<$<CONFIG:Release>:-O2>)
-  target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,-Bsymbolic-functions
-                                        -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
+  target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,-Bsymbolic-functions)
   # A preloaded library goes into programs that know no sanitizer, and defines what the fortified headers redefine.
-  if(NOT ARGN STREQUAL "PRELOADED")
+  set(exports exports.map)
+  if(ARGN STREQUAL "PRELOADED")
+    set(exports simulator.map)
+  else()
     target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:orvane_instrumentation>)
     if(NOT ORVANE_SANITIZE) # nor is anything fortified without optimisation
       target_compile_options(${target} PRIVATE
         "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
     endif()
   endif()
+  target_link_options(${target} PRIVATE -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/${exports})
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:orvane_warnings> $<BUILD_INTERFACE:orvane_hardening>)
   set_target_properties(${target} PROPERTIES
     CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden POSITION_INDEPENDENT_CODE ON

@@ -6,7 +6,7 @@ set -eu
 export LC_ALL=C
 source=$1 build=$2 cc=$3 status=0
 complain() { echo "$1"; status=1; }
-names() { nm -D --defined-only "$build/$1" | awk '{ print $3 }' | sort -u; }
+names() { nm -D --defined-only "$build/$1" | awk '{ sub("@.*", "", $3); print $3 }' | sort -u; }
 
 declared=$(sed -n 's/^OV_API .*[ *]\([A-Za-z_]*\)(.*/\1/p' "$source/include/ov_helper.h" | sort -u)
 documented=$(sed -n 's/^\.F[no] \([A-Za-z_]*\).*/\1/p' "$source/man/ov_helper.3" | sort -u)

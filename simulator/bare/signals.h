@@ -28,7 +28,7 @@ inline void let_signals_through(SignalMask kept)
 class SignalsHeld
 {
   public:
-    explicit SignalsHeld(SignalMask but) : kept_(hold_signals(but)) {}
+    explicit SignalsHeld(SignalMask but = 0) : kept_(hold_signals(but)) {}
     ~SignalsHeld() { let_signals_through(kept_); }
     SignalsHeld(const SignalsHeld &) = delete;
     SignalsHeld &operator=(const SignalsHeld &) = delete;

@@ -1,0 +1,78 @@
+// What stands in for the calls that set a timer to an instant. From one expiry to the next it is real time.
+#include <sys/timerfd.h>
+
+#include <cstdlib>
+
+#include "simulator/bare/next.h"
+#include "simulator/bare/signals.h"
+#include "simulator/bare/versions.h"
+#include "simulator/readings/own_clock.h"
+#include "simulator/waits/deadline.h"
+
+namespace sim
+{
+
+template <typename Timer> using Set = int(Timer, int, const itimerspec *, itimerspec *);
+template <typename Timer> using Get = int(Timer, itimerspec *);
+
+// By which clock a timer counts is not told by the kernel. So it is set to a far instant first, and asked how long that
+// is, while no signal handler can leave for good in between.
+template <typename Timer>
+static int set_until(Next<Set<Timer>> &set, Next<Get<Timer>> &get, Timer timer, int flags, const itimerspec *wanted,
+                     itimerspec *old)
+{
+    const bool starts = wanted != nullptr && (wanted->it_value.tv_sec != 0 || wanted->it_value.tv_nsec != 0);
+    if (!starts || (flags & TIMER_ABSTIME) == 0)
+        return set(timer, flags, wanted, old);
+    timespec real;
+    const timespec *const until = real_deadline(CLOCK_REALTIME, &wanted->it_value, real);
+    if (until == &wanted->it_value)
+        return set(timer, flags, wanted, old);
+
+    constexpr time_t far = 8'000'000'000; // in the year 2223
+    const itimerspec as_is = *wanted, by_real_time = {as_is.it_interval, *until},
+                     question = {as_is.it_interval, {far, 0}};
+    itimerspec answer;
+    const SignalsHeld held;
+    if (set(timer, flags & ~TFD_TIMER_CANCEL_ON_SET, &question, old) != 0 || get(timer, &answer) != 0)
+        return -1;
+    const time_t shown = far - answer.it_value.tv_sec;
+    return set(timer, flags, labs(shown - real_time().tv_sec) < 10 ? &by_real_time : &as_is, nullptr);
+}
+
+static SIM_NEXT(timerfd_settime, Set<int>);
+static SIM_NEXT(timerfd_gettime, Get<int>);
+static SIM_NEXT_VERSION(next_timer_settime, "timer_settime", SIM_SINCE("GLIBC_2.3.3"), Set<timer_t>);
+static SIM_NEXT_VERSION(next_timer_gettime, "timer_gettime", SIM_SINCE("GLIBC_2.3.3"), Get<timer_t>);
+
+} // namespace sim
+
+SIM_INTERPOSED int timerfd_settime(int timer, int flags, const itimerspec *wanted, itimerspec *old) noexcept
+{
+    return sim::set_until(sim::next_timerfd_settime, sim::next_timerfd_gettime, timer, flags, wanted, old);
+}
+
+SIM_INTERPOSED int set_timer(timer_t timer, int flags, const itimerspec *wanted, itimerspec *old)
+{
+    return sim::set_until(sim::next_timer_settime, sim::next_timer_gettime, timer, flags, wanted, old);
+}
+SIM_VERSION(set_timer, "timer_settime@@GLIBC_2.34")
+
+// Until 2022 it was in a library of its own.
+SIM_INTERPOSED int set_timer_of_2021(timer_t timer, int flags, const itimerspec *wanted, itimerspec *old)
+{
+    return sim::set_until(sim::next_timer_settime, sim::next_timer_gettime, timer, flags, wanted, old);
+}
+SIM_VERSION(set_timer_of_2021, "timer_settime@" SIM_SINCE("GLIBC_2.3.3"))
+
+#if defined(__x86_64__)
+// Until 2004 timers were numbers.
+static SIM_NEXT_VERSION(next_settime_of_2003, "timer_settime", "GLIBC_2.2.5", sim::Set<int>);
+static SIM_NEXT_VERSION(next_gettime_of_2003, "timer_gettime", "GLIBC_2.2.5", sim::Get<int>);
+
+SIM_INTERPOSED int set_timer_of_2003(int timer, int flags, const itimerspec *wanted, itimerspec *old)
+{
+    return sim::set_until(next_settime_of_2003, next_gettime_of_2003, timer, flags, wanted, old);
+}
+SIM_VERSION(set_timer_of_2003, "timer_settime@GLIBC_2.2.5")
+#endif

@@ -1,0 +1,22 @@
+// How long programs wait for an instant of their clocks: tests/waits.c has the ways.
+#include "utility.h"
+
+TEST_F(Utility, WaitsUntilItsClockGetsThere)
+{
+    // All at once, in a process each.
+    EXPECT_EQ(shell("begin() { sh -c \"./ovuser add p:\\$\\$ $1 >/dev/null; $3 exec ./waits $2\" & }\n"
+                    "begin '--epoch 1924419600' '400 400'\n"
+                    "begin '--epoch 1286701200' '400 400'\n"
+                    "begin '--epoch 1924419600 --speed 60' '24000 400'\n"
+                    "begin '--epoch 1286701200 --speed -100' '4 400'\n"
+                    "begin \"$FREEZE\" '400 400'\n"
+                    "begin '--at 2030-12-25T23:59 --rewind --speed 1000' '400000 400'\n" // past midnight
+                    "begin '--epoch 1924419600' '-5000 0'\n"
+                    "begin '--epoch 1924419600' '2000 2000' '(sleep 1; ./ovuser delete p:$$ >/dev/null) &'\n"
+                    "begin '--epoch 1924419600' '2000 2000' '(sleep 1; ./ovuser delete p:$$ >/dev/null; "
+                    "./ovuser add p:$$ $FREEZE >/dev/null) &'\n"
+                    "./waits 400 400\n"
+                    "wait",
+                    "$SIM"),
+              "= 0");
+}

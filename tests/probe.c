@@ -1,26 +1,227 @@
-/* What a program sees of the time: each call's seconds. */
+/* What a program sees of the time by each call, and what else it may try with a clock. */
 #define _GNU_SOURCE
+#include <dlfcn.h>
+#include <errno.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <pthread.h>
+#include <sched.h>
+#include <signal.h>
+#include <stddef.h>
 #include <stdio.h>
-#include <sys/time.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/timeb.h>
+#include <sys/timex.h>
+#include <sys/wait.h>
 #include <time.h>
+#include <unistd.h>
+
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations" /* ftime's */
+#define COUNT(array) (sizeof(array) / sizeof *(array))
+
+extern int old_ntp_gettime(struct ntptimeval *) __asm__("ntp_gettime");
 
 static long seconds(clockid_t clock)
 {
     struct timespec now;
-    clock_gettime(clock, &now);
-    return now.tv_sec;
+    return clock_gettime(clock, &now) == 0 && now.tv_nsec < 1000000000 ? now.tv_sec : -1;
 }
 
-int main(void)
+/* The time, and the calls that tell another. */
+static void read_all(void)
 {
+    time_t stored, bare;
+    struct timespec instant, atomic;
     struct timeval moment;
-    struct timespec instant;
-    time_t stored;
-    time(&stored);
-    gettimeofday(&moment, NULL);
+    struct timex state = {0}, asked = {0}, by_number = {0};
+    struct ntptimeval ntp, old_ntp;
+    struct timeb old;
+    const time_t now = time(&stored);
+    adjtimex(&state);
+    clock_adjtime(CLOCK_REALTIME, &asked);
+    syscall(SYS_adjtimex, &by_number);
+    ntp_gettime(&ntp);
+    old_ntp_gettime(&old_ntp);
+    ftime(&old);
+    syscall(SYS_clock_gettime, CLOCK_TAI, &atomic);
     timespec_get(&instant, TIME_UTC);
-    printf("%ld %ld %ld %ld %ld %d\n", (long)stored, (long)moment.tv_sec, seconds(CLOCK_REALTIME),
-           seconds(CLOCK_REALTIME_COARSE), (long)instant.tv_sec,
-           seconds(CLOCK_MONOTONIC) < 1700000000 && moment.tv_usec < 1000000 && timespec_get(&instant, 99) == 0);
+    gettimeofday(&moment, NULL);
+    const struct {
+        const char *name;
+        long seconds;
+    } readings[] = {
+        {"stored", stored},
+        {"gettimeofday", moment.tv_usec < 1000000 ? moment.tv_sec : -1},
+        {"syscall gettimeofday", syscall(SYS_gettimeofday, &moment, NULL) == 0 ? moment.tv_sec : -1},
+        {"realtime", seconds(CLOCK_REALTIME)},
+        {"coarse", seconds(CLOCK_REALTIME_COARSE)},
+        {"syscall realtime", syscall(SYS_clock_gettime, CLOCK_REALTIME, &instant) == 0 ? instant.tv_sec : -1},
+        {"TAI", seconds(CLOCK_TAI) - state.tai},
+        {"syscall TAI", atomic.tv_sec - state.tai},
+        {"alarm", seconds(CLOCK_REALTIME_ALARM) == -1 ? now : seconds(CLOCK_REALTIME_ALARM)},
+        {"timespec_get", instant.tv_sec},
+        {"ftime", old.time},
+        {"adjtimex", state.time.tv_sec},
+        {"clock_adjtime", asked.time.tv_sec},
+        {"syscall adjtimex", by_number.time.tv_sec},
+        {"ntp_gettimex", ntp.time.tv_sec},
+        {"ntp_gettime", old_ntp.time.tv_sec},
+#ifdef SYS_time
+        {"syscall time", syscall(SYS_time, &bare)},
+        {"syscall stored", bare},
+#endif
+        {"others", seconds(CLOCK_MONOTONIC) < 1700000000 && timespec_get(&instant, 99) == 0 &&
+                           syscall(SYS_clock_gettime, CLOCK_REALTIME, (void *)8) == -1 && errno == EFAULT &&
+                           syscall(SYS_adjtimex, (void *)8) == -1 && errno == EFAULT
+                       ? now
+                       : -1},
+    };
+    printf("%ld", (long)now);
+    for (size_t i = 0; i < COUNT(readings); ++i)
+        if (labs(readings[i].seconds - now) > 1)
+            printf(" %s %ld", readings[i].name, readings[i].seconds);
+}
+
+#ifdef __x86_64__
+__asm__(".symver old_stime, stime@GLIBC_2.2.5");
+#else
+__asm__(".symver old_stime, stime@GLIBC_2.17");
+#endif
+extern int old_stime(const time_t *);
+
+/* With a machine beside it whose time cannot be set: what each call answers, and what it must not keep from asking. */
+static void set_all(void)
+{
+    if (setresuid(65534, 65534, 65534) != 0) /* so that nothing that gets past the machine beside it does harm */
+        return;
+    struct timespec instant = {1800000000, 0};
+    struct timeval moment = {1800000000, 0}, left;
+    struct timex change = {.modes = ADJ_FREQUENCY}, asked = {.modes = ADJ_OFFSET_SS_READ};
+#define ANSWER(call) (errno = 0, (call) < 0 ? errno : 0)
+    const int answers[] = {ANSWER(clock_settime(CLOCK_REALTIME, &instant)),
+                           ANSWER(settimeofday(&moment, NULL)),
+                           ANSWER(old_stime(&instant.tv_sec)),
+                           ANSWER(adjtime(&moment, NULL)),
+                           ANSWER(adjtimex(&change)),
+                           ANSWER(ntp_adjtime(&change)),
+                           ANSWER(clock_adjtime(CLOCK_REALTIME, &change)),
+                           ANSWER(syscall(SYS_clock_settime, CLOCK_REALTIME, &instant)),
+                           ANSWER(syscall(SYS_settimeofday, &moment, NULL)),
+                           ANSWER(syscall(SYS_adjtimex, &change)),
+                           ANSWER(syscall(SYS_clock_adjtime, CLOCK_REALTIME, &change)),
+                           ANSWER(adjtime(NULL, &left)),
+                           ANSWER(adjtimex(&asked)),
+                           ANSWER(clock_settime(CLOCK_MONOTONIC, &instant))};
+    for (size_t i = 0; i < COUNT(answers); ++i)
+        printf("%d ", answers[i]);
+}
+
+static void *read_as_nobody(void *unused)
+{
+    syscall(SYS_setresuid, -1, 65534, -1);
+    printf("%ld ", (long)time(NULL));
+    return unused;
+}
+
+/* The ids of a thread alone, of a child in this process's memory, and of them all. */
+static void change_ids(void)
+{
+    pthread_t thread;
+    printf("%ld ", (long)time(NULL));
+    pthread_create(&thread, NULL, read_as_nobody, NULL);
+    pthread_join(thread, NULL);
+    printf("%ld ", (long)time(NULL));
+    if (vfork() == 0)
+        _exit(seteuid(65534));
+    printf("%ld ", (long)time(NULL));
+    if (vfork() == 0)
+        _exit((int)syscall(SYS_setresuid, -1, 65534, -1));
+    printf("%ld ", (long)time(NULL));
+    if (seteuid(65534) == 0)
+        printf("%ld ", (long)time(NULL));
+}
+
+static int read_as_child(void *unused)
+{
+    dprintf(1, "%ld ", (long)time(unused));
+    _exit(0);
+}
+
+/* Children, made in each way, have not their parent's own clock. */
+static void make_children(void)
+{
+    static char stack[65536] __attribute__((aligned(16)));
+    printf("%ld ", (long)time(NULL));
+    fflush(stdout);
+    for (int way = 0; way < 4; ++way) {
+        const pid_t child = way == 0   ? fork()
+                            : way == 1 ? _Fork()
+                            : way == 2 ? clone(read_as_child, stack + sizeof stack, SIGCHLD, NULL)
+                                       : syscall(SYS_clone, SIGCHLD, 0, 0, 0, 0);
+        if (child == 0)
+            read_as_child(NULL);
+        waitpid(child, NULL, 0);
+    }
+    printf("%ld ", (long)time(NULL));
+}
+
+/* A clock that comes while the process may only read, write, end and read the clock. */
+static void live_in_filter(void)
+{
+    const struct sock_filter rules[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(struct seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_read, 4, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_write, 3, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_exit_group, 2, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clock_gettime, 1, 0),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const struct sock_fprog filter = {COUNT(rules), (struct sock_filter *)rules};
+    int go[2], answer[2], status;
+    long now;
+    if (pipe(go) + pipe(answer) != 0)
+        return;
+    const pid_t child = fork();
+    if (child == 0) {
+        close(go[1]);
+        prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+        prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter);
+        do
+            now = seconds(CLOCK_TAI), now = time(NULL);
+        while (write(answer[1], &now, sizeof now) > 0 && read(go[0], &now, 1) > 0);
+        _exit(0);
+    }
+    close(go[0]), close(answer[1]);
+    for (int round = 0; round < 2 && read(answer[0], &now, sizeof now) > 0; ++round) {
+        printf("%ld ", now);
+        if (system("./ovuser add $FREEZE >/dev/null") >= 0 && write(go[1], "", 1) != 1)
+            break;
+    }
+    close(go[1]);
+    waitpid(child, &status, 0);
+    printf("%d", status);
+}
+
+int main(int argc, char **argv)
+{
+    const char *part = argc > 1 ? argv[1] : "";
+    setvbuf(stdout, NULL, _IOFBF, 4096);
+    if (*part == '\0')
+        read_all();
+    else if (strcmp(part, "set") == 0)
+        set_all();
+    else if (strcmp(part, "ids") == 0)
+        change_ids();
+    else if (strcmp(part, "children") == 0)
+        make_children();
+    else if (strcmp(part, "filter") == 0)
+        live_in_filter();
+    else
+        printf("%d", dlopen(part, RTLD_NOW) != NULL);
+    putchar('\n');
     return 0;
 }

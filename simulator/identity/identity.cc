@@ -1,5 +1,7 @@
 #include "simulator/identity/identity.h"
 
+#include <atomic>
+
 #include "base/integer.h"
 #include "simulator/bare/next.h"
 #include "simulator/bare/system_call.h"
@@ -9,26 +11,58 @@
 namespace sim
 {
 
+// The ids are the kernel's own: a library that plays root replaces geteuid.
+static int64_t ask_user()
+{
+    return ov::low_32(system_call(SYS_geteuid));
+}
+
+static int64_t ask_group()
+{
+    return ov::low_32(system_call(SYS_getegid));
+}
+
 static std::atomic<uint64_t> container_id, own_pid_namespace, birth;
 static std::atomic<int64_t> process, user, group;
-std::atomic<uint64_t> identity_version;
+static std::atomic<uint64_t> version, last_version;
+
+// The ids of a thread that changed them alone, until the whole process does: while the version is still the same.
+struct OwnIds {
+    uint64_t process_version, version;
+    int64_t user, group;
+};
+static thread_local constinit OwnIds alone __attribute__((tls_model("initial-exec"))) = {};
+
+uint64_t identity_version()
+{
+    const uint64_t process_version = version.load(std::memory_order_acquire);
+    return alone.process_version == process_version ? alone.version : process_version;
+}
 
 Identity own_identity()
 {
-    return {process.load(std::memory_order_acquire), user.load(std::memory_order_acquire),
-            group.load(std::memory_order_acquire),   own_pid_namespace.load(std::memory_order_acquire),
-            birth.load(std::memory_order_acquire),   container_id.load(std::memory_order_acquire)};
+    const bool is_alone = alone.process_version == version.load(std::memory_order_acquire);
+    return {process.load(std::memory_order_acquire),
+            is_alone ? alone.user : user.load(std::memory_order_acquire),
+            is_alone ? alone.group : group.load(std::memory_order_acquire),
+            own_pid_namespace.load(std::memory_order_acquire),
+            birth.load(std::memory_order_acquire),
+            container_id.load(std::memory_order_acquire)};
 }
 
-// The ids are the kernel's own: a library that plays root replaces geteuid. Of two threads that change them at once
-// the one that comes last to the end asks again.
+static uint64_t next_version()
+{
+    return last_version.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+// Of two threads that change them at once, the one that comes last to the end asks again.
 static void ask_ids()
 {
-    uint64_t version = identity_version.load(std::memory_order_acquire);
+    uint64_t present = version.load(std::memory_order_acquire);
     do {
-        user.store(ov::low_32(system_call(SYS_geteuid)), std::memory_order_release);
-        group.store(ov::low_32(system_call(SYS_getegid)), std::memory_order_release);
-    } while (!identity_version.compare_exchange_strong(version, version + 1, std::memory_order_acq_rel));
+        user.store(ask_user(), std::memory_order_release);
+        group.store(ask_group(), std::memory_order_release);
+    } while (!version.compare_exchange_strong(present, next_version(), std::memory_order_acq_rel));
 }
 
 void know_oneself()
@@ -42,11 +76,22 @@ void know_oneself()
     ask_ids();
 }
 
+// A child that still runs in its parent's memory, on its way to another program, leaves the parent's alone.
+static bool is_oneself()
+{
+    return system_call(SYS_getpid) == process.load(std::memory_order_relaxed);
+}
+
 void identity_changed()
 {
-    // A child that still runs in its parent's memory, on its way to another program, leaves the parent's alone.
-    if (system_call(SYS_getpid) == process.load(std::memory_order_relaxed))
+    if (is_oneself())
         ask_ids();
+}
+
+void thread_identity_changed()
+{
+    if (is_oneself())
+        alone = {version.load(std::memory_order_acquire), next_version(), ask_user(), ask_group()};
 }
 
 void know_container()

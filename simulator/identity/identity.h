@@ -3,7 +3,6 @@
 
 #include <sys/types.h>
 
-#include <atomic>
 #include <cstdint>
 
 namespace sim
@@ -17,18 +16,20 @@ struct Identity {
 };
 
 // What this process knows of itself from its start, the fork that made it, or its last change of identity. Nothing
-// of it is asked again at a reading of the time, since a filter of system calls may end who asks. Async-signal-safe,
-// as all here.
+// of it is asked again at a reading of the time, since a filter of system calls may end who asks. A thread that
+// changed its ids alone, as the kernel lets it, has its own. Async-signal-safe, as all here.
 Identity own_identity();
 
-// Counts the changes of it. Who reads it before and after own_identity, and finds it the same, has a whole one.
-extern std::atomic<uint64_t> identity_version;
+// Another number after each change of it. Who reads it before and after own_identity, and finds it the same, has a
+// whole one.
+uint64_t identity_version();
 
 // Finds it out: once with the container, and for a child without it.
 void know_container();
 void know_oneself();
 
-// To be called after a change of user or group.
+// To be called after a change of user or group: of the process, or of a thread alone.
 void identity_changed();
+void thread_identity_changed();
 
 } // namespace sim

@@ -30,13 +30,13 @@ static Cache cache;
 // the C library's own then say the clock's time too.
 static std::atomic<const ImageConfig *> image;
 
-timespec real_time()
+timespec real_time(clockid_t source)
 {
     timespec real;
     if (const ImageConfig *in_front = image.load(std::memory_order_relaxed)) [[unlikely]]
-        in_front->clock_gettime(CLOCK_REALTIME, &real);
+        in_front->clock_gettime(source, &real);
     else
-        next_clock_gettime(CLOCK_REALTIME, &real);
+        next_clock_gettime(source, &real);
     return real;
 }
 
@@ -85,7 +85,7 @@ static inline const Table *find_table()
 
 static Generation present_generation(const Table &clocks)
 {
-    return {clocks.generation.load(std::memory_order_acquire), identity_version.load(std::memory_order_acquire)};
+    return {clocks.generation.load(std::memory_order_acquire), identity_version()};
 }
 
 // Looks it up anew. A change that is under way, or was cut short by the end of who made it, has no generation of its

@@ -20,8 +20,8 @@ bool read_clock(timespec &time);
 // The C library's own.
 extern Next<int(clockid_t, timespec *)> next_clock_gettime;
 
-// The real time, whatever clock this process lives by.
-timespec real_time();
+// The real time by one of the system's clocks, whatever clock this process lives by.
+timespec real_time(clockid_t source = CLOCK_REALTIME);
 
 // To be called by a process that has just been made of another, in memory of its own.
 void begin_as_child();

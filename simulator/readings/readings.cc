@@ -1,9 +1,9 @@
 // What stands in for the C library's calls that read the time.
-#include <sys/time.h>
+#include "simulator/readings/readings.h"
+
 #include <sys/timeb.h>
 
-#include <ctime>
-
+#include "base/integer.h"
 #include "simulator/bare/next.h"
 #include "simulator/readings/own_clock.h"
 
@@ -14,12 +14,49 @@ static SIM_NEXT(gettimeofday, int(timeval *, void *));
 static SIM_NEXT(time, time_t(time_t *));
 static SIM_NEXT(timespec_get, int(timespec *, int));
 
+// By how many seconds atomic time is ahead, as the kernel has it. Clocks are read for it, since a filter of system
+// calls may end who asks; within one second, so that what goes by between them does not count.
+static int64_t atomic_offset()
+{
+    timespec before, atomic, after;
+    do {
+        before = real_time();
+        atomic = real_time(CLOCK_TAI);
+        after = real_time();
+    } while (after.tv_sec != before.tv_sec);
+    return atomic.tv_sec - after.tv_sec + (atomic.tv_nsec > after.tv_nsec ? 1 : 0);
+}
+
+bool read_source(clockid_t source, timespec &time)
+{
+    switch (source) {
+    case CLOCK_REALTIME:
+    case CLOCK_REALTIME_COARSE:
+        return read_clock(time);
+    case CLOCK_TAI:
+        if (!read_clock(time))
+            return false;
+        time.tv_sec = ov::wrapping_add(time.tv_sec, atomic_offset());
+        return true;
+    case CLOCK_REALTIME_ALARM: // which a machine need not have
+        return next_clock_gettime(source, &time) == 0 && read_clock(time);
+    default:
+        return false;
+    }
+}
+
+void make_virtual(timeval &time)
+{
+    timespec now;
+    if (read_clock(now))
+        time = {now.tv_sec, now.tv_nsec / 1000};
+}
+
 } // namespace sim
 
 SIM_INTERPOSED int clock_gettime(clockid_t source, timespec *time) noexcept
 {
-    const bool virtualised = source == CLOCK_REALTIME || source == CLOCK_REALTIME_COARSE;
-    return virtualised && sim::read_clock(*time) ? 0 : sim::next_clock_gettime(source, time);
+    return sim::read_source(source, *time) ? 0 : sim::next_clock_gettime(source, time);
 }
 
 // Under a name of its own, since the C library's prototype promises a time that is never null; old programs

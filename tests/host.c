@@ -1,0 +1,105 @@
+/* A machine whose time can be set without harm, for programs between the preloaded library and the C library: what
+ * would set it gives ERANGE. Atomic time is ahead by 37 seconds, and a library that plays root answers for geteuid.
+ * As it is loaded, a thread of it does what the preloaded library has a hand in, and is waited for. */
+#define _GNU_SOURCE
+#include <dlfcn.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <stdio.h>
+#include <sys/ioctl.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <sys/timex.h>
+#include <time.h>
+#include <unistd.h>
+
+static long (*kernel)(long, ...);
+
+static int refuse(void)
+{
+    errno = ERANGE;
+    return -1;
+}
+
+int clock_settime(clockid_t source, const struct timespec *time)
+{
+    return source == CLOCK_REALTIME && time != NULL ? refuse() : 0;
+}
+
+int settimeofday(const struct timeval *time, const struct timezone *zone)
+{
+    return time != NULL || zone != NULL ? refuse() : 0;
+}
+
+int adjtime(const struct timeval *change, struct timeval *left)
+{
+    return change != NULL || left == NULL ? refuse() : 0;
+}
+
+int clock_adjtime(clockid_t source, struct timex *state)
+{
+    if (source != CLOCK_REALTIME || (state->modes & ADJ_FREQUENCY) != 0)
+        return refuse();
+    kernel(SYS_gettimeofday, &state->time, NULL);
+    state->tai = 37;
+    return 0;
+}
+
+int adjtimex(struct timex *state)
+{
+    return clock_adjtime(CLOCK_REALTIME, state);
+}
+
+int clock_gettime(clockid_t source, struct timespec *time)
+{
+    const long result = kernel(SYS_clock_gettime, source, time);
+    if (result == 0 && source == CLOCK_TAI)
+        time->tv_sec += 37;
+    return (int)result;
+}
+
+long host_syscall(long number, long a, long b, long c, long d, long e, long f) __asm__("syscall");
+
+long host_syscall(long number, long a, long b, long c, long d, long e, long f)
+{
+    switch (number) {
+    case SYS_clock_gettime:
+        return clock_gettime((clockid_t)a, (struct timespec *)b);
+    case SYS_clock_settime:
+        return clock_settime((clockid_t)a, (struct timespec *)b);
+    case SYS_settimeofday:
+        return settimeofday((struct timeval *)a, (struct timezone *)b);
+    case SYS_adjtimex:
+        return (size_t)a < 4096 ? kernel(number, a) : adjtimex((struct timex *)a);
+    case SYS_clock_adjtime:
+        return clock_adjtime((clockid_t)a, (struct timex *)b);
+    default:
+        return kernel(number, a, b, c, d, e, f);
+    }
+}
+
+uid_t geteuid(void)
+{
+    return 0;
+}
+
+static void *use_all(void *unused)
+{
+    const int control = open("/proc/zynov", O_RDONLY);
+    if (time(NULL) < 0 || ioctl(control, 0, NULL) == 0 || seteuid((uid_t)kernel(SYS_geteuid)) != 0)
+        dprintf(2, "odd\n");
+    return unused;
+}
+
+__attribute__((constructor)) static void load(void)
+{
+    pthread_t thread;
+    kernel = (long (*)(long, ...))dlsym(RTLD_NEXT, "syscall");
+    errno = ERANGE;
+    time(NULL);
+    if (errno != ERANGE)
+        dprintf(2, "a reading changes errno\n");
+    if (pthread_create(&thread, NULL, use_all, NULL) == 0)
+        pthread_join(thread, NULL);
+}

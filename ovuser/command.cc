@@ -12,17 +12,6 @@
 namespace ovuser
 {
 
-// The engine leaves these to its front end.
-static constexpr struct {
-    int32_t code;
-    const char *text;
-} explanations[] = {
-    {OV_BAD_OPERATION, "unknown operation"},
-    {OV_NO_IDENTITY_TEXT, "an identity is missing"},
-    {OV_TOO_MANY_IDENTITIES, "too many identities, a request takes at most 10"},
-    {OV_BAD_KIND, "an identity is neither a user, a group nor a process"},
-};
-
 void print_line(FILE *stream, const char *beginning, const char *format, va_list arguments)
 {
     char *text = nullptr;
@@ -99,14 +88,6 @@ static char *print_refused(char *message, const Identity &who)
     return message;
 }
 
-static const char *explanation_of(int32_t result)
-{
-    for (const auto &explanation : explanations)
-        if (explanation.code == result)
-            return explanation.text;
-    return nullptr;
-}
-
 int conclude(int32_t result, char *message, const Identity *who, int error)
 {
     if (result == OV_OK) {
@@ -115,11 +96,8 @@ int conclude(int32_t result, char *message, const Identity *who, int error)
         free(message);
         return done;
     }
-    char own[100];
-    if (const char *text = explanation_of(result))
-        snprintf(own, sizeof own, "ovuser: error: %s\n", text);
-    else
-        snprintf(own, sizeof own, "ovuser: error: the request was not carried out, result = %d\n", result);
+    char own[80];
+    snprintf(own, sizeof own, "ovuser: error: the request was not carried out, result = %d\n", result);
     char *rest = message != nullptr ? message : own;
     if (who != nullptr && result != OV_UNKNOWN_IDENTITY) // which quotes what was typed
         rest = print_refused(rest, *who);

@@ -66,12 +66,12 @@ int hint_on_option(char *const *argv, const option *known)
     char word[32];
     snprintf(word, sizeof word, "%.*s", static_cast<int>(strcspn(typed + 2, "=")), typed + 2);
     Nearest nearest(word);
-    bool is_known = false; // and only lacks its argument, or has one that it does not take
     for (const option *entry = known; entry->name != nullptr; ++entry) {
-        is_known |= strcmp(word, entry->name) == 0;
+        if (strncmp(word, entry->name, strlen(word)) == 0) // getopt knows it, and has said what is wrong
+            return not_understood;
         nearest.consider(entry->name);
     }
-    if (!is_known && nearest.found() != nullptr)
+    if (nearest.found() != nullptr)
         hint("did you mean --%s?", nearest.found());
     return not_understood;
 }
@@ -112,9 +112,11 @@ void hint_on_errno(int error)
         {EACCES, "the module is not open to this user: ask the superuser (a simulator's table: zynov-sim --shared)"},
         {ENOSPC, "there is no room for another clock: 'ovuser list' shows them, 'ovuser delete' makes room"},
     };
+    static int told = 0; // once is enough for all of many
     for (const auto &remedy : remedies)
-        if (remedy.error == error)
+        if (remedy.error == error && error != told)
             hint("%s", remedy.text);
+    told = error;
 }
 
 } // namespace ovuser

@@ -1,4 +1,6 @@
 // The parsers of times and speeds on any texts, at any time, in any zone, against the naive ones.
+#include <regex>
+
 #include "fuzz/fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
@@ -16,5 +18,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     texts.mode = input.PickValueInArray({0, 0, 1, INT32_MIN});
     script.later = script.now + (input.ConsumeBool() ? 1 : 0);
     assert(read_otherwise(script, texts) == "");
+
+    // What is read in any form has one, and what is refused is told why.
+    static const std::regex forms(
+        R"(\+?\d{4,5}-\d\d-\d\d[ Tt]\d\d:\d\d(:\d\d(\.\d{1,18})?)?([zZ]|[+-]\d\d:\d\d)?|@-?\d{1,18}|now|[^]{12}|)"
+        R"([SMTWF][a-z]{2} +[A-Z][a-z]{2} +\d\d? +\d\d:\d\d:\d\d(\.\d{1,18})? +\+?\d{4,5})");
+    const std::string text = input.ConsumeRemainingBytesAsString().c_str();
+    const Parsed read = with_message([&](char **slot) { return ov_read_time(text.c_str(), slot); });
+    assert((read.first == 0) == (read.second.rfind(illegal, 0) == 0));
+    assert(read.first == 0 || std::regex_match(text, forms));
     return 0;
 }

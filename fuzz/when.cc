@@ -3,6 +3,7 @@
 #include <regex>
 
 #include "fuzz/fuzz.h"
+#include "ovuser/hints.h"
 #include "ovuser/when.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
@@ -19,12 +20,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         good &= parts.emplace(span[static_cast<size_t>(p->position(2))], expected).second;
     }
     const bool has_days = parts.count('d') + parts.count('w') > 0;
-    parts['d'] += 7 * parts['w'];
+    if (good)
+        parts['d'] += 7 * parts['w'];
     good &= parts['d'] == static_cast<int32_t>(parts['d']);
     ovuser::Span read;
     assert(ovuser::read_span(span.c_str(), read) == good);
     assert(!good || (read.seconds == parts['s'] && has_days == (read.parts[1] != nullptr)));
     for (size_t i = 0; good && i < 4; ++i)
         assert((read.parts[i] != nullptr ? atoll(read.parts[i]) : 0) == parts["ydhm"[i]]);
+
+    ovuser::Nearest nearest(span.c_str());
+    nearest.consider(span.size() > 5 ? "reset" : "delete");
+    nearest.consider("list");
+    assert(span != "list" || nearest.found() == std::string("list"));
     return 0;
 }

@@ -16,7 +16,7 @@ static SIM_NEXT(timespec_get, int(timespec *, int));
 
 // By how many seconds atomic time is ahead, as the kernel has it. Clocks are read for it, since a filter of system
 // calls may end who asks; within one second, so that what goes by between them does not count.
-static int64_t atomic_offset()
+int64_t atomic_offset()
 {
     timespec before, atomic, after;
     do {

@@ -4,6 +4,7 @@
 #include <sys/time.h>
 #include <sys/timex.h>
 
+#include <cstdint>
 #include <ctime>
 
 namespace sim
@@ -12,6 +13,9 @@ namespace sim
 // The time of day that a process is to see by one of the system's clocks; false where that is the real one, or the
 // clock tells none. Async-signal-safe, as all here.
 bool read_source(clockid_t source, timespec &time);
+
+// By how many seconds CLOCK_TAI is ahead of CLOCK_REALTIME.
+int64_t atomic_offset();
 
 // The parts of answers that the kernel has given: left as they are in the real time.
 void make_virtual(timeval &time);

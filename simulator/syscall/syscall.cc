@@ -11,6 +11,7 @@
 #include "simulator/readings/own_clock.h"
 #include "simulator/readings/readings.h"
 #include "simulator/readings/setting.h"
+#include "simulator/waits/deadline.h"
 
 #ifndef SYS_fork // as on newer architectures, which have no SYS_time either
 constexpr long SYS_fork = -1, SYS_time = -2;
@@ -83,7 +84,11 @@ SIM_INTERPOSED long seen_syscall(long number, long a, long b, long c, long d, lo
         if (result == 0 && !sim::shares_memory(number, a))
             sim::begin_as_child();
         return result;
-    default:
-        return kernel();
+    default: {
+        long words[] = {a, b, c, d, e, f};
+        timespec real;
+        sim::wait_by_own_clock(number, words, real);
+        return sim::next_syscall(number, words[0], words[1], words[2], words[3], words[4], words[5]);
+    }
     }
 }

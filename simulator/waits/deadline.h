@@ -8,16 +8,10 @@
 namespace sim
 {
 
-// Whether instants of a clock of the kernel are meant in the time that a process sees.
-constexpr bool shows_time(clockid_t source)
-{
-    return source == CLOCK_REALTIME || source == CLOCK_REALTIME_ALARM;
-}
-
-// The real instant at which the clock that this process has now gets to an instant, which is put in `real`, or the
-// instant itself where that is the real one. It is worked out once, before the wait, and not looked at again: no clock
-// that comes or goes strands who waits. What is no instant (null, a second of too many nanoseconds, one before the
-// epoch) stays as it is, for the call to refuse. Async-signal-safe.
+// The real instant at which the clock that this process has now gets to an instant of one of the system's, which is put
+// in `real`, or the instant itself where that is the real one. It is worked out once, before the wait, and not looked
+// at again: no clock that comes or goes strands who waits. What is no instant (null, a second of too many nanoseconds,
+// one before the epoch) stays as it is, for the call to refuse. Async-signal-safe.
 const timespec *real_deadline(clockid_t source, const timespec *instant, timespec &real);
 
 // The same for the instant among the arguments of a bare system call, if that is one that waits until an instant.

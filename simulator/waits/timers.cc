@@ -7,6 +7,7 @@
 #include "simulator/bare/signals.h"
 #include "simulator/bare/versions.h"
 #include "simulator/readings/own_clock.h"
+#include "simulator/readings/readings.h"
 #include "simulator/waits/deadline.h"
 
 namespace sim
@@ -14,6 +15,13 @@ namespace sim
 
 template <typename Timer> using Set = int(Timer, int, const itimerspec *, itimerspec *);
 template <typename Timer> using Get = int(Timer, itimerspec *);
+
+static clockid_t source_that_shows(time_t shown)
+{
+    constexpr time_t soon = 10; // the difference between them is greater, or there is none
+    const time_t ahead = shown - real_time().tv_sec;
+    return labs(ahead) < soon ? CLOCK_REALTIME : labs(ahead - atomic_offset()) < soon ? CLOCK_TAI : CLOCK_MONOTONIC;
+}
 
 // By which clock a timer counts is not told by the kernel. So it is set to a far instant first, and asked how long that
 // is, while no signal handler can leave for good in between.
@@ -25,19 +33,17 @@ static int set_until(Next<Set<Timer>> &set, Next<Get<Timer>> &get, Timer timer, 
     if (!starts || (flags & TIMER_ABSTIME) == 0)
         return set(timer, flags, wanted, old);
     timespec real;
-    const timespec *const until = real_deadline(CLOCK_REALTIME, &wanted->it_value, real);
-    if (until == &wanted->it_value)
+    if (real_deadline(CLOCK_REALTIME, &wanted->it_value, real) == &wanted->it_value)
         return set(timer, flags, wanted, old);
 
     constexpr time_t far = 8'000'000'000; // in the year 2223
-    const itimerspec as_is = *wanted, by_real_time = {as_is.it_interval, *until},
-                     question = {as_is.it_interval, {far, 0}};
-    itimerspec answer;
+    itimerspec until = *wanted, answer;
+    const itimerspec question = {until.it_interval, {far, 0}};
     const SignalsHeld held;
     if (set(timer, flags & ~TFD_TIMER_CANCEL_ON_SET, &question, old) != 0 || get(timer, &answer) != 0)
         return -1;
-    const time_t shown = far - answer.it_value.tv_sec;
-    return set(timer, flags, labs(shown - real_time().tv_sec) < 10 ? &by_real_time : &as_is, nullptr);
+    until.it_value = *real_deadline(source_that_shows(far - answer.it_value.tv_sec), &until.it_value, real);
+    return set(timer, flags, &until, nullptr);
 }
 
 static SIM_NEXT(timerfd_settime, Set<int>);

@@ -27,22 +27,21 @@ int64_t atomic_offset()
     return atomic.tv_sec - after.tv_sec + (atomic.tv_nsec > after.tv_nsec ? 1 : 0);
 }
 
+[[gnu::cold]] static bool read_rare_source(clockid_t source, timespec &time)
+{
+    if (source == CLOCK_REALTIME_ALARM) // which a machine need not have
+        return next_clock_gettime(source, &time) == 0 && read_clock(time);
+    if (source != CLOCK_TAI || !read_clock(time))
+        return false;
+    time.tv_sec = ov::wrapping_add(time.tv_sec, atomic_offset());
+    return true;
+}
+
 bool read_source(clockid_t source, timespec &time)
 {
-    switch (source) {
-    case CLOCK_REALTIME:
-    case CLOCK_REALTIME_COARSE:
+    if (source == CLOCK_REALTIME || source == CLOCK_REALTIME_COARSE) [[likely]]
         return read_clock(time);
-    case CLOCK_TAI:
-        if (!read_clock(time))
-            return false;
-        time.tv_sec = ov::wrapping_add(time.tv_sec, atomic_offset());
-        return true;
-    case CLOCK_REALTIME_ALARM: // which a machine need not have
-        return next_clock_gettime(source, &time) == 0 && read_clock(time);
-    default:
-        return false;
-    }
+    return read_rare_source(source, time);
 }
 
 void make_virtual(timeval &time)

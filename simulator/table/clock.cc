@@ -24,10 +24,8 @@ Pace::Pace(const Clock &clock)
 {
     const int64_t speed = ov::low_32(clock.speed);
     multiplier_ = speed == 0 || speed > fastest ? 0 : speed > 0 ? speed : 1;
-    if (speed < -1) {
-        divisor_ = static_cast<uint64_t>(-speed);
-        divisor_inverse_ = UINT64_MAX / divisor_;
-    }
+    divisor_ = speed < -1 ? static_cast<uint64_t>(-speed) : 1;
+    divisor_inverse_ = UINT64_MAX / divisor_;
 }
 
 timespec Pace::at(const timespec &real) const

@@ -33,7 +33,7 @@ struct Clock {
 class Pace
 {
   public:
-    constexpr Pace() = default;
+    Pace() = default; // shows nothing of use
     explicit Pace(const Clock &clock);
 
     timespec at(const timespec &real) const;
@@ -46,15 +46,15 @@ class Pace
     timespec when(const timespec &shown, const timespec &now) const;
 
   private:
-    int64_t real_seconds_ = 0;
-    int64_t real_nanoseconds_ = 0;
-    int64_t start_ = 0;
-    int64_t multiplier_ = 0;       // 0 when the clock stands still
-    uint64_t divisor_ = 1;         // above 1 when it is slow, ...
-    uint64_t divisor_inverse_ = 0; // ... with 2^64 divided by it, to save the division
-    int64_t utc_offset_ = 0;
-    int64_t midnight_ = 0;
-    int64_t rewinds_ = 0;
+    int64_t real_seconds_;
+    int64_t real_nanoseconds_;
+    int64_t start_;
+    int64_t multiplier_;       // 0 when the clock stands still
+    uint64_t divisor_;         // above 1 when it is slow, ...
+    uint64_t divisor_inverse_; // ... with 2^64 divided by it: a division of 64 bits takes longer than all the rest
+    int64_t utc_offset_;
+    int64_t midnight_;
+    int64_t rewinds_;
 };
 
 } // namespace sim

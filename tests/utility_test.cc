@@ -147,29 +147,6 @@ TEST_F(Utility, IntroducesItself)
     EXPECT_EQ(shell("./ovuser -V"), shell("./ovuser --version"));
 }
 
-TEST_F(Utility, RefusesATableThatIsNone)
-{
-    shell("mv table good", "$SIM");
-    const Steps broken = {
-        {": >table", "truncated"},
-        {"head -c 1000 good >table", "truncated"},
-        {"tr '\\0-\\377' '?' <good >table", "not a clock table"},
-        {"{ head -c 8 good; printf '\\1'; tail -c +10 good; } >table", "a clock table of another version"},
-        {"{ cat good; echo; } >table", "too long for a clock table"}};
-    for (const auto &[make, flaw] : broken)
-        EXPECT_EQ(shell(make + "; cp table kept; $SIM $OV list; LD_PRELOAD=./libzynov_sim.so ZYNOV_SIM_STATE=table "
-                               "./ovuser add bin --in 1d; cmp table kept"),
-                  "! zynov-sim: table: " + flaw + "\n" AND_ERROR "Open of /proc/zynov failed; error = 74\n= 0");
-    EXPECT_EQ(shell("ln -sf elsewhere table; $SIM true || test -e elsewhere"),
-              "! zynov-sim: table: is a symbolic link\n= 1");
-    EXPECT_EQ(shell("mkdir -m 700 run; XDG_RUNTIME_DIR=$PWD/run ./zynov-sim true; stat -c %a run/*"), "600\n= 0");
-    EXPECT_EQ(shell("./zynov-sim --state private sh -c '$NOBODY $OV list'; ./zynov-sim --state private --shared "
-                    "$NOBODY $OV list >/dev/null; ./zynov-sim --state private --fault 1 true"),
-              ERROR "Open of /proc/zynov failed; error = 13\n" HINT
-                    "the module is not open to this user: ask the superuser (a simulator's table: zynov-sim "
-                    "--shared)\nzynov-sim: 1: not a fault script\n= 125");
-}
-
 TEST_F(Utility, StandsHostileSurroundings)
 {
     const std::string added = " has been added with a Frozen virtual clock: " CHRISTMAS;

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -13,23 +14,31 @@
 namespace sim
 {
 
+// A whole table: a file with holes would let readers down where its file system is full.
+static int fill_state(int descriptor, mode_t mode)
+{
+    const Header header;
+    if (const int error = posix_fallocate(descriptor, 0, sizeof(Table)))
+        return error;
+    const bool filled = write(descriptor, &header, sizeof header) == sizeof header && fchmod(descriptor, mode) == 0;
+    return filled ? 0 : errno;
+}
+
 int create_state(const char *path, mode_t mode)
 {
     char *draft;
     if (asprintf(&draft, "%s.XXXXXX", path) < 0)
         return ENOMEM;
-    const Header header;
-    int error = 0;
+    const sighandler_t kept = signal(SIGXFSZ, SIG_IGN); // a limit is to fail, and to leave no draft behind
     const int descriptor = mkstemp(draft);
-    if (descriptor < 0) {
+    int error = descriptor < 0 ? errno : fill_state(descriptor, mode);
+    if (error == 0 && link(draft, path) != 0)
         error = errno;
-    } else {
-        if (ftruncate(descriptor, sizeof(Table)) != 0 || write(descriptor, &header, sizeof header) != sizeof header ||
-            fchmod(descriptor, mode) != 0 || link(draft, path) != 0)
-            error = errno;
+    if (descriptor >= 0) {
         close(descriptor);
         unlink(draft);
     }
+    signal(SIGXFSZ, kept);
     free(draft);
     return error;
 }

@@ -1,0 +1,62 @@
+#include "simulator/launcher/preload.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include "simulator/launcher/fail.h"
+
+namespace sim
+{
+
+static constexpr char library_name[] = "libzynov_sim.so";
+
+static char *find_library()
+{
+    char program[PATH_MAX];
+    const ssize_t length = readlink("/proc/self/exe", program, sizeof program - 1);
+    if (length < 0)
+        fail("/proc/self/exe: %s", strerror(errno));
+    program[length] = '\0';
+    *strrchr(program, '/') = '\0';
+    for (const char *folder : {".", OV_SIM_LIBRARY_FOLDER}) {
+        char *path = realpath(text("%s/%s/%s", program, folder, library_name), nullptr);
+        if (path != nullptr)
+            return path;
+    }
+    fail("%s is neither in %s nor installed", library_name, program);
+}
+
+// Puts a text in front of a list in the environment, and drops other simulators from it: two would run a clock
+// at the product of its speeds.
+static void put_in_front(const char *variable, const char *first)
+{
+    char *list = text("%s", first);
+    char *rest = text("%s", getenv(variable) != nullptr ? getenv(variable) : "");
+    for (const char *entry; (entry = strsep(&rest, ":")) != nullptr;) {
+        const char *name = strrchr(entry, '/');
+        if (*entry != '\0' && strcmp(name != nullptr ? name + 1 : entry, library_name) != 0)
+            list = text("%s:%s", list, entry);
+    }
+    if (setenv(variable, list, 1) != 0)
+        fail("%s: %s", variable, strerror(errno));
+}
+
+void preload_library()
+{
+    char *library = find_library();
+    if (strpbrk(library, " :") == nullptr)
+        return put_in_front("LD_PRELOAD", library);
+    // A list of libraries is split at blanks too, one of folders is not.
+    char *name = strrchr(library, '/');
+    *name++ = '\0';
+    if (strpbrk(library, ":;") != nullptr)
+        fail("%s: a library in a folder with a colon or a semicolon cannot be preloaded", library);
+    put_in_front("LD_LIBRARY_PATH", library);
+    put_in_front("LD_PRELOAD", name);
+}
+
+} // namespace sim

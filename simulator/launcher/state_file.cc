@@ -1,0 +1,62 @@
+#include "simulator/launcher/state_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "simulator/launcher/fail.h"
+#include "simulator/table/state.h"
+
+namespace sim
+{
+
+// A folder that belongs to this user alone.
+static bool is_private_folder(const char *path)
+{
+    struct stat folder;
+    return lstat(path, &folder) == 0 && S_ISDIR(folder.st_mode) && folder.st_uid == geteuid() &&
+           (folder.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+const char *default_state()
+{
+    const char *runtime = getenv("XDG_RUNTIME_DIR");
+    if (runtime != nullptr && runtime[0] == '/' && is_private_folder(runtime))
+        return text("%s/zynov-sim", runtime);
+    const char *folder = text("/tmp/zynov-sim-%u", geteuid());
+    const mode_t mask = umask(0); // which would lock the user out, too
+    const bool made = mkdir(folder, 0700) == 0;
+    umask(mask);
+    if (!made && errno != EEXIST)
+        fail("%s: %s", folder, strerror(errno));
+    if (!is_private_folder(folder))
+        fail("%s: not a folder of yours alone", folder);
+    return text("%s/table", folder);
+}
+
+void prepare_state(const char *path, bool shared)
+{
+    const mode_t mode = shared ? 0666 : 0600;
+    constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    int descriptor = open(path, flags);
+    if (descriptor < 0 && errno == ENOENT) {
+        const int error = create_state(path, mode);
+        if (error != 0 && error != EEXIST)
+            fail("%s: %s", path, strerror(error));
+        descriptor = open(path, flags);
+    }
+    if (descriptor < 0)
+        fail("%s: %s", path, errno == ELOOP ? "is a symbolic link" : strerror(errno));
+    if (const char *flaw = flaw_in_state(descriptor))
+        fail("%s: %s", path, flaw);
+    struct stat file;
+    if (shared && fstat(descriptor, &file) == 0 && (file.st_mode & mode) != mode && fchmod(descriptor, mode) != 0)
+        fail("%s: %s", path, strerror(errno));
+    close(descriptor);
+}
+
+} // namespace sim

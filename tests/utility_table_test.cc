@@ -1,0 +1,63 @@
+// The file of the clocks: how it is made, and what there may be in its place.
+#include "tests/utility.h"
+
+TEST_F(Utility, RefusesATableThatIsNone)
+{
+    shell("mv table good", "$SIM");
+    const Steps broken = {
+        {": >table", "truncated"},
+        {"head -c 1000 good >table", "truncated"},
+        {"tr '\\0-\\377' '?' <good >table", "not a clock table"},
+        {"{ head -c 8 good; printf '\\1'; tail -c +10 good; } >table", "a clock table of another version"},
+        {"{ cat good; echo; } >table", "too long for a clock table"}};
+    for (const auto &[make, flaw] : broken)
+        EXPECT_EQ(shell(make + "; cp table kept; $SIM $OV list; LD_PRELOAD=./libzynov_sim.so ZYNOV_SIM_STATE=table "
+                               "./ovuser add bin --in 1d; cmp table kept"),
+                  "! zynov-sim: table: " + flaw + "\n" AND_ERROR "Open of /proc/zynov failed; error = 74\n= 0");
+    EXPECT_EQ(shell("ln -sf elsewhere table; $SIM true || test -e elsewhere"),
+              "! zynov-sim: table: is a symbolic link\n= 1");
+    EXPECT_EQ(shell("mkdir -m 700 run; XDG_RUNTIME_DIR=$PWD/run ./zynov-sim true; stat -c %a run/*"), "600\n= 0");
+    EXPECT_EQ(shell("./zynov-sim --state private sh -c '$NOBODY $OV list'; ./zynov-sim --state private --shared "
+                    "$NOBODY $OV list >/dev/null; ./zynov-sim --state private --fault 1 true"),
+              ERROR "Open of /proc/zynov failed; error = 13\n" HINT
+                    "the module is not open to this user: ask the superuser (a simulator's table: zynov-sim "
+                    "--shared)\nzynov-sim: 1: not a fault script\n= 125");
+}
+
+// No other user, and no mask, keeps a user from his table, and no file system that is full leaves half a one.
+TEST_F(Utility, MakesAWholeTableForItsUserAlone)
+{
+    EXPECT_EQ(
+        shell("mkdir full; unshare -m sh -c 'mount -t tmpfs -o size=64k tmpfs full; ./zynov-sim --state full/table "
+              "true; echo $? $(ls full)'"),
+        "125\n! zynov-sim: full/table: No space left on device\n= 0");
+    EXPECT_EQ(shell("(ulimit -f 0; ./zynov-sim --state small true 2>&1; echo $?) | cat; ls small*"),
+              "zynov-sim: small: File too large\n125\n! ls: cannot access 'small*': No such file or directory\n= 2");
+    EXPECT_EQ(
+        shell("own=/tmp/zynov-sim-65533 sim='env -u XDG_RUNTIME_DIR setpriv --reuid=65533 --regid=65533 "
+              "--clear-groups ./zynov-sim'; rm -rf $own; (umask 0777; $sim true); stat -c %a $own; $sim true; chmod "
+              "770 $own; $sim true; chmod 702 $own; $sim true; chmod 700 $own; chown 0 $own; $sim true; rm -rf $own"),
+        "700\n! zynov-sim: /tmp/zynov-sim-65533: not a folder of yours alone\nzynov-sim: /tmp/zynov-sim-65533: not "
+        "a folder of yours alone\nzynov-sim: /tmp/zynov-sim-65533: not a folder of yours alone\n= 0");
+}
+
+TEST_F(Utility, AnswersAsAKernel)
+{
+    expect({
+        // A pipe in the table's place, which nobody writes to.
+        {"mkfifo pipe; ./zynov-sim --state pipe true; echo $?; ZYNOV_SIM_STATE=pipe ./ovuser list",
+         "125\n! zynov-sim: pipe: not a regular file\n" AND_ERROR "Open of /proc/zynov failed; error = 74\n= 5"},
+        // One descriptor, for the loader and then for the table.
+        {"./ovuser add p:$$ $FREEZE >/dev/null; exec 3>&-; ulimit -n 4; exec date +%s", "1924419600\n= 0"},
+        // Somebody who keeps the lock.
+        {"flock table ./ovuser add bin $FREEZE; ./ovuser add bin $FREEZE",
+         "ovuser: uid 2 has been added with a Frozen virtual clock: " CHRISTMAS "! " AND_ERROR
+         "an error occurred while executing this request, error = 16\n= 0"},
+        // A real module, whose descriptor would come first.
+        {"exec 3>&-; unshare -m sh -c 'mount -t tmpfs tmpfs /proc; touch /proc/zynov; exec perl -e \"open(F, "
+         "q(</proc/zynov)); "
+         "print "
+         "fileno(F)\"'",
+         "3= 0"},
+    });
+}

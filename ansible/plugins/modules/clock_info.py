@@ -1,0 +1,75 @@
+#!/usr/bin/python
+# -*- coding: utf-8 -*-
+# Copyright (c) 2026 Orvane maintainers. All rights reserved.
+
+from __future__ import absolute_import, division, print_function
+__metaclass__ = type
+
+DOCUMENTATION = r'''
+---
+module: clock_info
+short_description: Tell which virtual clocks a host has
+version_added: "12.10.6"
+description:
+  - Lists the virtual clocks that the caller may see, as C(ovuser list --json) does.
+author:
+  - Orvane maintainers (@orvane)
+options: {}
+attributes:
+  check_mode:
+    description: Changes nothing in any mode.
+    support: full
+seealso:
+  - module: orvane.clocks.clock
+'''
+
+EXAMPLES = r'''
+- name: Look at the clocks
+  orvane.clocks.clock_info:
+  register: virtual
+
+- name: Nobody may live in the past here
+  ansible.builtin.assert:
+    that: virtual.clocks | selectattr('ahead', 'lt', 0) | length == 0
+'''
+
+RETURN = r'''
+clocks:
+  description: One dictionary for each clock.
+  returned: success
+  type: list
+  elements: dict
+  sample:
+    - kind: user
+      id: 1000
+      name: alice
+      time: '2030-12-25T09:00:00+00:00'
+      epoch: 1924419600
+      ahead: 129168000
+      speed: 60
+      speed_text: 60 times faster
+      frozen: false
+      rewind: false
+      origin: null
+status:
+  description: The exit status of ovuser, where it failed.
+  returned: failure
+  type: int
+  sample: 5
+'''
+
+from ansible.module_utils.basic import AnsibleModule
+from ansible_collections.orvane.clocks.plugins.module_utils.ovuser import Ovuser, OvuserError
+
+
+def main():
+    module = AnsibleModule(argument_spec={}, supports_check_mode=True)
+    try:
+        clocks = Ovuser(module).clocks()
+    except OvuserError as error:
+        module.fail_json(msg=str(error), status=error.status, command=error.command)
+    module.exit_json(changed=False, clocks=clocks)
+
+
+if __name__ == "__main__":
+    main()

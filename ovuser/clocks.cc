@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "ovuser/command.h"
@@ -13,45 +14,77 @@
 namespace ovuser
 {
 
-Clocks::Clocks() : descriptor_(open("/proc/zynov", O_RDONLY | O_CLOEXEC)), error_(errno) {}
+Clocks::Clocks()
+{
+    const int control = open("/proc/zynov", O_RDONLY | O_CLOEXEC);
+    error_ = errno;
+    if (control < 0) {
+        failed_ = Step::open;
+        return;
+    }
+    ov_clock clock = {};
+    int outcome = 0;
+    do {
+        outcome = ov_next_clock(control, static_cast<int>(getuid()), &clock);
+        error_ = errno;
+    } while (outcome > 0 && add(clock));
+    if (outcome != 0)
+        failed_ = clock.begun == 0 ? Step::begin : Step::slot;
+    undecided_ = clock.undecided;
+    close(control);
+}
 
 Clocks::~Clocks()
 {
-    if (are_open())
-        close(descriptor_);
+    free(clocks_);
 }
 
-const ov_clock *Clocks::next()
+bool Clocks::add(const ov_clock &clock)
 {
-    if (!are_open() || outcome_ < 0)
-        return nullptr;
-    outcome_ = ov_next_clock(descriptor_, static_cast<int>(getuid()), &clock_);
-    error_ = errno;
-    return outcome_ > 0 ? &clock_ : nullptr;
+    if (count_ == room_) {
+        const int room = room_ > 0 ? 2 * room_ : 16;
+        void *more = realloc(clocks_, static_cast<size_t>(room) * sizeof clock);
+        if (more == nullptr) {
+            error_ = errno;
+            return false;
+        }
+        clocks_ = static_cast<ov_clock *>(more);
+        room_ = room;
+    }
+    clocks_[count_++] = clock;
+    return true;
+}
+
+const ov_clock *Clocks::find(int32_t kind, uint32_t id) const
+{
+    for (const ov_clock &clock : *this)
+        if (clock.kind == kind && clock.id == id)
+            return &clock;
+    return nullptr;
 }
 
 int Clocks::conclude() const
 {
     char text[256];
-    if (!are_open()) {
+    switch (failed_) {
+    case Step::open:
         snprintf(text, sizeof text, "ovuser: error: Open of /proc/zynov failed; error = %d\n", error_);
         return ovuser::conclude(OV_NO_CONTROL_FILE, strdup(text), nullptr, error_);
-    }
-    if (outcome_ < 0 && clock_.begun == 0) {
+    case Step::begin:
         snprintf(text, sizeof text,
                  "ovuser: error: Orvane kernel module not installed properly or version mismatch(%s).\n",
                  strerror(error_));
-        return ovuser::conclude(outcome_, strdup(text));
-    }
-    if (outcome_ < 0) {
+        return ovuser::conclude(-1, strdup(text));
+    case Step::slot:
         snprintf(text, sizeof text, "ovuser: error: an error occurred while executing this request, error = %d\n",
                  error_);
-        return ovuser::conclude(outcome_, strdup(text), nullptr, error_);
+        return ovuser::conclude(-1, strdup(text), nullptr, error_);
+    case Step::none:
+        break;
     }
-    if (clock_.undecided == 0)
+    if (undecided_ == 0)
         return done;
-    fprintf(stderr, "ovuser: warning: clocks of which it cannot be told whether they are yours: %d\n",
-            clock_.undecided);
+    fprintf(stderr, "ovuser: warning: clocks of which it cannot be told whether they are yours: %d\n", undecided_);
     return not_carried_out;
 }
 
@@ -69,9 +102,9 @@ time_t real_time()
     return stamped ? made.st_mtime : time(nullptr);
 }
 
-char letter_of(const ov_clock &clock)
+int64_t seconds_ahead(const ov_clock &clock, time_t real)
 {
-    return clock.kind == OV_USER ? 'u' : clock.kind == OV_GROUP ? 'g' : 'p';
+    return static_cast<int64_t>(static_cast<uint64_t>(clock.value) - static_cast<uint64_t>(real)); // which wraps around
 }
 
 bool is_frozen(const ov_clock &clock)
@@ -79,15 +112,30 @@ bool is_frozen(const ov_clock &clock)
     return clock.speed == OV_SPEED_FROZEN || clock.speed > OV_SPEED_LIMIT;
 }
 
-void write_clock(Json &json, const ov_clock &clock, time_t real)
+const char *kind_word(int32_t kind)
 {
-    json.text("kind", clock.kind == OV_USER ? "user" : clock.kind == OV_GROUP ? "group" : "process");
+    return kind == OV_USER ? "user" : kind == OV_GROUP ? "group" : "process";
+}
+
+int print_identity(FILE *stream, const ov_clock &clock, int width)
+{
+    return fprintf(stream, "%c:", *kind_word(clock.kind)) + print_visible(stream, clock.name, width - 2);
+}
+
+void write_owner(Json &json, const ov_clock &clock)
+{
+    json.text("kind", kind_word(clock.kind));
     json.number("id", clock.id);
     clock.named > 0 ? json.text("name", clock.name) : json.null("name");
-    const Rfc3339 time(clock.value);
-    time.text[0] != '\0' ? json.text("time", time.text) : json.null("time");
+}
+
+void write_clock(Json &json, const ov_clock &clock, time_t real)
+{
+    write_owner(json, clock);
+    const Timestamp time(clock.value);
+    time.has_date ? json.text("time", time.text) : json.null("time");
     json.number("epoch", clock.value);
-    json.number("ahead", static_cast<int64_t>(static_cast<uint64_t>(clock.value) - static_cast<uint64_t>(real)));
+    json.number("ahead", seconds_ahead(clock, real));
     json.number("speed", clock.speed);
     json.text("speed_text", clock_speed_string(clock.speed));
     json.truth("frozen", is_frozen(clock));

@@ -9,6 +9,7 @@
 namespace ovuser
 {
 
+// All of it, read at once.
 class Clocks
 {
   public:
@@ -17,29 +18,46 @@ class Clocks
     Clocks(const Clocks &) = delete;
     Clocks &operator=(const Clocks &) = delete;
 
-    bool are_open() const { return descriptor_ >= 0; }
-    // Steps to the next clock; null behind the last, and where the kernel did not answer.
-    const ov_clock *next();
+    bool opened() const { return failed_ != Step::open; }
     // Whether everything was seen, up to the last.
-    bool complete() const { return are_open() && outcome_ == 0 && clock_.undecided == 0; }
+    bool complete() const { return failed_ == Step::none && undecided_ == 0; }
+    const ov_clock *begin() const { return clocks_; }
+    const ov_clock *end() const { return clocks_ + count_; }
+    // Null when there is none.
+    const ov_clock *find(int32_t kind, uint32_t id) const;
+
     // Tells on standard error what could not be seen, and why. Returns the exit status.
     int conclude() const;
 
   private:
-    int descriptor_, error_;
-    int outcome_ = 0;
-    ov_clock clock_ = {};
+    enum class Step { none, open, begin, slot };
+
+    bool add(const ov_clock &clock);
+
+    ov_clock *clocks_ = nullptr;
+    int count_ = 0, room_ = 0;
+    int undecided_ = 0;
+    Step failed_ = Step::none;
+    int error_ = 0;
 };
 
 // The time that everybody without a clock sees, also when the caller has one.
 time_t real_time();
 
-// u, g or p, as identities are written.
-char letter_of(const ov_clock &clock);
+// How far a clock is ahead of real time, in seconds; negative behind it.
+int64_t seconds_ahead(const ov_clock &clock, time_t real);
 
 bool is_frozen(const ov_clock &clock);
 
-// A clock as the members of a JSON object.
+// user, group or process.
+const char *kind_word(int32_t kind);
+
+// Whose a clock is, as the command line takes it, u:alice, with the name made visible and filled up to a width. Returns
+// how many characters that took.
+int print_identity(FILE *stream, const ov_clock &clock, int width = 0);
+
+// As members of a JSON object: whose a clock is, and all of it.
+void write_owner(Json &json, const ov_clock &clock);
 void write_clock(Json &json, const ov_clock &clock, time_t real);
 
 } // namespace ovuser

@@ -27,6 +27,7 @@ int delete_command(int argc, char **argv);
 int list_command(int argc, char **argv);
 int reset_command(int argc, char **argv);
 int set_command(int argc, char **argv);
+int show_command(int argc, char **argv);
 
 // Each writes a line of its own, with what others chose made visible: on standard output "ovuser: report: ", on
 // standard error "ovuser: warning: " or, with that exit status as the result, "ovuser: error: ".

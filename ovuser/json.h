@@ -16,8 +16,8 @@ class Json
     explicit Json(FILE *stream) : stream_(stream) {}
 
     // Each puts itself behind what was there. A key is written as it is.
-    void open(char bracket, const char *key = nullptr) { begin(key), fputc(bracket, stream_), first_ = true; }
-    void close(char bracket) { fputc(bracket, stream_), first_ = false; }
+    void open(char bracket, const char *key = nullptr) { begin(key), fputc(bracket, stream_), first_ = true, ++depth_; }
+    void close(char bracket) { fputc(bracket, stream_), first_ = false, --depth_; }
     void number(const char *key, int64_t value) { begin(key), fprintf(stream_, "%" PRId64, value); }
     void truth(const char *key, bool value) { begin(key), fputs(value ? "true" : "false", stream_); }
     void null(const char *key) { begin(key), fputs("null", stream_); }
@@ -42,13 +42,14 @@ class Json
   private:
     void begin(const char *key)
     {
-        fputs(first_ ? "" : key == nullptr ? ",\n " : ", ", stream_);
+        fputs(first_ ? "" : depth_ == 1 ? ",\n " : ", ", stream_);
         first_ = false;
         if (key != nullptr)
             fprintf(stream_, "\"%s\": ", key);
     }
 
     FILE *stream_;
+    int depth_ = 0;
     bool first_ = true;
 };
 

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 
 #include "ovuser/clocks.h"
@@ -11,72 +12,103 @@
 #include "ovuser/identities.h"
 #include "ovuser/json.h"
 #include "ovuser/output.h"
+#include "ovuser/watch.h"
 
 namespace ovuser
 {
 
-static constexpr char list_help[] = "usage: ovuser list [IDENTITY...] [--json]\n"
-                                    "\n"
-                                    "Shows the virtual clocks: to the superuser all, to others those of their user,\n"
-                                    "their group and their processes; with an IDENTITY only its clock.\n"
-                                    "\n"
-                                    "  --json  for programs\n";
+static constexpr char list_help[] =
+    "usage: ovuser list [IDENTITY...] [--json | --watch [SECONDS]]\n"
+    "\n"
+    "Shows the virtual clocks: to the superuser all, to others those of their user,\n"
+    "their group and their processes; with an IDENTITY only its clock.\n"
+    "\n"
+    "  --json             for programs\n"
+    "  --watch [SECONDS]  again and again, on a terminal in place; every second without\n"
+    "                     SECONDS, which may have a fraction\n";
 
 static constexpr option list_options[] = {
     {"help", no_argument, nullptr, 'h'},
     {"json", no_argument, nullptr, 'j'},
+    {"watch", optional_argument, nullptr, 'w'},
     {},
 };
 
 // The engine's own listing, byte for byte, where nothing fails.
-static void list_as_text(Clocks &clocks, Identities &identities)
+static void list_as_text(const Clocks &clocks, Identities &identities)
 {
     const bool all = getuid() == 0 && identities.none();
     printf("ovuser: report: Listing %s:\n", all ? "all virtual clocks" : "requested virtual clock");
     printf("Id         Clock type                Clock date/time\n");
-    while (const ov_clock *clock = output_works() ? clocks.next() : nullptr) {
-        if (!identities.include(*clock))
+    for (const ov_clock &clock : clocks) {
+        if (!identities.include(clock))
             continue;
-        const time_t instant = clock->value;
+        const time_t instant = clock.value;
         char date[26] = "";
-        printf("%c:", letter_of(*clock));
-        print_visible(stdout, clock->name, 8);
+        print_identity(stdout, clock, 10);
         ctime_r(&instant, date); // leaves what there is room for of a year of five digits
-        printf(" %-25s %s\n", clock_speed_string(clock->speed), date);
+        printf(" %-25s %s\n", clock_speed_string(clock.speed), date);
+        if (!output_works())
+            break;
     }
     printf("- End of list -\n");
     if (clocks.complete() && identities.all_met())
         printf("ovuser: %s Orvane users have been listed above.\n", all ? "All" : "Requested");
 }
 
-static void list_as_json(Clocks &clocks, Identities &identities)
+static void list_as_json(const Clocks &clocks, Identities &identities)
 {
     const time_t real = real_time();
     Json json(stdout);
     json.open('[');
-    while (const ov_clock *clock = output_works() ? clocks.next() : nullptr) {
-        if (!identities.include(*clock))
+    for (const ov_clock &clock : clocks) {
+        if (!identities.include(clock))
             continue;
         json.open('{');
-        write_clock(json, *clock, real);
+        write_clock(json, clock, real);
         json.close('}');
+        if (!output_works())
+            break;
     }
     json.close(']');
     fputc('\n', stdout);
 }
 
+// Seconds as nanoseconds; 0 where a text is none.
+static int64_t read_interval(const char *text)
+{
+    constexpr double least = 0.05, most = 86400;
+    char *end;
+    const double seconds = strtod(text, &end);
+    return end != text && *end == '\0' && seconds >= least && seconds <= most ? static_cast<int64_t>(seconds * 1e9) : 0;
+}
+
 int list_command(int argc, char **argv)
 {
     bool as_json = false;
+    int64_t interval = 0;
     for (int choice; (choice = getopt_long(argc, argv, "h", list_options, nullptr)) != -1;) {
-        if (choice == 'h') {
+        switch (choice) {
+        case 'h':
             fputs(list_help, stdout);
             return done;
-        }
-        if (choice != 'j')
+        case 'j':
+            as_json = true;
+            break;
+        case 'w':
+            // A number behind it is its own, as if it were joined by an equals sign.
+            if (optarg == nullptr && optind < argc && read_interval(argv[optind]) != 0)
+                optarg = argv[optind++];
+            interval = read_interval(optarg != nullptr ? optarg : "1");
+            if (interval == 0)
+                return misunderstood("--watch takes seconds from 0.05 to 86400, not '%s'", optarg);
+            break;
+        default:
             return hint_on_option(argv, list_options);
-        as_json = true;
+        }
     }
+    if (as_json && interval != 0)
+        return misunderstood("--json and --watch cannot be given together");
     Identities identities;
     if (const int status = identities.read(argc - optind, argv + optind))
         return status;
@@ -84,8 +116,10 @@ int list_command(int argc, char **argv)
     request.operation = OV_LIST;
     if (const int status = identities.check(request))
         return status;
-    Clocks clocks;
-    if (clocks.are_open())
+    if (interval != 0)
+        return watch(identities, interval);
+    const Clocks clocks;
+    if (clocks.opened())
         as_json ? list_as_json(clocks, identities) : list_as_text(clocks, identities);
     const int status = clocks.conclude();
     return status == done ? identities.conclude() : status;

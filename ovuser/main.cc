@@ -15,6 +15,7 @@ static constexpr Subcommand subcommands[] = {
     {"set", set_command, "the same, in place of any that they have"},
     {"delete", delete_command, "take their virtual clocks away"},
     {"list", list_command, "show the virtual clocks that concern you"},
+    {"show", show_command, "show which clock somebody lives by"},
     {"reset", reset_command, "take all virtual clocks away"},
 };
 

@@ -1,6 +1,8 @@
 #include "ovuser/text.h"
 
 #include <algorithm>
+#include <cinttypes>
+#include <cstdio>
 #include <cstdlib>
 
 namespace ovuser
@@ -40,7 +42,7 @@ int control_character(const char *text)
     return bytes[0] < 0x20 || bytes[0] == 0x7f ? bytes[0] : -1;
 }
 
-void print_visible(FILE *stream, const char *text, int width)
+int print_visible(FILE *stream, const char *text, int width)
 {
     int written = 0;
     while (*text != '\0') {
@@ -54,22 +56,42 @@ void print_visible(FILE *stream, const char *text, int width)
             text += length;
         }
     }
-    fprintf(stream, "%*s", std::max(width - written, 0), "");
+    return written + fprintf(stream, "%*s", std::max(width - written, 0), "");
 }
 
-Rfc3339::Rfc3339(time_t instant) : text()
+Timestamp::Timestamp(time_t instant)
 {
     tm time;
+    snprintf(text, sizeof text, "@%" PRId64, int64_t{instant});
     if (localtime_r(&instant, &time) == nullptr)
         return;
     if (time.tm_gmtoff % 60 != 0 || time.tm_gmtoff <= -86400 || time.tm_gmtoff >= 86400)
         gmtime_r(&instant, &time);
-    if (time.tm_year < -1900 || time.tm_year > 9999 - 1900)
+    if (time.tm_year < 1000 - 1900 || time.tm_year > 9999 - 1900)
         return;
+    has_date = true;
     const auto minutes = static_cast<int>(time.tm_gmtoff / 60);
     const size_t length = strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &time);
     snprintf(text + length, sizeof text - length, "%c%02d:%02d", minutes < 0 ? '-' : '+', abs(minutes) / 60 % 24,
              abs(minutes) % 60);
+}
+
+Distance::Distance(int64_t seconds) : text("0s")
+{
+    static constexpr struct {
+        char name;
+        uint64_t seconds;
+    } units[] = {{'d', 86400}, {'h', 3600}, {'m', 60}, {'s', 1}};
+    uint64_t rest = seconds < 0 ? -static_cast<uint64_t>(seconds) : static_cast<uint64_t>(seconds);
+    if (rest + 30 >= 3600)
+        rest = (rest + 30) / 60 * 60;
+    size_t length = 0;
+    for (const auto &unit : units) {
+        if (const uint64_t count = rest / unit.seconds; count != 0)
+            length += static_cast<size_t>(snprintf(text + length, sizeof text - length, "%s%" PRIu64 "%c",
+                                                   length > 0 ? " " : "", count, unit.name));
+        rest %= unit.seconds;
+    }
 }
 
 } // namespace ovuser

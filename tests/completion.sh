@@ -13,12 +13,12 @@ offered() { # sorted, on one line
     printf '%s\n' "${COMPREPLY[@]}" | sort -u | paste -sd ' '
 }
 expect() { [[ $(offered "$1") == $2 ]] || { echo "behind '$1': $(offered "$1")"; status=1; }; }
-expect 'ovuser ' '--help --version add delete help list reset set'
-for subcommand in add set delete list reset; do
+expect 'ovuser ' '--help --version add delete help list reset set show'
+for subcommand in add set delete list show reset; do
     expect "ovuser $subcommand --" "$("$2/ovuser" $subcommand --help | grep -Eo -- '--[a-z-]+' |
         cat - <(echo --help) | sort -u | paste -sd ' ')"
 done
-for option in $(offered 'ovuser add --') --version; do # and the manual knows them all
+for option in $(offered 'ovuser add --') $(offered 'ovuser list --') --version; do # and the manual knows them all
     grep -q "Fl.* ${option#-}\>" "$1/man/ovuser.8" || { echo "ovuser.8 lacks $option"; status=1; }
 done
 expect 'zynov-sim --' "$("$2/zynov-sim" --help | grep -Eo -- '--[a-z-]+' | sort -u | paste -sd ' ')"

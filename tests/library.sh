@@ -83,7 +83,7 @@ timespec (base|timespec)/
 identity (base|identity)/
 kernel (base|timespec|identity|kernel)/
 engine (base|timespec|identity|kernel|engine)/
-ovuser ovuser/
+ovuser (base|ovuser)/
 simulator (base/|timespec/range|kernel/zynov|simulator/)
 END
 exit $status

@@ -53,6 +53,69 @@ TEST_F(Utility, ListsForPrograms)
     });
 }
 
+TEST_F(Utility, ShowsWhoLivesByWhichClock)
+{
+    const std::string still = "  shows     2030-12-25T09:00:00+00:00\n  type      Frozen\n  rewinds   never\n";
+    expect({
+        {"$OV show g:bin bin; $NOBODY $OV show g:bin; $OV add g:nogroup g:bin $FREEZE >/dev/null; $OV show nobody | "
+         "grep -v "
+         "ahead; $OV delete g:bin >/dev/null",
+         "g:bin       no clock, and so real time\nbin         no clock, and so real time\n"
+         "g:bin       no clock that you may see\nnobody      the clock of its group, g:nogroup\n" +
+             still + "= 0"},
+        {"$OV add nobody --in -5d --speed 2 --rewind >/dev/null; $OV show nobody | grep -v shows; $OV show g:nogroup | "
+         "tail -n 1; $NOBODY $OV show bin",
+         "nobody      a clock of its own\n  behind    5d\n  type      2 times faster\n"
+         "  rewinds   at midnight, in the zone where it was set\n  before    g:nogroup\n  not for   u:nobody\n"
+         "! ovuser: error: Non-root user can not list other OV users.\n= 5"},
+        // A process: its user's, then its own; its group's, and that of a group which the caller is not in.
+        {"$NOBODY sh -c './ovuser show p:$$ | sed -n \"s/$$ *//p\"; ./ovuser add p:$$ --days 1 -o 100000 --offset "
+         "--speed "
+         "-999 >/dev/null; ./ovuser show p:$$ | grep -v behind | sed \"s/$$ *//\"; ./ovuser show | tail -n 1 | sed "
+         "s/$$/N/'",
+         "p:the clock of its user, u:nobody\np:a clock of its own\n  shows     1970-01-03T03:46:40+00:00\n"
+         "  type      999 times slower\n  rewinds   never\n  origin    @100000\n  before    g:nogroup, u:nobody\n"
+         "  not for   p:N\n= 0"},
+        {"$OV delete nobody >/dev/null; for group in 65534 2; do setpriv --reuid=65534 --regid=$group --clear-groups "
+         "sleep "
+         "9 & until grep -q '^Uid:.65534' /proc/$!/status; do :; done; $NOBODY $OV show p:$! | head -n 1 | cut -c 13-; "
+         "kill $!; done",
+         "the clock of its group, g:nogroup\nno clock that you may see\n= 0"},
+        {"$OV add p:$$ $FREEZE >/dev/null; $OV show g:0 p:$$ --json | jq -c '.[] | .id, .lives_by, .clock.epoch, "
+         ".overrules, .overruled_by' | sed s/$$/N/",
+         "0\n\"none\"\nnull\n[]\n[{\"kind\":\"process\",\"id\":N,\"name\":null}]\nN\n\"own\"\n1924419600\n[]\n[]\n= 0"},
+        {"$OV show nobody --json | jq -c 'del(.[].clock.ahead)'",
+         R"([{"kind":"user","id":65534,"identity":"nobody","lives_by":"group","clock":{"kind":"group","id":65534,"name":)"
+         R"("nogroup","time":"2030-12-25T09:00:00+00:00","epoch":1924419600,"speed":0,"speed_text":"Frozen","frozen":true,)"
+         R"("rewind":false,"origin":null},"overrules":[],"overruled_by":[]}])"
+         "\n= 0"},
+    });
+}
+
+// On a terminal of five lines, and then of six; what ends or stops the watch finds the terminal as it was before.
+TEST_F(Utility, WatchesTheClocks)
+{
+    const std::string job =
+        "cat >job <<'END'\nstty rows 5\nset -m\nawait() { until grep -qsa \"$1\" seen; do :; done; }\n"
+        "watch() { sh -c 'echo $$ >pid; exec ./ovuser list --watch=9'; }\n";
+    const std::string run =
+        "\necho \"status $?\"\nEND\nrm -f seen; TERM=xterm timeout 9 script -qefc 'bash ./job' seen "
+        ">/dev/null; grep -ao '?1049.\\|[1-9]m[FR][a-z]*\\|[.].* more\\|^status [0-9]*' seen | uniq";
+    const std::string table = "Id         Time                       Distance                   Clock type\n"
+                              "          Real time\nu:nobody   2030-12-25T09:00:00+00:00  ahead Frozen\n";
+    expect({
+        {PEOPLE "$OV list nobody --watch 0.1 | head -n 7 | sed 's/ 20.*Real/Real/; s/ahead.*m  *F/ahead F/'",
+         table + "\n" + table + "= 0"},
+        {job + "(await '3 more'; stty rows 6; await '2 more'; kill -INT $(cat pid)) & watch" + run,
+         "?1049h\n7mFrozen\n... and 3 more\n7mFrozen\n... and 2 more\n?1049l\n= 0"},
+        {job + "(await more; kill -TSTP $(cat pid)) & watch; kill -TERM $(cat pid) & fg" + run + " | grep -v '[Fm]'",
+         "?1049h\n?1049l\n?1049h\n?1049l\nstatus 143\n= 0"},
+        {"$OV list --json --watch; $OV list --watch=x; $OV list --watch=0.01", ERROR
+         "--json and --watch cannot be given together\n" AND_ERROR "--watch takes seconds from 0.05 to 86400, not "
+         "'x'\n" AND_ERROR "--watch takes seconds from 0.05 to 86400, not '0.01'\n= 2"},
+    });
+}
+
 // An identity, a subcommand and a name as hostile as can be: a line of its own, colours, a byte that is not UTF-8.
 TEST_F(Utility, ShowsControlCharacters)
 {

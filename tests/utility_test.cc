@@ -139,7 +139,7 @@ TEST_F(Utility, IntroducesItself)
               "Copyright (c) 1997-2040 Orvane. All rights reserved.\n"
               "Orvane dated utility version 12.10R6 for Linux Kernel 2.6 or up,\n= 0");
     EXPECT_EQ(shell("./ovuser").find("! usage: ovuser SUBCOMMAND"), 0u);
-    for (const std::string word : {"", "add", "set", "delete", "list", "reset"}) {
+    for (const std::string word : {"", "add", "set", "delete", "list", "reset", "show"}) {
         const std::string help = shell("./ovuser help " + word);
         EXPECT_EQ(help.find("usage: ovuser " + (word.empty() ? "SUBCOMMAND" : word)), 0u);
         EXPECT_EQ(help, shell("./ovuser " + word + " --help"));

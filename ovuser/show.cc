@@ -1,0 +1,146 @@
+#include <getopt.h>
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "ovuser/command.h"
+#include "ovuser/hints.h"
+#include "ovuser/life.h"
+#include "ovuser/output.h"
+#include "ovuser/text.h"
+
+namespace ovuser
+{
+
+static constexpr char show_help[] = "usage: ovuser show [IDENTITY...] [--json]\n"
+                                    "\n"
+                                    "Says which clock each IDENTITY lives by, and why: its own, that of the user or\n"
+                                    "group of a process, that of a user's login group, or none.\n"
+                                    "\n"
+                                    "  --json  for programs\n";
+
+static constexpr option show_options[] = {
+    {"help", no_argument, nullptr, 'h'},
+    {"json", no_argument, nullptr, 'j'},
+    {},
+};
+
+static void print_clock(const ov_clock &clock, time_t real)
+{
+    printf("  shows     %s\n", Timestamp(clock.value).text);
+    const int64_t ahead = seconds_ahead(clock, real);
+    printf("  %s%s\n", ahead < 0 ? "behind    " : "ahead     ", Distance(ahead).text);
+    printf("  type      %s\n", clock_speed_string(clock.speed));
+    printf("  rewinds   %s\n", clock.rewind != 0 ? "at midnight, in the zone where it was set" : "never");
+    if (clock.origin != 0)
+        printf("  origin    @%" PRId64 "\n", clock.origin);
+}
+
+template <typename Wanted> static void print_those(const char *title, const Clocks &clocks, Wanted wanted)
+{
+    const char *before = title;
+    for (const ov_clock &clock : clocks) {
+        if (!wanted(clock))
+            continue;
+        printf("%s ", before);
+        print_identity(stdout, clock);
+        before = ",";
+    }
+    if (before != title)
+        fputc('\n', stdout);
+}
+
+static void show_as_text(const Clocks &clocks, const Identity &who, const Life &life, time_t real)
+{
+    print_visible(stdout, who.label(), 10);
+    fputs("  ", stdout);
+    const ov_clock *clock = life.clock();
+    if (clock == nullptr) {
+        printf("%s\n", strcmp(life.source(), "none") == 0 ? "no clock, and so real time" : "no clock that you may see");
+    } else if (strcmp(life.source(), "own") == 0) {
+        fputs("a clock of its own\n", stdout);
+    } else {
+        printf("the clock of its %s, ", life.source());
+        print_identity(stdout, *clock);
+        fputc('\n', stdout);
+    }
+    if (clock != nullptr)
+        print_clock(*clock, real);
+    print_those("  before   ", clocks, [&](const ov_clock &other) { return life.overrules(other); });
+    print_those("  not for  ", clocks, [&](const ov_clock &other) { return life.is_overruled_by(other); });
+}
+
+template <typename Wanted> static void write_those(Json &json, const char *key, const Clocks &clocks, Wanted wanted)
+{
+    json.open('[', key);
+    for (const ov_clock &clock : clocks) {
+        if (!wanted(clock))
+            continue;
+        json.open('{');
+        write_owner(json, clock);
+        json.close('}');
+    }
+    json.close(']');
+}
+
+static void show_as_json(Json &json, const Clocks &clocks, const Identity &who, const Life &life, time_t real)
+{
+    json.open('{');
+    json.text("kind", kind_word(who.kind));
+    json.number("id", who.id);
+    json.text("identity", who.label());
+    json.text("lives_by", life.source());
+    if (const ov_clock *clock = life.clock()) {
+        json.open('{', "clock");
+        write_clock(json, *clock, real);
+        json.close('}');
+    } else {
+        json.null("clock");
+    }
+    write_those(json, "overrules", clocks, [&](const ov_clock &other) { return life.overrules(other); });
+    write_those(json, "overruled_by", clocks, [&](const ov_clock &other) { return life.is_overruled_by(other); });
+    json.close('}');
+}
+
+int show_command(int argc, char **argv)
+{
+    bool as_json = false;
+    for (int choice; (choice = getopt_long(argc, argv, "h", show_options, nullptr)) != -1;) {
+        if (choice == 'h') {
+            fputs(show_help, stdout);
+            return done;
+        }
+        if (choice != 'j')
+            return hint_on_option(argv, show_options);
+        as_json = true;
+    }
+    Identities identities;
+    if (const int status = identities.read_or_caller("show", argc - optind, argv + optind))
+        return status;
+    ov_request request = {};
+    request.operation = OV_LIST;
+    if (const int status = identities.check(request))
+        return status;
+    const Clocks clocks;
+    if (!clocks.opened())
+        return clocks.conclude();
+    const time_t real = real_time();
+    Json json(stdout);
+    if (as_json)
+        json.open('[');
+    for (const Identity &who : identities) {
+        const Life life(clocks, who);
+        as_json ? show_as_json(json, clocks, who, life, real) : show_as_text(clocks, who, life, real);
+        if (!output_works())
+            break;
+    }
+    if (as_json) {
+        json.close(']');
+        fputc('\n', stdout);
+    }
+    return clocks.conclude();
+}
+
+} // namespace ovuser

@@ -1,0 +1,13 @@
+// The clock table, again and again.
+#pragma once
+
+#include "ovuser/identities.h"
+
+namespace ovuser
+{
+
+// Shows the clocks of these, or all, every so many nanoseconds: on a terminal in place, elsewhere one table after
+// another. Returns the exit status when something fails; otherwise a signal ends it, as it would without.
+int watch(Identities &identities, int64_t interval);
+
+} // namespace ovuser

@@ -218,10 +218,10 @@ OV_API int64_t zyn_parse_time(const char *text, char **message);
 OV_API int64_t ov_read_time(const char *text, char **message);
 
 /*
- * The same as zyn_parse_time from numbers: tm_min, tm_hour, tm_mday, tm_mon (1 to 12) and tm_year (the full year, 1970 to
- * 9999). Has no range check, takes 2000, 2400, ... for common years and 2100, 2500, ... for leap years, and
- * counts seconds of whole days in 32 bits. On failure returns 0 and points *message at a constant text,
- * which must not be freed; 0 without one is a value, such as that of the epoch itself.
+ * The same as zyn_parse_time from numbers: tm_min, tm_hour, tm_mday, tm_mon (1 to 12) and tm_year (the full year, 1970
+ * to 9999). Has no range check, takes 2000, 2400, ... for common years and 2100, 2500, ... for leap years, and counts
+ * seconds of whole days in 32 bits. On failure returns 0 and points *message at a constant text, which must not be
+ * freed; 0 without one is a value, such as that of the epoch itself.
  */
 OV_API int64_t zyn_parse_tm_time(const struct tm *record, const char **message);
 

@@ -162,6 +162,24 @@ int When::take_span()
     return done;
 }
 
+int When::take_speed()
+{
+    static constexpr struct {
+        const char *word;
+        int32_t speed;
+    } words[] = {{"frozen", OV_SPEED_FROZEN}, {"FROZEN", OV_SPEED_STOPPED}}; // as the listing has it
+    for (const auto &known : words) {
+        if (strcmp(optarg, known.word) == 0) {
+            request_.speed = known.speed;
+            return done;
+        }
+    }
+    if (parse_speed(optarg, &request_.speed) == 0)
+        return done;
+    misunderstood("wrong parameters for speed: %s, it must be an integer and belongs to  [-1000, 1000].", optarg);
+    return check_rc(OV_BAD_SPEED);
+}
+
 int When::take_option(int choice, int argc, char **argv)
 {
     switch (choice) {
@@ -190,14 +208,7 @@ int When::take_option(int choice, int argc, char **argv)
         return done;
     case when_speed:
         speed_given_ = true;
-        if (strcmp(optarg, "frozen") == 0) {
-            request_.speed = OV_SPEED_FROZEN;
-        } else if (parse_speed(optarg, &request_.speed) != 0) {
-            misunderstood("wrong parameters for speed: %s, it must be an integer and belongs to  [-1000, 1000].",
-                          optarg);
-            return check_rc(OV_BAD_SPEED);
-        }
-        return done;
+        return take_speed();
     default:
         rewind_given_ = true;
         request_.rewind = choice == when_rewind ? 1 : 0;

@@ -17,7 +17,7 @@ namespace ovuser
 struct Span {
     const char *parts[4] = {};
     int64_t seconds = 0;
-    char texts[4][12];
+    char texts[4][12] = {};
 };
 
 // "2d 3h", "-90m", "1w": each number with a sign of its own and one of the units y, w, d, h, m and s, each unit at most
@@ -104,11 +104,12 @@ class When
     int take_option(int choice, int argc, char **argv);
     int take_time(int argc, char **argv);
     int take_span();
+    int take_speed();
     int clash_with(int choice);
 
     ov_request request_ = {};
-    Span span_;
-    char date_[9];
+    Span span_ = {};
+    char date_[9] = {};
     bool seen_[when_end - when_at] = {};
     bool time_given_ = false, speed_given_ = false, rewind_given_ = false;
 };

@@ -71,9 +71,9 @@ TEST_F(Utility, SetsAnew)
         // Of a clock that the caller does not see only the value can be kept.
         {"sleep 9 & $OV add p:$! $FREEZE >/dev/null; $NOBODY $OV set p:$! --speed 2 2>&1 | sed s/$!/N/; $NOBODY $OV "
          "set "
-         "p:$! --at @1924419601 --speed 0 | cut -d ' ' -f 4-; kill $!",
+         "p:$! --at @1924419601 --speed FROZEN | cut -d ' ' -f 4-; kill $!",
          AND_ERROR "p:N has a clock that you may not see: give a time\n"
-                   "has been added with a Frozen virtual clock: Wed Dec 25 09:00:01 2030\n= 0"},
+                   "has been added with a FROZEN virtual clock: Wed Dec 25 09:00:01 2030\n= 0"},
         {"$OV reset >/dev/null; $OV add bin $FREEZE >/dev/null; $SIM --fault 1:-1:1 $OV reset; $OV reset",
          "ovuser: report: All Orvane users have been reset to the system clock successfully.\n" ERROR
          "clocks that the reset has left: 1\n= 0"},

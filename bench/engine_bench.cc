@@ -67,6 +67,8 @@ int main(int argc, char **argv)
                 for (int i = 0; i < 100; ++i)
                     list_clocks(100);
             }>("listing of 10,000 slots, per row", "listing of 100 slots, per row", everywhere(1.10));
+    compare<[] { step_through_processes(1000); }, [] { step_through_processes_floor(1000); }>(
+        "steps through 1,000 process clocks", "floor: ioctl, open, read, close", everywhere(1.20));
 
     Lines lines(output);
     benchmark::RunSpecifiedBenchmarks(&lines);

@@ -3,28 +3,33 @@
 #include "bench/kernel.h"
 
 #include <cstdarg>
+#include <cstring>
 
 int bench::table_size = 0;
+bool bench::of_processes = false;
 
-// Every slot holds the same clock, of a user that the database finds early.
+// Every slot holds the same clock, of a user that the database finds early, or of this process.
 static void fill_slot(zynov_iov &record)
 {
-    record.id = bench::user;
-    record.flags = 1;
+    record.id = bench::of_processes ? getpid() : static_cast<int>(bench::user);
+    record.flags = bench::of_processes ? 3 : 1;
     record.vtime = bench::instant;
     record.speed = bench::clock_speed;
 }
 
 extern "C" {
 
-int __wrap_open(const char *, int, ...)
+int __real_open(const char *path, int flags, ...);
+int __real_close(int descriptor);
+
+int __wrap_open(const char *path, int flags, ...)
 {
-    return bench::control_file;
+    return strcmp(path, ZYNOV_PATH) == 0 ? bench::control_file : __real_open(path, flags);
 }
 
-int __wrap_close(int)
+int __wrap_close(int descriptor)
 {
-    return 0;
+    return descriptor == bench::control_file ? 0 : __real_close(descriptor);
 }
 
 int __wrap_ioctl(int, unsigned long command, ...)

@@ -18,6 +18,7 @@ constexpr char speed_text[] = "60 times faster";
 constexpr time_t instant = 1924419600; // 2030-12-25 09:00 in UTC
 constexpr char instant_text[] = "122509002030";
 
-extern int table_size; // slots that the listing finds
+extern int table_size;    // slots that the listing finds
+extern bool of_processes; // what they hold: clocks of processes, or else of users
 
 } // namespace bench

@@ -199,4 +199,29 @@ inline void list_clocks_floor(int slots)
     }
 }
 
+inline void step_through_processes(int slots)
+{
+    table_size = slots;
+    of_processes = true;
+    ov_clock clock = {};
+    while (ov_next_clock(control_file, static_cast<int>(getuid()), &clock) > 0)
+        use(clock.value);
+    of_processes = false;
+}
+
+inline void step_through_processes_floor(int slots)
+{
+    of_processes = true;
+    zynov_iov record = {};
+    for (int slot = 0; slot < slots; ++slot) {
+        ioctl(control_file, ZYNOV_IOC_GET_SLOT, &record);
+        char path[32], text[512];
+        snprintf(path, sizeof path, "/proc/%d/status", static_cast<int>(record.id));
+        const int status = open(path, O_RDONLY | O_CLOEXEC);
+        use(read(status, text, sizeof text));
+        close(status);
+    }
+    of_processes = false;
+}
+
 } // namespace bench

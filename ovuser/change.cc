@@ -94,6 +94,29 @@ int delete_clock(const Identity &who, bool several)
     return Outcome(who, request).tell(several);
 }
 
+int lend_clock(const Identity &who, const When &when, int64_t checked)
+{
+    const Wanted wanted(when, checked, nullptr);
+    Outcome first(who, wanted.request);
+    if (first.result() != OV_OK)
+        return first.tell(false);
+    if (!first.was_there())
+        return done;
+    if (who.kind != OV_PROCESS)
+        return failed("%s already has a virtual clock", who.label());
+    reclaim_clock(who);
+    Outcome second(who, wanted.request);
+    return second.result() == OV_OK ? int{done} : second.tell(false);
+}
+
+int reclaim_clock(const Identity &who)
+{
+    ov_request request = {};
+    request.operation = OV_DELETE;
+    Outcome outcome(who, request);
+    return outcome.result() == OV_OK || outcome.result() == OV_NO_CLOCK ? int{done} : outcome.tell(true);
+}
+
 int find_clock(const Identity &who, ov_clock &clock)
 {
     const int descriptor = open("/proc/zynov", O_RDONLY | O_CLOEXEC);

@@ -34,6 +34,11 @@ int replace_clock(const Identity &who, const When &when, int64_t checked, bool s
 
 int delete_clock(const Identity &who, bool several);
 
+// Gives an identity that has no clock one for as long as a command runs, and takes it away again. Only failures are
+// told; who has a clock already is one, but for a process, which has just been born: the clock is an earlier one's.
+int lend_clock(const Identity &who, const When &when, int64_t checked);
+int reclaim_clock(const Identity &who);
+
 // Looks an identity's clock up. Returns 1 when there is one, 0 when there is none that the caller may see, and -1, with
 // errno, when the table cannot be read.
 int find_clock(const Identity &who, ov_clock &clock);

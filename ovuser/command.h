@@ -26,6 +26,7 @@ int add_command(int argc, char **argv);
 int delete_command(int argc, char **argv);
 int list_command(int argc, char **argv);
 int reset_command(int argc, char **argv);
+int run_command(int argc, char **argv);
 int set_command(int argc, char **argv);
 int show_command(int argc, char **argv);
 

@@ -13,6 +13,7 @@ namespace ovuser
 static constexpr Subcommand subcommands[] = {
     {"add", add_command, "give identities a virtual clock"},
     {"set", set_command, "the same, in place of any that they have"},
+    {"run", run_command, "run a command with a virtual clock of its own"},
     {"delete", delete_command, "take their virtual clocks away"},
     {"list", list_command, "show the virtual clocks that concern you"},
     {"show", show_command, "show which clock somebody lives by"},
@@ -54,6 +55,8 @@ static int run(int argc, char **argv)
     }
     for (const Subcommand &subcommand : subcommands) {
         if (strcmp(word, subcommand.word) == 0) {
+            if (subcommand.run != run_command) // whose command is to find its environment as it is
+                unsetenv("POSIXLY_CORRECT");   // options come behind the identities
             argv[1] = const_cast<char *>("ovuser: error");
             return subcommand.run(argc - 1, argv + 1);
         }
@@ -75,6 +78,5 @@ static int run(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
-    unsetenv("POSIXLY_CORRECT"); // options come behind the identities
     return ovuser::finish_output(ovuser::run(argc, argv));
 }

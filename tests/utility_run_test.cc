@@ -1,0 +1,74 @@
+// A command that has a clock while it runs.
+#include "tests/utility.h"
+
+#define CHRISTMAS_SECOND "1924419600\n"
+
+TEST_F(Utility, RunsACommandWithAClock)
+{
+    expect({
+        // It is there before the first instruction, and gone behind the last; a child of the command has none.
+        {"$OV run $FREEZE ./probe; $NOBODY $OV run $FREEZE -- sh -c 'sh -c \"date +%s\"; exec date +%s'; $OV list | "
+         "grep "
+         "-c p:",
+         CHRISTMAS_SECOND "real\n" CHRISTMAS_SECOND "0\n= 1"},
+        // Whose clock it is, and as whom the command runs.
+        {"$OV run --group bin $FREEZE sh -c 'date +%s; id -g; id -rg; id -u'; $OV list | grep -c g:bin",
+         CHRISTMAS_SECOND "2\n2\n0\n0\n= 1"},
+        {"USER=x $OV run --user=news $FREEZE sh -c 'sh -c \"date +%s\"; id -ru; id -G; echo $HOME $USER $LOGNAME'",
+         CHRISTMAS_SECOND "9\n9\n/var/spool/news news news\n= 0"},
+        // Nothing of the utility's is in its way: descriptors, a variable, a disposition.
+        {"echo 'opendir D, q(/proc/self/fd); print join(q( ), sort(readdir(D)), @ENV{POSIXLY_CORRECT}, qq(\\n)); exit "
+         "6' "
+         ">see; for command in 'perl see' 'grep SigIgn /proc/self/status'; do POSIXLY_CORRECT=1 perl -e 'close STDERR;"
+         "$SIG{CHLD} = q(IGNORE); system(@ARGV[4 .. $#ARGV]); exec @ARGV' $OV run --speed 2 $command >seen; echo $?;"
+         "uniq -c seen; done | cut -c -9",
+         "6\n      2 .\n0\n      2 S\n= 0"},
+    });
+}
+
+TEST_F(Utility, EndsAsTheCommandDid)
+{
+    expect({
+        {"for end in 'exit 7' 'kill -9 $$' 'kill -SEGV $$'; do $OV run --speed 2 sh -c \"$end\"; echo $?; done 2>&-; "
+         "perl -e 'system(qw(./ovuser run --speed 2 sh -c), q(kill $$)); print $? & 127'",
+         "7\n137\n139\n15= 0"},
+        {"$OV run --speed 2 ./none; echo $?; $OV run --speed 2 ./table; echo $?",
+         "127\n126\n" ERROR "./none: No such file or directory\n" AND_ERROR "./table: Permission denied\n= 0"},
+        // Nothing is run for who has a clock already, and may not be, or cannot be told from the words.
+        {"$OV add news $FREEZE >/dev/null; for fails in '--speed 2 --user news' '--speed 2 --user root' '--group 2 "
+         "--user 9'"
+         " '--speed 2 --group bi' --help=no; do $OV run $fails touch ran; echo $?; done; $NOBODY $OV run --speed 2 "
+         "--group nogroup touch ran; $OV run --speed 2 --user news touch ran 2>&-; echo $? $(ls ran 2>&-); "
+         "$OV run --speed 2; $OV list | grep -c news",
+         "125\n125\n125\n125\n125\n125\n1\n" ERROR "u:news already has a virtual clock\n" AND_ERROR
+         "uid '0' (root user) or gid '0' (root group) is not allowed\n" AND_ERROR
+         "--group and --user cannot be given together, nor twice\n" AND_ERROR
+         "incorrect/non-existent groupname, or gid bi passed in\n" AND_ERROR
+         "option '--help' doesn't allow an argument\n" AND_ERROR "only root can run a command as another user or "
+         "group\n" AND_ERROR "run needs a command; 'ovuser run --help' says more\n= 0"},
+        // A clock that an earlier process of the same number has left is not in the way.
+        {"$SIM --fault 1:-1:17 $OV run $FREEZE date +%s; $SIM --fault 2:-1:5 $OV run --group bin $FREEZE true",
+         CHRISTMAS_SECOND ERROR "g:bin: an error occurred while executing this request, error = 5\n= 0"},
+    });
+}
+
+TEST_F(Utility, HandsSignalsOn)
+{
+    expect({
+        // Signals for the utility reach the command.
+        {"mkfifo line; $OV run --group bin $FREEZE sh -c 'trap \"echo usr1\" USR1; trap \"exit 3\" TERM; echo >line; "
+         "while :; do sleep "
+         "0.05; done' & read x <line; kill -USR1 $!; kill $!; wait $!; echo $?; $OV list | grep -c g:",
+         "usr1\n3\n0\n= 1"},
+        // It stops with the command, and wakes it up.
+        {"perl -e '$p = fork or exec qw(./ovuser run --speed 2 sh -c), q(kill -STOP $$; exit 4); waitpid($p, 2);"
+         "kill CONT => $p; waitpid($p, 0); print $? >> 8'",
+         "4= 0"},
+        // What the terminal sends reaches the command once.
+        {"echo '$SIG{INT} = sub { ++$n }; open L, q(>line); close L; select(undef, undef, undef, 0.05) until $n;"
+         "select(undef, undef, undef, 0.3); print $n' >counts; { read x <line; printf '\\003'; } | script "
+         "-qec "
+         "'./ovuser run --speed 2 perl counts' /dev/null",
+         "^C1= 0"},
+    });
+}

@@ -2,15 +2,16 @@
 
 #include <cstdio>
 
+#include "base/container.h"
 #include "ov_helper.h"
 
 uint64_t zyn_get_container_ID(void)
 {
     unsigned long long container = 0;
     struct stat marker;
-    if (stat("/.dockerenv", &marker) != 0)
+    if (stat(ov::container_marker, &marker) != 0)
         return container;
-    FILE *host_name = fopen("/etc/hostname", "r");
+    FILE *host_name = fopen(ov::container_name, "r");
     if (host_name == nullptr)
         return container;
     char line[256];

@@ -10,6 +10,10 @@
 #include "base/integer.h"
 #include "ov_helper.h"
 
+// Kinds and speeds go to the kernel as a request has them.
+static_assert(+OV_USER == ZYNOV_USER && +OV_GROUP == ZYNOV_GROUP && +OV_PROCESS == ZYNOV_PROCESS &&
+              +OV_SPEED_LIMIT == ZYNOV_FASTEST);
+
 namespace ov
 {
 

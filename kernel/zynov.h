@@ -33,6 +33,10 @@ enum zynov_flags : uint64_t {
     ZYNOV_DATE_HELD_MASK = 0xf'ffff'fff0, // mode or rewind: the listing takes the date from base + origin
 };
 
+enum zynov_kind : uint64_t { ZYNOV_NO_KIND = 0, ZYNOV_USER = 1, ZYNOV_GROUP = 2, ZYNOV_PROCESS = 3 };
+
+constexpr int64_t ZYNOV_FASTEST = 1000; // beyond, a clock stands still
+
 enum zynov_command : unsigned long {
     ZYNOV_IOC_ADD_CLOCK = _IOWR('S', 2, zynov_iov),
     ZYNOV_IOC_DELETE_CLOCK = _IOW('S', 3, zynov_iov),

@@ -120,7 +120,7 @@ TEST(Simulator, TakesNoLivingProcessItsClock)
         EXPECT_EQ(change(*table, DELETE, 0, pid, 3), deleted);
         put();
         EXPECT_EQ(change(*table, RESET, 0, 0), emptied);
-        EXPECT_EQ(table->slots[0].load().kind() == no_kind, freed);
+        EXPECT_EQ(table->slots[0].load().kind() == ZYNOV_NO_KIND, freed);
     }
     EXPECT_EQ(change(*std::make_unique<Table>(), ADD, 3, INT_MAX), ESRCH);
     rlimit kept = {};

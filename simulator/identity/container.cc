@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/container.h"
 #include "simulator/bare/small_file.h"
 
 namespace sim
@@ -11,7 +12,8 @@ namespace sim
 uint64_t read_container_id()
 {
     char line[256];
-    if (system_call(SYS_faccessat, AT_FDCWD, "/.dockerenv", F_OK) != 0 || !read_small_file("/etc/hostname", line))
+    if (system_call(SYS_faccessat, AT_FDCWD, ov::container_marker, F_OK) != 0 ||
+        !read_small_file(ov::container_name, line))
         return 0;
     line[strcspn(line, "\n")] = '\0';
     return strtoull(line, nullptr, 16);

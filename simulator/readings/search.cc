@@ -11,11 +11,11 @@ static Claim claim(const Clock &clock, const Identity &who)
     if (clock.container_id != who.container_id)
         return none;
     switch (clock.kind()) {
-    case group_kind:
+    case ZYNOV_GROUP:
         return clock.id == who.group ? by_group : none;
-    case user_kind:
+    case ZYNOV_USER:
         return clock.id == who.user ? by_user : none;
-    case process_kind: // it may have been left by an earlier process of the same number, or be of another namespace
+    case ZYNOV_PROCESS: // it may have been left by an earlier process of the same number, or be of another namespace
         return clock.id == who.process && clock.birth == who.birth && clock.pid_namespace == who.pid_namespace ? its_own
                                                                                                                : none;
     default:

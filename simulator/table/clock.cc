@@ -9,7 +9,6 @@ __extension__ typedef unsigned __int128 Wide;
 
 constexpr int64_t nanoseconds_per_second = 1'000'000'000;
 constexpr int64_t seconds_per_day = 86400;
-constexpr int64_t fastest = 1000; // beyond, a clock stands still
 
 static int64_t time_of_day(int64_t instant, int64_t utc_offset)
 {
@@ -23,7 +22,7 @@ Pace::Pace(const Clock &clock)
       midnight_(ov::wrapping_sub(clock.start, time_of_day(clock.start, clock.utc_offset))), rewinds_(clock.rewinds())
 {
     const int64_t speed = ov::low_32(clock.speed);
-    multiplier_ = speed == 0 || speed > fastest ? 0 : speed > 0 ? speed : 1;
+    multiplier_ = speed == 0 || speed > ZYNOV_FASTEST ? 0 : speed > 0 ? speed : 1;
     divisor_ = speed < -1 ? static_cast<uint64_t>(-speed) : 1;
     divisor_inverse_ = UINT64_MAX / divisor_;
 }

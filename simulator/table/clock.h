@@ -9,8 +9,6 @@
 namespace sim
 {
 
-enum Kind : uint64_t { no_kind = 0, user_kind = 1, group_kind = 2, process_kind = 3 };
-
 // One virtual clock. A kind of 0 in its flags marks a free slot.
 struct Clock {
     int64_t id;

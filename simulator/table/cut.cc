@@ -63,7 +63,8 @@ void outlive_cuts(const Table &table)
 SignalMask signal_of_cuts()
 {
     struct sigaction present;
-    return next_sigaction(SIGBUS, nullptr, &present) == 0 && is_own(present.sa_handler) ? SignalMask{1} << (SIGBUS - 1) : 0;
+    return next_sigaction(SIGBUS, nullptr, &present) == 0 && is_own(present.sa_handler) ? SignalMask{1} << (SIGBUS - 1)
+                                                                                        : 0;
 }
 
 static int change_action(int number, const struct sigaction *action, struct sigaction *old)
@@ -93,7 +94,7 @@ SIM_INTERPOSED int __sigaction(int, const struct sigaction *, struct sigaction *
         const sighandler_t old = next_##name(number, handler);                                                         \
         if (number == SIGBUS)                                                                                          \
             sim::handle_faults();                                                                                      \
-        return sim::is_own(old) ? SIG_DFL : old;                               \
+        return sim::is_own(old) ? SIG_DFL : old;                                                                       \
     }
 
 SIM_SETS_HANDLER(signal)

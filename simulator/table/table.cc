@@ -19,8 +19,8 @@ class Surroundings
   public:
     bool has(const Clock &clock)
     {
-        if (clock.kind() != process_kind)
-            return clock.kind() != no_kind;
+        if (clock.kind() != ZYNOV_PROCESS)
+            return clock.kind() != ZYNOV_NO_KIND;
         if (pid_namespace_ == 0)
             pid_namespace_ = pid_namespace();
         return pid_namespace_ != 0 && clock.pid_namespace == pid_namespace_;
@@ -29,7 +29,7 @@ class Surroundings
     // Whether a clock's process has ended. Asks the kernel.
     bool outlives(const Clock &clock)
     {
-        return clock.kind() == process_kind && has(clock) && has_ended(clock.id, clock.birth);
+        return clock.kind() == ZYNOV_PROCESS && has(clock) && has_ended(clock.id, clock.birth);
     }
 
     // Whether there is a clock, as far as the caller sees.
@@ -51,7 +51,7 @@ Circumstances circumstances(unsigned long command, const zynov_iov &record)
         return found;
     if (record.flags >> ZYNOV_REWIND_SHIFT != 0)
         found.utc_offset = ov::local_time(record.vtime).tm_gmtoff; // where it is not needed, that might wait for a lock
-    if ((record.flags & ZYNOV_KIND_MASK) == process_kind) {
+    if ((record.flags & ZYNOV_KIND_MASK) == ZYNOV_PROCESS) {
         found.pid_namespace = pid_namespace();
         found.error = found.pid_namespace == 0 ? EACCES : read_birth(record.id, found.birth);
     }
@@ -99,9 +99,9 @@ static uint32_t find_room(const Table &table)
     uint32_t to_ask = 16;
     for (uint32_t i = 0; i < Table::capacity; ++i) {
         const Clock clock = table.slots[i].load();
-        if (clock.kind() == no_kind)
+        if (clock.kind() == ZYNOV_NO_KIND)
             return i;
-        if (clock.kind() == process_kind && to_ask > 0 && (--to_ask, surroundings.outlives(clock)))
+        if (clock.kind() == ZYNOV_PROCESS && to_ask > 0 && (--to_ask, surroundings.outlives(clock)))
             return i;
     }
     for (uint32_t i = 0; i < Table::capacity; ++i)
@@ -113,7 +113,7 @@ static uint32_t find_room(const Table &table)
 static int add(Table &table, const zynov_iov &record, const timespec &real, const Circumstances &circumstances)
 {
     const uint64_t kind = record.flags & ZYNOV_KIND_MASK;
-    if (kind == no_kind || kind > process_kind || record.id == 0)
+    if (kind == ZYNOV_NO_KIND || kind > ZYNOV_PROCESS || record.id == 0)
         return EINVAL;
     if (circumstances.error != 0)
         return circumstances.error;

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cinttypes>
 #include <climits>
 #include <cstdio>
@@ -12,6 +11,7 @@
 #include <ctime>
 
 #include "ovuser/change.h"
+#include "ovuser/clocks.h"
 #include "ovuser/command.h"
 #include "ovuser/text.h"
 
@@ -62,13 +62,16 @@ int AddWords::check()
 
 int AddWords::carry_out(bool replace)
 {
-    int worst = done;
     const bool several = identities_.several();
-    for (const Identity &who : identities_) {
-        const int status =
-            replace ? replace_clock(who, when_, checked_, several) : add_clock(who, when_, checked_, several);
-        worst = std::max(worst, status);
+    int worst = done;
+    if (!replace) {
+        for (const Identity &who : identities_)
+            worst = std::max(worst, add_clock(who, when_, checked_, several));
+        return worst;
     }
+    const Clocks table;
+    for (const Identity &who : identities_)
+        worst = std::max(worst, replace_clock(who, when_, checked_, several, table));
     return worst;
 }
 
@@ -83,24 +86,24 @@ static void print_clock(int32_t speed, const char *which, int64_t value)
 
 int AddWords::rehearse(bool replace)
 {
+    const Clocks table;
     for (const Identity &who : identities_) {
-        ov_clock present;
-        const int found = find_clock(who, present);
-        const int error = errno;
-        const Wanted wanted(when_, checked_, found > 0 && replace ? &present : nullptr);
+        const ov_clock *present = table.find(who.kind, who.id);
+        const Wanted wanted(when_, checked_, replace ? present : nullptr);
         printf("ovuser: report: ");
         print_visible(stdout, who.label());
         printf(" would be given a");
         print_clock(wanted.request.speed, "", wanted.value);
         if (wanted.request.rewind != 0)
             printf("        The date would rewind at midnight.\n");
-        if (found > 0) {
+        if (present != nullptr) {
             printf(replace ? "        It would replace a" : "        But it has a");
-            print_clock(present.speed, replace ? "" : ", which would stay", present.value);
-        } else if (found == 0) {
+            print_clock(present->speed, replace ? "" : ", which would stay", present->value);
+        } else if (table.complete()) {
             printf("        It has no clock%s now.\n", getuid() == 0 ? "" : " that you may see");
         } else {
-            printf("        Whether it has a clock now cannot be told: %s.\n", strerror(error));
+            printf("        Whether it has a clock now cannot be told%s%s.\n", table.opened() ? "" : ": ",
+                   table.opened() ? "" : strerror(table.error()));
         }
     }
     return done;

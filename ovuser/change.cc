@@ -1,14 +1,12 @@
 #include "ovuser/change.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "ovuser/clocks.h"
 #include "ovuser/command.h"
 
 namespace ovuser
@@ -117,22 +115,6 @@ int reclaim_clock(const Identity &who)
     return outcome.result() == OV_OK || outcome.result() == OV_NO_CLOCK ? int{done} : outcome.tell(true);
 }
 
-int find_clock(const Identity &who, ov_clock &clock)
-{
-    const int descriptor = open("/proc/zynov", O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0)
-        return -1;
-    clock = {};
-    int outcome;
-    do
-        outcome = ov_next_clock(descriptor, static_cast<int>(getuid()), &clock);
-    while (outcome > 0 && (clock.kind != who.kind || clock.id != who.id));
-    const int error = errno;
-    close(descriptor);
-    errno = error;
-    return outcome;
-}
-
 // Puts a clock back whose successor was refused.
 static void put_back(const Identity &who, const ov_clock &former)
 {
@@ -156,11 +138,12 @@ static bool is_legal(const Wanted &wanted, int &status)
     return false;
 }
 
-int replace_clock(const Identity &who, const When &when, int64_t checked, bool several, const ov_clock *present)
+int replace_clock(const Identity &who, const When &when, int64_t checked, bool several, const Clocks &table)
 {
-    ov_clock found;
-    if (present == nullptr || when.keeps_value())
-        present = find_clock(who, found) > 0 ? &found : nullptr;
+    const ov_clock *present = table.find(who.kind, who.id);
+    ov_clock now;
+    if (present != nullptr && when.keeps_value())
+        present = table.look_again(*present, now) ? &now : nullptr;
     const Wanted wanted(when, checked, present);
     if (present == nullptr) {
         Outcome first(who, wanted.request);

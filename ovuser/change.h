@@ -9,6 +9,8 @@
 namespace ovuser
 {
 
+class Clocks;
+
 // The clock that an identity is to get.
 struct Wanted {
     // checked is what the engine's check of When's request came to, present what the identity has when that is to be
@@ -27,10 +29,8 @@ struct Wanted {
 // Gives an identity a clock, unless it has one.
 int add_clock(const Identity &who, const When &when, int64_t checked, bool several);
 
-// Gives an identity a clock anew, whatever it has. What it has may be handed in where it is known; it is looked up
-// where it is not, or where its value is to be kept.
-int replace_clock(const Identity &who, const When &when, int64_t checked, bool several,
-                  const ov_clock *present = nullptr);
+// Gives an identity a clock anew, whatever it has in the table.
+int replace_clock(const Identity &who, const When &when, int64_t checked, bool several, const Clocks &table);
 
 int delete_clock(const Identity &who, bool several);
 
@@ -38,9 +38,5 @@ int delete_clock(const Identity &who, bool several);
 // told; who has a clock already is one, but for a process, which has just been born: the clock is an earlier one's.
 int lend_clock(const Identity &who, const When &when, int64_t checked);
 int reclaim_clock(const Identity &who);
-
-// Looks an identity's clock up. Returns 1 when there is one, 0 when there is none that the caller may see, and -1, with
-// errno, when the table cannot be read.
-int find_clock(const Identity &who, ov_clock &clock);
 
 } // namespace ovuser

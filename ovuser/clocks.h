@@ -25,7 +25,11 @@ class Clocks
     const ov_clock *end() const { return clocks_ + count_; }
     // Null when there is none.
     const ov_clock *find(int32_t kind, uint32_t id) const;
+    // One of these clocks as it is by now. False when it is not where it was.
+    bool look_again(const ov_clock &clock, ov_clock &now) const;
 
+    // The errno of what failed, where it was not opened or not read to its end.
+    int error() const { return error_; }
     // Tells on standard error what could not be seen, and why. Returns the exit status.
     int conclude() const;
 

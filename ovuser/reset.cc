@@ -1,12 +1,10 @@
-#include <fcntl.h>
 #include <getopt.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
+#include "ovuser/clocks.h"
 #include "ovuser/command.h"
 #include "ovuser/hints.h"
 
@@ -17,22 +15,6 @@ static constexpr char reset_help[] = "usage: ovuser reset\n"
                                      "\n"
                                      "Takes all virtual clocks away; for the superuser only.\n";
 
-// How many clocks there are; -1, with errno, when that cannot be told.
-static int count_clocks()
-{
-    const int descriptor = open("/proc/zynov", O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0)
-        return -1;
-    ov_clock clock = {};
-    int count = 0, outcome;
-    while ((outcome = ov_next_clock(descriptor, 0, &clock)) > 0)
-        ++count;
-    const int error = errno;
-    close(descriptor);
-    errno = error;
-    return outcome == 0 ? count : -1;
-}
-
 // The engine takes any refusal of the module's for an empty table, so its word is not enough.
 static int reset()
 {
@@ -41,16 +23,19 @@ static int reset()
     char *message = nullptr;
     const int32_t result = ov_process_request(&request, &message);
     const int error = errno;
-    const int left = result == OV_OK ? count_clocks() : 0;
-    if (left == 0)
+    if (result != OV_OK)
         return conclude(result, message, nullptr, error);
-    const int reason = left < 0 ? errno : error;
+    const Clocks left;
+    const auto count = static_cast<int>(left.end() - left.begin());
+    if (count == 0 && left.complete())
+        return conclude(result, message);
     free(message);
-    if (left < 0)
-        failed("the reset may have left clocks: %s", strerror(reason));
+    if (count > 0)
+        failed("clocks that the reset has left: %d", count);
     else
-        failed("clocks that the reset has left: %d", left);
-    hint_on_errno(reason);
+        failed("whether the reset has left clocks cannot be told");
+    hint_on_errno(error);
+    left.conclude();
     return not_carried_out;
 }
 

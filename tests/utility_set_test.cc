@@ -77,5 +77,10 @@ TEST_F(Utility, SetsAnew)
         {"$OV reset >/dev/null; $OV add bin $FREEZE >/dev/null; $SIM --fault 1:-1:1 $OV reset; $OV reset",
          "ovuser: report: All Orvane users have been reset to the system clock successfully.\n" ERROR
          "clocks that the reset has left: 1\n= 0"},
+        {"$SIM --fault 2:-1:5 $OV reset 2>&1 | head -n 1; env -u LD_PRELOAD ./ovuser set bin --speed 2 --dry-run | "
+         "tail -n 1",
+         AND_ERROR
+         "whether the reset has left clocks cannot be told\n        Whether it has a clock now cannot be told: "
+         "No such file or directory.\n= 0"},
     });
 }

@@ -2,6 +2,7 @@
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <pthread.h>
@@ -12,17 +13,22 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/time.h>
 #include <sys/timeb.h>
 #include <sys/timex.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
+#include <utime.h>
 
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations" /* ftime's */
 #define COUNT(array) (sizeof(array) / sizeof *(array))
 
 extern int old_ntp_gettime(struct ntptimeval *) __asm__("ntp_gettime");
+
+static void *volatile wild = (void *)8;
 
 static long seconds(clockid_t clock)
 {
@@ -74,8 +80,8 @@ static void read_all(void)
         {"syscall stored", bare},
 #endif
         {"others", seconds(CLOCK_MONOTONIC) < 1700000000 && timespec_get(&instant, 99) == 0 &&
-                           syscall(SYS_clock_gettime, CLOCK_REALTIME, (void *)8) == -1 && errno == EFAULT &&
-                           syscall(SYS_adjtimex, (void *)8) == -1 && errno == EFAULT
+                           syscall(SYS_clock_gettime, CLOCK_REALTIME, wild) == -1 && errno == EFAULT &&
+                           syscall(SYS_adjtimex, wild) == -1 && errno == EFAULT
                        ? now
                        : -1},
     };
@@ -206,6 +212,49 @@ static void live_in_filter(void)
     printf("%d", status);
 }
 
+#ifdef __x86_64__
+#define STAT_VERSION 1
+#else
+#define STAT_VERSION 0
+#endif
+extern int __xstat(int, const char *, struct stat *), __lxstat(int, const char *, struct stat *);
+extern int __fxstat(int, int, struct stat *), __fxstatat(int, int, const char *, struct stat *, int);
+
+/* A file's times, set to an hour ago and asked for in each way: how often another is told. */
+static void date_file(const char *path)
+{
+    const int file = open(path, O_CREAT | O_RDWR, 0600), version = STAT_VERSION;
+    const time_t then = time(NULL) - 3600;
+    const struct timespec exact[2] = {{then, 0}, {then, 0}};
+    const struct timeval fine[2] = {{then, 0}, {then, 0}};
+    const struct utimbuf whole = {then, then};
+    int odd = 0;
+    for (int way = 0; way < 7; ++way) {
+        struct stat seen[8];
+        struct statx known;
+        utimensat(AT_FDCWD, path, NULL, 0);
+        stat(path, seen);
+        odd += labs(seen->st_mtime - time(NULL)) > 60;
+        odd += (way == 0   ? utimensat(AT_FDCWD, path, exact, 0)
+                : way == 1 ? futimens(file, exact)
+                : way == 2 ? utime(path, &whole)
+                : way == 3 ? utimes(path, fine)
+                : way == 4 ? lutimes(path, fine)
+                : way == 5 ? futimes(file, fine)
+                           : futimesat(AT_FDCWD, path, fine)) != 0;
+        odd += stat(path, seen) != 0 || lstat(path, seen + 1) != 0 || fstat(file, seen + 2) != 0 ||
+               fstatat(AT_FDCWD, path, seen + 3, 0) != 0 || __xstat(version, path, seen + 4) != 0 ||
+               __lxstat(version, path, seen + 5) != 0 || __fxstat(version, file, seen + 6) != 0 ||
+               __fxstatat(version, AT_FDCWD, path, seen + 7, 0) != 0;
+        odd += statx(AT_FDCWD, path, 0, STATX_BASIC_STATS, &known) != 0 || known.stx_mtime.tv_sec != then;
+        for (int i = 0; i < 8; ++i)
+            odd += seen[i].st_mtime != then || seen[i].st_atime != then || labs(seen[i].st_ctime - then - 3600) > 60;
+    }
+    odd += utimes(path, (const struct timeval[2]){{then, 0}, {then, 1000000}}) != -1 || errno != EINVAL;
+    odd += futimens(file, wild) != -1 || errno != EFAULT;
+    printf("%d", odd);
+}
+
 int main(int argc, char **argv)
 {
     const char *part = argc > 1 ? argv[1] : "";
@@ -220,6 +269,8 @@ int main(int argc, char **argv)
         make_children();
     else if (strcmp(part, "filter") == 0)
         live_in_filter();
+    else if (strcmp(part, "files") == 0)
+        date_file("dated by probe");
     else
         printf("%d", dlopen(part, RTLD_NOW) != NULL);
     putchar('\n');

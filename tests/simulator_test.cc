@@ -182,6 +182,12 @@ TEST(Simulator, RunsClocksAtTheirSpeed)
         ASSERT_EQ(Pace(clock).when({INT64_MIN, 0}, real).tv_sec, 0);
         ASSERT_GE(Pace(clock).when({INT64_MAX, 999999999}, real).tv_sec, INT64_MAX / 1000);
 
+        // Of two files the older one stays so, and a time that was told can be given back.
+        const timespec told = Pace(clock).of_file(real), later = Pace(clock).of_file({real.tv_sec + 1, real.tv_nsec});
+        ASSERT_TRUE(whole(later) >= whole(told) && whole(later) - whole(told) <= __int128{1000000000} * 1000);
+        const timespec kept = Pace(clock).to_file(told);
+        ASSERT_EQ(whole(Pace(clock).of_file(kept)), whole(told));
+
         clock.flags |= 1 << ZYNOV_REWIND_SHIFT; // the same time of day, on the day that it began with
         clock.utc_offset = 3600 * (any(27) - 12);
         const int64_t rewound = Pace(clock).at(real).tv_sec, offset = clock.utc_offset;

@@ -1,5 +1,5 @@
-// What stands in for the calls that look at a file by its name: what they say of the control file agrees with what
-// opening it gives.
+// What stands in for the calls that look at a file: what they say of the control file agrees with what opening it
+// gives, and the times of all are the clock's where that is asked for.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -7,6 +7,7 @@
 
 #include "simulator/bare/next.h"
 #include "simulator/control/control_file.h"
+#include "simulator/files/times.h"
 
 namespace sim
 {
@@ -26,27 +27,35 @@ template <typename Call> static auto look_at(const char *path, const Call &call)
 } // namespace sim
 
 // Under names of their own, since the C library's prototypes promise paths that are never null.
-#define SIM_LOOKS(result, name, parameters, path, ...)                                                                 \
+#define SIM_LOOKS_AND(then, result, name, parameters, path, ...)                                                       \
     SIM_INTERPOSED result seen_##name parameters __asm__(#name);                                                       \
     SIM_INTERPOSED result seen_##name parameters                                                                       \
     {                                                                                                                  \
         static SIM_NEXT(name, result parameters);                                                                      \
-        return sim::look_at(path, [=](const char *place) { return next_##name(__VA_ARGS__); });                        \
+        const result answer =                                                                                          \
+            sim::look_at(path, [=]([[maybe_unused]] const char *place) { return next_##name(__VA_ARGS__); });          \
+        if (answer >= 0)                                                                                               \
+            then;                                                                                                      \
+        return answer;                                                                                                 \
     }
+#define SIM_LOOKS(...) SIM_LOOKS_AND((void)0, __VA_ARGS__)
+#define SIM_TELLS(...) SIM_LOOKS_AND(sim::show_times(*file), int, __VA_ARGS__)
 
 #define SIM_STATS(suffix)                                                                                              \
-    SIM_LOOKS(int, stat##suffix, (const char *path, struct stat *file), path, place, file)                             \
-    SIM_LOOKS(int, lstat##suffix, (const char *path, struct stat *file), path, place, file)                            \
-    SIM_LOOKS(int, fstatat##suffix, (int folder, const char *path, struct stat *file, int flags), path, folder, place, \
+    SIM_TELLS(stat##suffix, (const char *path, struct stat *file), path, place, file)                                  \
+    SIM_TELLS(lstat##suffix, (const char *path, struct stat *file), path, place, file)                                 \
+    SIM_TELLS(fstat##suffix, (int descriptor, struct stat *file), nullptr, descriptor, file)                           \
+    SIM_TELLS(fstatat##suffix, (int folder, const char *path, struct stat *file, int flags), path, folder, place,      \
               file, flags)                                                                                             \
-    SIM_LOOKS(int, __xstat##suffix, (int version, const char *path, struct stat *file), path, version, place, file)    \
-    SIM_LOOKS(int, __lxstat##suffix, (int version, const char *path, struct stat *file), path, version, place, file)   \
-    SIM_LOOKS(int, __fxstatat##suffix, (int version, int folder, const char *path, struct stat *file, int flags),      \
-              path, version, folder, place, file, flags)
+    SIM_TELLS(__xstat##suffix, (int version, const char *path, struct stat *file), path, version, place, file)         \
+    SIM_TELLS(__lxstat##suffix, (int version, const char *path, struct stat *file), path, version, place, file)        \
+    SIM_TELLS(__fxstat##suffix, (int version, int descriptor, struct stat *file), nullptr, version, descriptor, file)  \
+    SIM_TELLS(__fxstatat##suffix, (int version, int folder, const char *path, struct stat *file, int flags), path,     \
+              version, folder, place, file, flags)
 
 SIM_STATS()
 SIM_STATS(64)
-SIM_LOOKS(int, statx, (int folder, const char *path, int flags, unsigned mask, struct statx *file), path, folder, place,
+SIM_TELLS(statx, (int folder, const char *path, int flags, unsigned mask, struct statx *file), path, folder, place,
           flags, mask, file)
 SIM_LOOKS(int, access, (const char *path, int mode), path, place, mode)
 SIM_LOOKS(int, euidaccess, (const char *path, int mode), path, place, mode)

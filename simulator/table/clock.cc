@@ -77,10 +77,31 @@ timespec Pace::when(const timespec &shown, const timespec &now) const
         if (__builtin_mul_overflow(seconds, divisor, &seconds))
             seconds = shown.tv_sec < present.tv_sec ? INT64_MIN : INT64_MAX;
     }
-    nanoseconds += now.tv_nsec;
+    nanoseconds = ov::wrapping_add(nanoseconds, now.tv_nsec);
     seconds = saturating_add(seconds, now.tv_sec);
     seconds = saturating_add(seconds, ov::floor_div(nanoseconds, nanoseconds_per_second));
     return seconds < 0 ? timespec{0, 0} : timespec{seconds, ov::floor_mod(nanoseconds, nanoseconds_per_second)};
+}
+
+static timespec move(const timespec &instant, int64_t seconds, int64_t nanoseconds)
+{
+    nanoseconds = ov::wrapping_add(nanoseconds, instant.tv_nsec);
+    seconds =
+        ov::wrapping_add(ov::wrapping_add(instant.tv_sec, seconds), ov::floor_div(nanoseconds, nanoseconds_per_second));
+    return {seconds, ov::floor_mod(nanoseconds, nanoseconds_per_second)};
+}
+
+timespec Pace::of_file(const timespec &real) const
+{
+    const bool before = real.tv_sec != real_seconds_ ? real.tv_sec < real_seconds_ : real.tv_nsec < real_nanoseconds_;
+    return before ? move(real, ov::wrapping_sub(start_, real_seconds_), ov::wrapping_sub(0, real_nanoseconds_))
+                  : at(real);
+}
+
+timespec Pace::to_file(const timespec &shown) const
+{
+    return shown.tv_sec < start_ ? move(shown, ov::wrapping_sub(real_seconds_, start_), real_nanoseconds_)
+                                 : when(shown, {real_seconds_, real_nanoseconds_});
 }
 
 } // namespace sim

@@ -43,6 +43,11 @@ class Pace
     // last of all seconds.
     timespec when(const timespec &shown, const timespec &now) const;
 
+    // What a file shows that has a real time, and the real time of one that is to show another. Before the clock was
+    // set, both run at the real speed.
+    timespec of_file(const timespec &real) const;
+    timespec to_file(const timespec &shown) const;
+
   private:
     int64_t real_seconds_;
     int64_t real_nanoseconds_;

@@ -55,5 +55,9 @@ TEST_F(Utility, ShowsProgramsTheirTime)
              christmas + " \n= 0"},
         {"./ovuser reset >/dev/null; timeout 20 $NOBODY ./probe filter; timeout 20 ./probe ./host.so",
          "real " + christmas + " 0\n1\n= 0"},
+        // File times are the kernel's, or the clock's.
+        {"./probe files; ./zynov-sim --state table --file-times sh -c './ovuser add p:$$ --epoch 999999999 --speed 60 "
+         ">/dev/null; ./probe files; exec ./probe files'; ./ovuser add p:$$ $FREEZE >/dev/null; exec ./probe files",
+         "0\n0\n0\n63\n= 0"},
     });
 }

@@ -17,6 +17,7 @@ struct Choices {
     bool quiet;       // nothing is said on standard error
     bool no_static;   // programs that nothing can be preloaded into are left alone
     bool descendants; // all are followed from the start, so that nobody else has to
+    bool file_times;  // files are shown with times by the clock of who looks
 };
 Choices read_choices(const char *words);
 

@@ -8,8 +8,8 @@
 
 #include "simulator/bare/memory.h"
 #include "simulator/bare/next.h"
+#include "simulator/exec/start.h"
 #include "simulator/readings/own_clock.h"
-#include "simulator/table/state.h"
 
 namespace sim
 {
@@ -18,7 +18,7 @@ static bool by_clock;
 
 __attribute__((constructor)) static void look_whether_by_clock()
 {
-    by_clock = getenv(file_times_variable) != nullptr;
+    by_clock = read_choices(getenv(choices_variable)).file_times;
 }
 
 static bool file_clock(Pace &pace)

@@ -24,13 +24,19 @@ static constexpr char help[] =
     "                  of the record: N:RESULT:ERRNO[:FIELD=VALUE], more of them after commas\n"
     "  --no-static     leave programs alone that no library can be preloaded into\n"
     "  --descendants   stay with all that COMMAND starts, to reach those that such programs start\n"
+    "  --file-times    show file times by the clock of who looks\n"
     "  --quiet         do not say which programs keep the real time\n"
     "  --help          print this text\n";
 
-static constexpr option known[] = {{"state", required_argument, nullptr, 's'}, {"shared", no_argument, nullptr, 'S'},
-                                   {"fault", required_argument, nullptr, 'f'}, {"no-static", no_argument, nullptr, 'c'},
-                                   {"descendants", no_argument, nullptr, 'c'}, {"quiet", no_argument, nullptr, 'c'},
-                                   {"help", no_argument, nullptr, 'h'},        {}};
+static constexpr option known[] = {{"state", required_argument, nullptr, 's'},
+                                   {"shared", no_argument, nullptr, 'S'},
+                                   {"fault", required_argument, nullptr, 'f'},
+                                   {"no-static", no_argument, nullptr, 'c'},
+                                   {"descendants", no_argument, nullptr, 'c'},
+                                   {"file-times", no_argument, nullptr, 'c'},
+                                   {"quiet", no_argument, nullptr, 'c'},
+                                   {"help", no_argument, nullptr, 'h'},
+                                   {}};
 
 [[noreturn]] static void show_help()
 {

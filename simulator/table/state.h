@@ -13,7 +13,6 @@ namespace sim
 // In the environment of every process under the simulator: the file, and the faults to play.
 constexpr char state_variable[] = "ZYNOV_SIM_STATE";
 constexpr char faults_variable[] = "ZYNOV_SIM_FAULTS";
-constexpr char file_times_variable[] = "ZYNOV_SIM_FILE_TIMES"; // set to anything
 
 // Makes an empty table in a file that must not be there yet, whole at once: nobody sees half of it. Returns
 // 0, or an errno; EEXIST when there is one.

@@ -1,4 +1,7 @@
 // Who may do what, and who sees which rows of the table.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <climits>
 #include <cstring>
 
@@ -148,4 +151,69 @@ TEST_F(Engine, ListsWhatTheCallerMaySee)
     table.clear();
     script.uid = 0;
     EXPECT_EQ(run(make_request(OV_LIST)).out, all + end);
+}
+
+TEST_F(Engine, StepsThroughWhatTheCallerMaySee)
+{
+    constexpr int64_t odd = 300LL << 32;
+    const zynov_iov table[] = {
+        {171, 0, 0, 1000, nine, 1, -4},
+        {171, 1, 0, odd + 31, nine, 2 | 1ULL << 36, odd + 60}, // of no known group
+        {171, 2, 0, 4242, nine, 0x153, 0, nine, 86400},
+        {171, 3, 0, 4343, nine, 3, 1},
+        {171, 4, 0, 4444, nine, 3, 1},
+        {171, 5, 0, 1000, nine, 1, 1, 0, 0, 0, 7}, // another container
+    };
+    int high_mark = 5, failing = -1;
+    script.kernel = [&](unsigned long command, zynov_iov &record) {
+        EXPECT_TRUE(record.version == 171 && record.id == 0);
+        errno = EPROTO;
+        if (command == 0xC0505306)
+            return record.speed = odd + high_mark, failing == 99 ? 7 : 0;
+        record = table[record.slot];
+        return static_cast<int>(record.slot) == failing ? 7 : 0;
+    };
+    // Its rows, what the last step returned, how many were undecided, and whether the walk was begun.
+    const auto walk = [&](int uid) {
+        std::ostringstream seen;
+        ov_clock clock = {};
+        const Outcome outcome = run([&](char **) {
+            const int file = open("/proc/zynov", O_RDONLY);
+            int step;
+            while ((step = ov_next_clock(file, uid, &clock)) == 1)
+                seen << "?ugp"[clock.kind] << clock.id << ' ' << clock.name << ' ' << clock.named << ' ' << clock.slot
+                     << ' ' << clock.value << ' ' << clock.origin << ' ' << clock.speed << ' ' << clock.mode << ' '
+                     << clock.rewind << ' ' << clock.owner << ' ' << clock.owner_group << ", ";
+            EXPECT_EQ(errno, EPROTO);
+            return close(file), step;
+        });
+        seen << outcome.out << outcome.err << outcome.result << ' ' << clock.undecided << ' ' << clock.begun;
+        return seen.str();
+    };
+    const std::string alice = "u1000 alice 1 0 1924419600 0 -4 0 0 -1 -1, ",
+                      group = "g31 31 0 1 1924419600 0 60 0 1 -1 -1, ";
+    const std::string process = "p4242 4242 0 2 1924506000 86400 0 5 1 1000 100, ",
+                      unknown = "p4444 4444 0 4 1924419600 0 1 0 0 -1 -1, ";
+    script.statuses = {{4242, "Name:\tUid: 5\nUid:\t7\t1000\t8\nGid:\t7\t100\t8\n"}, {4343, "2"}, {4444, "5"}};
+    EXPECT_EQ(walk(0), alice + group + process + unknown + "0 0 1");
+    script.gid = 31;
+    EXPECT_EQ(walk(1000), alice + group + process + "0 1 1");
+    for (const char *hidden : {"1", "3", "13", "\nUid:\t7\t1001\nGid:\t7\t31\n"}) { // not there, or another's
+        script.statuses[4444] = hidden;
+        EXPECT_EQ(walk(1000), alice + group + process + "0 0 1") << hidden;
+    }
+    for (const char *unclear :
+         {"21", "x", "\nUid:\t7\t1000\n", "\nUid:\t7\nGid:\t7\t31\n", "\nUid:\t7\t0\nGid:\t7\n"}) {
+        script.statuses[4444] = unclear;
+        EXPECT_EQ(walk(1000), alice + group + process + "0 1 1") << unclear;
+    }
+    high_mark = 1;
+    for (const int error : {ENOENT, ESRCH, EBADF, EPERM, EIO}) {
+        script.no_entry = error;
+        EXPECT_EQ(walk(0), alice + (error == EIO ? "g31 31 -1 1 1924419600 0 60 0 1 -1 -1, " : group) + "0 0 1");
+    }
+    failing = 1;
+    EXPECT_EQ(walk(0), alice + "-1 0 1");
+    failing = 99;
+    EXPECT_EQ(walk(0), "-1 0 0");
 }

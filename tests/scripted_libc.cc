@@ -102,13 +102,30 @@ static Entry *find(const std::map<std::string, unsigned> &database, char *Entry:
             return &found;
         }
     }
+    errno = script->no_entry != 0 ? script->no_entry : errno;
     return nullptr;
+}
+
+static int open_status(const std::string &status, int flags)
+{
+    errno = atoi(status.c_str());
+    if (errno == EISDIR)
+        return REAL(open)("/proc", flags);
+    if (errno != 0)
+        return -1;
+    const int file = memfd_create("status", 0);
+    dprintf(file, "%s", status.c_str());
+    lseek(file, 0, SEEK_SET);
+    return file;
 }
 
 extern "C" {
 
 int open(const char *path, int flags, ...)
 {
+    int pid;
+    if (script != nullptr && sscanf(path, "/proc/%d/status", &pid) == 1)
+        return open_status(script->statuses[pid], flags);
     if (script == nullptr || strcmp(path, ZYNOV_PATH) != 0)
         return REAL(open)(path, flags, 0600);
     if (script->open_error != 0)

@@ -51,10 +51,12 @@ struct Script {
     std::map<std::string, unsigned> users = {{"root", 0}, {"alice", 1000}, {"bob", 1001}, {"1000", 77}};
     std::map<std::string, unsigned> groups = {{"root", 0}, {"staff", 100}, {"100", 5}};
     std::map<int, int> processes = {{1, 0}, {4242, 1000}, {4343, 1001}}; // pid to effective uid
-    const char *host_name = nullptr;                                     // set: inside a container
-    int64_t now = 0;                                                     // 0: the real clock's
-    int64_t later = 0;   // what the clock says from its second reading on
-    bool summer = false; // daylight saving time is in effect, says localtime, and no other call
+    std::map<int, std::string> statuses; // what a process's status file says, or the errno when it is opened or read
+    int no_entry = 0;                    // errno when the user or group database has no such entry
+    const char *host_name = nullptr;     // set: inside a container
+    int64_t now = 0;                     // 0: the real clock's
+    int64_t later = 0;                   // what the clock says from its second reading on
+    bool summer = false;                 // daylight saving time is in effect, says localtime, and no other call
     int open_error = 0;
     Answers answers = {{0, 0}};
     int kernel_error = 0; // left in the record

@@ -86,16 +86,12 @@ int ov_next_clock(int fd, int uid, ov_clock *clock)
             return -1;
         ov::ErrnoGuard keep;
         ov::ProcessFile process;
-        switch (ov::is_visible(ov::theiov, clock->container, uid, process)) {
-        case ov::Answer::yes:
+        const ov::Answer visible = ov::is_visible(ov::theiov, clock->container, uid, process);
+        if (visible == ov::Answer::yes) {
             ov::describe(ov::theiov, process.ids, *clock);
             return 1;
-        case ov::Answer::unknown:
-            ++clock->undecided;
-            break;
-        case ov::Answer::no:
-            break;
         }
+        clock->undecided += visible == ov::Answer::unknown ? 1 : 0;
     }
     return 0;
 }

@@ -119,6 +119,20 @@ TEST(Time, ReadsWhatIsPrintedInEveryForm)
         }
     }
     set_zone("UTC");
+    script.now = 1924419600;
+    EXPECT_EQ(ov_read_time("now", nullptr), 1924419600);
+    EXPECT_EQ(ov_read_time("2030-12-25t09:00z", nullptr), 1924419600);
+    EXPECT_EQ(ov_read_time("2030-12-25 09:00:00X05:30", nullptr), 0);
+    const std::pair<const char *, std::string> refused[] = {
+        {nullptr, "invalid input\n"},
+        {"2030-12-25", "a date without a time of day\n"},
+        {"2030-03-31 02:30:00", "no such local time, the clocks are put forward past it\n"},
+        {"10000-01-01 18:00", "must not be after Fri Dec 31 23:59:59 9999\nyou specified 10000-01-01 18:00, it is "
+                              "Sat Jan  1 18:00:00 10000\n\n"}};
+    set_zone("Europe/Berlin");
+    for (const auto &[text, why] : refused)
+        EXPECT_EQ(with_message([&](char **slot) { return ov_read_time(text, slot); }).second, illegal + why);
+    set_zone("UTC");
     EXPECT_EQ(ov_read_time("Sat Jan  1 07:59:59 10000", nullptr), 253402329599);
     EXPECT_EQ(ov_read_time("+10000-01-01t08:59:59.99+01:00", nullptr), 253402329599);
 }

@@ -143,7 +143,7 @@ constexpr bool has_form(const char *text, const char *form, Timestamp &t)
             good = take_name(text, "JanFebMarAprMayJunJulAugSepOctNovDec", t.month);
             ++t.month;
             break;
-        case 's': {
+        default: { // s
             const bool negative = *text == '-';
             text += negative ? 1 : 0;
             good = take_digits(text, 1, 18, t.second);

@@ -8,6 +8,7 @@
 
 #include "ovuser/clocks.h"
 #include "ovuser/command.h"
+#include "ovuser/trace.h"
 
 namespace ovuser
 {
@@ -48,6 +49,8 @@ class Outcome
         who.put_into(request);
         result_ = ov_process_request(&request, &message_);
         error_ = errno;
+        if (!was_there() && result_ != OV_NO_CLOCK) // of what changed nothing there is nothing to tell
+            trace(request, result_, message_);
     }
     ~Outcome() { free(message_); }
     Outcome(const Outcome &) = delete;

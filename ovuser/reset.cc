@@ -7,6 +7,7 @@
 #include "ovuser/clocks.h"
 #include "ovuser/command.h"
 #include "ovuser/hints.h"
+#include "ovuser/trace.h"
 
 namespace ovuser
 {
@@ -23,11 +24,15 @@ static int reset()
     char *message = nullptr;
     const int32_t result = ov_process_request(&request, &message);
     const int error = errno;
-    if (result != OV_OK)
+    if (result != OV_OK) {
+        trace(request, result, message);
         return conclude(result, message, nullptr, error);
+    }
     const Clocks left;
     const auto count = static_cast<int>(left.end() - left.begin());
-    if (count == 0 && left.complete())
+    const bool gone = count == 0 && left.complete();
+    trace(request, gone ? result : -1, gone ? message : "clocks may be left");
+    if (gone)
         return conclude(result, message);
     free(message);
     if (count > 0)

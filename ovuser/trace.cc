@@ -1,0 +1,140 @@
+#include "ovuser/trace.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "ovuser/text.h"
+
+namespace ovuser
+{
+
+// syslog(3) waits for as long as nobody reads what is sent: so this looks first, and waits once.
+static bool is_log_read()
+{
+    static const int line = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    static bool given_up = false;
+    constexpr sockaddr_un log = {AF_UNIX, "/dev/log"};
+    if (given_up || line < 0 || connect(line, reinterpret_cast<const sockaddr *>(&log), sizeof log) != 0)
+        return false;
+    pollfd room = {line, POLLOUT, 0};
+    constexpr int second = 1000;
+    given_up = poll(&room, 1, second) != 1;
+    return !given_up;
+}
+
+static void print_named(FILE *line, int32_t kind, uint32_t number)
+{
+    fprintf(line, "%" PRIu32 "(", number);
+    print_visible(line, get_username(kind, number));
+    fputc(')', line);
+}
+
+// By number too, since names come and go.
+static void print_identity(FILE *line, const ov_request &request)
+{
+    static constexpr char letters[] = {'u', 'g', 'p'};
+    const int32_t kind = request.id_count > 0 ? request.id_kind[0] : OV_USER;
+    uint32_t number = getuid();
+    if (request.operation == OV_RESET) {
+        fputs("all", line);
+        return;
+    }
+    fprintf(line, "%c:", letters[kind - OV_USER]);
+    if (request.id_count > 0 && parse_uid(request.id_text[0], kind, &number) != 0) {
+        print_visible(line, request.id_text[0]); // a process that has ended meanwhile
+        return;
+    }
+    if (kind != OV_PROCESS) {
+        print_named(line, kind, number);
+        return;
+    }
+    fprintf(line, "%" PRIu32, number);
+    char path[32];
+    struct stat process;
+    snprintf(path, sizeof path, "/proc/%" PRIu32, number);
+    if (stat(path, &process) == 0) {
+        fputs(" of=", line);
+        print_named(line, OV_USER, process.st_uid);
+    }
+}
+
+// As whom the caller has logged in, whatever he has become since; "-" where nobody has, or nobody knows.
+static void print_login(FILE *line)
+{
+    FILE *const file = fopen("/proc/self/loginuid", "re");
+    uint32_t uid;
+    if (file != nullptr && fscanf(file, "%" SCNu32, &uid) == 1 && uid != UINT32_MAX)
+        print_visible(line, get_username(OV_USER, uid));
+    else
+        fputc('-', line);
+    if (file != nullptr)
+        fclose(file);
+}
+
+static void print_clock(FILE *line, const ov_request &request)
+{
+    int64_t value = request.virtime;
+    if (request.time_form != OV_ABSOLUTE_FORM) // what counts from now is worked out once more
+        ov_preview_request(&request, &value, nullptr);
+    fprintf(line, " time=%s epoch=%" PRId64 " speed=%" PRId32 " rewind=%s", Timestamp(value).text, value, request.speed,
+            request.rewind != 0 ? "yes" : "no");
+}
+
+// What the engine says in one line, without the beginning that all of its messages have.
+static void print_result(FILE *line, int32_t result, const char *message)
+{
+    if (result == OV_OK || message == nullptr) {
+        result == OV_OK ? fputs("done", line) : fprintf(line, "%" PRId32, result);
+        return;
+    }
+    constexpr char beginning[] = "ovuser: ";
+    if (strncmp(message, beginning, strlen(beginning)) == 0)
+        message += strlen(beginning);
+    char text[256];
+    snprintf(text, sizeof text, "%.*s", static_cast<int>(strcspn(message, "\n")), message);
+    print_visible(line, text);
+}
+
+static void print_request(FILE *line, const ov_request &request, int32_t result, const char *message)
+{
+    static constexpr const char *words[] = {"", "add", "delete", "", "reset"};
+    fprintf(line, "%s for=", words[request.operation]);
+    print_identity(line, request);
+    if (request.operation == OV_ADD)
+        print_clock(line, request);
+    fputs(" by=", line);
+    print_named(line, OV_USER, getuid());
+    fputs(" login=", line);
+    print_login(line);
+    fputs(" result=", line);
+    print_result(line, result, message);
+}
+
+void trace(const ov_request &request, int32_t result, const char *message)
+{
+    const int error = errno;
+    char *text = nullptr;
+    size_t length;
+    FILE *const line = is_log_read() ? open_memstream(&text, &length) : nullptr;
+    if (line != nullptr) {
+        print_request(line, request, result, message);
+        if (fclose(line) == 0) {
+            openlog("ovuser", LOG_PID, LOG_AUTHPRIV);
+            syslog(LOG_NOTICE, "%s", text);
+        }
+        free(text);
+    }
+    errno = error;
+}
+
+} // namespace ovuser

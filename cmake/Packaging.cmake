@@ -22,6 +22,10 @@ set(dev_description "${in_common}
 This package has the header, the static library, the files by which
 pkg-config and CMake find the library, and the manual page.")
 
+set(python_summary "virtual clocks for Python programs and their tests")
+set(python_description "${in_common}
+This package has the Python package orvane, and its plugin for pytest.")
+
 include(cmake/debian/packages.cmake)
 include(cmake/rpm/packages.cmake)
 include(CPack)

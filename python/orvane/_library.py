@@ -1,0 +1,139 @@
+"""The library ov_helper, by ctypes. Its calls hold the interpreter's lock, since it allows one at a time."""
+from __future__ import annotations
+
+import ctypes as c
+import errno
+import os
+
+CONTROL_FILE = "/proc/zynov"
+USER, GROUP, PROCESS = 1, 2, 3
+ADD, DELETE = 1, 2
+ABSOLUTE = 1
+OK, NOT_PERMITTED, NO_CONTROL_FILE, NO_CLOCK = 0, 811, 812, 814
+ALREADY = b"already has a virtual clock"
+
+
+class Request(c.Structure):
+    """ov_request."""
+
+    _fields_ = [(name, c.c_int32) for name in ("operation", "speed", "time_form", "rel_mode", "rewind", "id_count")] + [
+        ("id_kind", c.c_int32 * 10),
+        ("id_text", c.c_char_p * 10),
+    ] + [(name, c.c_char_p) for name in ("abs_time", "x_date", "rel_minutes", "rel_hours", "rel_days", "rel_years",
+                                         "rel_origin")] + [("virtime", c.c_int64)]
+
+
+class NextClock(c.Structure):
+    """ov_clock."""
+
+    _fields_ = [("kind", c.c_int32), ("id", c.c_uint32), ("value", c.c_int64), ("origin", c.c_int64),
+                ("speed", c.c_int32), ("mode", c.c_int32), ("rewind", c.c_int32), ("slot", c.c_uint32),
+                ("owner", c.c_int64), ("owner_group", c.c_int64), ("named", c.c_int32), ("name", c.c_char * 1024),
+                ("undecided", c.c_int32), ("begun", c.c_int32), ("high_mark", c.c_int32), ("next_slot", c.c_int64),
+                ("container", c.c_uint64)]
+
+
+library = c.PyDLL("libov_helper.so.12", use_errno=True)
+library.ov_process_request.argtypes = [c.c_void_p, c.c_void_p]
+library.ov_next_clock.argtypes = [c.c_int, c.c_int, c.c_void_p]
+library.ov_read_time.argtypes = [c.c_char_p, c.c_void_p]
+library.ov_read_time.restype = c.c_int64
+library.parse_speed.argtypes = [c.c_char_p, c.POINTER(c.c_int)]
+library.parse_uid.argtypes = [c.c_char_p, c.c_int, c.POINTER(c.c_uint32)]
+
+# The same entry with three arguments behind, which it does not look at, and no result: what leaves a with statement can
+# then be this function itself, and no interrupt comes before it.
+leave = c.PYFUNCTYPE(None, c.c_void_p, c.c_void_p, c.py_object, c.py_object, c.py_object)(
+    ("ov_process_request", library))
+process_request = library.ov_process_request
+_free = c.PyDLL(None).free
+_free.argtypes = [c.c_void_p]
+
+
+class OrvaneError(Exception):
+    """What was asked for cannot be done. `code` is the library's result, `message` what it said."""
+
+    def __init__(self, code: int, message: str) -> None:
+        super().__init__(message)
+        self.code = code
+        self.message = message
+
+
+class AlreadyHasClock(OrvaneError):
+    """The identity has a clock, which is left as it is."""
+
+
+class NoClock(OrvaneError):
+    """The identity has no clock."""
+
+
+class NotPermitted(OrvaneError):
+    """Only root, or somebody else, may do this."""
+
+
+class NoControlFile(OrvaneError):
+    """There is neither the kernel module nor the simulator, or it may not be used."""
+
+
+_CLASSES = {NOT_PERMITTED: NotPermitted, NO_CONTROL_FILE: NoControlFile, NO_CLOCK: NoClock}
+_HOW_TO_START = ("\nThere is no kernel module here: load it (modprobe zynov), or run this under the simulator, such as"
+                 "\n    zynov-sim python3 -m pytest")
+
+
+def take_message(slot: c.c_char_p) -> str:
+    """The text that a call left in the slot, which is freed."""
+    text = (slot.value or b"").decode(errors="backslashreplace").strip()
+    _free(c.c_void_p.from_buffer(slot))
+    slot.value = None
+    for word in "ovuser: ", "error: ", "warning: ", "report: ":
+        text = text.removeprefix(word)
+    return text
+
+
+def failure(code: int, message: str) -> OrvaneError:
+    """The exception for a result."""
+    if code == NO_CONTROL_FILE and "error = %d" % errno.ENOENT in message:
+        message += _HOW_TO_START
+    return _CLASSES.get(code, OrvaneError)(code, message or "the request was not carried out, result = %d" % code)
+
+
+_IN_CONTAINER = os.path.exists("/.dockerenv")
+_requests = 0
+
+
+def _close_streams() -> None:
+    """In a container the library leaves the host name's file open at each call: a test suite would run out of
+    descriptors. Python's own are never inherited, so that this takes none of them."""
+    for name in os.listdir("/proc/self/fd"):
+        try:
+            if os.readlink("/proc/self/fd/" + name) == "/etc/hostname" and os.get_inheritable(int(name)):
+                os.close(int(name))
+        except OSError:  # the folder's own, which is closed again
+            pass
+
+
+def request_for(operation: int, identity: str) -> Request:
+    """A request about one identity, as ovuser takes them: u:NAME, g:NAME, p:PID, or a user without a prefix."""
+    global _requests
+    _requests += 1
+    if _IN_CONTAINER and _requests % 200 == 0:
+        _close_streams()
+    kind, text = {"u:": USER, "g:": GROUP, "p:": PROCESS}.get(identity[:2]), identity[2:]
+    if kind is None:
+        kind, text = USER, identity
+    if not text or "\0" in text:
+        raise ValueError("an identity is u:USER, g:GROUP or p:PID, not %r" % identity)
+    if text.lstrip("+-").isdigit() and not 0 <= int(text) <= 4294967294:
+        raise ValueError("the number of an identity is from 0 to 4294967294, not %s" % text)
+    request = Request(operation=operation, speed=1, id_count=1)
+    request.id_kind[0] = kind
+    request.id_text[0] = text.encode()
+    return request
+
+
+def open_control_file() -> int:
+    """A descriptor, to be closed by the caller."""
+    try:
+        return os.open(CONTROL_FILE, os.O_RDONLY | os.O_CLOEXEC)
+    except OSError as error:
+        raise failure(NO_CONTROL_FILE, "Open of /proc/zynov failed; error = %d" % error.errno) from None

@@ -1,0 +1,81 @@
+"""A clock for as long as a block, a function or a test lasts."""
+from __future__ import annotations
+
+import ctypes as c
+import functools
+import os
+from datetime import timedelta
+from typing import Any, Callable, TypeVar
+
+from orvane import _library as lib
+from orvane._clocks import Instant, Speed, adding, carry_out, conclude, find
+
+Function = TypeVar("Function", bound=Callable[..., Any])
+
+
+class clock:
+    """Gives this process, or another identity, a clock: a context manager and a decorator.
+
+    A naive datetime is local time, an aware one what it says, a text what `ovuser add --at` takes, and None the present
+    time. Clocks have whole seconds: what is behind them is cut off. A process's clock is not that of its children.
+    Nothing is changed where there is a clock already (AlreadyHasClock), be it one's own or somebody else's. On every
+    way out the clock is taken away, and with the process, however it ends, if it is the process's own.
+    """
+
+    def __init__(self, at: Instant = None, *, speed: Speed = 1, rewind: bool = False,
+                 identity: str | None = None) -> None:
+        self._at, self._speed, self._rewind = at, speed, rewind
+        self._identity = identity
+        self._leave: functools.partial[None] | None = None
+
+    @property
+    def identity(self) -> str:
+        return self._identity if self._identity is not None else "p:%d" % os.getpid()
+
+    def __enter__(self) -> clock:
+        slot = c.c_char_p()
+        adding_it, slot_place = c.byref(adding(self.identity, self._at, self._speed, self._rewind)), c.byref(slot)
+        process_request, leave, refused, already = lib.process_request, self._leave, lib.ALREADY, False
+        assert leave is not None
+        # An interrupt may be raised behind any call of these, but not before the first: whatever it was raised
+        # behind, the clock is taken away again, unless it was there before.
+        try:
+            code = process_request(adding_it, slot_place)
+            already = refused in (slot.value or b"")
+            conclude(code, slot)
+        except lib.OrvaneError:
+            raise
+        except BaseException:
+            if not already and refused not in (slot.value or b""):
+                leave(None, None, None)
+            raise
+        return self
+
+    # What a with statement calls in the end is looked up before it begins. This is the library's own function, with its
+    # arguments: an interrupt that is waiting is raised behind it, when the clock is gone.
+    def _prepare_to_leave(self) -> functools.partial[None]:
+        deleting = lib.request_for(lib.DELETE, self.identity)
+        self._leave = functools.partial(lib.leave, c.byref(deleting), None)
+        return self._leave
+
+    __exit__ = property(_prepare_to_leave)
+
+    def move_to(self, at: Instant) -> None:
+        """Sets the clock anew, at the same speed."""
+        request = adding(self.identity, at, self._speed, self._rewind)
+        carry_out(lib.request_for(lib.DELETE, self.identity))
+        carry_out(request)
+
+    def shift(self, distance: timedelta) -> None:
+        """Moves the clock by a distance from what it shows."""
+        present = find(self.identity)
+        if present is None:
+            raise lib.NoClock(lib.NO_CLOCK, "%s has no clock to shift" % self.identity)
+        self.move_to(present.time + distance)
+
+    def __call__(self, function: Function) -> Function:
+        @functools.wraps(function)
+        def inside(*args: Any, **keywords: Any) -> Any:
+            with type(self)(self._at, speed=self._speed, rewind=self._rewind, identity=self._identity):
+                return function(*args, **keywords)
+        return inside  # type: ignore[return-value]

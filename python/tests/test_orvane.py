@@ -1,0 +1,149 @@
+"""The package on the simulator: this runs under zynov-sim, as root."""
+import os
+import random
+import signal
+import subprocess
+import sys
+import time
+from datetime import datetime, timedelta, timezone
+
+import pytest
+
+import orvane
+
+pytest_plugins = "pytester"
+END = datetime(2038, 1, 19, 3, 14, tzinfo=timezone.utc)
+OWN = "p:%d" % os.getpid()
+
+
+@pytest.fixture(autouse=True)
+def in_berlin(monkeypatch):
+    monkeypatch.setenv("TZ", "Europe/Berlin")
+    time.tzset()
+
+
+@pytest.mark.parametrize("at", [
+    END, END.replace(tzinfo=None) + timedelta(hours=1), END.astimezone(timezone(timedelta(hours=-5))),
+    END + timedelta(microseconds=999999), "2038-01-19 04:14", "2038-01-19T03:14:00Z", "@2147483640"])
+def test_every_form_is_the_same_instant(at):
+    with orvane.clock(at, speed="frozen"):
+        assert datetime.now(timezone.utc) == END.replace(second=0)
+        found = orvane.find(OWN)
+        assert (found.time, found.frozen, found.rewind, found.identity) == (END, True, False, OWN)
+    assert orvane.find(OWN) is None
+
+
+def test_a_clock_moves_and_keeps_its_pace():
+    with orvane.clock(at="2038-01-19 04:14", speed="frozen", rewind=True) as clock:
+        clock.move_to(datetime(2030, 12, 25, 9))
+        clock.shift(timedelta(days=-1, seconds=1))
+        assert (datetime.now(), orvane.find(OWN).rewind) == (datetime(2030, 12, 24, 9, 0, 1), True)
+        with pytest.raises(orvane.OrvaneError) as refused:
+            clock.move_to("2030-12-25 25:00")
+        assert refused.value.code == 809 and "invalid hours" in refused.value.message
+        assert datetime.now() == datetime(2030, 12, 24, 9, 0, 1)
+
+
+@pytest.mark.parametrize("change, error, words", [
+    (lambda: orvane.add(OWN), orvane.AlreadyHasClock, "already has a virtual clock"),
+    (orvane.clock, orvane.AlreadyHasClock, "already has a virtual clock"),
+    (lambda: orvane.add("u:nosuchuser"), orvane.OrvaneError, "incorrect/non-existent username, or uid nosuchuser"),
+    (lambda: orvane.delete("u:bin"), orvane.NoClock, "does not have a virtual clock"),
+    (lambda: orvane.add("u:bin", "tomorrow"), orvane.OrvaneError, "invalid date format"),
+    (lambda: orvane.add("u:bin", datetime(1960, 1, 1)), orvane.OrvaneError, "must not be before"),
+    (lambda: orvane.add("u:bin", speed=1001), ValueError, "a speed is from -1000 to 1000"),
+    (lambda: orvane.add("u:"), ValueError, "an identity is u:USER"),
+    (lambda: orvane.parse_speed("5 "), ValueError, "a speed is")])
+def test_refusals_change_nothing(change, error, words):
+    with orvane.clock(END, speed=0):
+        before = orvane.clocks()
+        with pytest.raises(error, match=words):
+            with change():
+                pass
+        assert orvane.clocks() == before
+
+
+def test_what_ends_a_block_ends_its_clock():
+    for way_out in KeyError, SystemExit, KeyboardInterrupt, GeneratorExit:
+        with pytest.raises(way_out):
+            with orvane.clock(END, identity="u:bin"):
+                raise way_out
+        assert orvane.clocks() == []
+
+    @orvane.clock(END, speed=0)
+    def inside():
+        return time.time()
+    assert inside() == END.timestamp() and orvane.clocks() == []
+    assert orvane.parse_time("2038-01-19T03:14:00Z") == END and orvane.parse_speed("frozen") == 0
+
+
+STORM = """
+import signal, orvane
+signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGINT})
+orvane.add("u:bin")
+interrupted = left = lost = 0
+checking = False
+print(flush=True)
+while interrupted < 2000:
+  try:  # an interrupt may fall between two of them, too
+    while interrupted < 2000:
+        try:
+            if checking:
+                signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGINT})
+                kinds = [clock.kind for clock in orvane.clocks()]
+                left += "process" in kinds
+                lost += "user" not in kinds
+                interrupted += 1
+                checking = False
+            signal.pthread_sigmask(signal.SIG_UNBLOCK, {signal.SIGINT})
+            while True:
+                with orvane.clock("2038-01-19T03:14:00Z"):
+                    pass
+                try:
+                    with orvane.clock(identity="u:bin"):
+                        pass
+                except orvane.AlreadyHasClock:
+                    pass
+        except KeyboardInterrupt:
+            checking = True
+  except KeyboardInterrupt:
+    checking = True
+print(interrupted, left, lost, flush=True)
+"""
+
+
+def test_no_interrupt_leaves_a_clock_behind_nor_takes_another():
+    try:
+        child = subprocess.Popen([sys.executable, "-c", STORM], stdout=subprocess.PIPE, text=True)
+        child.stdout.readline()
+        deadline = time.monotonic() + 120
+        while child.poll() is None and time.monotonic() < deadline:
+            child.send_signal(signal.SIGINT)
+            time.sleep(random.random() / 2000)
+        assert child.stdout.read().split() == ["2000", "0", "0"]
+    finally:
+        child.kill()
+        child.wait()
+        orvane.delete("u:bin")
+
+
+def test_the_plugin_gives_tests_their_clocks(pytester):
+    pytester.makepyfile("""
+        import datetime, pytest, orvane
+        @pytest.mark.orvane(at="2038-01-19 04:14", speed=0)
+        @pytest.mark.parametrize("n", range(20))
+        def test_marked(n):
+            assert datetime.datetime.now() == datetime.datetime(2038, 1, 19, 4, 14)
+        @pytest.mark.orvane("2030-12-25 09:00", speed="frozen")
+        def test_both(orvane_clock):
+            orvane_clock.shift(datetime.timedelta(hours=1))
+            assert datetime.datetime.now() == datetime.datetime(2030, 12, 25, 10)
+        def test_unmarked():
+            assert datetime.datetime.now().year < 2030
+        @pytest.mark.orvane("2030-12-25 09:00")
+        def test_left_by_an_exit():
+            pytest.fail("meant so")
+    """)
+    for workers in [], ["-n", "2"]:
+        pytester.runpytest_subprocess("-p", "no:cacheprovider", *workers).assert_outcomes(passed=22, failed=1)
+    assert orvane.clocks() == []

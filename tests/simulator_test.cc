@@ -224,7 +224,7 @@ TEST(Simulator, LosesNothingToManyWritersNorToOneThatIsKilled)
     int killed = 0, failed = 0, kept = 0;
     for (int status; wait(&status) > 0;)
         killed += WIFSIGNALED(status), failed += WIFEXITED(status) && WEXITSTATUS(status) != 0;
-    for (const Slot &slot : map_state(descriptor)->slots)
+    for (const Slot &slot : attach_state(descriptor)->slots)
         kept += slot.load().kind() != 0;
     EXPECT_TRUE(killed == 1 && failed == 0 && kept == writers * rounds) << kept;
     EXPECT_EQ(change(*Change(descriptor).table(), DELETE, 0, 1, 1), 0);

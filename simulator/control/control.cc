@@ -2,7 +2,6 @@
 // close included, is the C library's.
 #include <fcntl.h>
 #include <sys/ioctl.h>
-#include <sys/mman.h>
 
 #include <cerrno>
 #include <cstdarg>
@@ -64,7 +63,7 @@ static int run_command(int descriptor, unsigned long command, zynov_iov &record)
         return change.mapping().was_cut() ? EBADMSG : error;
     }
     Mapping mapping;
-    if (const int error = mapping.map(descriptor, PROT_READ))
+    if (const int error = mapping.map(descriptor, Mapping::reading))
         return error;
     const int error = query_table(*mapping.table(), command, record, real_time());
     return mapping.was_cut() ? EBADMSG : error;

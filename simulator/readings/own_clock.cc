@@ -53,10 +53,10 @@ static const Table *open_table(const char *state)
     const int descriptor = open_state(state, O_CLOEXEC);
     if (descriptor < 0)
         return nullptr;
-    const Table *found = pthread_atfork(nullptr, nullptr, begin_as_child) == 0 ? map_state(descriptor) : nullptr;
+    const Table *found = pthread_atfork(nullptr, nullptr, begin_as_child) == 0 ? attach_state(descriptor) : nullptr;
     system_call(SYS_close, descriptor);
     if (found != nullptr)
-        outlive_cuts(*found);
+        outlive_cuts();
     return found;
 }
 

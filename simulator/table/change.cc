@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/file.h>
-#include <sys/mman.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,12 +11,11 @@
 
 #include "base/errno_guard.h"
 #include "simulator/bare/signals.h"
-#include "simulator/table/state.h"
 
 namespace sim
 {
 
-constexpr int64_t one_second = 1'000'000'000, patience = 2 * one_second;
+constexpr int64_t one_second = 1'000'000'000, two_seconds = 2 * one_second;
 
 static int64_t present()
 {
@@ -26,16 +24,29 @@ static int64_t present()
     return now.tv_sec * one_second + now.tv_nsec;
 }
 
-template <typename Attempt> static bool succeeds_before(int64_t deadline, const Attempt &attempt)
+// Tries again and again for so long, which begins when the first attempt has failed.
+class Patience
 {
-    for (int64_t pause = 10'000; !attempt(); pause = std::min<int64_t>(2 * pause, 1'000'000)) {
-        if (present() > deadline)
-            return false;
-        const timespec length = {0, pause};
-        system_call(SYS_nanosleep, &length, nullptr);
+  public:
+    explicit Patience(int64_t length) : length_(length) {}
+
+    template <typename Attempt> bool succeeds(const Attempt &attempt)
+    {
+        for (int64_t pause = 10'000; !attempt(); pause = std::min<int64_t>(2 * pause, 1'000'000)) {
+            const int64_t now = present();
+            if (end_ == 0)
+                end_ = now + length_;
+            if (now > end_)
+                return false;
+            const timespec rest = {0, pause};
+            system_call(SYS_nanosleep, &rest, nullptr);
+        }
+        return true;
     }
-    return true;
-}
+
+  private:
+    int64_t length_, end_ = 0;
+};
 
 // The number of the process of which a thread is in the midst of a change, or of a fork: a child that was made in the
 // midst of a change would keep the lock when its parent is killed. A number that is another's was left by a parent that
@@ -58,8 +69,8 @@ static void leave()
 // inherited would let all its holders in at once.
 int Change::begin(int descriptor)
 {
-    const int64_t deadline = present() + patience;
-    inside_ = succeeds_before(deadline, enter);
+    Patience patience(two_seconds);
+    inside_ = patience.succeeds(enter);
     if (!inside_)
         return EBUSY;
     char self[32];
@@ -68,7 +79,7 @@ int Change::begin(int descriptor)
     if (lock_ < 0)
         return -lock_;
     long answer = 0;
-    const bool locked = succeeds_before(deadline, [&] {
+    const bool locked = patience.succeeds([&] {
         answer = system_call(SYS_flock, lock_, LOCK_EX | LOCK_NB);
         return answer != -EWOULDBLOCK;
     });
@@ -76,7 +87,7 @@ int Change::begin(int descriptor)
         return EBUSY;
     if (answer < 0)
         return static_cast<int>(-answer);
-    return flaw_in_state(lock_) == nullptr ? mapping_.map(lock_, PROT_READ | PROT_WRITE) : EBADMSG;
+    return mapping_.map(lock_, Mapping::writing);
 }
 
 Change::Change(int descriptor) : error_(begin(descriptor)) {}
@@ -101,7 +112,7 @@ static thread_local constinit Fork own_fork __attribute__((tls_model("initial-ex
 static void before_fork()
 {
     own_fork.kept_signals = hold_signals();
-    own_fork.inside = succeeds_before(present() + 2 * patience, enter); // longer than a change takes
+    own_fork.inside = Patience(2 * two_seconds).succeeds(enter); // longer than a change takes
 }
 
 static void after_fork()

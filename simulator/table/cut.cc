@@ -1,7 +1,6 @@
 #include "simulator/table/cut.h"
 
-#include <sys/mman.h>
-
+#include <atomic>
 #include <csignal>
 
 #include "base/errno_guard.h"
@@ -13,14 +12,12 @@ namespace sim
 
 static SIM_NEXT(sigaction, int(int, const struct sigaction *, struct sigaction *));
 
-static std::atomic<const Table *> attached_to;
+static std::atomic<bool> outliving_cuts;
 
 // What is not about a table ends the program as it would without this handler: a fault happens again once it returns.
 static void handle_fault(int number, siginfo_t *fault, void *)
 {
-    Mapping *used = Mapping::in_use();
-    if (fault->si_code == BUS_ADRERR &&
-        ((used != nullptr && used->give_up(fault->si_addr)) || give_up(attached_to.load(), PROT_READ, fault->si_addr)))
+    if (fault->si_code == BUS_ADRERR && give_up_table(fault->si_addr))
         return;
     ov::ErrnoGuard keep;
     struct sigaction none = {};
@@ -46,7 +43,7 @@ static void handle_faults()
 {
     ov::ErrnoGuard keep;
     struct sigaction present;
-    if (attached_to.load() == nullptr || next_sigaction(SIGBUS, nullptr, &present) != 0 || !is_none(present))
+    if (!outliving_cuts || next_sigaction(SIGBUS, nullptr, &present) != 0 || !is_none(present))
         return;
     struct sigaction own = {};
     own.sa_sigaction = handle_fault;
@@ -54,9 +51,9 @@ static void handle_faults()
     next_sigaction(SIGBUS, &own, nullptr);
 }
 
-void outlive_cuts(const Table &table)
+void outlive_cuts()
 {
-    attached_to.store(&table);
+    outliving_cuts = true;
     handle_faults();
 }
 

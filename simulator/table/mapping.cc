@@ -1,8 +1,10 @@
 #include "simulator/table/mapping.h"
 
 #include <sys/mman.h>
+#include <sys/stat.h>
 
 #include <bit>
+#include <cerrno>
 #include <cstdint>
 
 #include "simulator/bare/system_call.h"
@@ -10,59 +12,113 @@
 namespace sim
 {
 
+// A table that stays mapped, and whose it is: mapping it for every command costs more than all the rest of one.
+struct Kept {
+    std::atomic<Table *> table;
+    uint64_t device, inode;
+
+    bool is(const struct stat &file) const
+    {
+        return table.load(std::memory_order_acquire) != nullptr && device == file.st_dev && inode == file.st_ino;
+    }
+    void keep(Table *mapped, const struct stat &file)
+    {
+        device = file.st_dev;
+        inode = file.st_ino;
+        table.store(mapped, std::memory_order_release);
+    }
+};
+static constinit Kept own_table = {}, written_table = {};
+static std::atomic<bool> own_table_was_cut;
+
 static thread_local constinit Mapping *own_mapping __attribute__((tls_model("initial-exec"))) = nullptr;
 
-static long map_whole(const Table *where, int protection, int flags, int descriptor)
+static int protection(Mapping::Use use)
 {
-    return system_call(SYS_mmap, where, sizeof(Table), protection, flags, descriptor, 0);
+    return use == Mapping::writing ? PROT_READ | PROT_WRITE : PROT_READ;
 }
 
-static bool failed(long answer)
+// 0, or an errno.
+static int map_whole(Table *&table, Mapping::Use use, int flags, int descriptor)
 {
-    return answer < 0 && answer >= -4095;
-}
-
-const Table *map_state(int descriptor)
-{
-    const long address = map_whole(nullptr, PROT_READ, MAP_SHARED, descriptor);
-    return failed(address) ? nullptr : std::bit_cast<const Table *>(address);
-}
-
-int Mapping::map(int descriptor, int protection)
-{
-    const long address = map_whole(nullptr, protection, MAP_SHARED, descriptor);
-    if (failed(address))
+    const long address = system_call(SYS_mmap, table, sizeof(Table), protection(use), flags, descriptor, 0);
+    if (address < 0 && address >= -4095)
         return static_cast<int>(-address);
-    table_ = std::bit_cast<Table *>(address);
-    protection_ = protection;
+    table = std::bit_cast<Table *>(address);
+    return 0;
+}
+
+static void unmap(Table *table)
+{
+    if (table != nullptr)
+        system_call(SYS_munmap, table, sizeof(Table));
+}
+
+const Table *attach_state(int descriptor)
+{
+    struct stat file = {};
+    Table *table = nullptr;
+    if (system_call(SYS_fstat, descriptor, &file) != 0 ||
+        map_whole(table, Mapping::reading, MAP_SHARED, descriptor) != 0)
+        return nullptr;
+    own_table.keep(table, file);
+    return table;
+}
+
+int Mapping::map(int descriptor, Use use)
+{
+    struct stat file = {};
+    const long error = system_call(SYS_fstat, descriptor, &file);
+    if (error != 0 || file.st_size != sizeof(Table))
+        return error != 0 ? static_cast<int>(-error) : EBADMSG;
+    const Kept &known = use == writing ? written_table : own_table;
+    use_ = use;
+    kept_ = known.is(file) && !(use == reading && own_table_was_cut);
+    if (kept_) {
+        table_ = known.table;
+    } else if (const int refused = map_whole(table_, use, MAP_SHARED, descriptor)) {
+        return refused;
+    } else if (use == writing) {
+        unmap(written_table.table);
+        written_table.keep(table_, file);
+        kept_ = true;
+    }
     own_mapping = this;
     return 0;
 }
 
+bool Mapping::was_cut() const
+{
+    return cut_ || (kept_ && use_ == reading && own_table_was_cut);
+}
+
 Mapping::~Mapping()
 {
-    if (table_ == nullptr)
-        return;
     own_mapping = nullptr;
-    system_call(SYS_munmap, table_, sizeof(Table));
+    if (kept_ && !(cut_ && use_ == writing))
+        return;
+    if (kept_)
+        written_table.table = nullptr;
+    unmap(table_);
 }
 
-Mapping *Mapping::in_use()
+static bool put_empty_table(Table *table, Mapping::Use use, const void *address)
 {
-    return own_mapping;
+    return table != nullptr && std::bit_cast<uintptr_t>(address) - std::bit_cast<uintptr_t>(table) < sizeof(Table) &&
+           map_whole(table, use, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1) == 0;
 }
 
-bool Mapping::give_up(const void *address)
+bool give_up_table(const void *address)
 {
-    cut_ = sim::give_up(table_, protection_, address);
-    return cut_;
-}
-
-bool give_up(const Table *table, int protection, const void *address)
-{
-    const auto begin = std::bit_cast<uintptr_t>(table), place = std::bit_cast<uintptr_t>(address);
-    return table != nullptr && place - begin < sizeof(Table) &&
-           !failed(map_whole(table, protection, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1));
+    if (put_empty_table(own_table.table, Mapping::reading, address)) {
+        own_table_was_cut = true;
+        return true;
+    }
+    Mapping *used = own_mapping;
+    if (used == nullptr || !put_empty_table(used->table_, used->use_, address))
+        return false;
+    used->cut_ = true;
+    return true;
 }
 
 } // namespace sim

@@ -1,4 +1,4 @@
-// The memory in which a table is used. Where its file is cut short under it, the kernel refuses to let it be touched.
+// The memory in which tables are used. Where a file is cut short under it, the kernel refuses to let it be touched.
 #pragma once
 
 #include "simulator/table/table.h"
@@ -6,38 +6,37 @@
 namespace sim
 {
 
-// The table of a good file for reading, until munmap; null when it cannot be mapped.
-const Table *map_state(int descriptor);
+// Maps the table of a good file for what this process reads of it from now on; null when that cannot be. Once.
+const Table *attach_state(int descriptor);
 
 // The table of a good file for the length of one of this thread's commands, of which no other begins meanwhile.
 class Mapping
 {
   public:
+    enum Use { reading, writing }; // writing is for one thread at a time
+
     Mapping() = default;
     ~Mapping();
     Mapping(const Mapping &) = delete;
     Mapping &operator=(const Mapping &) = delete;
 
-    // 0, or an errno. The protection is as for mmap(2).
-    int map(int descriptor, int protection);
+    // 0, or an errno.
+    int map(int descriptor, Use use);
     Table *table() const { return table_; }
 
-    // Whether its file was cut short, so that what was read and written counts for nothing.
-    bool was_cut() const { return cut_; }
-
-    // What this thread's command uses, or null.
-    static Mapping *in_use();
-
-    // Puts an empty table in its place, without a file, if it is around an address; false otherwise.
-    bool give_up(const void *address);
+    // Whether the file was cut short, so that what was read and written counts for nothing.
+    bool was_cut() const;
 
   private:
+    friend bool give_up_table(const void *address);
+
     Table *table_ = nullptr;
-    int protection_ = 0;
-    bool cut_ = false;
+    Use use_ = reading;
+    bool cut_ = false, kept_ = false;
 };
 
-// The same for a table that is mapped for reading.
-bool give_up(const Table *table, int protection, const void *address);
+// Puts an empty table, without a file, in the place of the one around an address that cannot be touched: this
+// process's, or that of this thread's command. False when there is none.
+bool give_up_table(const void *address);
 
 } // namespace sim

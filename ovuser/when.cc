@@ -139,6 +139,12 @@ static void hint_on_time(const char *typed, int argc, char **argv)
          "as 'ovuser list' prints them");
 }
 
+// Whether that is all that is wrong with a time: its form is one.
+static bool is_out_of_range(const char *refusal)
+{
+    return refusal != nullptr && strstr(refusal, ", must not be ") != nullptr;
+}
+
 int When::take_time(int argc, char **argv)
 {
     char *message = nullptr;
@@ -146,8 +152,24 @@ int When::take_time(int argc, char **argv)
     request_.virtime = ov_read_time(optarg, &message);
     if (request_.virtime != 0)
         return done;
+    const bool of_a_form = is_out_of_range(message);
     const int status = conclude(OV_BAD_TIME, message);
-    hint_on_time(optarg, argc, argv);
+    if (!of_a_form)
+        hint_on_time(optarg, argc, argv);
+    return status;
+}
+
+int When::take_date()
+{
+    char *message = nullptr;
+    int code;
+    request_.x_date = engine_date(optarg, date_);
+    if (parse_Xtime(request_.x_date, &message, &code) != 0)
+        return done;
+    const bool of_a_form = is_out_of_range(message);
+    const int status = conclude(OV_BAD_TIME, message);
+    if (!of_a_form)
+        hint("--date takes YYYY-MM-DD or MMDDYYYY");
     return status;
 }
 
@@ -186,8 +208,7 @@ int When::take_option(int choice, int argc, char **argv)
     case when_at:
         return take_time(argc, argv);
     case when_date:
-        request_.x_date = engine_date(optarg, date_);
-        return done;
+        return take_date();
     case when_epoch:
         request_.time_form = OV_ABSOLUTE_FORM;
         return read_number(choice, INT64_MIN, INT64_MAX, request_.virtime);

@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
 
 #include "ov_helper.h"
 
@@ -57,7 +56,7 @@ inline constexpr option when_options[] = {
 
 // These options and a subcommand's own, for getopt_long; the short ones are X: and o:.
 template <size_t N> struct OptionsWithWhen {
-    option list[std::size(when_options) + N + 1] = {};
+    option list[(when_end - when_at) + N + 1] = {};
 
     constexpr explicit OptionsWithWhen(const option (&own)[N])
     {
@@ -103,6 +102,7 @@ class When
   private:
     int take_option(int choice, int argc, char **argv);
     int take_time(int argc, char **argv);
+    int take_date();
     int take_span();
     int take_speed();
     int clash_with(int choice);

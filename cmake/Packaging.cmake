@@ -26,6 +26,11 @@ set(python_summary "virtual clocks for Python programs and their tests")
 set(python_description "${in_common}
 This package has the Python package orvane, and its plugin for pytest.")
 
+set(cockpit_summary "virtual clocks in the web console")
+set(cockpit_description "${in_common}
+This package has a page for the web console Cockpit, which shows, sets and
+plots the clocks of a host.")
+
 include(cmake/debian/packages.cmake)
 include(cmake/rpm/packages.cmake)
 include(CPack)

@@ -1,24 +1,14 @@
 // The host, by way of its utility alone. What it says of a failure is what people are shown.
 /* global cockpit */
 
-export class Failure extends Error {
-    constructor(problem, message) {
-        super(message);
-        this.problem = problem;
-    }
-}
-
 const words = {
     "not-found": "ovuser is not installed on this host: install the package orvane-tools.",
     "access-denied": "This needs administrative access, which you do not have here.",
 };
 
-function failure(error) {
-    if (words[error.problem])
-        return new Failure(error.problem, words[error.problem]);
-    if (error.problem)
-        return new Failure(error.problem, "The connection to the host is lost: " + error.problem + ".");
-    return new Failure("refused", (error.message || "ovuser failed without a word").trim());
+function failure({ problem, message }) {
+    const lost = problem ? `The connection to the host is lost: ${problem}.` : "";
+    return new Error(words[problem] || lost || (message || "ovuser failed without a word").trim());
 }
 
 // Over a connection that is gone nothing fails, and nothing comes.
@@ -26,7 +16,7 @@ function silence() {
     return new Promise((_resolve, reject) => setTimeout(reject, 8000, { problem: "it does not answer" }));
 }
 
-// Standard output of one call; a Failure when it ends with another status than 0.
+// Standard output of one call; an Error when it ends with another status than 0.
 export async function ovuser(...args) {
     const call = cockpit.spawn(["ovuser", ...args], { superuser: "try", err: "message",
                                                      environ: ["LC_ALL=C.UTF-8"] });

@@ -12,9 +12,11 @@ const clocks = new Map();
 let next = 0;
 let looking = false;
 let busy = false;
+let plotted = 0;
 
-function plotChosen() {
-    plot(chosenClocks(), steadyNow());
+function replot() {
+    plotted = steadyNow();
+    plot(chosenClocks(), plotted);
 }
 
 async function look() {
@@ -26,19 +28,12 @@ async function look() {
         const found = await listClocks();
         const moment = steadyNow();
         const before = clocks.size;
-        const there = new Set();
-        for (const entry of found) {
-            const identity = identityOf(entry);
-            there.add(identity);
-            if (clocks.has(identity))
-                clocks.get(identity).take(entry, moment);
-            else
-                clocks.set(identity, new Clock(entry, moment));
-        }
-        for (const identity of clocks.keys())
-            if (!there.has(identity))
-                clocks.delete(identity);
-        showClocks(clocks, moment, { choose: plotChosen, change: changeInForm, remove });
+        const there = new Map(found.map(entry => [identityOf(entry), entry]));
+        for (const [identity, entry] of there)
+            clocks.has(identity) ? clocks.get(identity).take(entry, moment) : clocks.set(identity, new Clock(entry, moment));
+        for (const identity of [...clocks.keys()].filter(known => !there.has(known)))
+            clocks.delete(identity);
+        showClocks(clocks, moment, { choose: replot, change: changeInForm, remove });
         trouble.hidden = true;
         document.querySelector("#empty").hidden = clocks.size > 0;
         document.querySelector("#clocks").hidden = clocks.size === 0;
@@ -52,25 +47,15 @@ async function look() {
     next = setTimeout(look, pause);
 }
 
-let plotted = 0;
-function replot() {
-    plotted = steadyNow();
-    plotChosen();
-}
-
 // One change at a time: what is clicked meanwhile, as by a double click, is not sent.
 async function act(change) {
     if (busy)
         return;
     busy = true;
     document.body.setAttribute("aria-busy", "true");
-    try {
-        outcome.textContent = (await change()).trim();
-        outcome.className = "";
-    } catch (failure) {
-        outcome.textContent = failure.message;
-        outcome.className = "failed";
-    }
+    const [text, className] = await change().then(said => [said, ""], failure => [failure.message, "failed"]);
+    outcome.textContent = text.trim();
+    outcome.className = className;
     busy = false;
     document.body.removeAttribute("aria-busy");
     await look();

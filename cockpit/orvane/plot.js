@@ -1,5 +1,6 @@
 // Virtual time against real time, for the clocks that were chosen: how far each gets from what it shows now.
 import { iso } from "./clock.js";
+import { make } from "./dom.js";
 
 const svg = document.querySelector("#plot svg");
 const moment = document.querySelector("#moment");
@@ -23,10 +24,7 @@ function seconds() {
     return Number(span.value);
 }
 
-function units() {
-    const length = seconds();
-    return length === 3600 ? [600, 60, "min"] : length === 86400 ? [14400, 3600, "h"] : [86400, 86400, "d"];
-}
+const units = { 3600: [600, 60, "min"], 86400: [14400, 3600, "h"], 604800: [86400, 86400, "d"] };
 
 function x(later) {
     return box.left + (box.right - box.left) * later / seconds();
@@ -48,7 +46,7 @@ function path(further) {
 }
 
 function grid() {
-    const [step, unit, name] = units();
+    const [step, unit, name] = units[seconds()];
     for (let later = 0; later <= seconds(); later += step) {
         draw("line", { x1: x(later), x2: x(later), y1: box.top, y2: box.bottom, class: "grid" });
         draw("text", { x: x(later), y: box.bottom + 16, "text-anchor": "middle" }, `+${later / unit} ${name}`);
@@ -68,14 +66,8 @@ function read() {
     draw("line", { x1: x(later), x2: x(later), y1: box.top, y2: box.bottom, class: "guide" });
     const lines = [["real time", iso(first.realAt(begun + later), first.offset), "real"]];
     clocks.forEach((clock, i) => lines.push([clock.identity, iso(clock.at(begun + later), clock.offset), "line" + i % 6]));
-    reading.replaceChildren(...lines.map(([who, time, colour]) => {
-        const item = document.createElement("li");
-        const name = document.createElement("bdi");
-        item.className = colour;
-        name.textContent = who;
-        item.append(name, " " + time);
-        return item;
-    }));
+    reading.replaceChildren(...lines.map(([who, time, className]) =>
+        make("li", { className }, make("bdi", {}, who), " " + time)));
     moment.setAttribute("aria-valuetext", lines.map(([who, time]) => who + " " + time).join(", "));
 }
 

@@ -1,6 +1,7 @@
 // The table of clocks: rows stay the same elements for as long as their clock is there, so that neither focus nor the
 // place that one has scrolled to is lost.
 import { distance, iso } from "./clock.js";
+import { make } from "./dom.js";
 
 const body = document.querySelector("#clocks tbody");
 const rows = new Map();
@@ -17,58 +18,37 @@ function put(element, text) {
         element.textContent = text;
 }
 
-function cell(row, name, ...children) {
-    const element = document.createElement("td");
-    element.className = name;
-    element.append(...children);
-    row.append(element);
-    return element;
-}
-
-function button(text, label, act) {
-    const element = document.createElement("button");
-    element.type = "button";
-    element.textContent = text;
-    element.setAttribute("aria-label", label);
-    element.addEventListener("click", act);
-    return element;
+function button(text, what, identity, onclick) {
+    return make("button", { type: "button", ariaLabel: `${what} ${identity}`, onclick }, text);
 }
 
 function makeRow(clock, actions) {
-    const row = document.createElement("tr");
-    row.dataset.identity = clock.identity;
-    const chosen = document.createElement("input");
-    chosen.type = "checkbox";
-    chosen.checked = rows.size < 6;
-    chosen.setAttribute("aria-label", "Plot " + clock.identity);
-    chosen.addEventListener("change", actions.choose);
-    cell(row, "chosen", chosen);
-    const who = document.createElement("th");
-    who.scope = "row";
-    who.className = "who";
-    const name = document.createElement("bdi"); // which a name's own direction does not leave
-    name.textContent = clock.identity;
-    who.append(name);
-    row.append(who);
+    const { identity } = clock;
     const cells = { clock };
-    for (const part of ["time", "ahead", "speed", "rewind", "seen"])
-        cells[part] = cell(row, part);
-    cell(row, "do", button("Change", "Change the clock of " + clock.identity, () => actions.change(cells.clock)),
-         button("Take away…", "Take away the clock of " + clock.identity, () => actions.remove(cells.clock)));
-    row.cells_ = cells;
+    const chosen = make("input", { type: "checkbox", checked: rows.size < 6, ariaLabel: "Plot " + identity,
+                                   onchange: actions.choose });
+    const row = make("tr", { cells_: cells }, make("td", {}, chosen),
+                     make("th", { scope: "row", className: "who" }, make("bdi", {}, identity))); // a name's own direction
+    row.dataset.identity = identity;
+    for (const className of ["time", "ahead", "speed", "rewind", "seen"])
+        row.append(cells[className] = make("td", { className }));
+    row.append(make("td", { className: "do" },
+                    button("Change", "Change the clock of", identity, () => actions.change(cells.clock)),
+                    button("Take away…", "Take away the clock of", identity, () => actions.remove(cells.clock))));
     sight.observe(row);
     return row;
 }
 
-function value(row, moment) {
-    const { clock } = row.cells_;
-    if (order.by === "identity")
-        return clock.identity;
-    return order.by === "epoch" ? clock.at(moment) : order.by === "ahead" ? clock.aheadAt(moment) : clock.found[order.by];
-}
+const values = {
+    identity: clock => clock.identity,
+    epoch: (clock, moment) => clock.at(moment),
+    ahead: (clock, moment) => clock.aheadAt(moment),
+    speed: clock => clock.found.speed,
+    rewind: clock => clock.found.rewind,
+};
 
 function arrange(moment) {
-    const keyed = [...rows.values()].map(row => [value(row, moment), row]);
+    const keyed = [...rows.values()].map(row => [values[order.by](row.cells_.clock, moment), row]);
     keyed.sort(([a], [b]) => order.sign * (a < b ? -1 : a > b ? 1 : 0));
     const focused = document.activeElement;
     let place = body.firstElementChild;
@@ -132,10 +112,8 @@ export function filterBy(text) {
 export function sortBy(by, moment) {
     order = { by, sign: order.by === by ? -order.sign : 1 };
     for (const heading of document.querySelectorAll("#clocks th button")) {
-        if (heading.dataset.sort === by)
-            heading.parentElement.setAttribute("aria-sort", order.sign > 0 ? "ascending" : "descending");
-        else
-            heading.parentElement.removeAttribute("aria-sort");
+        const direction = order.sign > 0 ? "ascending" : "descending";
+        heading.parentElement.ariaSort = heading.dataset.sort === by ? direction : null;
     }
     arrange(moment);
 }

@@ -34,8 +34,8 @@ inline int next_stop(int which, bool patient, int &status)
         const long stopped = system_call(SYS_wait4, which, &status, __WALL | WNOHANG, nullptr);
         if (stopped != 0 && stopped != -EINTR)
             return stopped > 0 ? static_cast<int>(stopped) : 0;
-        const long told = system_call(SYS_rt_sigtimedwait, &child_signal, nullptr, patient ? nullptr : &longest,
-                                      sizeof child_signal);
+        const long told =
+            system_call(SYS_rt_sigtimedwait, &child_signal, nullptr, patient ? nullptr : &longest, sizeof child_signal);
         if (told == -EAGAIN)
             return 0;
     }

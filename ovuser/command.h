@@ -15,7 +15,6 @@ struct Identity;
 // Exit status: the class of check_rc, so that this is also the class of a bad request.
 enum Exit { done = 0, not_understood = 2, not_carried_out = 5 };
 
-// A subcommand. The argv[0] that it is given is how getopt begins its messages.
 struct Subcommand {
     const char *word;
     int (*run)(int argc, char **argv);

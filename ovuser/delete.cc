@@ -25,7 +25,7 @@ int delete_command(int argc, char **argv)
         return done;
     }
     if (choice != -1)
-        return hint_on_option(argv, options);
+        return fault_in_option(argv, options);
     Identities identities;
     if (const int status = identities.read_or_caller("delete", argc - optind, argv + optind))
         return status;

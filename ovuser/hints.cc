@@ -58,19 +58,46 @@ void Nearest::consider(const char *candidate)
     found_ = candidate;
 }
 
-int hint_on_option(char *const *argv, const option *known)
+// Says what getopt would say, which quotes words as they are. Of the known options that a word begins, the first.
+static const option *name_option_fault(const char *typed, const option *known)
+{
+    const bool is_long = strncmp(typed, "--", 2) == 0;
+    const size_t length = is_long ? strcspn(typed + 2, "=") : 0;
+    const option *first = nullptr;
+    int matches = 0;
+    for (const option *entry = known; is_long && entry->name != nullptr; ++entry) {
+        if (strncmp(typed + 2, entry->name, length) != 0)
+            continue;
+        matches = strlen(entry->name) == length ? 1 : matches + 1;
+        first = matches == 1 ? entry : first;
+        if (strlen(entry->name) == length)
+            break;
+    }
+    if (optopt != 0 && (first == nullptr || first->val != optopt)) // a letter, of which several may share a word
+        misunderstood(strchr("Xo", optopt) != nullptr ? "invalid option, or one without its argument -- '%c'"
+                                                      : "invalid option -- '%c'",
+                      optopt);
+    else if (matches == 0)
+        misunderstood("unrecognized option '%s'", typed);
+    else if (matches > 1)
+        misunderstood("option '%s' is ambiguous", typed);
+    else if (first->has_arg == no_argument)
+        misunderstood("option '--%s' doesn't allow an argument", first->name);
+    else
+        misunderstood("option '--%s' requires an argument", first->name);
+    return first;
+}
+
+int fault_in_option(char *const *argv, const option *known)
 {
     const char *typed = argv[optind - 1];
-    if (strncmp(typed, "--", 2) != 0)
+    if (name_option_fault(typed, known) != nullptr || strncmp(typed, "--", 2) != 0)
         return not_understood;
     char word[32];
     snprintf(word, sizeof word, "%.*s", static_cast<int>(strcspn(typed + 2, "=")), typed + 2);
     Nearest nearest(word);
-    for (const option *entry = known; entry->name != nullptr; ++entry) {
-        if (strncmp(word, entry->name, strlen(word)) == 0) // getopt knows it, and has said what is wrong
-            return not_understood;
+    for (const option *entry = known; entry->name != nullptr; ++entry)
         nearest.consider(entry->name);
-    }
     if (nearest.found() != nullptr)
         hint("did you mean --%s?", nearest.found());
     return not_understood;

@@ -24,8 +24,9 @@ class Nearest
     int distance_;
 };
 
-// For getopt's '?': names the option that may have been meant, and returns not_understood.
-int hint_on_option(char *const *argv, const option *known);
+// For getopt's '?', with opterr at 0: says what is wrong with the option, which one may have been meant, and returns
+// not_understood.
+int fault_in_option(char *const *argv, const option *known);
 
 // For an identity that does not exist.
 void hint_on_identity(const char *typed);

@@ -104,7 +104,7 @@ int list_command(int argc, char **argv)
                 return misunderstood("--watch takes seconds from 0.05 to 86400, not '%s'", optarg);
             break;
         default:
-            return hint_on_option(argv, list_options);
+            return fault_in_option(argv, list_options);
         }
     }
     if (as_json && interval != 0)

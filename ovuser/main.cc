@@ -1,4 +1,6 @@
 // ovuser: virtual clocks for users, groups and processes, from the command line.
+#include <getopt.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -57,7 +59,7 @@ static int run(int argc, char **argv)
         if (strcmp(word, subcommand.word) == 0) {
             if (subcommand.run != run_command) // whose command is to find its environment as it is
                 unsetenv("POSIXLY_CORRECT");   // options come behind the identities
-            argv[1] = const_cast<char *>("ovuser: error");
+            opterr = 0;                        // the subcommands say what is wrong
             return subcommand.run(argc - 1, argv + 1);
         }
     }

@@ -53,7 +53,7 @@ int reset_command(int argc, char **argv)
         return done;
     }
     if (choice != -1)
-        return hint_on_option(argv, options);
+        return fault_in_option(argv, options);
     if (optind != argc) // whoever names somebody does not mean everybody
         return misunderstood("reset takes no identities");
     return reset();

@@ -113,7 +113,7 @@ int show_command(int argc, char **argv)
             return done;
         }
         if (choice != 'j')
-            return hint_on_option(argv, show_options);
+            return fault_in_option(argv, show_options);
         as_json = true;
     }
     Identities identities;

@@ -241,7 +241,7 @@ int When::take(int choice, int argc, char **argv, const option *known)
 {
     choice = choice == 'X' ? int{when_date} : choice == 'o' ? int{when_origin} : choice;
     if (choice < when_at || choice >= when_end) // getopt has said what is wrong
-        return hint_on_option(argv, known);
+        return fault_in_option(argv, known);
     if (choice <= when_offset)
         if (const int other = clash_with(choice))
             return misunderstood("--%s and --%s cannot be given together", name_of(other), name_of(choice));

@@ -120,11 +120,13 @@ TEST_F(Utility, WatchesTheClocks)
 TEST_F(Utility, ShowsControlCharacters)
 {
     expect({
-        {"x=$(printf 'a\n\033[31m\377\303\251\302\233'); $OV list \"$x\"; $OV \"$x\"; $OV add --epoch \"$x\"",
+        {"x=$(printf 'a\n\033[31m\377\303\251\302\233'); $OV list \"$x\"; $OV \"$x\"; $OV add --epoch \"$x\"; $OV list "
+         "\"--$x\"",
          ERROR "incorrect/non-existent username, or uid a\\012\\033[31m\\377\303\251\\302\\233 passed in\n" AND_ERROR
                "a\\012\\033[31m\\377\303\251\\302\\233 is not a subcommand; 'ovuser --help' lists them\n" AND_ERROR
                "--epoch takes a whole number from -9223372036854775808 to 9223372036854775807, not "
-               "'a\\012\\033[31m\\377\303\251\\302\\233'\n= 2"},
+               "'a\\012\\033[31m\\377\303\251\\302\\233'\n" AND_ERROR
+               "unrecognized option '--a\\012\\033[31m\\377\303\251\\302\\233'\n= 2"},
     });
     if (shell("unshare -m true 2>&-") != "= 0") // in a changed root
         return;

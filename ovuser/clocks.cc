@@ -140,21 +140,21 @@ void write_owner(Json &json, const ov_clock &clock)
 {
     json.text("kind", kind_word(clock.kind));
     json.number("id", clock.id);
-    clock.named > 0 ? json.text("name", clock.name) : json.null("name");
+    clock.named > 0 ? json.text("name", clock.name) : json.word("name", "null");
 }
 
 void write_clock(Json &json, const ov_clock &clock, time_t real)
 {
     write_owner(json, clock);
     const Timestamp time(clock.value);
-    time.has_date ? json.text("time", time.text) : json.null("time");
+    time.has_date ? json.text("time", time.text) : json.word("time", "null");
     json.number("epoch", clock.value);
     json.number("ahead", seconds_ahead(clock, real));
     json.number("speed", clock.speed);
     json.text("speed_text", clock_speed_string(clock.speed));
-    json.truth("frozen", is_frozen(clock));
-    json.truth("rewind", clock.rewind != 0);
-    clock.origin != 0 ? json.number("origin", clock.origin) : json.null("origin");
+    json.word("frozen", is_frozen(clock) ? "true" : "false");
+    json.word("rewind", clock.rewind != 0 ? "true" : "false");
+    clock.origin != 0 ? json.number("origin", clock.origin) : json.word("origin", "null");
 }
 
 } // namespace ovuser

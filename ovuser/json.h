@@ -15,16 +15,15 @@ class Json
   public:
     explicit Json(FILE *stream) : stream_(stream) {}
 
-    // Each puts itself behind what was there. A key is written as it is.
-    void open(char bracket, const char *key = nullptr) { begin(key), fputc(bracket, stream_), first_ = true, ++depth_; }
+    // Each puts itself behind what was there. A key is written as it is, and so is a word: true, false or null.
+    void open(char bracket, const char *key = nullptr) { fputc(bracket, begin(key)), first_ = true, ++depth_; }
     void close(char bracket) { fputc(bracket, stream_), first_ = false, --depth_; }
-    void number(const char *key, int64_t value) { begin(key), fprintf(stream_, "%" PRId64, value); }
-    void truth(const char *key, bool value) { begin(key), fputs(value ? "true" : "false", stream_); }
-    void null(const char *key) { begin(key), fputs("null", stream_); }
+    void number(const char *key, int64_t value) { fprintf(begin(key), "%" PRId64, value); }
+    void word(const char *key, const char *value) { fputs(value, begin(key)); }
     // A byte that is no part of UTF-8 becomes U+FFFD.
     void text(const char *key, const char *value)
     {
-        begin(key), fputc('"', stream_);
+        fputc('"', begin(key));
         for (size_t length; *value != '\0'; value += length > 0 ? length : 1) {
             length = character_length(value);
             if (length == 0)
@@ -40,12 +39,13 @@ class Json
     }
 
   private:
-    void begin(const char *key)
+    FILE *begin(const char *key)
     {
         fputs(first_ ? "" : depth_ == 1 ? ",\n " : ", ", stream_);
         first_ = false;
         if (key != nullptr)
             fprintf(stream_, "\"%s\": ", key);
+        return stream_;
     }
 
     FILE *stream_;

@@ -97,7 +97,7 @@ static void show_as_json(Json &json, const Clocks &clocks, const Identity &who, 
         write_clock(json, *clock, real);
         json.close('}');
     } else {
-        json.null("clock");
+        json.word("clock", "null");
     }
     write_those(json, "overrules", clocks, [&](const ov_clock &other) { return life.overrules(other); });
     write_those(json, "overruled_by", clocks, [&](const ov_clock &other) { return life.is_overruled_by(other); });

@@ -24,10 +24,11 @@ TEST_F(Utility, DropsNoRowInSilence)
                "jq -c '.[] | [.id, .name]'",
          "0\nu:99999    Frozen                    " CHRISTMAS "[99999,null]\n= 0"},
         {"$NOBODY sh -c './ovuser add p:$$ $FREEZE >/dev/null; PATH= ./ovuser list' | grep -c ^p:", "1\n= 0"},
-        {"$NOBODY $SIM --fault 1:0:0:speed=0,2:0:0:id=1,2:0:0:flags=3 sh -c 'exec 3>&- 4>&- 5>&- 6>&- 7>&-; "
-         "ulimit -n 4; ./ovuser list'",
-         OWN_HEADER "- End of list -\n! ovuser: warning: clocks of which it cannot be told whether they are yours: 1\n"
-                    "= 5"},
+        {"for entry in id=1,2:0:0:flags=3 id=65534,2:0:0:flags=1; do $NOBODY $SIM --fault 1:0:0:speed=0,2:0:0:$entry "
+         "sh -c 'exec 3>&- 4>&- 5>&- 6>&- 7>&-; ulimit -n 4; ./ovuser list'; done",
+         OWN_HEADER "- End of list -\n" OWN_HEADER "u:65534    Frozen                    Thu Jan  1 00:00:00 1970\n\n"
+                    "- End of list -\novuser: Requested Orvane users have been listed above.\n"
+                    "! ovuser: warning: clocks of which it cannot be told whether they are yours: 1\n= 0"},
         {"$OV add bin $FREEZE >/dev/null; $OV list daemon bin g:bin || $NOBODY $OV list g:bin | tail -n 1",
          OWN_HEADER "u:bin      Frozen                    " CHRISTMAS "\n- End of list -\n- End of list -\n"
                     "! ovuser: warning: daemon does not have a virtual clock\n"
@@ -131,12 +132,14 @@ TEST_F(Utility, ShowsControlCharacters)
     if (shell("unshare -m true 2>&-") != "= 0") // in a changed root
         return;
     expect({
-        {"{ cat /etc/passwd; printf 'e\"\\\\\033[m\377\302\233\303\251:x:4321:1::/:/bin/sh\n'; } >passwd; unshare -m "
+        {"{ cat /etc/passwd; printf "
+         "'e\"\\\\\033[m\377\302\233\303\251:x:4321:1::/:/bin/sh\nUNKNOWN:x:4322:1::/:/bin/sh\n'; } >passwd; unshare "
+         "-m "
          "sh -c "
-         "'mount --bind passwd /etc/passwd; ./ovuser add 4321 $FREEZE; ./ovuser list | grep u:; "
+         "'mount --bind passwd /etc/passwd; ./ovuser add 4321 UNKNOWN $FREEZE | cut -c -16; ./ovuser list | grep u:; "
          "./ovuser list --json | jq -a .[].name'",
-         "ovuser: uid 4321 has been added with a Frozen virtual clock: " CHRISTMAS
-         "u:e\"\\\\033[m\\377\\302\\233\303\251 Frozen                    " CHRISTMAS
-         "\"e\\\"\\\\\\u001b[m\\ufffd\\u009b\\u00e9\"\n= 0"},
+         "ovuser: uid 4321\novuser: uid 4322\nu:e\"\\\\033[m\\377\\302\\233\303\251 Frozen                   "
+         " " CHRISTMAS "u:UNKNOWN  Frozen                    " CHRISTMAS
+         "\"e\\\"\\\\\\u001b[m\\ufffd\\u009b\\u00e9\"\n\"UNKNOWN\"\n= 0"},
     });
 }

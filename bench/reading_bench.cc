@@ -22,8 +22,10 @@ template <typename Function> static Function *bare(Function *, const char *name)
 
 static const auto bare_clock_gettime = bare(&clock_gettime, "clock_gettime");
 static const auto bare_gettimeofday = bare(&gettimeofday, "gettimeofday");
+static const auto bare_clock_nanosleep = bare(&clock_nanosleep, "clock_nanosleep");
 static timespec instant;
 static timeval moment;
+static constexpr timespec past = {1, 0};
 
 static void give_clock(int64_t speed, uint64_t rewind)
 {
@@ -81,7 +83,7 @@ int main(int argc, char **argv)
         int64_t speed;
         uint64_t rewind;
     } clocks[] = {{"no clock", 0, 0}, {"60 times faster", 60, 0}, {"60 times slower, rewinding", -60, 1}};
-    constexpr Aims with_clock = {2.5}, without_clock = {1.8}, of_time = {1.5};
+    constexpr Aims with_clock = {2.5}, without_clock = {1.8}, of_time = {1.5}, of_wait = {1.3};
     for (const auto &clock : clocks) {
         const auto prepare = [=] { give_clock(clock.speed, clock.rewind); };
         const auto name = [&](const char *call) { return std::string(call) + ", " + clock.name; };
@@ -92,6 +94,9 @@ int main(int argc, char **argv)
             name("gettimeofday"), "bare gettimeofday", aims, 1, prepare);
         compare<[] { benchmark::DoNotOptimize(time(nullptr)); }, [] { bare_clock_gettime(CLOCK_REALTIME, &instant); }>(
             name("time"), "bare clock_gettime", of_time, 1, prepare);
+        compare<[] { clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &past, nullptr); },
+                [] { bare_clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &past, nullptr); }>(
+            name("a wait that is over"), "bare clock_nanosleep", of_wait, 1, prepare);
     }
     const auto no_clock = [] { give_clock(0, 0); };
     compare<[] { run(utility, "list", environ); }, [] { run("/bin/true", nullptr, no_environment); }>(

@@ -1,6 +1,6 @@
 /* Every way to wait until an instant of a clock, each in a thread of its own: an instant as far ahead as the clock
    that the program lives by is said to move meanwhile.
-   Usage: waits MILLISECONDS_OF_THE_CLOCK REAL_MILLISECONDS */
+   Usage: waits MILLISECONDS_OF_THE_CLOCK REAL_MILLISECONDS [-v] */
 #define _GNU_SOURCE
 #include <errno.h>
 #include <fcntl.h>
@@ -222,7 +222,7 @@ static void *go_one_way(void *argument)
     struct way *way = argument;
     struct timespec until, begin, end;
     const long distance = way->source == CLOCK_MONOTONIC ? real_distance : virtual_distance;
-    clock_gettime(CLOCK_MONOTONIC, &begin);
+    syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &begin); /* which nobody comes before */
     clock_gettime(way->source, &until);
     until.tv_sec += distance / 1000;
     until.tv_nsec += distance % 1000 * 1000000;
@@ -231,7 +231,7 @@ static void *go_one_way(void *argument)
         ++until.tv_sec;
     }
     way->result = way->wait(&until);
-    clock_gettime(CLOCK_MONOTONIC, &end);
+    syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &end);
     way->milliseconds = (end.tv_sec - begin.tv_sec) * 1000 + (end.tv_nsec - begin.tv_nsec) / 1000000;
     __atomic_store_n(&way->ended, 1, __ATOMIC_RELEASE);
     return NULL;
@@ -275,8 +275,11 @@ int main(int argc, char **argv)
             printf("%s: hangs\n", way->name);
         else if (way->milliseconds < real_distance || (way->result != 0 && way->result != ETIMEDOUT))
             printf("%s: %s after %ld ms\n", way->name, strerror(way->result), way->milliseconds);
-        else
+        else {
+            if (argc > 3)
+                printf("%s: waits\n", way->name);
             continue;
+        }
         bad = 1;
     }
     return bad;

@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -41,6 +42,44 @@ static void give_clock(int64_t speed, uint64_t rewind)
             abort();
     }
     close(control);
+}
+
+static int control_file;
+
+static void send(zynov_command command, uint64_t kind, int64_t id, uint64_t container)
+{
+    zynov_iov clock = {ZYNOV_IOV_VERSION, 0, 0, id, 1924419600, kind, 1, 0, 0, 0, container};
+    if (command == ZYNOV_IOC_DELETE_CLOCK)
+        clock.vtime = static_cast<int64_t>(kind);
+    if (ioctl(control_file, command, &clock) != 0)
+        abort();
+}
+
+// Makes as many clocks of processes that live, each in a container of its own.
+static void fill_table(uint64_t processes)
+{
+    zynov_iov none = {ZYNOV_IOV_VERSION};
+    for (uint64_t container = 1; container <= 1000; ++container) {
+        none.container_id = container;
+        ioctl(control_file, ZYNOV_IOC_RESET_ALL, &none);
+    }
+    for (uint64_t container = 1; container <= processes; ++container)
+        send(ZYNOV_IOC_ADD_CLOCK, 3, getpid(), container);
+}
+
+static void change_table()
+{
+    send(ZYNOV_IOC_ADD_CLOCK, 1, 1, 0);
+    send(ZYNOV_IOC_DELETE_CLOCK, 1, 1, 0);
+}
+
+static void change_floor()
+{
+    for (int change = 0; change < 2; ++change) {
+        const int file = open(getenv("ZYNOV_SIM_STATE"), O_RDWR | O_CLOEXEC);
+        flock(file, LOCK_EX);
+        close(file);
+    }
 }
 
 static const char *utility, *static_true;
@@ -98,7 +137,14 @@ int main(int argc, char **argv)
                 [] { bare_clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &past, nullptr); }>(
             name("a wait that is over"), "bare clock_nanosleep", of_wait, 1, prepare);
     }
-    const auto no_clock = [] { give_clock(0, 0); };
+    control_file = open(ZYNOV_PATH, O_RDONLY | O_CLOEXEC);
+    compare<change_table, change_floor>("add and delete", "floor: open, flock, close", {10}, 1, [] { fill_table(0); });
+    compare<change_table, change_floor>("the same among 1,000 clocks of processes", "floor: open, flock, close", {20},
+                                        1, [] { fill_table(1000); });
+    const auto no_clock = [] {
+        fill_table(0);
+        give_clock(0, 0);
+    };
     compare<[] { run(utility, "list", environ); }, [] { run("/bin/true", nullptr, no_environment); }>(
         "ovuser list under an empty simulator", "/bin/true", {}, 1, no_clock);
     compare<[] { run(utility, "list", environ); }, [] { run("/bin/true", nullptr, environ); }>(

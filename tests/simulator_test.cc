@@ -107,6 +107,7 @@ TEST(Simulator, TakesNoLivingProcessItsClock)
     for (const auto &[first, shown, added, deleted, emptied, freed] : rows) {
         const auto table = std::make_unique<Table>();
         const auto put = [&, &held = first] {
+            table->used = 3;
             for (uint32_t i = 0; i < 3; ++i)
                 table->slots[i].store(i == 0 ? held : Clock());
         };

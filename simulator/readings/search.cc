@@ -26,7 +26,7 @@ static Claim claim(const Clock &clock, const Identity &who)
 bool search_clock(const Table &table, const Identity &who, Clock &clock)
 {
     Claim strongest = none;
-    for (const Slot &slot : table.slots) {
+    for (const Slot &slot : table.used_slots()) {
         const Clock candidate = slot.load();
         const Claim its_claim = claim(candidate, who);
         if (its_claim > strongest) {

@@ -70,43 +70,62 @@ class Alteration
     Alteration(const Alteration &) = delete;
     Alteration &operator=(const Alteration &) = delete;
 
-    void replace(uint32_t slot, const Clock &clock) { table_.slots[slot].store(clock); }
+    void put(size_t slot, const Clock &clock)
+    {
+        table_.slots[slot].store(clock);
+        if (slot >= table_.used)
+            table_.used = slot + 1;
+    }
+    void drop(size_t slot)
+    {
+        table_.slots[slot].store({});
+        if (slot + 1 == table_.used)
+            table_.used = slot;
+    }
 
   private:
     Table &table_;
     uint64_t under_way_;
 };
 
-constexpr uint32_t nowhere = Table::capacity;
+constexpr size_t nowhere = Table::capacity;
 
 // Where the clock of (kind, id, container) is. Whether its process lives is asked of it alone.
-static uint32_t find(const Table &table, uint64_t kind, const zynov_iov &record)
+static size_t find(const Table &table, uint64_t kind, const zynov_iov &record)
 {
     Surroundings surroundings;
-    for (uint32_t i = 0; i < Table::capacity; ++i) {
-        const Clock clock = table.slots[i].load();
+    size_t place = 0;
+    for (const Slot &slot : table.used_slots()) {
+        const Clock clock = slot.load();
         if (clock.kind() == kind && clock.id == record.id && clock.container_id == record.container_id &&
             surroundings.shows(clock))
-            return i;
+            return place;
+        ++place;
     }
     return nowhere;
 }
 
 // A slot that has no clock, or that of a process that has ended: few are asked for that while there is another.
-static uint32_t find_room(const Table &table)
+static size_t find_room(const Table &table)
 {
     Surroundings surroundings;
-    uint32_t to_ask = 16;
-    for (uint32_t i = 0; i < Table::capacity; ++i) {
-        const Clock clock = table.slots[i].load();
-        if (clock.kind() == ZYNOV_NO_KIND)
-            return i;
-        if (clock.kind() == ZYNOV_PROCESS && to_ask > 0 && (--to_ask, surroundings.outlives(clock)))
-            return i;
+    size_t place = 0;
+    int to_ask = 16;
+    for (const Slot &slot : table.used_slots()) {
+        const Clock clock = slot.load();
+        if (clock.kind() == ZYNOV_NO_KIND ||
+            (clock.kind() == ZYNOV_PROCESS && --to_ask >= 0 && surroundings.outlives(clock)))
+            return place;
+        ++place;
     }
-    for (uint32_t i = 0; i < Table::capacity; ++i)
-        if (surroundings.outlives(table.slots[i].load()))
-            return i;
+    if (place < Table::capacity)
+        return place;
+    place = 0;
+    for (const Slot &slot : table.used_slots()) {
+        if (surroundings.outlives(slot.load()))
+            return place;
+        ++place;
+    }
     return nowhere;
 }
 
@@ -123,30 +142,30 @@ static int add(Table &table, const zynov_iov &record, const timespec &real, cons
         return EINVAL;
     if (record.vtime > ov::latest_clock)
         return EOVERFLOW;
-    const uint32_t room = find_room(table);
+    const size_t room = find_room(table);
     if (room == nowhere)
         return ENOSPC;
-    Alteration(table).replace(room, {.id = record.id,
-                                     .flags = record.flags,
-                                     .container_id = record.container_id,
-                                     .speed = record.speed,
-                                     .origin = record.origin,
-                                     .start = record.vtime,
-                                     .real_seconds = real.tv_sec,
-                                     .real_nanoseconds = real.tv_nsec,
-                                     .utc_offset = circumstances.utc_offset,
-                                     .pid_namespace = circumstances.pid_namespace,
-                                     .birth = circumstances.birth});
+    Alteration(table).put(room, {.id = record.id,
+                                 .flags = record.flags,
+                                 .container_id = record.container_id,
+                                 .speed = record.speed,
+                                 .origin = record.origin,
+                                 .start = record.vtime,
+                                 .real_seconds = real.tv_sec,
+                                 .real_nanoseconds = real.tv_nsec,
+                                 .utc_offset = circumstances.utc_offset,
+                                 .pid_namespace = circumstances.pid_namespace,
+                                 .birth = circumstances.birth});
     return 0;
 }
 
 static int remove(Table &table, const zynov_iov &record)
 {
     // The kind comes in the place of the clock value.
-    const uint32_t place = find(table, static_cast<uint64_t>(record.vtime), record);
+    const size_t place = find(table, static_cast<uint64_t>(record.vtime), record);
     if (place == nowhere)
         return no_clock_to_delete;
-    Alteration(table).replace(place, {});
+    Alteration(table).drop(place);
     return 0;
 }
 
@@ -155,12 +174,12 @@ static int reset(Table &table, uint64_t container_id)
     Surroundings surroundings;
     Alteration alteration(table);
     bool any = false;
-    for (uint32_t i = 0; i < Table::capacity; ++i) {
-        const Clock clock = table.slots[i].load();
+    for (size_t place = table.used_slots().size(); place-- > 0;) {
+        const Clock clock = table.slots[place].load();
         if (clock.container_id != container_id || !surroundings.has(clock))
             continue;
         any = any || !surroundings.outlives(clock);
-        alteration.replace(i, {});
+        alteration.drop(place);
     }
     return any ? 0 : no_clock_to_reset;
 }
@@ -187,10 +206,9 @@ static int get_slot(const Table &table, zynov_iov &record, const timespec &real)
 static int64_t high_mark(const Table &table)
 {
     Surroundings surroundings;
-    for (int64_t slot = Table::capacity - 1; slot >= 0; --slot) {
-        if (surroundings.shows(table.slots[static_cast<size_t>(slot)].load()))
-            return slot;
-    }
+    for (size_t place = table.used_slots().size(); place-- > 0;)
+        if (surroundings.shows(table.slots[place].load()))
+            return static_cast<int64_t>(place);
     return -1;
 }
 

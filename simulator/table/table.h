@@ -2,9 +2,11 @@
 // lies in memory that many processes share. Who changes it holds a lock; who reads it holds none.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <span>
 
 #include "simulator/table/slot.h"
 
@@ -28,7 +30,13 @@ struct Table {
     Header header;
     // Changes whenever a clock comes or goes; odd while that is under way, or when it was cut short.
     std::atomic<uint64_t> generation;
+    std::atomic<uint64_t> used; // how many slots, from the first, may hold a clock
     std::array<Slot, capacity> slots;
+
+    std::span<const Slot> used_slots() const
+    {
+        return {slots.data(), std::min<uint64_t>(used.load(std::memory_order_acquire), capacity)};
+    }
 };
 static_assert(std::atomic<uint64_t>::is_always_lock_free);
 

@@ -76,6 +76,10 @@ TEST_F(Utility, RefusesOtherOptions)
                "nonsense is not a subcommand; 'ovuser --help' lists them\n" AND_ERROR
                "lsit is not a subcommand; 'ovuser --help' lists them\n" HINT "did you mean list?\n" AND_ERROR
                "reset takes no identities\n= 2"},
+        {"for w in --rew=1 --at -xh -X --d; do $OV add bin --speed 2 $w; done",
+         ERROR "option '--rewind' doesn't allow an argument\n" AND_ERROR
+               "option '--at' requires an argument\n" AND_ERROR "invalid option -- 'x'\n" AND_ERROR
+               "invalid option, or one without its argument -- 'X'\n" AND_ERROR "option '--d' is ambiguous\n= 2"},
     });
 }
 

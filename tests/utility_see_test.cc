@@ -105,7 +105,7 @@ TEST_F(Utility, WatchesTheClocks)
     const std::string table = "Id         Time                       Distance                   Clock type\n"
                               "          Real time\nu:nobody   2030-12-25T09:00:00+00:00  ahead Frozen\n";
     expect({
-        {PEOPLE "$OV list nobody --watch 0.1 | head -n 7 | sed 's/ 20.*Real/Real/; s/ahead.*m  *F/ahead F/'",
+        {PEOPLE "$OV list nobody --watch 0.1 | head -n 7 | sed 's/ 20.*Real/Real/; s/ahead.*[dhm]  *F/ahead F/'",
          table + "\n" + table + "= 0"},
         {job + "(await '3 more'; stty rows 6; await '2 more'; kill -INT $(cat pid)) & watch" + run,
          "?1049h\n7mFrozen\n... and 3 more\n7mFrozen\n... and 2 more\n?1049l\n= 0"},

@@ -76,8 +76,10 @@ struct ProcessText {
 
 static int run_errand(const Errand &errand)
 {
-    if (errand.owner != nullptr && getuid() != 0)
-        return failed("only root can run a command as another user or group");
+    if (errand.owner != nullptr && getuid() != 0) {
+        failed("only root can run a command as another user or group");
+        return own_failure;
+    }
     ProcessText self(getpid());
     char *owner = errand.owner != nullptr ? errand.owner : self.text;
     Identities identities;

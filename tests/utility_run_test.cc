@@ -38,9 +38,9 @@ TEST_F(Utility, EndsAsTheCommandDid)
         {"$OV add news $FREEZE >/dev/null; for fails in '--speed 2 --user news' '--speed 2 --user root' '--group 2 "
          "--user 9'"
          " '--speed 2 --group bi' --help=no; do $OV run $fails touch ran; echo $?; done; $NOBODY $OV run --speed 2 "
-         "--group nogroup touch ran; $OV run --speed 2 --user news touch ran 2>&-; echo $? $(ls ran 2>&-); "
+         "--group nogroup touch ran; echo $?; $OV run --speed 2 --user news touch ran 2>&-; echo $? $(ls ran 2>&-); "
          "$OV run --speed 2; $OV list | grep -c news",
-         "125\n125\n125\n125\n125\n125\n1\n" ERROR "u:news already has a virtual clock\n" AND_ERROR
+         "125\n125\n125\n125\n125\n125\n125\n1\n" ERROR "u:news already has a virtual clock\n" AND_ERROR
          "uid '0' (root user) or gid '0' (root group) is not allowed\n" AND_ERROR
          "--group and --user cannot be given together, nor twice\n" AND_ERROR
          "incorrect/non-existent groupname, or gid bi passed in\n" AND_ERROR

@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "ovuser/command.h"
+#include "ovuser/identities.h"
 
 namespace ovuser
 {
@@ -124,11 +125,6 @@ int64_t seconds_ahead(const ov_clock &clock, time_t real)
 bool is_frozen(const ov_clock &clock)
 {
     return clock.speed == OV_SPEED_FROZEN || clock.speed > OV_SPEED_LIMIT;
-}
-
-const char *kind_word(int32_t kind)
-{
-    return kind == OV_USER ? "user" : kind == OV_GROUP ? "group" : "process";
 }
 
 int print_identity(FILE *stream, const ov_clock &clock, int width)

@@ -53,9 +53,6 @@ int64_t seconds_ahead(const ov_clock &clock, time_t real);
 
 bool is_frozen(const ov_clock &clock);
 
-// user, group or process.
-const char *kind_word(int32_t kind);
-
 // Whose a clock is, as the command line takes it, u:alice, with the name made visible and filled up to a width. Returns
 // how many characters that took.
 int print_identity(FILE *stream, const ov_clock &clock, int width = 0);

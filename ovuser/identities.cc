@@ -18,6 +18,11 @@
 namespace ovuser
 {
 
+const char *kind_word(int32_t kind)
+{
+    return kind == OV_USER ? "user" : kind == OV_GROUP ? "group" : "process";
+}
+
 const char *Identity::label() const
 {
     static char own[1024];
@@ -59,11 +64,8 @@ static int refuse_other_numbers(const Identity &who)
     if (in_range || (who.kind == OV_USER && getpwnam(who.name) != nullptr) ||
         (who.kind == OV_GROUP && getgrnam(who.name) != nullptr))
         return done;
-    return misunderstood("%s: the number of a %s is from %" PRId64 " to %" PRId64, who.text,
-                         process                ? "process"
-                         : who.kind == OV_GROUP ? "group"
-                                                : "user",
-                         least, most);
+    return misunderstood("%s: the number of a %s is from %" PRId64 " to %" PRId64, who.text, kind_word(who.kind), least,
+                         most);
 }
 
 int read_identity(const char *text, Identity &identity)

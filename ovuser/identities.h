@@ -8,6 +8,9 @@
 namespace ovuser
 {
 
+// user, group or process, whose first letters stand before the colon.
+const char *kind_word(int32_t kind);
+
 struct Identity {
     const char *text; // as typed; "" for the caller, who need not be
     const char *name; // behind its prefix; null for the caller

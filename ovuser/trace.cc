@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "ovuser/identities.h"
 #include "ovuser/text.h"
 
 namespace ovuser
@@ -42,14 +43,13 @@ static void print_named(FILE *line, int32_t kind, uint32_t number)
 // By number too, since names come and go.
 static void print_identity(FILE *line, const ov_request &request)
 {
-    static constexpr char letters[] = {'u', 'g', 'p'};
     const int32_t kind = request.id_count > 0 ? request.id_kind[0] : OV_USER;
     uint32_t number = getuid();
     if (request.operation == OV_RESET) {
         fputs("all", line);
         return;
     }
-    fprintf(line, "%c:", letters[kind - OV_USER]);
+    fprintf(line, "%c:", *kind_word(kind));
     if (request.id_count > 0 && parse_uid(request.id_text[0], kind, &number) != 0) {
         print_visible(line, request.id_text[0]); // a process that has ended meanwhile
         return;

@@ -16,6 +16,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <functional>
 #include <random>
@@ -105,6 +106,39 @@ static void expect_change(int control)
     const auto begun = Clock::now();
     if (!adds_and_deletes(900000, control) || Clock::now() - begun > std::chrono::seconds(1))
         complain("a change that hung or failed", errno);
+}
+
+// What the simulator is not to call.
+extern "C" int flock(int, int)
+{
+    abort();
+}
+
+// Wild pointers, and records at the end of memory.
+static void ask_wrongly(int control)
+{
+    auto *const page =
+        static_cast<char *>(mmap(nullptr, 8192, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    zynov_iov record = {ZYNOV_IOV_VERSION, 0, 0, 950000, 1, 1};
+    memcpy(page + 4096 - sizeof record, &record, sizeof record);
+    mprotect(page, 4096, PROT_READ);
+    munmap(page + 4096, 4096);
+    const auto answer = [control](unsigned long command, void *given) {
+        return ioctl(control, command, given) == 0 ? 0 : errno;
+    };
+    void *const read_only = page + 4096 - sizeof record, *const cut = page + 4096 - sizeof record / 2;
+    const char *const nowhere = page + 4096;
+    for (const auto &[expected, seen] :
+         std::initializer_list<std::pair<int, int>>{{EFAULT, answer(ZYNOV_IOC_GET_SLOT, nullptr)},
+                                                    {EFAULT, answer(ZYNOV_IOC_GET_SLOT, page + 4096)},
+                                                    {EFAULT, answer(ZYNOV_IOC_GET_SLOT, cut)},
+                                                    {EFAULT, answer(ZYNOV_IOC_GET_SLOT, read_only)},
+                                                    {EL2HLT, answer(ZYNOV_IOC_DELETE_CLOCK, read_only)},
+                                                    {EINVAL, open(nowhere, O_TMPFILE | O_RDONLY) < 0 ? errno : 0},
+                                                    {EFAULT, open(nowhere, O_RDONLY) < 0 ? errno : 0},
+                                                    {EFAULT, access(nowhere, R_OK) < 0 ? errno : 0}})
+        if (expected != seen)
+            complain("another answer than a kernel's", seen);
 }
 
 static void write_as_eight(int control)
@@ -331,6 +365,7 @@ int main(int argc, char **argv)
     int torn = 0;
     if (count(700000, control, torn) != 1 || torn != 0)
         complain("lost, twice or torn", torn);
+    ask_wrongly(control);
     look_for_a_handler();
     wreck(control, false);
     wreck(control, true);

@@ -102,6 +102,7 @@ void know_container()
 } // namespace sim
 
 // The calls after which a process may live by another clock.
+// NOLINTBEGIN(bugprone-macro-parentheses): a list of parameters has its own
 #define SIM_CHANGES_IDENTITY(name, parameters, arguments)                                                              \
     SIM_INTERPOSED int name parameters noexcept                                                                        \
     {                                                                                                                  \
@@ -110,6 +111,7 @@ void know_container()
         sim::identity_changed();                                                                                       \
         return result;                                                                                                 \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 
 SIM_CHANGES_IDENTITY(setuid, (uid_t uid), (uid))
 SIM_CHANGES_IDENTITY(seteuid, (uid_t uid), (uid))

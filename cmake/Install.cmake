@@ -49,3 +49,14 @@ foreach(page zynov-sim.1 zynov.4 ovuser.8)
 endforeach()
 install(FILES completion/ovuser completion/zynov-sim
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+
+# As with ov_helper.pc, --prefix has its say only when it is installed. It is not enabled: the superuser does that.
+cmake_path(SET ovuser_in_prefix ${CMAKE_INSTALL_SBINDIR})
+cmake_path(APPEND ovuser_in_prefix ovuser)
+install(CODE "
+  get_filename_component(prefix \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
+  cmake_path(APPEND prefix [[${ovuser_in_prefix}]] OUTPUT_VARIABLE ovuser)
+  configure_file([[${PROJECT_SOURCE_DIR}/systemd/orvane-clocks.service.in]]
+                 [[${PROJECT_BINARY_DIR}/orvane-clocks.service]] @ONLY)"
+  COMPONENT tools)
+install(FILES ${PROJECT_BINARY_DIR}/orvane-clocks.service DESTINATION lib/systemd/system COMPONENT tools)

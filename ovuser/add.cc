@@ -84,9 +84,8 @@ static void print_clock(int32_t speed, const char *which, int64_t value)
            length, text != nullptr ? text : "(null)", value);
 }
 
-int AddWords::rehearse(bool replace)
+int AddWords::rehearse(bool replace, const Clocks &table)
 {
-    const Clocks table;
     for (const Identity &who : identities_) {
         const ov_clock *present = table.find(who.kind, who.id);
         const Wanted wanted(when_, checked_, replace ? present : nullptr);
@@ -125,7 +124,7 @@ int give_clocks(const char *subcommand, const char *usage, bool replace, int arg
     if (const int status = words.check())
         return status;
     replace |= words.replace();
-    return words.dry_run() ? words.rehearse(replace) : words.carry_out(replace);
+    return words.dry_run() ? words.rehearse(replace, Clocks()) : words.carry_out(replace);
 }
 
 int add_command(int argc, char **argv)

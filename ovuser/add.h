@@ -9,6 +9,8 @@
 namespace ovuser
 {
 
+class Clocks;
+
 class AddWords
 {
   public:
@@ -27,8 +29,8 @@ class AddWords
 
     // For each identity. Returns the exit status, the worst one's.
     int carry_out(bool replace);
-    // Says what would be done.
-    int rehearse(bool replace);
+    // Says what would be done to the table.
+    int rehearse(bool replace, const Clocks &table);
 
     const When &when() const { return when_; }
     Identities &identities() { return identities_; }

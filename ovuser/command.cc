@@ -31,11 +31,34 @@ void report(const char *format, ...)
     va_end(arguments);
 }
 
+// "FILE:LINE: " while a Place lives.
+static const char *place = "";
+
+Place::Place(const char *file, int line)
+{
+    if (asprintf(&text_, "%s:%d: ", file, line) < 0)
+        text_ = nullptr;
+    place = text_ != nullptr ? text_ : "";
+}
+
+Place::~Place()
+{
+    place = "";
+    free(text_);
+}
+
+static void complain(const char *severity, const char *format, va_list arguments)
+{
+    fputs(severity, stderr);
+    print_visible(stderr, place);
+    print_line(stderr, "", format, arguments);
+}
+
 void warn(const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    print_line(stderr, "ovuser: warning: ", format, arguments);
+    complain("ovuser: warning: ", format, arguments);
     va_end(arguments);
 }
 
@@ -43,7 +66,7 @@ int misunderstood(const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    print_line(stderr, "ovuser: error: ", format, arguments);
+    complain("ovuser: error: ", format, arguments);
     va_end(arguments);
     return not_understood;
 }
@@ -52,7 +75,7 @@ int failed(const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    print_line(stderr, "ovuser: error: ", format, arguments);
+    complain("ovuser: error: ", format, arguments);
     va_end(arguments);
     return not_carried_out;
 }
@@ -72,8 +95,8 @@ static void print_message(FILE *stream, int32_t result, char *message)
     }
 }
 
-// Begins the message of a refusal, with the identity behind its severity. Returns what remains of it.
-static char *print_refused(char *message, const Identity &who)
+// Begins the message of a refusal: behind its severity comes what it is about. Returns what remains of it.
+static char *print_beginning(char *message, const Identity *who)
 {
     static constexpr const char *severities[] = {"ovuser: error: ", "ovuser: warning: "};
     for (const char *severity : severities) {
@@ -81,8 +104,11 @@ static char *print_refused(char *message, const Identity &who)
         if (strncmp(message, severity, length) != 0)
             continue;
         fputs(severity, stderr);
-        print_visible(stderr, who.label());
-        fputs(": ", stderr);
+        print_visible(stderr, place);
+        if (who != nullptr) {
+            print_visible(stderr, who->label());
+            fputs(": ", stderr);
+        }
         return message + length;
     }
     return message;
@@ -98,10 +124,8 @@ int conclude(int32_t result, char *message, const Identity *who, int error)
     }
     char own[80];
     snprintf(own, sizeof own, "ovuser: error: the request was not carried out, result = %d\n", result);
-    char *rest = message != nullptr ? message : own;
-    if (who != nullptr && result != OV_UNKNOWN_IDENTITY) // which quotes what was typed
-        rest = print_refused(rest, *who);
-    print_message(stderr, result, rest);
+    const bool quotes = result == OV_UNKNOWN_IDENTITY; // what was typed
+    print_message(stderr, result, print_beginning(message != nullptr ? message : own, quotes ? nullptr : who));
     free(message);
     if (result == OV_NO_CONTROL_FILE || result < OV_BAD_OPERATION || result > OV_ROOT_IDENTITY)
         hint_on_errno(error);

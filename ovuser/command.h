@@ -22,12 +22,27 @@ struct Subcommand {
 };
 
 int add_command(int argc, char **argv);
+int apply_command(int argc, char **argv);
 int delete_command(int argc, char **argv);
 int list_command(int argc, char **argv);
 int reset_command(int argc, char **argv);
 int run_command(int argc, char **argv);
+int save_command(int argc, char **argv);
 int set_command(int argc, char **argv);
 int show_command(int argc, char **argv);
+
+// While one of these lives, errors and warnings are about a line of a file, and name it.
+class Place
+{
+  public:
+    Place(const char *file, int line);
+    ~Place();
+    Place(const Place &) = delete;
+    Place &operator=(const Place &) = delete;
+
+  private:
+    char *text_ = nullptr;
+};
 
 // Each writes a line of its own, with what others chose made visible: on standard output "ovuser: report: ", on
 // standard error "ovuser: warning: " or, with that exit status as the result, "ovuser: error: ".

@@ -19,6 +19,8 @@ static constexpr Subcommand subcommands[] = {
     {"delete", delete_command, "take their virtual clocks away"},
     {"list", list_command, "show the virtual clocks that concern you"},
     {"show", show_command, "show which clock somebody lives by"},
+    {"save", save_command, "print them as a file"},
+    {"apply", apply_command, "give the clocks of such a file"},
     {"reset", reset_command, "take all virtual clocks away"},
 };
 

@@ -13,12 +13,12 @@ offered() { # sorted, on one line
     printf '%s\n' "${COMPREPLY[@]}" | sort -u | paste -sd ' '
 }
 expect() { [[ $(offered "$1") == $2 ]] || { echo "behind '$1': $(offered "$1")"; status=1; }; }
-expect 'ovuser ' '--help --version add delete help list reset run set show'
-for subcommand in add set run delete list show reset; do
+expect 'ovuser ' '--help --version add apply delete help list reset run save set show'
+for subcommand in add set run delete list show save apply reset; do
     expect "ovuser $subcommand --" "$("$2/ovuser" $subcommand --help | grep -Eo -- '--[a-z-]+' |
         cat - <(echo --help) | sort -u | paste -sd ' ')"
 done
-for option in $(offered 'ovuser add --') $(offered 'ovuser list --') $(offered 'ovuser run --') --version; do # and the manual knows them all
+for option in $(offered 'ovuser add --') $(offered 'ovuser list --') $(offered 'ovuser run --') $(offered 'ovuser apply --') --version; do # and the manual knows them all
     grep -q "Fl.* ${option#-}\>" "$1/man/ovuser.8" || { echo "ovuser.8 lacks $option"; status=1; }
 done
 expect 'zynov-sim --' "$("$2/zynov-sim" --help | grep -Eo -- '--[a-z-]+' | sort -u | paste -sd ' ')"
@@ -41,6 +41,7 @@ ovuser add u:nobody --speed=f;frozen
 ovuser add u:nobody --at ;
 ovuser add u:nobody --at '2030-12-25 no;
 ovuser reset ;
+ovuser apply /etc/pass;*/etc/passwd*
 ovuser run --at 2030-12-25T09:00 --user nobod;nobody
 ovuser run --rewind bas;*bash*
 ovuser run --speed 2 -- bash base;

@@ -1,0 +1,235 @@
+#include <getopt.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+
+#include "ovuser/add.h"
+#include "ovuser/change.h"
+#include "ovuser/clock_file.h"
+#include "ovuser/clocks.h"
+#include "ovuser/command.h"
+#include "ovuser/hints.h"
+#include "ovuser/owner.h"
+
+namespace ovuser
+{
+
+static constexpr char apply_help[] =
+    "usage: ovuser apply [FILE] [--prune] [--replace] [--dry-run]\n"
+    "\n"
+    "Gives the clocks that FILE says (default: /etc/orvane/clocks; - for standard input): on each line one, in the\n"
+    "words that 'ovuser add' takes. A clock that is there stays as it is. Where a line is wrong, nothing is changed.\n"
+    "\n"
+    "  --prune    delete the clocks that FILE does not name\n"
+    "  --replace  set those anew that are there\n"
+    "  --dry-run  only say what would be done\n";
+
+struct ApplyOptions {
+    bool prune = false, replace = false, dry_run = false;
+};
+
+// A line of a file: whose clock, and which.
+struct Line {
+    AddWords words;
+    int number;
+    Line *next;
+
+    const Identity &who() { return *words.identities().begin(); }
+};
+
+class Application
+{
+  public:
+    Application(const char *path, const ApplyOptions &options) : file_(path), options_(options) {}
+    ~Application();
+    Application(const Application &) = delete;
+    Application &operator=(const Application &) = delete;
+
+    // Both return the exit status. Where the file cannot be read, or a line of it is wrong, nothing is to be done.
+    int read();
+    int carry_out();
+
+  private:
+    int read_line(int argc, char **argv);
+    int check(Line &line) const;
+    Line *find(int32_t kind, uint32_t id) const;
+    int give(Line &line, const Clocks &table);
+    int take_away(const ov_clock &clock);
+    int count(int status, int &counter);
+    void sum_up() const;
+
+    ClockFile file_;
+    const ApplyOptions options_;
+    Line *first_ = nullptr, **end_ = &first_;
+    int added_ = 0, replaced_ = 0, deleted_ = 0, left_ = 0, failed_ = 0;
+};
+
+static void dispose(Line *line)
+{
+    line->~Line();
+    free(line);
+}
+
+Application::~Application()
+{
+    while (Line *line = first_) {
+        first_ = line->next;
+        dispose(line);
+    }
+}
+
+Line *Application::find(int32_t kind, uint32_t id) const
+{
+    Line *line = first_;
+    while (line != nullptr && (line->who().kind != kind || line->who().id != id))
+        line = line->next;
+    return line;
+}
+
+int Application::check(Line &line) const
+{
+    AddWords &words = line.words;
+    if (words.help() || words.dry_run() || words.replace())
+        return misunderstood("--help, --dry-run and --replace are not for a line of a file");
+    if (words.identities().several())
+        return misunderstood("a line is for one clock");
+    if (const int status = words.check())
+        return status;
+    if (const Line *earlier = find(line.who().kind, line.who().id))
+        return misunderstood("%s has a clock on line %d already", line.who().label(), earlier->number);
+    return done;
+}
+
+int Application::read_line(int argc, char **argv)
+{
+    void *memory = malloc(sizeof(Line));
+    if (memory == nullptr)
+        return failed("no memory");
+    auto *line = new (memory) Line{{}, file_.line(), nullptr};
+    int status = line->words.read("add", argc, argv);
+    if (status == done)
+        status = check(*line);
+    if (status != done) {
+        dispose(line);
+        return status;
+    }
+    *end_ = line;
+    end_ = &line->next;
+    return done;
+}
+
+int Application::read()
+{
+    if (const int status = file_.read())
+        return status;
+    int worst = done;
+    char **words;
+    for (int count; (count = file_.next_line(words)) != 0;) {
+        int status = not_understood;
+        if (count > 0) {
+            const Place here(file_.name(), file_.line());
+            status = read_line(count, words);
+        }
+        worst = std::max(worst, status);
+    }
+    if (worst != done)
+        misunderstood("%s: nothing has been changed", file_.name());
+    return worst;
+}
+
+int Application::count(int status, int &counter)
+{
+    ++(status == done ? counter : failed_);
+    return status;
+}
+
+int Application::take_away(const ov_clock &clock)
+{
+    const Owner owner(clock);
+    if (!owner.exists)
+        return count(failed("%s does not exist any more: only 'ovuser reset' takes its clock away", owner.text),
+                     failed_);
+    if (!options_.dry_run)
+        return count(delete_clock(owner.identity(), true), deleted_);
+    report("%s would lose its clock", owner.text);
+    return count(done, deleted_);
+}
+
+int Application::give(Line &line, const Clocks &table)
+{
+    const Place here(file_.name(), line.number);
+    const bool is_there = table.find(line.who().kind, line.who().id) != nullptr;
+    int &counter = is_there ? replaced_ : added_;
+    AddWords &words = line.words;
+    if (is_there && !options_.replace)
+        return count(done, left_);
+    if (options_.dry_run)
+        return count(words.rehearse(options_.replace, table), counter);
+    if (is_there)
+        return count(replace_clock(line.who(), words.when(), words.checked(), true, table), counter);
+    return count(add_clock(line.who(), words.when(), words.checked(), true), counter);
+}
+
+void Application::sum_up() const
+{
+    if (added_ + replaced_ + deleted_ + failed_ == 0)
+        report("%s: nothing to change", file_.name());
+    else
+        report("%s%s: %d added, %d set anew, %d deleted, %d left as they are, %d failed", file_.name(),
+               options_.dry_run ? " (dry run)" : "", added_, replaced_, deleted_, left_, failed_);
+}
+
+int Application::carry_out()
+{
+    const Clocks table;
+    if (!table.complete())
+        return table.conclude();
+    int worst = done;
+    if (options_.prune) // first, to make room
+        for (const ov_clock &clock : table)
+            if (find(clock.kind, clock.id) == nullptr)
+                worst = std::max(worst, take_away(clock));
+    for (Line *line = first_; line != nullptr; line = line->next)
+        worst = std::max(worst, give(*line, table));
+    sum_up();
+    return worst;
+}
+
+int apply_command(int argc, char **argv)
+{
+    static constexpr option known[] = {
+        {"prune", no_argument, nullptr, 'p'},
+        {"replace", no_argument, nullptr, 'r'},
+        {"dry-run", no_argument, nullptr, 'n'},
+        {"help", no_argument, nullptr, 'h'},
+        {},
+    };
+    ApplyOptions options;
+    for (int choice; (choice = getopt_long(argc, argv, "h", known, nullptr)) != -1;) {
+        switch (choice) {
+        case 'p':
+            options.prune = true;
+            break;
+        case 'r':
+            options.replace = true;
+            break;
+        case 'n':
+            options.dry_run = true;
+            break;
+        case 'h':
+            fputs(apply_help, stdout);
+            return done;
+        default:
+            return fault_in_option(argv, known);
+        }
+    }
+    if (optind + 1 < argc)
+        return misunderstood("apply takes one file");
+    Application application(optind < argc ? argv[optind] : "/etc/orvane/clocks", options);
+    const int status = application.read();
+    return status == done ? application.carry_out() : status;
+}
+
+} // namespace ovuser

@@ -1,0 +1,158 @@
+#include "ovuser/clock_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "ovuser/command.h"
+
+namespace ovuser
+{
+
+ClockFile::ClockFile(const char *path)
+    : path_(strcmp(path, "-") != 0 ? path : nullptr), name_(path_ != nullptr ? path : "standard input")
+{
+}
+
+ClockFile::~ClockFile()
+{
+    free(text_);
+    free(words_);
+}
+
+// Who may write the file chooses what the superuser does. The descriptor is looked at, so that it does not matter which
+// way led to the file; what is piped in is for who set up the pipe to answer for.
+int ClockFile::check_owner(int descriptor) const
+{
+    struct stat file;
+    if (fstat(descriptor, &file) != 0)
+        return failed("%s: %s", name_, strerror(errno));
+    if (!S_ISREG(file.st_mode))
+        return failed("%s: not a regular file; - is standard input", name_);
+    if (getuid() == 0 && (file.st_uid != 0 || (file.st_mode & (S_IWGRP | S_IWOTH)) != 0))
+        return failed("%s: others than root may write it", name_);
+    return done;
+}
+
+bool ClockFile::read_all(int descriptor)
+{
+    for (size_t room = 0;;) {
+        if (length_ == room) {
+            room = 2 * room + 16384;
+            void *more = realloc(text_, 2 * room + 2); // each word needs no more than its characters and an end
+            if (more == nullptr)
+                return false;
+            text_ = static_cast<char *>(more);
+        }
+        const ssize_t count = ::read(descriptor, text_ + length_, room - length_);
+        if (count == 0)
+            break;
+        if (count > 0)
+            length_ += static_cast<size_t>(count);
+        else if (errno != EINTR)
+            return false;
+    }
+    text_[length_] = '\0';
+    next_ = text_;
+    words_end_ = text_ + length_ + 1;
+    return true;
+}
+
+// No name or time has control characters; an end of the text before its end would hide what is behind.
+int ClockFile::check_characters() const
+{
+    int line = 1;
+    for (size_t i = 0; i < length_; ++i) {
+        const auto character = static_cast<unsigned char>(text_[i]);
+        if (character == '\n') {
+            ++line;
+        } else if ((character < ' ' && character != '\t') || character == 0x7f) {
+            const Place here(name_, line);
+            return misunderstood("a control character, \\%03o", unsigned{character});
+        }
+    }
+    return done;
+}
+
+int ClockFile::read()
+{
+    int descriptor = STDIN_FILENO;
+    if (path_ != nullptr) {
+        descriptor = open(path_, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); // a pipe is not waited for
+        if (descriptor < 0)
+            return failed("%s: %s", name_, strerror(errno));
+        if (const int status = check_owner(descriptor)) {
+            close(descriptor);
+            return status;
+        }
+    }
+    const bool whole = read_all(descriptor);
+    const int error = errno;
+    if (path_ != nullptr)
+        close(descriptor);
+    return whole ? check_characters() : failed("%s: %s", name_, strerror(error));
+}
+
+bool ClockFile::read_word()
+{
+    if (word_count_ + 1 >= room_) {
+        room_ = 2 * room_ + 16;
+        void *more = realloc(words_, static_cast<size_t>(room_) * sizeof *words_);
+        if (more == nullptr)
+            return misunderstood("no memory"), false;
+        words_ = static_cast<char **>(more);
+    }
+    words_[word_count_++] = words_end_;
+    words_[word_count_] = nullptr;
+    char quote = '\0';
+    for (; *next_ != '\0' && *next_ != '\n'; ++next_) {
+        if (quote == '\0' && (*next_ == ' ' || *next_ == '\t'))
+            break;
+        if (*next_ == quote) {
+            quote = '\0';
+        } else if (quote == '\0' && (*next_ == '\'' || *next_ == '"')) {
+            quote = *next_;
+        } else {
+            // Between double quotes a backslash is itself, but before what means something there.
+            if (*next_ == '\\' && (quote == '\0' || (quote == '"' && strchr("\"\\$`", next_[1]) != nullptr)))
+                ++next_;
+            if (*next_ == '\0' || *next_ == '\n')
+                return misunderstood("nothing follows the backslash"), false;
+            *words_end_++ = *next_;
+        }
+    }
+    *words_end_++ = '\0';
+    if (quote != '\0')
+        return misunderstood("a quote is not closed"), false;
+    return true;
+}
+
+int ClockFile::next_line(char **&words)
+{
+    for (word_count_ = 1;;) {
+        next_ += strspn(next_, " \t");
+        if (*next_ == '#')
+            next_ += strcspn(next_, "\n");
+        if (*next_ == '\0' || (*next_ == '\n' && word_count_ > 1)) {
+            if (word_count_ == 1)
+                return 0;
+            words = words_;
+            words[0] = const_cast<char *>(name_); // as in argv, where nobody writes
+            return word_count_;
+        }
+        const Place here(name_, line_);
+        if (*next_ == '\n') {
+            ++next_;
+            ++line_;
+        } else if (!read_word()) {
+            next_ += strcspn(next_, "\n");
+            return -1;
+        }
+    }
+}
+
+} // namespace ovuser

@@ -1,0 +1,46 @@
+// A file of clocks: a line each, in the words that `ovuser add` takes. Quotes and backslashes are a shell's, but
+// nothing is expanded; a word that begins with # begins a comment.
+#pragma once
+
+#include <cstddef>
+
+namespace ovuser
+{
+
+class ClockFile
+{
+  public:
+    // "-" is standard input.
+    explicit ClockFile(const char *path);
+    ~ClockFile();
+    ClockFile(const ClockFile &) = delete;
+    ClockFile &operator=(const ClockFile &) = delete;
+
+    // Anything but done is the exit status, with the reason told.
+    int read();
+    // The words of the next line that has some, as a main function gets them, with the name of the file as the first;
+    // they stay where they are, but the array is used again. Returns their number with the first, 0 behind the last
+    // line, and -1 when it has been told what is wrong with a line.
+    int next_line(char **&words);
+
+    const char *name() const { return name_; }
+    // The line that next_line() was at.
+    int line() const { return line_; }
+
+  private:
+    int check_owner(int descriptor) const;
+    bool read_all(int descriptor);
+    int check_characters() const;
+    bool read_word();
+
+    const char *path_, *name_;
+    char *text_ = nullptr;       // all of it, and behind it room for all of its words
+    const char *next_ = nullptr; // what is to be read next
+    char *words_end_ = nullptr;  // where the next word goes
+    char **words_ = nullptr;     // those of one line
+    int word_count_ = 0, room_ = 0;
+    size_t length_ = 0;
+    int line_ = 1;
+};
+
+} // namespace ovuser

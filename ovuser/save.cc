@@ -1,0 +1,74 @@
+#include <getopt.h>
+
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+
+#include "ovuser/clocks.h"
+#include "ovuser/command.h"
+#include "ovuser/hints.h"
+#include "ovuser/output.h"
+#include "ovuser/owner.h"
+#include "ovuser/text.h"
+
+namespace ovuser
+{
+
+static constexpr char save_help[] = "usage: ovuser save\n"
+                                    "\n"
+                                    "Prints the virtual clocks, as they are now, as a file that 'ovuser apply' takes.\n"
+                                    "Those of processes, which no boot outlives, are comments in it.\n";
+
+// In quotes where the file's reader, or a shell, would take something in it for more than itself.
+static void print_quoted(const char *text)
+{
+    static constexpr char plain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-.:,+@%/=";
+    if (text[strspn(text, plain)] == '\0') {
+        fputs(text, stdout);
+        return;
+    }
+    fputc('\'', stdout);
+    for (; *text != '\0'; ++text)
+        *text == '\'' ? fputs("'\\''", stdout) : fputc(*text, stdout);
+    fputc('\'', stdout);
+}
+
+static void print_speed(int32_t speed)
+{
+    if (speed == OV_SPEED_FROZEN || speed > OV_SPEED_LIMIT)
+        printf(" --speed %s", speed == OV_SPEED_FROZEN ? "frozen" : "FROZEN");
+    else if (speed != 1)
+        printf(" --speed %" PRId32, speed);
+}
+
+static void save(const ov_clock &clock)
+{
+    const Owner owner(clock);
+    if (!owner.exists || clock.kind == OV_PROCESS)
+        fputs("# ", stdout);
+    print_quoted(owner.text);
+    printf(" --epoch %" PRId64, clock.value);
+    print_speed(clock.speed);
+    printf("%s # %s\n", clock.rewind != 0 ? " --rewind" : "", Timestamp(clock.value).text);
+}
+
+int save_command(int argc, char **argv)
+{
+    static constexpr option known[] = {{"help", no_argument, nullptr, 'h'}, {}};
+    const int choice = getopt_long(argc, argv, "h", known, nullptr);
+    if (choice == 'h') {
+        fputs(save_help, stdout);
+        return done;
+    }
+    if (choice != -1)
+        return fault_in_option(argv, known);
+    if (optind < argc)
+        return misunderstood("save takes no arguments");
+    const Clocks table;
+    printf("# Virtual clocks as of %s, for 'ovuser apply'\n", Timestamp(real_time()).text);
+    for (const ov_clock &clock : table)
+        save(clock);
+    return table.conclude();
+}
+
+} // namespace ovuser

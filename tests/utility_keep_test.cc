@@ -1,0 +1,98 @@
+// Files of clocks.
+#include "tests/utility.h"
+
+#define SUMMARY(file, added, anew, deleted, left, failed)                                                              \
+    "ovuser: report: " file ": " added " added, " anew " set anew, " deleted " deleted, " left                         \
+    " left as they are, " failed " failed\n"
+
+static void write_private(const fs::path &path, const std::string &text)
+{
+    std::ofstream(path) << text;
+    fs::permissions(path, fs::perms(0600));
+}
+
+TEST_F(Utility, AppliesAFile)
+{
+    write_private(folder / "clocks", "# Christmas\n\n  u:nobody --epoch 1924419600\t--speed frozen #not a word\n"
+                                     "'g:'b\"in\" --at \"2030-12-25 09:00\" --speed FR\\OZEN --rewind");
+    expect({
+        {"$OV add news $FREEZE >out; $OV apply ./clocks --dry-run --prune; $OV list | grep -c nobody",
+         "ovuser: report: u:news would lose its clock\n"
+         "ovuser: report: u:nobody would be given a Frozen virtual clock: Wed Dec 25 09:00:00 2030 (1924419600 seconds "
+         "since the epoch)\n        It has no clock now.\n"
+         "ovuser: report: g:bin would be given a FROZEN virtual clock: Wed Dec 25 09:00:00 2030 (1924419600 seconds "
+         "since the epoch)\n        The date would rewind at midnight.\n        It has no clock now.\n" //
+         SUMMARY("./clocks (dry run)", "2", "0", "1", "0", "0") "0\n= 1"},
+        {"$OV apply clocks; $OV apply clocks; $OV set nobody --speed 2 --in 9d >out; $OV apply - <clocks",
+         "ovuser: uid 65534 has been added with a Frozen virtual clock: " CHRISTMAS
+         "ovuser: gid 2 has been added with a FROZEN virtual clock: " CHRISTMAS
+         "        The date will rewind at midnight.\n" SUMMARY(
+             "clocks", "2", "0", "0", "0",
+             "0") "ovuser: report: clocks: nothing to change\novuser: report: standard input: nothing to change\n= 0"},
+        {"$OV apply clocks --prune --replace | tail -n 1; $OV list | grep '^[ugp]:'; $OV delete nobody >out;"
+         "$SIM --fault 4:-1:5 $OV apply clocks",
+         SUMMARY("clocks", "0", "2", "1", "0", "0") "u:nobody   Frozen                    " CHRISTMAS
+                                                    "g:bin      FROZEN                    " CHRISTMAS //
+                                                        SUMMARY("clocks", "0", "0", "0", "1", "1") ERROR
+         "clocks:3: u:nobody: an error occurred while executing this request, error = 5\n= 5"},
+        // What others may write is not for the superuser. Anybody may have a file of his own.
+        {"for file in '65534 600' '0 620' '0 602'; do chown ${file% *} clocks; chmod ${file#* } clocks; $OV apply "
+         "clocks;"
+         "done; mkfifo fifo; $OV apply fifo; $OV apply none; echo $?; $OV apply none none;"
+         "echo '--in 1d' | $NOBODY $OV apply - | tail -n 1",
+         "5\n" SUMMARY("standard input", "1", "0", "0", "0", "0") ERROR
+         "clocks: others than root may write it\n" AND_ERROR "clocks: others than root may write it\n" AND_ERROR
+         "clocks: others than root may write it\n" AND_ERROR "fifo: not a regular file; - is standard input\n" AND_ERROR
+         "none: No such file or directory\n" AND_ERROR "apply takes one file\n= 0"},
+    });
+}
+
+TEST_F(Utility, AppliesNothingWhereALineIsWrong)
+{
+    write_private(folder / "wrong", "g:bin --in 1d\ng:2 --in 1d\nu:bin --at 2030\nu:bin g:games --in 1d\n"
+                                    "user:bin --in 1d\nu:bin --nonsense\n--in 1d\nu:'bin\nu:bin\\\n"
+                                    "u:bin --in 1d --replace\n\"\\u:\\\"\" --in 1d");
+    expect({
+        {"$OV apply wrong 2>&1 | grep -v hint; $OV list | grep -c bin; printf 'u:bin --in 1d\\n\\0' | $OV apply -",
+         "ovuser: error: wrong:2: g:2 has a clock on line 1 already\n"
+         "ovuser: error: wrong:3: Illegal virtual clock, invalid date format\n"
+         "ovuser: error: wrong:4: a line is for one clock\n"
+         "ovuser: error: wrong:5: incorrect/non-existent username, or uid user:bin passed in\n"
+         "ovuser: error: wrong:6: unrecognized option '--nonsense'\n"
+         "ovuser: error: wrong:7: add whom? root has no clock; write u:USER, g:GROUP or p:PID\n"
+         "ovuser: error: wrong:8: a quote is not closed\n"
+         "ovuser: error: wrong:9: nothing follows the backslash\n"
+         "ovuser: error: wrong:10: --help, --dry-run and --replace are not for a line of a file\n"
+         "ovuser: error: wrong:11: incorrect/non-existent username, or uid \\u:\" passed in\n"
+         "ovuser: error: wrong: nothing has been changed\n0\n" ERROR
+         "standard input:2: a control character, \\000\n= 2"},
+    });
+}
+
+// Save, reset and apply lead back, whatever the names are. What does not exist, or will not, is a comment.
+TEST_F(Utility, SavesWhatItApplies)
+{
+    if (shell("unshare -m true 2>&-") != "= 0") // in a changed root
+        GTEST_SKIP() << "needs a mount namespace";
+    write_private(folder / "people",
+                  "o'd d:x:4321:1::/:/bin/sh\nb\033d:x:4322:1::/:/bin/sh\ngone:x:4323:1::/:/bin/sh\n");
+    write_private(folder / "keep", "mount --bind passwd /etc/passwd; $OV add 4321 4322 gone p:$$ $FREEZE >out\n"
+                                   "$OV add nobody --epoch 1924419600 --speed -1000 --rewind >out\n"
+                                   "$OV add g:bin --epoch 1924419600 --speed FROZEN >out\n"
+                                   "grep -v gone passwd >left; cat left >passwd; $OV save >saved\n"
+                                   "sed '1d; s/p:[0-9]*/p:PID/' saved; $OV apply - --prune <saved | tail -n 1\n"
+                                   "$OV reset >out; $OV apply - <saved | tail -n 1; grep -v '^#' saved >before\n"
+                                   "$OV save | grep -v '^#' | cmp - before && echo same");
+    const std::string christmas = " # 2030-12-25T09:00:00+00:00\n";
+    expect({
+        {"cat /etc/passwd people >passwd; chmod 644 passwd; unshare -m sh ./keep",
+         "'u:o'\\''d d' --epoch 1924419600 --speed frozen" + christmas + "u:4322 --epoch 1924419600 --speed frozen" +
+             christmas + "# u:4323 --epoch 1924419600 --speed frozen" + christmas +
+             "# p:PID --epoch 1924419600 --speed frozen" + christmas +
+             "u:nobody --epoch 1924419600 --speed -1000 --rewind" + christmas +
+             "g:bin --epoch 1924419600 --speed FROZEN" + christmas +
+             SUMMARY("standard input", "0", "0", "1", "4", "1") SUMMARY(
+                 "standard input", "4", "0", "0", "0",
+                 "0") "same\n" ERROR "u:4323 does not exist any more: only 'ovuser reset' takes its clock away\n= 0"},
+    });
+}

@@ -1,5 +1,6 @@
 #include "simulator/readings/own_clock.h"
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <sys/auxv.h>
 

@@ -141,5 +141,16 @@ TEST_F(Utility, ShowsControlCharacters)
          "ovuser: uid 4321\novuser: uid 4322\nu:e\"\\\\033[m\\377\\302\\233\303\251 Frozen                   "
          " " CHRISTMAS "u:UNKNOWN  Frozen                    " CHRISTMAS
          "\"e\\\"\\\\\\u001b[m\\ufffd\\u009b\\u00e9\"\n\"UNKNOWN\"\n= 0"},
+        // Every byte that a name may have: as JSON has it, and none that could steer a terminal.
+        {"perl -e 'open(F, q(</proc/zynov)); open(P, q(>passwd)); open(N, q(>names)); for (grep { $_ != 10 && $_ != 58 "
+         "} 1 "
+         ".. 255) { ioctl(F, 0xC0505302, pack(q(Qx8qqQqx24Q), 171, 5000 + $_, 86400, 1, 0, 0)); printf P "
+         "qq(x%cy:x:%d:1::/:"
+         "\\n), $_, 5000 + $_; print N $_ < 128 ? qq(x) . chr . qq(y) : qq(x\\xef\\xbf\\xbdy) }'; unshare -m sh -c "
+         "'mount "
+         "--bind passwd /etc/passwd; ./ovuser list | LC_ALL=C grep -c \"^u:x[ -~]*y *Frozen\"; ./ovuser list --json | "
+         "jq -j "
+         "\".[] | select(.id > 5000) | .name\" | cmp - names'",
+         "253\n= 0"},
     });
 }

@@ -18,6 +18,7 @@ struct alignas(32) Original { // an array of them, as the linker lays them out, 
 };
 
 template <typename Function> struct Next : Original {
+    // cppcheck-suppress uninitDerivedMemberVar // they are, by the aggregate
     explicit constexpr Next(const char *its_name, const char *its_version = nullptr) : Original{its_name, its_version}
     {
     }

@@ -21,6 +21,7 @@ static char *find_library()
     const ssize_t length = readlink("/proc/self/exe", program, sizeof program - 1);
     if (length < 0)
         fail("/proc/self/exe: %s", strerror(errno));
+    // cppcheck-suppress negativeIndex // fail does not return
     program[length] = '\0';
     *strrchr(program, '/') = '\0';
     for (const char *folder : {".", OV_SIM_LIBRARY_FOLDER}) {

@@ -49,15 +49,17 @@ TEST_F(Utility, AnswersAsAKernel)
          "125\n! zynov-sim: pipe: not a regular file\n" AND_ERROR "Open of /proc/zynov failed; error = 74\n= 5"},
         // One descriptor, for the loader and then for the table.
         {"./ovuser add p:$$ $FREEZE >/dev/null; exec 3>&-; ulimit -n 4; exec date +%s", "1924419600\n= 0"},
+        // The table of a machine that has been started anew.
+        {"./ovuser add p:1 bin $FREEZE >/dev/null; printf x | dd of=table bs=1 seek=32 conv=notrunc status=none; "
+         "./ovuser list | grep -c Frozen; $SIM ./ovuser list | grep -c Frozen",
+         "2\n1\n= 0"},
         // Somebody who keeps the lock.
-        {"flock table ./ovuser add bin $FREEZE; ./ovuser add bin $FREEZE",
-         "ovuser: uid 2 has been added with a Frozen virtual clock: " CHRISTMAS "! " AND_ERROR
+        {"flock table ./ovuser add daemon $FREEZE; ./ovuser add daemon $FREEZE",
+         "ovuser: uid 1 has been added with a Frozen virtual clock: " CHRISTMAS ERROR
          "an error occurred while executing this request, error = 16\n= 0"},
         // A real module, whose descriptor would come first.
-        {"exec 3>&-; unshare -m sh -c 'mount -t tmpfs tmpfs /proc; touch /proc/zynov; exec perl -e \"open(F, "
-         "q(</proc/zynov)); "
-         "print "
-         "fileno(F)\"'",
+        {"exec 3>&-; unshare -m sh -c 'mount -t tmpfs tmpfs /proc; touch /proc/zynov; exec perl -e "
+         "\"open(F, q(</proc/zynov)); print fileno(F)\"'",
          "3= 0"},
     });
 }

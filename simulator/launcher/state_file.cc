@@ -8,7 +8,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "simulator/bare/small_file.h"
 #include "simulator/launcher/fail.h"
+#include "simulator/table/change.h"
 #include "simulator/table/state.h"
 
 namespace sim
@@ -38,6 +40,21 @@ const char *default_state()
     return text("%s/table", folder);
 }
 
+// Numbers of processes begin anew when the machine does. A table that this user may only read is left to others.
+static void forget_earlier_boots(int descriptor)
+{
+    char id[64];
+    if (!read_small_file("/proc/sys/kernel/random/boot_id", id))
+        return;
+    const uint64_t boot = strtoull(id, nullptr, 16); // up to its first dash
+    Mapping mapping;
+    if (mapping.map(descriptor, Mapping::reading) != 0 || mapping.table()->boot == boot)
+        return;
+    const Change change(descriptor);
+    if (change.error() == 0)
+        begin_boot(*change.table(), boot);
+}
+
 void prepare_state(const char *path, bool shared)
 {
     const mode_t mode = shared ? 0666 : 0600;
@@ -56,6 +73,7 @@ void prepare_state(const char *path, bool shared)
     struct stat file;
     if (shared && fstat(descriptor, &file) == 0 && (file.st_mode & mode) != mode && fchmod(descriptor, mode) != 0)
         fail("%s: %s", path, strerror(errno));
+    forget_earlier_boots(descriptor);
     close(descriptor);
 }
 

@@ -184,6 +184,15 @@ static int reset(Table &table, uint64_t container_id)
     return any ? 0 : no_clock_to_reset;
 }
 
+void begin_boot(Table &table, uint64_t boot)
+{
+    Alteration alteration(table);
+    for (size_t place = table.used_slots().size(); place-- > 0;)
+        if (table.slots[place].load().kind() == ZYNOV_PROCESS)
+            alteration.drop(place);
+    table.boot = boot;
+}
+
 static int get_slot(const Table &table, zynov_iov &record, const timespec &real)
 {
     if (record.slot >= Table::capacity)

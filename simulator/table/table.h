@@ -31,6 +31,7 @@ struct Table {
     // Changes whenever a clock comes or goes; odd while that is under way, or when it was cut short.
     std::atomic<uint64_t> generation;
     std::atomic<uint64_t> used; // how many slots, from the first, may hold a clock
+    std::atomic<uint64_t> boot; // of the machine, whose processes the clocks are of
     std::array<Slot, capacity> slots;
 
     std::span<const Slot> used_slots() const
@@ -48,6 +49,9 @@ struct Circumstances {
     int error;                     // why they cannot be found out
 };
 Circumstances circumstances(unsigned long command, const zynov_iov &record);
+
+// Deletes the clocks of all processes, since the machine has been started anew. Under the lock.
+void begin_boot(Table &table, uint64_t boot);
 
 // Carry out one command at a real instant: one that changes the table, under the lock, or one that only
 // looks. Both return 0, or the errno with which the module refuses.

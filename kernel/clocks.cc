@@ -52,9 +52,9 @@ static bool begin(int fd, ov_clock &clock)
 
 static void describe(const zynov_iov &entry, const ProcessIds &owner, ov_clock &clock)
 {
-    clock.kind = static_cast<int32_t>(entry.flags & ZYNOV_KIND_MASK);
+    clock.kind = kind_of(entry);
     clock.id = static_cast<uint32_t>(entry.id);
-    clock.slot = entry.slot;
+    clock.slot = static_cast<uint32_t>(clock.next_slot - 1);
     clock.value = shown_time(entry);
     clock.origin = entry.origin;
     clock.speed = low_32(entry.speed);

@@ -2,14 +2,13 @@
 // costs. To be run under zynov-sim, by somebody who has no clock; it gives itself one in between.
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/time.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "bench/pairs.h"
+#include "bench/program.h"
 #include "kernel/zynov.h"
 
 using namespace bench;
@@ -83,23 +82,6 @@ static void change_floor()
 }
 
 static const char *utility, *static_true;
-
-// A whole process, its output dropped.
-static void run(const char *program, const char *argument, char **environment)
-{
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    char *const arguments[] = {const_cast<char *>(program), const_cast<char *>(argument), nullptr};
-    pid_t child;
-    int status;
-    if (posix_spawn(&child, program, &actions, nullptr, arguments, environment) != 0 ||
-        waitpid(child, &status, 0) != child || status != 0)
-        abort();
-    posix_spawn_file_actions_destroy(&actions);
-}
-
-static char *no_environment[] = {nullptr};
 
 static void run_bare_static()
 {

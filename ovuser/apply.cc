@@ -32,9 +32,11 @@ struct ApplyOptions {
 
 // A line of a file: whose clock, and which.
 struct Line {
-    AddWords words;
-    int number;
     Line *next;
+    int32_t kind; // whose clock, once that has been resolved
+    uint32_t id;
+    int number;
+    AddWords words;
 
     const Identity &who() { return *words.identities().begin(); }
 };
@@ -83,7 +85,7 @@ Application::~Application()
 Line *Application::find(int32_t kind, uint32_t id) const
 {
     Line *line = first_;
-    while (line != nullptr && (line->who().kind != kind || line->who().id != id))
+    while (line != nullptr && (line->id != id || line->kind != kind))
         line = line->next;
     return line;
 }
@@ -97,7 +99,9 @@ int Application::check(Line &line) const
         return misunderstood("a line is for one clock");
     if (const int status = words.check())
         return status;
-    if (const Line *earlier = find(line.who().kind, line.who().id))
+    line.kind = line.who().kind;
+    line.id = line.who().id;
+    if (const Line *earlier = find(line.kind, line.id))
         return misunderstood("%s has a clock on line %d already", line.who().label(), earlier->number);
     return done;
 }
@@ -107,7 +111,7 @@ int Application::read_line(int argc, char **argv)
     void *memory = malloc(sizeof(Line));
     if (memory == nullptr)
         return failed("no memory");
-    auto *line = new (memory) Line{{}, file_.line(), nullptr};
+    auto *line = new (memory) Line{nullptr, 0, 0, file_.line(), {}};
     int status = line->words.read("add", argc, argv);
     if (status == done)
         status = check(*line);
@@ -160,7 +164,7 @@ int Application::take_away(const ov_clock &clock)
 int Application::give(Line &line, const Clocks &table)
 {
     const Place here(file_.name(), line.number);
-    const bool is_there = table.find(line.who().kind, line.who().id) != nullptr;
+    const bool is_there = table.find(line.kind, line.id) != nullptr;
     int &counter = is_there ? replaced_ : added_;
     AddWords &words = line.words;
     if (is_there && !options_.replace)

@@ -31,26 +31,29 @@ void report(const char *format, ...)
     va_end(arguments);
 }
 
-// "FILE:LINE: " while a Place lives.
-static const char *place = "";
+static const Place *place = nullptr;
 
-Place::Place(const char *file, int line)
+Place::Place(const char *file, int line) : file_(file), line_(line)
 {
-    if (asprintf(&text_, "%s:%d: ", file, line) < 0)
-        text_ = nullptr;
-    place = text_ != nullptr ? text_ : "";
+    place = this;
 }
 
 Place::~Place()
 {
-    place = "";
-    free(text_);
+    place = nullptr;
+}
+
+void Place::print() const
+{
+    print_visible(stderr, file_);
+    fprintf(stderr, ":%d: ", line_);
 }
 
 static void complain(const char *severity, const char *format, va_list arguments)
 {
     fputs(severity, stderr);
-    print_visible(stderr, place);
+    if (place != nullptr)
+        place->print();
     print_line(stderr, "", format, arguments);
 }
 
@@ -104,7 +107,8 @@ static char *print_beginning(char *message, const Identity *who)
         if (strncmp(message, severity, length) != 0)
             continue;
         fputs(severity, stderr);
-        print_visible(stderr, place);
+        if (place != nullptr)
+            place->print();
         if (who != nullptr) {
             print_visible(stderr, who->label());
             fputs(": ", stderr);

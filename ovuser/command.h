@@ -40,8 +40,12 @@ class Place
     Place(const Place &) = delete;
     Place &operator=(const Place &) = delete;
 
+    // FILE:LINE: in front of a message.
+    void print() const;
+
   private:
-    char *text_ = nullptr;
+    const char *file_;
+    int line_;
 };
 
 // Each writes a line of its own, with what others chose made visible: on standard output "ovuser: report: ", on

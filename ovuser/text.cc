@@ -42,21 +42,31 @@ int control_character(const char *text)
     return bytes[0] < 0x20 || bytes[0] == 0x7f ? bytes[0] : -1;
 }
 
+// How many bytes at the beginning of a text may be written as they are.
+static size_t plain_length(const char *text)
+{
+    size_t length = 0;
+    while (control_character(text + length) < 0) { // as the end of the text is one
+        const size_t next = character_length(text + length);
+        if (next == 0)
+            break;
+        length += next;
+    }
+    return length;
+}
+
 int print_visible(FILE *stream, const char *text, int width)
 {
     int written = 0;
-    while (*text != '\0') {
-        const size_t length = character_length(text);
-        if (length == 0 || control_character(text) >= 0) {
-            const size_t bytes = std::max(length, size_t{1});
-            for (size_t i = 0; i < bytes; ++i)
-                written += fprintf(stream, "\\%03o", static_cast<unsigned>(static_cast<unsigned char>(*text++)));
-        } else {
-            written += static_cast<int>(fwrite(text, 1, length, stream));
-            text += length;
-        }
+    for (;;) {
+        const size_t plain = plain_length(text);
+        written += static_cast<int>(fwrite(text, 1, plain, stream));
+        text += plain;
+        if (*text == '\0')
+            return written + (width > written ? fprintf(stream, "%*s", width - written, "") : 0);
+        for (size_t bytes = std::max(character_length(text), size_t{1}); bytes > 0; --bytes)
+            written += fprintf(stream, "\\%03o", static_cast<unsigned>(static_cast<unsigned char>(*text++)));
     }
-    return written + fprintf(stream, "%*s", std::max(width - written, 0), "");
 }
 
 Timestamp::Timestamp(time_t instant)

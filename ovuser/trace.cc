@@ -25,11 +25,10 @@ static bool is_log_read()
     static const int line = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     static bool given_up = false;
     constexpr sockaddr_un log = {AF_UNIX, "/dev/log"};
-    if (given_up || line < 0 || connect(line, reinterpret_cast<const sockaddr *>(&log), sizeof log) != 0)
-        return false;
-    pollfd room = {line, POLLOUT, 0};
     constexpr int second = 1000;
-    given_up = poll(&room, 1, second) != 1;
+    pollfd room = {line, POLLOUT, 0};
+    given_up = given_up || connect(line, reinterpret_cast<const sockaddr *>(&log), sizeof log) != 0 ||
+               poll(&room, 1, second) != 1;
     return !given_up;
 }
 

@@ -131,7 +131,7 @@ TEST(Time, ReadsWhatIsPrintedInEveryForm)
                               "Sat Jan  1 18:00:00 10000\n\n"}};
     set_zone("Europe/Berlin");
     for (const auto &[text, why] : refused)
-        EXPECT_EQ(with_message([&](char **slot) { return ov_read_time(text, slot); }).second, illegal + why);
+        EXPECT_EQ(with_message([text = text](char **slot) { return ov_read_time(text, slot); }).second, illegal + why);
     set_zone("UTC");
     EXPECT_EQ(ov_read_time("Sat Jan  1 07:59:59 10000", nullptr), 253402329599);
     EXPECT_EQ(ov_read_time("+10000-01-01t08:59:59.99+01:00", nullptr), 253402329599);

@@ -170,12 +170,12 @@ TEST_F(Utility, StandsHostileSurroundings)
     });
     if (shell("unshare -m true 2>&-") != "= 0") // in a changed root
         return;
-    // A long name of digits, which is not the number of root.
+    // A long name of digits, which is no number that an identity can have.
     fs::remove(folder / "table");
     expect({
-        {"n=$(printf %01000d 0); { cat /etc/passwd; echo $n:x:4321:1::/:/bin/sh; } >passwd; unshare -m sh -c \"mount "
-         "--bind passwd /etc/passwd; $OV add $n $FREEZE; $OV list | grep u:0; $OV delete $n\"",
-         "ovuser: uid 4321" + added + "u:" + std::string(1000, '0') +
+        {"n=$(printf 9%0999d 0); { cat /etc/passwd; echo $n:x:4321:1::/:/bin/sh; } >passwd; unshare -m sh -c \"mount "
+         "--bind passwd /etc/passwd; $OV add $n $FREEZE; $OV list | grep u:9; $OV delete $n\"",
+         "ovuser: uid 4321" + added + "u:9" + std::string(999, '0') +
              " Frozen                    " CHRISTMAS
              "ovuser: report: Virtual clock for uid 4321 has been deleted\n= 0"},
     });

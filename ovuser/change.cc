@@ -144,8 +144,8 @@ static bool is_legal(const Wanted &wanted, int &status)
 int replace_clock(const Identity &who, const When &when, int64_t checked, bool several, const Clocks &table)
 {
     const ov_clock *present = table.find(who.kind, who.id);
-    ov_clock now;
-    if (present != nullptr && when.keeps_value())
+    ov_clock now; // the table may have been read a while ago
+    if (present != nullptr)
         present = table.look_again(*present, now) ? &now : nullptr;
     const Wanted wanted(when, checked, present);
     if (present == nullptr) {

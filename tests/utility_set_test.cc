@@ -60,12 +60,12 @@ TEST_F(Utility, SetsAnew)
          "ovuser: uid 2 has been added with a 1000 times faster virtual clock: " CHRISTMAS
          "        The date will rewind at midnight.\nuid 2 has been added with a Frozen\novuser: uid 2" +
              frozen + "= 0"},
-        {"$OV set bin --epoch 5; $SIM --fault 4:-1:5 $OV set bin --at now --speed 2; $OV list | grep bin",
+        {"$OV set bin --epoch 5; $SIM --fault 6:-1:5 $OV set bin --at now --speed 2; $OV list | grep bin",
          "u:bin      Frozen                    " CHRISTMAS
          "! ovuser: error: Illegal virtual clock, must not be before Thu Jan 1 01:00:00 1970\nyou specified @5, it is "
          "Thu Jan  1 00:00:05 1970\n\n" AND_ERROR "an error occurred while executing this request, error = 5\n"
          "ovuser: warning: bin has its former clock again\n= 0"},
-        {"$SIM --fault 4:-1:5,5:-1:5 $OV set bin --at now; $OV delete bin",
+        {"$SIM --fault 6:-1:5,7:-1:5 $OV set bin --at now; $OV delete bin",
          lost + "ovuser: warning: bin has lost its clock, which was --epoch 1924419600 --speed 0\n"
                 "ovuser: warning: Specified id does not have a virtual clock\n= 4"},
         // Of a clock that the caller does not see only the value can be kept.

@@ -66,7 +66,7 @@ TEST_F(Utility, HandsSignalsOn)
          "4= 0"},
         // What the terminal sends reaches the command once.
         {"echo '$SIG{INT} = sub { ++$n }; open L, q(>line); close L; select(undef, undef, undef, 0.05) until $n;"
-         "select(undef, undef, undef, 0.3); print $n' >counts; { read x <line; printf '\\003'; } | script "
+         "select(undef, undef, undef, 0.3); print $n' >counts; { timeout 20 cat line; printf '\\003'; } | script "
          "-qec "
          "'./ovuser run --speed 2 perl counts' /dev/null",
          "^C1= 0"},

@@ -86,6 +86,8 @@ static long count_open()
 static pid_t start(const std::function<void()> &work)
 {
     const pid_t child = fork();
+    if (child < 0) // not to be taken for everybody
+        perror("fork"), exit(2);
     if (child == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         work();

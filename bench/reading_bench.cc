@@ -117,7 +117,7 @@ int main(int argc, char **argv)
             name("time"), "bare clock_gettime", of_time, 1, prepare);
         compare<[] { clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &past, nullptr); },
                 [] { bare_clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &past, nullptr); }>(
-            name("a wait that is over"), "bare clock_nanosleep", of_wait, 1, prepare);
+            name("expired wait"), "bare clock_nanosleep", of_wait, 1, prepare);
     }
     control_file = open(ZYNOV_PATH, O_RDONLY | O_CLOEXEC);
     compare<change_table, change_floor>("add and delete", "floor: open, flock, close", {10}, 1, [] { fill_table(0); });

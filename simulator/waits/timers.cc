@@ -24,7 +24,8 @@ static clockid_t source_that_shows(time_t shown)
 }
 
 // By which clock a timer counts is not told by the kernel. So it is set to a far instant first, and asked how long that
-// is, while no signal handler can leave for good in between.
+// is, while no signal handler can leave for good in between. That somebody has set the machine's clock, which cancels
+// the setting of some timers, is for the second call to say.
 template <typename Timer>
 static int set_until(Next<Set<Timer>> &set, Next<Get<Timer>> &get, Timer timer, int flags, const itimerspec *wanted,
                      itimerspec *old)

@@ -122,8 +122,8 @@ void Child::stand_in() const
         if (sigwaitinfo(&all_, &signal) < 0)
             continue;
         if (signal.si_signo != SIGCHLD) {
-            // What the terminal sends goes to the whole job, and what this process brings upon itself is its own.
-            if (signal.si_code <= 0 && signal.si_pid != getpid())
+            // What the terminal sends goes to the whole job.
+            if (signal.si_code <= 0)
                 kill(pid_, signal.si_signo);
             continue;
         }

@@ -35,6 +35,12 @@ TEST_F(Utility, AppliesAFile)
                                                     "g:bin      FROZEN                    " CHRISTMAS //
                                                         SUMMARY("clocks", "0", "0", "0", "1", "1") ERROR
          "clocks:3: u:nobody: an error occurred while executing this request, error = 5\n= 5"},
+        // Who has many gets each right, and again.
+        {"getent group | sed '1d; s/:.*//; s/^/g:/' >groups; { cat groups; echo games; } | sed 's/$/ --speed 2/' >many;"
+         "$OV apply - --prune <many >out; $OV list | sed -n 's/^\\([gu]:[^ ]*\\).*/\\1/p' >listed; echo u:games "
+         ">>groups;"
+         "cmp groups listed && [ $(grep -c . groups) -gt 35 ] && $OV apply - <many",
+         "ovuser: report: standard input: nothing to change\n= 0"},
         // What others may write is not for the superuser. Anybody may have a file of his own.
         {"for file in '65534 600' '0 620' '0 602'; do chown ${file% *} clocks; chmod ${file#* } clocks; $OV apply "
          "clocks;"

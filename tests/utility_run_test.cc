@@ -14,7 +14,8 @@ TEST_F(Utility, RunsACommandWithAClock)
         // Whose clock it is, and as whom the command runs.
         {"$OV run --group bin $FREEZE sh -c 'date +%s; id -g; id -rg; id -u'; $OV list | grep -c g:bin",
          CHRISTMAS_SECOND "2\n2\n0\n0\n= 1"},
-        {"USER=x $OV run --user=news $FREEZE sh -c 'sh -c \"date +%s\"; id -ru; id -G; echo $HOME $USER $LOGNAME'",
+        {"USER=x setpriv --groups=5 $OV run --user=news $FREEZE sh -c 'sh -c \"date +%s\"; id -ru; id -G; echo $HOME "
+         "$USER $LOGNAME'",
          CHRISTMAS_SECOND "9\n9\n/var/spool/news news news\n= 0"},
         // Nothing of the utility's is in its way: descriptors, a variable, a disposition.
         {"echo 'opendir D, q(/proc/self/fd); print join(q( ), sort(readdir(D)), @ENV{POSIXLY_CORRECT}, qq(\\n)); exit "
@@ -37,8 +38,8 @@ TEST_F(Utility, EndsAsTheCommandDid)
         // Nothing is run for who has a clock already, and may not be, or cannot be told from the words.
         {"$OV add news $FREEZE >/dev/null; for fails in '--speed 2 --user news' '--speed 2 --user root' '--group 2 "
          "--user 9'"
-         " '--speed 2 --group bi' --help=no; do $OV run $fails touch ran; echo $?; done; $NOBODY $OV run --speed 2 "
-         "--group nogroup touch ran; echo $?; $OV run --speed 2 --user news touch ran 2>&-; echo $? $(ls ran 2>&-); "
+         " '--speed 2 --group bi' --help=no; do $OV run $fails echo ran; echo $?; done; $NOBODY $OV run --speed 2 "
+         "--group nogroup echo ran; echo $?; $OV run --speed 2 --user news echo ran 2>&-; echo $?; "
          "$OV run --speed 2; $OV list | grep -c news",
          "125\n125\n125\n125\n125\n125\n125\n1\n" ERROR "u:news already has a virtual clock\n" AND_ERROR
          "uid '0' (root user) or gid '0' (root group) is not allowed\n" AND_ERROR
@@ -60,10 +61,12 @@ TEST_F(Utility, HandsSignalsOn)
          "while :; do sleep "
          "0.05; done' & read x <line; kill -USR1 $!; kill $!; wait $!; echo $?; $OV list | grep -c g:",
          "usr1\n3\n0\n= 1"},
-        // It stops with the command, and wakes it up.
-        {"perl -e '$p = fork or exec qw(./ovuser run --speed 2 sh -c), q(kill -STOP $$; exit 4); waitpid($p, 2);"
-         "kill CONT => $p; waitpid($p, 0); print $? >> 8'",
-         "4= 0"},
+        // It stops with the command, and is continued with it, whether alone or with the whole job: once.
+        {"perl -e 'for $sign (1, -1) { $p = fork; if (!$p) { setpgrp; exec qw(./ovuser run --speed 2 perl -e), "
+         "q($SIG{CONT} "
+         "= sub { ++$n }; kill STOP => $$; select(undef, undef, undef, 0.3); exit $n) } waitpid($p, 2);"
+         "kill CONT => $sign * $p; waitpid($p, 0); print $? >> 8 }'",
+         "11= 0"},
         // What the terminal sends reaches the command once.
         {"echo '$SIG{INT} = sub { ++$n }; open L, q(>line); close L; select(undef, undef, undef, 0.05) until $n;"
          "select(undef, undef, undef, 0.3); print $n' >counts; { timeout 20 cat line; printf '\\003'; } | script "

@@ -241,6 +241,12 @@ static void signal_at_random(int control)
             send(ZYNOV_IOC_DELETE_CLOCK, 610000, control);
         }
         may_leave = 0;
+        if (changes % 16 == 0) { // a handler may come in between here, too
+            const pid_t child = fork();
+            if (child == 0)
+                _exit(0);
+            waitpid(child, nullptr, 0);
+        }
     }
     kill(sender, SIGKILL);
     waitpid(sender, nullptr, 0);
@@ -344,6 +350,13 @@ static void wreck(int control, bool cut)
     }
     if (ended > 0)
         complain("processes that were ended", ended);
+    if (cut && ftruncate(table, 0) == 0 && time(nullptr) > 0 && ftruncate(table, sizeof(sim::Table)) == 0) {
+        const sim::Header header;
+        pwrite(table, &header, sizeof header, 0);
+        int torn = 0;
+        if (send(ZYNOV_IOC_ADD_CLOCK, 5, control) != 0 || count(5, control, torn) != 1)
+            complain("a table that was cut does not serve again", errno);
+    }
     printf("%ld %s\n", blows, cut ? "truncations" : "scribbled words");
     close(table);
 }

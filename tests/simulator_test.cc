@@ -14,6 +14,7 @@
 #include <climits>
 #include <csignal>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <random>
 #include <thread>
@@ -124,6 +125,15 @@ TEST(Simulator, TakesNoLivingProcessItsClock)
         EXPECT_EQ(table->slots[0].load().kind() == ZYNOV_NO_KIND, freed);
     }
     EXPECT_EQ(change(*std::make_unique<Table>(), ADD, 3, INT_MAX), ESRCH);
+
+    // A full one, where only the last has ended: none of the living has to go for a new one.
+    const auto full = std::make_unique<Table>();
+    full->used = Table::capacity;
+    for (uint32_t i = 0; i < Table::capacity; ++i)
+        full->slots[i].store(clock(pid, here, i + 1 < Table::capacity ? birth : birth ^ 64));
+    EXPECT_EQ(change(*full, ADD, 1, 5), 0);
+    EXPECT_EQ(full->slots[Table::capacity - 1].load().id, 5);
+    EXPECT_EQ(change(*full, ADD, 1, 6), ENOSPC);
     rlimit kept = {};
     getrlimit(RLIMIT_NOFILE, &kept);
     const rlimit none = {0, kept.rlim_max}; // nothing can be found out, and nothing is known
@@ -133,28 +143,39 @@ TEST(Simulator, TakesNoLivingProcessItsClock)
     setrlimit(RLIMIT_NOFILE, &kept);
 }
 
-// What older kernels tell processes by.
-TEST(Simulator, KnowsWhenAProcessStartedInAnyTimeNamespace)
+// Whether something holds for a child in a namespace of its own; what it does to its parent that makes it comes first.
+static bool holds_in(int kind, const std::function<bool()> &prepare, const std::function<bool()> &look)
 {
-    uint64_t birth = 0;
-    ASSERT_EQ(read_start(getpid(), birth), 0);
-    EXPECT_TRUE(!has_ended(getpid(), birth) && !has_ended(getpid(), birth - 1) && has_ended(getpid(), birth - 2));
-    const pid_t pid = getpid();
     int status = 1;
     if (fork() == 0) {
-        if (unshare(CLONE_NEWTIME) != 0)
-            _exit(77);
-        std::ofstream("/proc/self/timens_offsets") << "boottime 100000 5000000\n";
-        const bool known = has_ended(pid, birth - 1000); // not before the namespace is entered
+        const bool prepared = unshare(kind) == 0 && prepare();
         if (fork() == 0)
-            _exit(known || has_ended(pid, birth) || !has_ended(pid, birth - 3));
+            _exit(prepared && look() ? 0 : 1);
         wait(&status);
         _exit(WEXITSTATUS(status));
     }
     wait(&status);
-    if (WEXITSTATUS(status) == 77)
+    return status == 0;
+}
+
+// What older kernels tell processes by.
+TEST(Simulator, KnowsWhenAProcessStartedInAnyNamespace)
+{
+    const pid_t pid = getpid();
+    uint64_t birth = 0;
+    ASSERT_EQ(read_start(pid, birth), 0);
+    EXPECT_TRUE(!has_ended(pid, birth) && !has_ended(pid, birth - 1) && has_ended(pid, birth - 2));
+    if (geteuid() != 0)
         GTEST_SKIP() << "needs the superuser";
-    EXPECT_EQ(status, 0);
+    const auto set_offset = [=] {
+        std::ofstream("/proc/self/timens_offsets") << "boottime 100000 5000000\n";
+        return !has_ended(pid, birth - 1000); // not to be known before the namespace is entered
+    };
+    EXPECT_TRUE(
+        holds_in(CLONE_NEWTIME, set_offset, [=] { return !has_ended(pid, birth) && has_ended(pid, birth - 3); }));
+    // A /proc that shows another pid namespace tells of other processes.
+    EXPECT_TRUE(holds_in(
+        CLONE_NEWPID, [] { return true; }, [&] { return read_start(1, birth) == EACCES; }));
 }
 
 TEST(Simulator, RunsClocksAtTheirSpeed)
@@ -237,6 +258,13 @@ TEST(Simulator, LosesNothingToManyWritersNorToOneThatIsKilled)
     EXPECT_EQ(change(*Change(descriptor).table(), DELETE, 0, 1, 1), 0);
     EXPECT_EQ(Change(descriptor).table()->generation % 2, 0u); // a whole change makes up for the one cut short
     EXPECT_EQ(dup(descriptor), next);
+
+    // A change whose table is cut short under it comes to nothing, and the next has the file's again.
+    {
+        const Change cut(descriptor);
+        EXPECT_TRUE(give_up_table(cut.table()) && cut.mapping().was_cut());
+    }
+    EXPECT_EQ(change(*Change(descriptor).table(), DELETE, 0, 1001, 1), 0);
 
     // A child that was made in the midst of a change, by no fork(3), keeps no lock, and finds none kept.
     int go[2];

@@ -23,7 +23,7 @@ class Surroundings
             return clock.kind() != ZYNOV_NO_KIND;
         if (pid_namespace_ == 0)
             pid_namespace_ = pid_namespace();
-        return pid_namespace_ != 0 && clock.pid_namespace == pid_namespace_;
+        return clock.pid_namespace == pid_namespace_;
     }
 
     // Whether a clock's process has ended. Asks the kernel.

@@ -22,7 +22,7 @@ int create_state(const char *path, mode_t mode);
 const char *flaw_in_state(int descriptor);
 
 // Opens a state file for reading, with more flags of open(2): a descriptor, or a negative errno, -EBADMSG for a file
-// that is no good one. Never waits, and makes no call of the C library's.
+// that is no good one. Never waits, and makes no system call through the C library.
 int open_state(const char *path, int flags);
 
 } // namespace sim

@@ -121,7 +121,7 @@ int main(int argc, char **argv)
     }
     control_file = open(ZYNOV_PATH, O_RDONLY | O_CLOEXEC);
     compare<change_table, change_floor>("add and delete", "floor: open, flock, close", {10}, 1, [] { fill_table(0); });
-    compare<change_table, change_floor>("the same among 1,000 clocks of processes", "floor: open, flock, close", {20},
+    compare<change_table, change_floor>("the same among 1,000 clocks of processes", "floor: open, flock, close", {40},
                                         1, [] { fill_table(1000); });
     const auto no_clock = [] {
         fill_table(0);

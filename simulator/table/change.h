@@ -6,8 +6,9 @@ namespace sim
 {
 
 // The right to change a table: exclusive among all processes and threads, given up at the end of the scope and by a
-// process that is killed, whatever children it has made meanwhile by fork(3). Makes no system call through the C library. Signals
-// are to be held off, since a handler of theirs may itself want to change the table, or leave for good.
+// process that is killed, whatever children it has made meanwhile by fork(3). Makes no system call through the C
+// library. Signals are to be held off, since a handler of theirs may itself want to change the table, or leave for
+// good.
 class Change
 {
   public:

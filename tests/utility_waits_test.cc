@@ -12,6 +12,7 @@ TEST_F(Utility, WaitsUntilItsClockGetsThere)
                     "begin \"$FREEZE\" '400 400'\n"
                     "begin '--at 2030-12-25T23:59 --rewind --speed 1000' '400000 400'\n" // past midnight
                     "begin '--epoch 1924419600' '-5000 0'\n"
+                    "begin '--epoch 1286701200 --speed -100' '-5000 0'\n"
                     "begin '--epoch 1924419600' '2000 2000' '(sleep 1; ./ovuser delete p:$$ >/dev/null) &'\n"
                     "begin '--epoch 1924419600' '2000 2000' '(sleep 1; ./ovuser delete p:$$ >/dev/null; "
                     "./ovuser add p:$$ $FREEZE >/dev/null) &'\n"

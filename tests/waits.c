@@ -275,7 +275,7 @@ static int interrupt_timers(void)
     return wrong;
 }
 
-/* What the calls refuse, and what means something else. */
+/* What the calls refuse, and what means something else: where nothing is waited for. */
 static int try_odd_instants(void)
 {
     const struct timespec too_many = {1, 1000000000}, before = {-1, 0};
@@ -310,7 +310,7 @@ int main(int argc, char **argv)
         return 2;
     virtual_distance = atol(argv[1]);
     real_distance = atol(argv[2]);
-    int bad = try_odd_instants();
+    int bad = real_distance == 0 ? try_odd_instants() : 0;
 
     sigfillset(&signals);
     pthread_sigmask(SIG_BLOCK, &signals, NULL);

@@ -71,7 +71,7 @@ TEST_F(Utility, HandsSignalsOn)
         {"echo '$SIG{INT} = sub { ++$n }; open L, q(>line); close L; select(undef, undef, undef, 0.05) until $n;"
          "select(undef, undef, undef, 0.3); print $n' >counts; { timeout 20 cat line; printf '\\003'; } | script "
          "-qec "
-         "'./ovuser run --speed 2 perl counts' /dev/null",
+         "'exec ./ovuser run --speed 2 perl counts' /dev/null",
          "^C1= 0"},
     });
 }

@@ -38,8 +38,8 @@ static_assert(sizeof(ImageConfig) <= page_size);
 
 // What is remembered from one reading to the next. The kernel empties it in a forked child.
 struct ImageMemory {
-    std::atomic<int64_t> asked_at; // when the ids were: real nanoseconds since the epoch
-    std::atomic<uint64_t> ids;     // the effective user in the upper half, the group in the lower
+    std::atomic<uint64_t> asked_at; // when the ids were: real nanoseconds since the epoch
+    std::atomic<uint64_t> ids;      // the effective user in the upper half, the group in the lower
     Cache cache;
 };
 

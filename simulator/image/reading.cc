@@ -10,10 +10,10 @@ namespace sim
 
 constexpr uint64_t ids_hold_for = 1'000'000; // nanoseconds
 
-static bool hold(int64_t asked_at, const timespec &real)
+// Since the epoch; a real time that nobody believes wraps around.
+static uint64_t nanoseconds(const timespec &real)
 {
-    const int64_t now = real.tv_sec * 1'000'000'000 + real.tv_nsec;
-    return static_cast<uint64_t>(now - asked_at) < ids_hold_for;
+    return static_cast<uint64_t>(real.tv_sec) * 1'000'000'000 + static_cast<uint64_t>(real.tv_nsec);
 }
 
 static uint64_t ask_ids(const timespec &real)
@@ -22,7 +22,7 @@ static uint64_t ask_ids(const timespec &real)
     const uint64_t ids =
         static_cast<uint64_t>(system_call(SYS_geteuid)) << 32 | static_cast<uint64_t>(system_call(SYS_getegid));
     memory.ids.store(ids, std::memory_order_relaxed);
-    memory.asked_at.store(real.tv_sec * 1'000'000'000 + real.tv_nsec, std::memory_order_release);
+    memory.asked_at.store(nanoseconds(real), std::memory_order_release);
     return ids;
 }
 
@@ -56,19 +56,11 @@ static uint64_t present_generation()
     return image_data.table.generation.load(std::memory_order_acquire);
 }
 
-__attribute__((noinline)) static int read_anew(clockid_t source, timespec &time)
+__attribute__((noinline)) static Cache::Found find_anew(const timespec &real, Pace &pace)
 {
-    Pace pace;
-    const uint64_t ids = ask_ids(time);
-    Cache::Found found = image_data.memory.cache.load({present_generation(), ids}, pace);
-    if (found == Cache::nothing)
-        found = look_up(ids, pace);
-    if (found == Cache::no_clock)
-        return 0;
-    if (source != CLOCK_REALTIME) // a clock has no coarse one, which would lag by more the faster it runs
-        image_data.config.clock_gettime(CLOCK_REALTIME, &time);
-    time = pace.at(time);
-    return 0;
+    const uint64_t ids = ask_ids(real);
+    const Cache::Found found = image_data.memory.cache.load({present_generation(), ids}, pace);
+    return found != Cache::nothing ? found : look_up(ids, pace);
 }
 
 // All that can be is looked at before the kernel's function, which waits for what comes before it anyway.
@@ -76,16 +68,19 @@ int read_image_clock(clockid_t source, timespec &time)
 {
     const ImageMemory &memory = image_data.memory;
     Pace pace;
-    const int64_t asked_at = memory.asked_at.load(std::memory_order_acquire);
+    const uint64_t asked_at = memory.asked_at.load(std::memory_order_acquire);
     const uint64_t ids = memory.ids.load(std::memory_order_relaxed);
-    const Cache::Found found = memory.cache.load({present_generation(), ids}, pace);
+    Cache::Found found = memory.cache.load({present_generation(), ids}, pace);
     const int error = image_data.config.clock_gettime(source, &time);
     if (error != 0 || image_data.config.state[0] == '\0')
         return error;
-    if (!hold(asked_at, time) || found == Cache::nothing || source != CLOCK_REALTIME) [[unlikely]]
-        return read_anew(source, time);
-    if (found == Cache::clock)
-        time = pace.at(time);
+    if (nanoseconds(time) - asked_at >= ids_hold_for || found == Cache::nothing) [[unlikely]]
+        found = find_anew(time, pace);
+    if (found == Cache::no_clock)
+        return 0;
+    if (source != CLOCK_REALTIME) // a clock has no coarse one, which would lag by more the faster it runs
+        image_data.config.clock_gettime(CLOCK_REALTIME, &time);
+    time = pace.at(time);
     return 0;
 }
 

@@ -18,20 +18,16 @@ static constexpr char delete_help[] =
 
 int delete_command(int argc, char **argv)
 {
-    static constexpr option options[] = {{"help", no_argument, nullptr, 'h'}, {}};
-    const int choice = getopt_long(argc, argv, "h", options, nullptr);
-    if (choice == 'h') {
-        fputs(delete_help, stdout);
-        return done;
-    }
-    if (choice != -1)
-        return fault_in_option(argv, options);
-    Identities identities;
-    if (const int status = identities.read_or_caller("delete", argc - optind, argv + optind))
+    int status;
+    if (only_help(argc, argv, delete_help, status))
         return status;
+    Identities identities;
+    status = identities.read_or_caller("delete", argc - optind, argv + optind);
     ov_request request = {};
     request.operation = OV_DELETE;
-    if (const int status = identities.check(request))
+    if (status == done)
+        status = identities.check(request);
+    if (status != done)
         return status;
     int worst = done;
     for (const Identity &who : identities)

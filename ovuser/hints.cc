@@ -111,6 +111,18 @@ static constexpr struct {
     {"user:", 'u'}, {"uid:", 'u'}, {"group:", 'g'}, {"gid:", 'g'}, {"process:", 'p'}, {"pid:", 'p'},
 };
 
+bool only_help(int argc, char **argv, const char *help, int &status)
+{
+    static constexpr option known[] = {{"help", no_argument, nullptr, 'h'}, {}};
+    const int choice = getopt_long(argc, argv, "h", known, nullptr);
+    if (choice == -1)
+        return false;
+    if (choice == 'h')
+        fputs(help, stdout);
+    status = choice == 'h' ? done : fault_in_option(argv, known);
+    return true;
+}
+
 void hint_on_identity(const char *typed)
 {
     for (const auto &prefix : long_prefixes) {

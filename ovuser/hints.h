@@ -28,6 +28,10 @@ class Nearest
 // not_understood.
 int fault_in_option(char *const *argv, const option *known);
 
+// Reads the options of a subcommand that has none but --help. True when that is all that it is to do: then the status
+// is what it ends with.
+bool only_help(int argc, char **argv, const char *help, int &status);
+
 // For an identity that does not exist.
 void hint_on_identity(const char *typed);
 

@@ -46,14 +46,9 @@ static int reset()
 
 int reset_command(int argc, char **argv)
 {
-    static constexpr option options[] = {{"help", no_argument, nullptr, 'h'}, {}};
-    const int choice = getopt_long(argc, argv, "h", options, nullptr);
-    if (choice == 'h') {
-        fputs(reset_help, stdout);
-        return done;
-    }
-    if (choice != -1)
-        return fault_in_option(argv, options);
+    int status;
+    if (only_help(argc, argv, reset_help, status))
+        return status;
     if (optind != argc) // whoever names somebody does not mean everybody
         return misunderstood("reset takes no identities");
     return reset();

@@ -54,14 +54,9 @@ static void save(const ov_clock &clock)
 
 int save_command(int argc, char **argv)
 {
-    static constexpr option known[] = {{"help", no_argument, nullptr, 'h'}, {}};
-    const int choice = getopt_long(argc, argv, "h", known, nullptr);
-    if (choice == 'h') {
-        fputs(save_help, stdout);
-        return done;
-    }
-    if (choice != -1)
-        return fault_in_option(argv, known);
+    int status;
+    if (only_help(argc, argv, save_help, status))
+        return status;
     if (optind < argc)
         return misunderstood("save takes no arguments");
     const Clocks table;

@@ -36,7 +36,11 @@ void Message::set(const char *format, ...)
 void Message::take(char *text)
 {
     free(own_);
-    *slot_ = own_ = text;
+    own_ = nullptr;
+    if (slot_ != nullptr)
+        *slot_ = own_ = text;
+    else
+        free(text);
 }
 
 } // namespace ov

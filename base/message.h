@@ -19,7 +19,7 @@ class Message
     // Replaces what is there. Without memory the slot is left empty.
     void set(const char *format, ...) __attribute__((format(printf, 2, 3)));
 
-    // Takes over a text from malloc, null included. There must be a slot.
+    // Takes over a text from malloc, null included.
     void take(char *text);
 
   private:

@@ -64,6 +64,7 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
         // A success is taken for a mismatch when EILSEQ is left from before; then slots 0 to 999 are walked.
         {OV_LIST, "", 0, Answers(1001, {0, EILSEQ}), 0, all_listed, usual, 0, "", mismatch},
     };
+    int64_t value;
     for (const auto &c : cases) {
         SCOPED_TRACE(&c - cases);
         const ov_request request = make_request(c.operation, c.identities, c.fields);
@@ -78,6 +79,8 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
         EXPECT_EQ(run(request, "", false).result, c.result) << "without a slot";
         // The same without a control file, unless the request is refused before.
         const bool before = c.result > 800 && c.kernel.empty();
+        const auto preview = [&](char **) { return ov_preview_request(&request, &value, nullptr); };
+        EXPECT_TRUE(!before || run(preview).result == c.result);
         script.open_error = EACCES;
         const Outcome closed = run(request);
         EXPECT_EQ(closed.result, before ? c.result : OV_NO_CONTROL_FILE);

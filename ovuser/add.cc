@@ -92,7 +92,7 @@ int AddWords::rehearse(bool replace, const Clocks &table)
         printf("ovuser: report: ");
         print_visible(stdout, who.label());
         printf(" would be given a");
-        print_clock(wanted.request.speed, "", wanted.value);
+        print_clock(wanted.request.speed, "", wanted.request.virtime);
         if (wanted.request.rewind != 0)
             printf("        The date would rewind at midnight.\n");
         if (present != nullptr) {

@@ -27,13 +27,11 @@ static ov_request request_for(const ov_clock &clock, char (&origin)[24])
     return request;
 }
 
-Wanted::Wanted(const When &when, int64_t checked, const ov_clock *present)
-    : request(when.settled(checked)), value(when.value(checked))
+Wanted::Wanted(const When &when, int64_t checked, const ov_clock *present) : request(when.settled(checked))
 {
     if (present == nullptr || !when.keeps_value())
         return;
     request = request_for(*present, origin_);
-    value = present->value;
     if (!when.keeps_speed())
         request.speed = when.request().speed;
     if (!when.keeps_rewind())
@@ -134,7 +132,7 @@ static void put_back(const Identity &who, const ov_clock &former)
 static bool is_legal(const Wanted &wanted, int &status)
 {
     char text[24], *message = nullptr;
-    snprintf(text, sizeof text, "@%" PRId64, wanted.value);
+    snprintf(text, sizeof text, "@%" PRId64, wanted.request.virtime);
     if (wanted.request.rel_mode != 0 || ov_read_time(text, &message) != 0)
         return true;
     status = conclude(OV_BAD_TIME, message);

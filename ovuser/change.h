@@ -19,8 +19,7 @@ struct Wanted {
     Wanted(const Wanted &) = delete;
     Wanted &operator=(const Wanted &) = delete;
 
-    ov_request request; // without the identity
-    int64_t value;
+    ov_request request; // without the identity; its value is in virtime, with --offset too
 
   private:
     char origin_[24];

@@ -82,11 +82,8 @@ static void print_login(FILE *line)
 
 static void print_clock(FILE *line, const ov_request &request)
 {
-    int64_t value = request.virtime;
-    if (request.time_form != OV_ABSOLUTE_FORM) // what counts from now is worked out once more
-        ov_preview_request(&request, &value, nullptr);
-    fprintf(line, " time=%s epoch=%" PRId64 " speed=%" PRId32 " rewind=%s", Timestamp(value).text, value, request.speed,
-            request.rewind != 0 ? "yes" : "no");
+    fprintf(line, " time=%s epoch=%" PRId64 " speed=%" PRId32 " rewind=%s", Timestamp(request.virtime).text,
+            request.virtime, request.speed, request.rewind != 0 ? "yes" : "no");
 }
 
 // What the engine says in one line, without the beginning that all of its messages have.

@@ -257,19 +257,17 @@ int When::complete(const char *subcommand)
         request_.time_form = OV_ABSOLUTE_FORM;
         request_.virtime = ov_read_time("now", nullptr);
     }
-    if (span_.seconds != 0 && request_.rel_mode != 0) // the kernel is told of --offset in the engine's own form only
+    if (span_.seconds != 0 && request_.rel_mode != 0) // with which the value is the engine's to count
         return misunderstood("--offset goes with no seconds in --in");
     return done;
 }
 
-ov_request When::settled(int64_t value) const
+ov_request When::settled(int64_t checked) const
 {
     ov_request settled = request_;
-    if (request_.rel_mode == 0) {
+    settled.virtime = checked + span_.seconds;
+    if (request_.rel_mode == 0) // --offset reaches the kernel in the relative form alone
         settled.time_form = OV_ABSOLUTE_FORM;
-        settled.abs_time = nullptr;
-        settled.virtime = value + span_.seconds;
-    }
     return settled;
 }
 

@@ -93,11 +93,10 @@ class When
     bool keeps_rewind() const { return keeps_value() && !rewind_given_; }
 
     // An add request without identities. As it stands where it is to be checked; settled where it is to be carried out:
-    // with the value that the check came to, so that all identities get the same.
+    // with the value that the check came to in virtime. All identities get that, but for --offset, which the engine
+    // counts anew for each.
     const ov_request &request() const { return request_; }
-    ov_request settled(int64_t value) const;
-    // The value itself, from that of the check.
-    int64_t value(int64_t checked) const { return checked + span_.seconds; }
+    ov_request settled(int64_t checked) const;
 
   private:
     int take_option(int choice, int argc, char **argv);

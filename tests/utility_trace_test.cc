@@ -33,6 +33,10 @@ TEST_F(Utility, TellsTheLogOfChanges)
              " login 2>out | sed \"s/login=${who:--} /login=WHO /\"",
          "<85> add for=u:4321(a\\033b)" + clock +
              "no by=0(root) login=WHO result=error: an error occurred while executing this request, error = 5\n= 0"},
+        // Whose time has changed meanwhile is told what he sees from then on.
+        {listen + "'$NOBODY $OV add --offset --days 9999 >out' | sed 's/.*epoch=//; s/ .*//' | { read time; echo "
+                  "$(((time - $(date +%s) + 3600) / 86400)); }",
+         "9999\n= 0"},
         // Nobody has to listen, and nobody has to read.
         {listen + "'for i in 1 2 3 4 5 6 7; do $OV run --in 1d true; done' | wc -l; rm dev/log; unshare -m sh -c "
                   "'mount --bind dev /dev; $OV run --in 1d true'",

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 #include "ovuser/command.h"
 #include "ovuser/hints.h"
@@ -41,6 +42,11 @@ static void print_usage(FILE *stream)
           stream);
 }
 
+static bool asks_for_help(const char *word)
+{
+    return strcmp(word, "help") == 0 || strcmp(word, "--help") == 0 || strcmp(word, "-h") == 0;
+}
+
 static int run(int argc, char **argv)
 {
     const char *word = argc > 1 ? argv[1] : "";
@@ -48,8 +54,8 @@ static int run(int argc, char **argv)
         print_header(argv[0]);
         return done;
     }
-    const bool help = strcmp(word, "help") == 0;
-    if (strcmp(word, "--help") == 0 || strcmp(word, "-h") == 0 || (help && argc == 2)) {
+    const bool help = asks_for_help(word);
+    if (help && (argc == 2 || asks_for_help(argv[2]))) {
         print_usage(stdout);
         return done;
     }
@@ -72,6 +78,8 @@ static int run(int argc, char **argv)
     Nearest nearest(word);
     for (const Subcommand &subcommand : subcommands)
         nearest.consider(subcommand.word);
+    for (const char *other : {"help", "--help", "--version"})
+        nearest.consider(other);
     misunderstood("%s is not a subcommand; 'ovuser --help' lists them", word);
     if (nearest.found() != nullptr)
         hint("did you mean %s?", nearest.found());

@@ -196,8 +196,11 @@ int When::take_speed()
             return done;
         }
     }
-    if (parse_speed(optarg, &request_.speed) == 0)
+    int64_t number; // not by parse_speed, which takes the empty text for 0, and numbers that wrap around
+    if (read_whole_number(optarg, -OV_SPEED_LIMIT, OV_SPEED_LIMIT, number)) {
+        request_.speed = static_cast<int32_t>(number);
         return done;
+    }
     misunderstood("wrong parameters for speed: %s, it must be an integer and belongs to  [-1000, 1000].", optarg);
     return check_rc(OV_BAD_SPEED);
 }

@@ -63,18 +63,21 @@ TEST_F(Utility, ReadsTimes)
 TEST_F(Utility, RefusesOtherOptions)
 {
     expect({
-        {"$OV add bin --speed 1001 --in 1d",
-         ERROR "wrong parameters for speed: 1001, it must be an integer and belongs to  [-1000, 1000].\n= 3"},
+        {"for n in 1001 '' 4294967297; do $OV add bin --speed \"$n\"; done",
+         ERROR "wrong parameters for speed: 1001, it must be an integer and belongs to  [-1000, 1000].\n" AND_ERROR
+               "wrong parameters for speed: , it must be an integer and belongs to  [-1000, 1000].\n" AND_ERROR
+               "wrong parameters for speed: 4294967297, it must be an integer and belongs to  [-1000, 1000].\n= 3"},
         {"$OV add bin", ERROR "add needs a time; 'ovuser add --help' lists the ways to give it\n= 2"},
         {"for w in '--days 1 -X 12252030' '--days 1 --days 2' '-o 1 --at now' '--in 1d --minutes 1' '--years 1 --in 1d'"
          " '--at now --offset'; do $OV add bin $w 2>&1 | cut -d ' ' -f 3-5; done",
          "--days and --date\n--days and --days\n--origin and --at\n--in and --minutes\n--years and --in\n"
          "--at and --offset\n= 0"},
-        {"$OV add bin --rewnd; $OV delete --nonsense; $OV nonsense; $OV lsit; $OV reset bin",
+        {"$OV add bin --rewnd; $OV delete --nonsense; $OV nonsense; $OV lsit; $OV --verison; $OV reset bin",
          ERROR "unrecognized option '--rewnd'\n" HINT "did you mean --rewind?\n" AND_ERROR
                "unrecognized option '--nonsense'\n" AND_ERROR
                "nonsense is not a subcommand; 'ovuser --help' lists them\n" AND_ERROR
                "lsit is not a subcommand; 'ovuser --help' lists them\n" HINT "did you mean list?\n" AND_ERROR
+               "--verison is not a subcommand; 'ovuser --help' lists them\n" HINT "did you mean --version?\n" AND_ERROR
                "reset takes no identities\n= 2"},
         {"for w in --rew=1 --at -xh -X --d; do $OV add bin --speed 2 $w; done",
          ERROR "option '--rewind' doesn't allow an argument\n" AND_ERROR
@@ -150,6 +153,7 @@ TEST_F(Utility, IntroducesItself)
         const std::string help = shell("./ovuser help " + word);
         EXPECT_EQ(help.find("usage: ovuser " + (word.empty() ? "SUBCOMMAND" : word)), 0u);
         EXPECT_EQ(help, shell("./ovuser " + word + " --help"));
+        EXPECT_EQ(help, shell("./ovuser --help " + word));
     }
     EXPECT_EQ(shell("./ovuser -V"), shell("./ovuser --version"));
 }

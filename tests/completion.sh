@@ -4,13 +4,14 @@
 export LC_ALL=C
 . "$1/completion/ovuser" && . "$1/completion/zynov-sim" || exit
 status=0
+compopt() { [[ $2 == filenames ]] && asked='(quoted)'; }
 offered() { # sorted, on one line
-    COMP_LINE=$1 COMP_POINT=${#1} COMPREPLY=()
+    COMP_LINE=$1 COMP_POINT=${#1} COMPREPLY=() asked=
     read -ra COMP_WORDS <<<"${1//=/ = }"
     [[ $1 == *[\ =] ]] && COMP_WORDS+=('')
     COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
     $(complete -p "${COMP_WORDS[0]}" | sed 's/.*-F \([^ ]*\).*/\1/')
-    printf '%s\n' "${COMPREPLY[@]}" | sort -u | paste -sd ' '
+    printf '%s\n' $asked "${COMPREPLY[@]}" | sort -u | paste -sd ' '
 }
 expect() { [[ $(offered "$1") == $2 ]] || { echo "behind '$1': $(offered "$1")"; status=1; }; }
 expect 'ovuser ' '--help --version add apply delete help list reset run save set show'
@@ -41,12 +42,12 @@ ovuser add u:nobody --speed=f;frozen
 ovuser add u:nobody --at ;
 ovuser add u:nobody --at '2030-12-25 no;
 ovuser reset ;
-ovuser apply /etc/pass;*/etc/passwd*
+ovuser apply /etc/pass;(quoted) */etc/passwd*
 ovuser run --at 2030-12-25T09:00 --user nobod;nobody
 ovuser run --rewind bas;*bash*
 ovuser run --speed 2 -- bash base;
-zynov-sim --state=/etc/pass;*/etc/passwd*
+zynov-sim --state=/etc/pass;(quoted) */etc/passwd*
 zynov-sim --shared --state /etc/pass;*/etc/passwd*
-zynov-sim --state x --shared base;* basename *
+zynov-sim --state x --shared base;(quoted) * basename *
 END
 exit $status

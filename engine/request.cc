@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "base/failures.h"
 #include "engine/prepare.h"
 #include "ov_helper.h"
 
@@ -32,7 +33,7 @@ static int32_t conclude(int32_t result, Message &message)
 {
     const bool quiet = errno == 0 || errno == ENOENT || errno == ENODATA;
     if (result != OV_OK && !quiet && !message.pending()) {
-        message.set("ovuser: error: an error occurred while executing this request, error = %d\n", errno);
+        message.set(not_executed, errno);
         return result;
     }
     if (theiov.kernel_error != 0 && errno != ENODATA && !message.pending()) {
@@ -52,7 +53,7 @@ static int32_t process(const ov_request &request, Message &message)
     theiov = {};
     const ControlFile control;
     if (!control.is_open()) {
-        message.set("ovuser: error: Open of /proc/zynov failed; error = %d\n", errno);
+        message.set(not_opened, errno);
         return OV_NO_CONTROL_FILE;
     }
     theiov.version = ZYNOV_IOV_VERSION;

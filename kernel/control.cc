@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/failures.h"
 #include "base/integer.h"
 #include "ov_helper.h"
 
@@ -43,14 +44,13 @@ int send_command(int descriptor, zynov_command command)
 
 int zyn_get_usr_high_mark(int fd)
 {
-    constexpr int no_answer = 999;
+    constexpr int unknown = 999;
     ov::clear_record();
     // errno is read after success too: a module of another version may answer all the same. It may be an older call's.
     if (ov::send_command(fd, ZYNOV_IOC_HIGH_MARK) == 0 && errno != EILSEQ)
         return ov::low_32(ov::theiov.speed);
-    fprintf(stderr, "ovuser: error: Orvane kernel module not installed properly or version mismatch(%s).\n",
-            strerror(errno));
-    return no_answer;
+    fprintf(stderr, ov::no_answer, strerror(errno));
+    return unknown;
 }
 
 int zynov_reset_vc(void)

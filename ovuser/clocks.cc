@@ -1,7 +1,8 @@
 #include "ovuser/clocks.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
+#include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,15 +10,21 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/failures.h"
 #include "ovuser/command.h"
 #include "ovuser/identities.h"
 
 namespace ovuser
 {
 
+static int open_control()
+{
+    return open("/proc/zynov", O_RDONLY | O_CLOEXEC);
+}
+
 Clocks::Clocks()
 {
-    const int control = open("/proc/zynov", O_RDONLY | O_CLOEXEC);
+    const int control = open_control();
     error_ = errno;
     if (control < 0) {
         failed_ = Step::open;
@@ -66,7 +73,7 @@ const ov_clock *Clocks::find(int32_t kind, uint32_t id) const
 
 bool Clocks::look_again(const ov_clock &clock, ov_clock &now) const
 {
-    const int control = open("/proc/zynov", O_RDONLY | O_CLOEXEC);
+    const int control = open_control();
     if (control < 0)
         return false;
     if (&clock == clocks_)
@@ -83,16 +90,13 @@ int Clocks::conclude() const
     char text[256];
     switch (failed_) {
     case Step::open:
-        snprintf(text, sizeof text, "ovuser: error: Open of /proc/zynov failed; error = %d\n", error_);
+        snprintf(text, sizeof text, ov::not_opened, error_);
         return ovuser::conclude(OV_NO_CONTROL_FILE, strdup(text), nullptr, error_);
     case Step::begin:
-        snprintf(text, sizeof text,
-                 "ovuser: error: Orvane kernel module not installed properly or version mismatch(%s).\n",
-                 strerror(error_));
+        snprintf(text, sizeof text, ov::no_answer, strerror(error_));
         return ovuser::conclude(-1, strdup(text));
     case Step::slot:
-        snprintf(text, sizeof text, "ovuser: error: an error occurred while executing this request, error = %d\n",
-                 error_);
+        snprintf(text, sizeof text, ov::not_executed, error_);
         return ovuser::conclude(-1, strdup(text), nullptr, error_);
     case Step::none:
         break;
@@ -103,18 +107,28 @@ int Clocks::conclude() const
     return not_carried_out;
 }
 
-// Every call that reads the time may be shown the caller's virtual clock. The kernel stamps what it makes, such as a
-// pipe, with the real time.
+// Every call that reads the time, or a file's, may show the caller's virtual clock. The kernel stamps what is sent with
+// the real time.
 time_t real_time()
 {
     int ends[2];
-    struct stat made;
-    if (pipe2(ends, O_CLOEXEC) != 0)
+    if (socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends) != 0)
         return time(nullptr);
-    const bool stamped = fstat(ends[0], &made) == 0;
+    constexpr int on = 1;
+    alignas(cmsghdr) char room[CMSG_SPACE(sizeof(timeval))];
+    msghdr message = {};
+    message.msg_control = room;
+    message.msg_controllen = sizeof room;
+    const bool stamped = setsockopt(ends[0], SOL_SOCKET, SO_TIMESTAMP, &on, sizeof on) == 0 &&
+                         send(ends[1], "", 0, 0) == 0 && recvmsg(ends[0], &message, 0) == 0 &&
+                         CMSG_FIRSTHDR(&message) != nullptr;
     close(ends[0]);
     close(ends[1]);
-    return stamped ? made.st_mtime : time(nullptr);
+    timeval stamp;
+    if (!stamped)
+        return time(nullptr);
+    memcpy(&stamp, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof stamp);
+    return stamp.tv_sec;
 }
 
 int64_t seconds_ahead(const ov_clock &clock, time_t real)

@@ -43,7 +43,7 @@ TEST_F(Utility, ListsForPrograms)
     const std::string jq = " --json | jq -c '.[] | .real = .epoch - .ahead | del(.ahead)'";
     expect({
         {"$OV list --json", "[]\n= 0"},
-        {PEOPLE "TZ=XXX-5:30 $NOBODY $OV list nobody" + jq,
+        {PEOPLE "TZ=XXX-5:30 ./zynov-sim --state table --shared --file-times $NOBODY $OV list nobody" + jq,
          R"({"kind":"user","id":65534,"name":"nobody","time":"2030-12-25T14:30:00+05:30","epoch":1924419600,"speed":0,)"
          R"("speed_text":"Frozen","frozen":true,"rewind":false,"origin":null,"real":real})"
          "\n= 0"},

@@ -62,10 +62,11 @@ static int wait_on_condition(clockid_t attribute, clockid_t source, const struct
                                : pthread_cond_clockwait(&condition, &own, source, until);
 }
 
-static int wait_for_message(const char *name, int flags, const struct timespec *until)
+static int wait_for_message(int flags, const struct timespec *until)
 {
     struct mq_attr attributes = {.mq_maxmsg = 1, .mq_msgsize = 1};
-    char message = 0;
+    char message = 0, name[32]; // of a queue that no other process fills
+    snprintf(name, sizeof name, "/waits.%d.%d", (int)getpid(), flags);
     mqd_t queue = mq_open(name, O_CREAT | flags, 0600, &attributes);
     mq_unlink(name);
     if (queue < 0)
@@ -180,8 +181,8 @@ static int wait_for_older_timer(int number, const struct timespec *until)
     WAY(pthread_rwlock_clockwrlock, CLOCK_REALTIME, pthread_rwlock_clockwrlock(&lock, CLOCK_REALTIME, until))          \
     WAY(pthread_timedjoin_np, CLOCK_REALTIME, pthread_timedjoin_np(sleepers[0], NULL, until))                          \
     WAY(pthread_clockjoin_np, CLOCK_REALTIME, pthread_clockjoin_np(sleepers[1], NULL, CLOCK_REALTIME, until))          \
-    WAY(mq_timedreceive, CLOCK_REALTIME, wait_for_message("/waits.empty", O_RDONLY, until))                            \
-    WAY(mq_timedsend, CLOCK_REALTIME, wait_for_message("/waits.full", O_WRONLY, until))                                \
+    WAY(mq_timedreceive, CLOCK_REALTIME, wait_for_message(O_RDONLY, until))                                            \
+    WAY(mq_timedsend, CLOCK_REALTIME, wait_for_message(O_WRONLY, until))                                               \
     WAY(timerfd_settime, CLOCK_REALTIME, wait_for_descriptor(CLOCK_REALTIME, 0, until))                                \
     WAY(timerfd_settime_cancel_on_set, CLOCK_REALTIME,                                                                 \
         wait_for_descriptor(CLOCK_REALTIME, TFD_TIMER_CANCEL_ON_SET, until))                                           \

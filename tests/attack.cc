@@ -1,146 +1,18 @@
 // Storms over the simulator, each for a few seconds: attack SECONDS, under zynov-sim. Prints how many of each there
 // were, and what was lost, torn, duplicated, hung or left open; its status is 0 when that is nothing.
-#include <dirent.h>
-#include <fcntl.h>
+#include "tests/attack.h"
+
 #include <pthread.h>
-#include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
-#include <chrono>
 #include <csetjmp>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <ctime>
-#include <functional>
-#include <random>
-#include <string>
 #include <thread>
-
-#include "kernel/zynov.h"
-#include "simulator/table/table.h"
-
-using Clock = std::chrono::steady_clock;
-
-static Clock::duration length; // of a storm
-static int faults;
-
-static void complain(const char *what, long count)
-{
-    printf("%s: %ld\n", what, count);
-    ++faults;
-}
-
-// A clock of user ID whose fields all tell what it is.
-static int send(unsigned long command, int64_t id, int control)
-{
-    zynov_iov record = {
-        ZYNOV_IOV_VERSION, 0, 0, id, command == ZYNOV_IOC_DELETE_CLOCK ? 1 : 1000000000 + id, 1, 0, 0, id, 0, 0};
-    return ioctl(control, command, &record) == 0 ? 0 : errno;
-}
-
-static int open_control()
-{
-    const int control = open(ZYNOV_PATH, O_RDONLY | O_CLOEXEC);
-    if (control < 0)
-        perror(ZYNOV_PATH), exit(2);
-    return control;
-}
-
-static bool adds_and_deletes(int64_t id, int control)
-{
-    return send(ZYNOV_IOC_ADD_CLOCK, id, control) == 0 && send(ZYNOV_IOC_DELETE_CLOCK, id, control) == 0;
-}
-
-// How often clock ID is in the table; counts those whose fields do not fit together.
-static int count(int64_t id, int control, int &torn)
-{
-    int found = 0;
-    for (uint32_t slot = 0; slot < sim::Table::capacity; ++slot) {
-        zynov_iov record = {ZYNOV_IOV_VERSION, slot};
-        if (ioctl(control, ZYNOV_IOC_GET_SLOT, &record) != 0)
-            complain("a slot that cannot be read", errno);
-        found += record.id == id;
-        torn += record.id != 0 && (record.origin != record.id || record.vtime != 1000000000 + record.id);
-    }
-    return found;
-}
-
-static long count_open()
-{
-    long found = 0;
-    DIR *folder = opendir("/proc/self/fd");
-    while (readdir(folder) != nullptr)
-        ++found;
-    closedir(folder);
-    return found;
-}
-
-// A child that lives until it is killed, and no longer than this process.
-static pid_t start(const std::function<void()> &work)
-{
-    const pid_t child = fork();
-    if (child < 0) // not to be taken for everybody
-        perror("fork"), exit(2);
-    if (child == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        work();
-        _exit(faults != 0);
-    }
-    return child;
-}
-
-static void pause_at_random(int longest_microseconds)
-{
-    static std::mt19937 random(static_cast<unsigned>(getpid()));
-    usleep(random() % static_cast<unsigned>(longest_microseconds));
-}
-
-// A change of a stranger's, who finds no lock that somebody left.
-static void expect_change(int control)
-{
-    const auto begun = Clock::now();
-    if (!adds_and_deletes(900000, control) || Clock::now() - begun > std::chrono::seconds(1))
-        complain("a change that hung or failed", errno);
-}
 
 // What the simulator is not to call.
 extern "C" int flock(int, int)
 {
     abort();
-}
-
-// Wild pointers, and records at the end of memory.
-static void ask_wrongly(int control)
-{
-    auto *const page =
-        static_cast<char *>(mmap(nullptr, 8192, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    zynov_iov record = {ZYNOV_IOV_VERSION, 0, 0, 950000, 1, 1};
-    memcpy(page + 4096 - sizeof record, &record, sizeof record);
-    mprotect(page, 4096, PROT_READ);
-    munmap(page + 4096, 4096);
-    const auto answer = [control](unsigned long command, void *given) {
-        return ioctl(control, command, given) == 0 ? 0 : errno;
-    };
-    void *const read_only = page + 4096 - sizeof record, *const cut = page + 4096 - sizeof record / 2;
-    const char *const nowhere = page + 4096;
-    for (const auto &[expected, seen] :
-         std::initializer_list<std::pair<int, int>>{{EFAULT, answer(ZYNOV_IOC_GET_SLOT, nullptr)},
-                                                    {EFAULT, answer(ZYNOV_IOC_GET_SLOT, page + 4096)},
-                                                    {EFAULT, answer(ZYNOV_IOC_GET_SLOT, cut)},
-                                                    {EFAULT, answer(ZYNOV_IOC_GET_SLOT, read_only)},
-                                                    {EL2HLT, answer(ZYNOV_IOC_DELETE_CLOCK, read_only)},
-                                                    {EINVAL, open(nowhere, O_TMPFILE | O_RDONLY) < 0 ? errno : 0},
-                                                    {EFAULT, open(nowhere, O_RDONLY) < 0 ? errno : 0},
-                                                    {EFAULT, access(nowhere, R_OK) < 0 ? errno : 0}})
-        if (expected != seen)
-            complain("another answer than a kernel's", seen);
 }
 
 static void write_as_eight(int control)
@@ -282,83 +154,6 @@ static void cancel_at_random(int control)
         complain("descriptors left open by cancelled threads", count_open() - open_before);
     expect_change(control);
     printf("%ld cancellations\n", cancelled);
-}
-
-static bool is_ended_by_a_fault(const std::function<void()> &work)
-{
-    int status = 0;
-    waitpid(start(work), &status, 0);
-    return WIFSIGNALED(status) && WTERMSIG(status) == SIGBUS;
-}
-
-// The handler by which a cut table is outlived changes nothing else.
-static void look_for_a_handler()
-{
-    struct sigaction seen = {};
-    const auto own = [](int) { _exit(0); };
-    const auto touch_cut_file = [] {
-        const int file = open("/tmp", O_TMPFILE | O_RDWR, 0600);
-        *static_cast<volatile char *>(mmap(nullptr, 1, PROT_WRITE, MAP_SHARED, file, 0)) = 1;
-    };
-    if (sigaction(SIGBUS, nullptr, &seen) != 0 || seen.sa_handler != SIG_DFL || seen.sa_flags != 0 ||
-        signal(SIGBUS, own) != SIG_DFL || is_ended_by_a_fault(touch_cut_file) || signal(SIGBUS, SIG_DFL) != own ||
-        signal(SIGBUS, SIG_DFL) != SIG_DFL || !is_ended_by_a_fault(touch_cut_file) ||
-        !is_ended_by_a_fault([] { raise(SIGBUS), pause(); }))
-        complain("a handler is to be seen", 1);
-}
-
-// Readers and writers of a table that is scribbled over, and cut, under them.
-static void wreck(int control, bool cut)
-{
-    const char *const file = getenv("ZYNOV_SIM_STATE");
-    pid_t victims[4];
-    for (int i = 0; i < 4; ++i)
-        victims[i] = start([=] {
-            for (;;) {
-                if (i % 2 == 0)
-                    adds_and_deletes(1000 + i, control);
-                else
-                    for (int reading = 0; reading < 1000; ++reading)
-                        time(nullptr);
-            }
-        });
-    const int table = open(file, O_RDWR | O_CLOEXEC);
-    std::mt19937_64 random(1);
-    long blows = 0;
-    usleep(20000);
-    for (const auto begun = Clock::now(); Clock::now() - begun < length; ++blows) {
-        const uint64_t word = random();
-        const auto place = static_cast<off_t>(word % sizeof(sim::Table) / 8 * 8);
-        const struct {
-            sim::Header header;
-            uint64_t generation;
-        } begin = {{}, word};
-        pwrite(table, &word, sizeof word, place);
-        pwrite(table, &begin, sizeof begin, 0);
-        if (cut) {
-            const bool done = ftruncate(table, blows % 2 == 0 ? place : 0) == 0;
-            usleep(100);
-            if (!done || ftruncate(table, sizeof(sim::Table)) != 0)
-                abort();
-        }
-    }
-    int ended = 0, status;
-    for (const pid_t victim : victims) {
-        ended += waitpid(victim, &status, WNOHANG) != 0;
-        kill(victim, SIGKILL);
-        waitpid(victim, nullptr, 0);
-    }
-    if (ended > 0)
-        complain("processes that were ended", ended);
-    if (cut && ftruncate(table, 0) == 0 && time(nullptr) > 0 && ftruncate(table, sizeof(sim::Table)) == 0) {
-        const sim::Header header;
-        pwrite(table, &header, sizeof header, 0);
-        int torn = 0;
-        if (send(ZYNOV_IOC_ADD_CLOCK, 5, control) != 0 || count(5, control, torn) != 1)
-            complain("a table that was cut does not serve again", errno);
-    }
-    printf("%ld %s\n", blows, cut ? "truncations" : "scribbled words");
-    close(table);
 }
 
 int main(int argc, char **argv)

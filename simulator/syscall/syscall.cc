@@ -1,6 +1,7 @@
 // What stands in for the C library's syscall: the system calls that the other stand-ins would not see. The kernel
 // answers first, so that wild pointers are its own matter; then the answer is made to fit the process's clock.
 #include <linux/sched.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 
 #include <cstdint>
@@ -59,6 +60,9 @@ SIM_INTERPOSED long seen_syscall(long number, long a, long b, long c, long d, lo
             *reinterpret_cast<time_t *>(a) = now.tv_sec;
         return now.tv_sec;
     }
+    case SYS_statx: // as JavaScript's runtime asks
+        return statx(static_cast<int>(a), reinterpret_cast<const char *>(b), static_cast<int>(c),
+                     static_cast<unsigned>(d), reinterpret_cast<struct statx *>(e));
     case SYS_clock_settime:
         return sim::may_set_time(static_cast<clockid_t>(a)) ? kernel() : -1;
     case SYS_adjtimex:

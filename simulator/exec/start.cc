@@ -21,7 +21,7 @@ namespace sim
 Choices read_choices(const char *words)
 {
     const auto has = [words](const char *word) { return words != nullptr && strstr(words, word) != nullptr; };
-    return {has("quiet"), has("no-static"), has("descendants"), has("file-times")};
+    return {has("quiet"), has("no-static"), has("descendants") && !has("no-static"), has("file-times")};
 }
 
 // A bit for each file that was spoken of, by a hash: memory that forked children share, since it is they who exec.

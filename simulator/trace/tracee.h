@@ -13,13 +13,12 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "simulator/bare/system_call.h"
+#include "simulator/bare/signals.h"
 
 namespace sim
 {
 
 using Registers = user_regs_struct;
-using SignalMask = uint64_t; // the kernel's
 
 // How long the tracer waits for anything that it expects.
 constexpr int64_t patience_seconds = 10;
@@ -62,10 +61,6 @@ class Tracee
     bool write_mask(const SignalMask &mask) const { return ask(PTRACE_SETSIGMASK, sizeof mask, &mask); }
 
     // All of it, or false.
-    bool read(uintptr_t address, void *buffer, size_t size) const
-    {
-        return transfer(SYS_process_vm_readv, address, buffer, size) == static_cast<long>(size);
-    }
     bool write(uintptr_t address, const void *buffer, size_t size) const
     {
         return transfer(SYS_process_vm_writev, address, const_cast<void *>(buffer), size) == static_cast<long>(size);

@@ -9,7 +9,7 @@
 #include <bit>
 #include <cerrno>
 #include <climits>
-
+#include <cstdio>
 #include <cstring>
 
 #include "simulator/exec/program.h"
@@ -47,15 +47,8 @@ static void pass_on(const Tracee &tracee, int status)
 // Whether what a process has just exec'ed is to have the image, as far as its file tells.
 static bool wants_image(int pid)
 {
-    char path[32] = "/proc/";
-    char *end = path + 6;
-    for (int divisor = 1'000'000'000, begun = 0; divisor > 0; divisor /= 10) {
-        const int digit = pid / divisor % 10;
-        begun |= digit != 0 ? 1 : 0;
-        if (begun != 0)
-            *end++ = static_cast<char>('0' + digit);
-    }
-    memcpy(end, "/exe", 5);
+    char path[32];
+    snprintf(path, sizeof path, "/proc/%d/exe", pid);
     return reach_of(path) == Reach::image;
 }
 
@@ -141,9 +134,10 @@ Tracer::Tracer(Traced what, const char *state) : what_(what)
     }
     Word &word = *std::bit_cast<Word *>(page);
     const auto thread = static_cast<int>(system_call(SYS_gettid));
-    // A process that has given up rights may not be traced by its equals until it execs, which it is about to do.
-    dumpable_ = system_call(SYS_prctl, PR_GET_DUMPABLE, 0, 0, 0, 0) == 1;
-    if (!dumpable_)
+    // A process that has given up rights may not be traced by its equals. Its memory may be its parent's, too, so that
+    // this is over when the tracer is attached, and not by the exec.
+    const bool dumpable = system_call(SYS_prctl, PR_GET_DUMPABLE, 0, 0, 0, 0) == 1;
+    if (!dumpable)
         system_call(SYS_prctl, PR_SET_DUMPABLE, 1, 0, 0, 0);
     // A fork whose end no signal tells of, and no plain wait.
     process_ = system_call(SYS_clone, 0, nullptr, nullptr, nullptr, nullptr);
@@ -162,6 +156,8 @@ Tracer::Tracer(Traced what, const char *state) : what_(what)
         const int said = wait_for_word(word, process_);
         error_ = said == Word::attached ? 0 : said;
     }
+    if (!dumpable)
+        system_call(SYS_prctl, PR_SET_DUMPABLE, 0, 0, 0, 0);
     system_call(SYS_munmap, page, page_size);
 }
 
@@ -177,8 +173,6 @@ Tracer::~Tracer()
         give_up();
     while (process_ > 0 && system_call(SYS_wait4, process_, nullptr, __WALL, nullptr) == -EINTR)
         ;
-    if (!dumpable_)
-        system_call(SYS_prctl, PR_SET_DUMPABLE, 0, 0, 0, 0);
 }
 
 } // namespace sim

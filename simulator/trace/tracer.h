@@ -38,7 +38,6 @@ class Tracer
     Traced what_;
     long process_ = 0;
     int error_ = 0;
-    bool dumpable_ = true;
 };
 
 } // namespace sim

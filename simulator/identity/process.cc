@@ -1,7 +1,6 @@
 #include "simulator/identity/process.h"
 
 #include <sys/stat.h>
-#include <sys/vfs.h>
 
 #include <cerrno>
 #include <climits>
@@ -11,6 +10,7 @@
 
 #include "base/errno_guard.h"
 #include "simulator/bare/small_file.h"
+#include "simulator/identity/pidfd.h"
 
 namespace sim
 {
@@ -33,23 +33,6 @@ uint64_t pid_namespace()
 static bool is_there(int64_t pid)
 {
     return pid > 0 && pid <= INT_MAX && system_call(SYS_kill, pid, 0) != -ESRCH;
-}
-
-// A pidfd's inode number, where pidfds have a file system of their own: elsewhere they share one inode.
-static int read_inode(int64_t pid, uint64_t &birth)
-{
-    constexpr auto pidfd_file_system = 0x50494446;
-    const auto descriptor = static_cast<int>(system_call(SYS_pidfd_open, pid, 0));
-    if (descriptor < 0)
-        return -descriptor;
-    struct stat file = {};
-    struct statfs system = {};
-    const bool told = system_call(SYS_fstat, descriptor, &file) == 0 &&
-                      system_call(SYS_fstatfs, descriptor, &system) == 0 && system.f_type == pidfd_file_system;
-    system_call(SYS_close, descriptor);
-    if (told)
-        birth = file.st_ino;
-    return told ? 0 : ENOTSUP;
 }
 
 // By how many ticks the caller's time namespace shifts what it is shown; false when that is not to be known.

@@ -25,7 +25,6 @@ struct ImageConfig {
     // The kernel's own functions, in the vDSO that the image stands in front of.
     int (*clock_gettime)(clockid_t, timespec *);
     int (*gettimeofday)(timeval *, void *);
-    time_t (*time)(time_t *);
     int (*clock_getres)(clockid_t, timespec *);
     long (*getcpu)(unsigned *, unsigned *, void *);
     void *program_entry; // where the program was to start, ...
@@ -40,6 +39,7 @@ static_assert(sizeof(ImageConfig) <= page_size);
 struct ImageMemory {
     std::atomic<uint64_t> asked_at; // when the ids were: real nanoseconds since the epoch
     std::atomic<uint64_t> ids;      // the effective user in the upper half, the group in the lower
+    std::atomic<int64_t> process;   // whose memory it is; 0 before its first look-up
     Cache cache;
 };
 

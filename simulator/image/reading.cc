@@ -2,7 +2,12 @@
 // not at each reading.
 #include "simulator/image/reading.h"
 
+#include <algorithm>
+
+#include "base/integer.h"
 #include "simulator/bare/system_call.h"
+#include "simulator/identity/pidfd.h"
+#include "simulator/readings/atomic_offset.h"
 #include "simulator/readings/search.h"
 
 namespace sim
@@ -26,28 +31,49 @@ static uint64_t ask_ids(const timespec &real)
     return ids;
 }
 
-// A child that the program forked has no birth that could be read in here, and so no clock of its own.
+// Of a child that the program forked it is found out only where a clock may be its own, since that takes a descriptor,
+// of which the program knows nothing, for a moment.
+static uint64_t birth_of(int64_t process)
+{
+    const ImageConfig &config = image_data.config;
+    if (process == config.process)
+        return config.birth;
+    uint64_t birth = 0;
+    const auto slots = image_data.table.used_slots();
+    if (std::any_of(slots.begin(), slots.end(), [&](const Slot &slot) {
+            const Clock clock = slot.load();
+            return clock.kind() == ZYNOV_PROCESS && clock.id == process && clock.pid_namespace == config.pid_namespace;
+        }))
+        read_inode(process, birth);
+    return birth;
+}
+
 __attribute__((noinline)) static Cache::Found look_up(uint64_t ids, Pace &pace)
 {
     const ImageConfig &config = image_data.config;
     const Table &table = image_data.table;
+    ImageMemory &memory = image_data.memory;
     const int64_t process = system_call(SYS_getpid);
-    const Identity who = {process,
-                          static_cast<int32_t>(ids >> 32),
-                          static_cast<int32_t>(ids),
-                          config.pid_namespace,
-                          process == config.process ? config.birth : 0,
-                          config.container_id};
+    if (memory.process.load(std::memory_order_relaxed) == 0)
+        memory.process.store(process, std::memory_order_relaxed);
+    Identity who = {process,
+                    static_cast<int32_t>(ids >> 32),
+                    static_cast<int32_t>(ids),
+                    config.pid_namespace,
+                    0,
+                    config.container_id};
     Clock clock = {};
     Generation generation;
     Cache::Found found;
     do {
         generation = {table.generation.load(std::memory_order_acquire), ids};
+        who.birth = birth_of(process);
         found = search_clock(table, who, clock) ? Cache::clock : Cache::no_clock;
     } while (generation.table != table.generation.load(std::memory_order_acquire));
     pace = Pace(clock);
-    if (generation.table % 2 == 0)
-        image_data.memory.cache.store(generation, found, pace);
+    // A child that still runs in its parent's memory, on its way to another program, leaves that as it is.
+    if (generation.table % 2 == 0 && process == memory.process.load(std::memory_order_relaxed))
+        memory.cache.store(generation, found, pace);
     return found;
 }
 
@@ -63,25 +89,39 @@ __attribute__((noinline)) static Cache::Found find_anew(const timespec &real, Pa
     return found != Cache::nothing ? found : look_up(ids, pace);
 }
 
-// All that can be is looked at before the kernel's function, which waits for what comes before it anyway.
+// Makes what the program's clock shows fit one that is rarely asked, and which a machine need not have.
+__attribute__((noinline, cold)) static int make_rare(clockid_t source, timespec &shown)
+{
+    timespec real;
+    const auto read = [&real](clockid_t of) {
+        image_data.config.clock_gettime(of, &real);
+        return real;
+    };
+    if (source == CLOCK_TAI)
+        shown.tv_sec = ov::wrapping_add(shown.tv_sec, atomic_offset(read));
+    return image_data.config.clock_gettime(source, &real);
+}
+
+// All that can be is looked at before the kernel's function, which waits for what comes before it anyway. A clock has
+// no coarse time, which would lag by more the faster it runs.
 int read_image_clock(clockid_t source, timespec &time)
 {
     const ImageMemory &memory = image_data.memory;
+    const ImageConfig &config = image_data.config;
     Pace pace;
     const uint64_t asked_at = memory.asked_at.load(std::memory_order_acquire);
     const uint64_t ids = memory.ids.load(std::memory_order_relaxed);
     Cache::Found found = memory.cache.load({present_generation(), ids}, pace);
-    const int error = image_data.config.clock_gettime(source, &time);
-    if (error != 0 || image_data.config.state[0] == '\0')
-        return error;
-    if (nanoseconds(time) - asked_at >= ids_hold_for || found == Cache::nothing) [[unlikely]]
+    config.clock_gettime(CLOCK_REALTIME, &time);
+    if (config.state[0] == '\0')
+        found = Cache::no_clock;
+    else if (nanoseconds(time) - asked_at >= ids_hold_for || found == Cache::nothing) [[unlikely]]
         found = find_anew(time, pace);
     if (found == Cache::no_clock)
-        return 0;
-    if (source != CLOCK_REALTIME) // a clock has no coarse one, which would lag by more the faster it runs
-        image_data.config.clock_gettime(CLOCK_REALTIME, &time);
+        return source == CLOCK_REALTIME ? 0 : config.clock_gettime(source, &time);
     time = pace.at(time);
-    return 0;
+    const bool is_rare = source != CLOCK_REALTIME && source != CLOCK_REALTIME_COARSE;
+    return is_rare ? make_rare(source, time) : 0;
 }
 
 } // namespace sim

@@ -7,8 +7,9 @@ using sim::image_data;
 
 SIM_VDSO int __vdso_clock_gettime(clockid_t source, timespec *time)
 {
-    const bool virtualised = source == CLOCK_REALTIME || source == CLOCK_REALTIME_COARSE;
-    return virtualised ? sim::read_image_clock(source, *time) : image_data.config.clock_gettime(source, time);
+    const bool shows_time = source == CLOCK_REALTIME || source == CLOCK_REALTIME_COARSE ||
+                            source == CLOCK_REALTIME_ALARM || source == CLOCK_TAI;
+    return shows_time ? sim::read_image_clock(source, *time) : image_data.config.clock_gettime(source, time);
 }
 
 SIM_VDSO int __vdso_gettimeofday(timeval *time, void *zone)

@@ -5,6 +5,7 @@
 
 #include "base/integer.h"
 #include "simulator/bare/next.h"
+#include "simulator/readings/atomic_offset.h"
 #include "simulator/readings/own_clock.h"
 
 namespace sim
@@ -14,17 +15,9 @@ static SIM_NEXT(gettimeofday, int(timeval *, void *));
 static SIM_NEXT(time, time_t(time_t *));
 static SIM_NEXT(timespec_get, int(timespec *, int));
 
-// By how many seconds atomic time is ahead, as the kernel has it. Clocks are read for it, since a filter of system
-// calls may end who asks; within one second, so that what goes by between them does not count.
 int64_t atomic_offset()
 {
-    timespec before, atomic, after;
-    do {
-        before = real_time();
-        atomic = real_time(CLOCK_TAI);
-        after = real_time();
-    } while (after.tv_sec != before.tv_sec);
-    return atomic.tv_sec - after.tv_sec + (atomic.tv_nsec > after.tv_nsec ? 1 : 0);
+    return atomic_offset(real_time);
 }
 
 [[gnu::cold]] static bool read_rare_source(clockid_t source, timespec &time)

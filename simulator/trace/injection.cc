@@ -11,7 +11,6 @@ namespace sim
 
 // The image as it was built, in this library's or program's own memory.
 extern "C" const char image_file[] __attribute__((visibility("hidden")));
-extern "C" const size_t image_file_size __attribute__((visibility("hidden")));
 
 static size_t whole_pages(size_t size)
 {
@@ -183,20 +182,22 @@ static long call_from(Tracee &program, Registers registers, uintptr_t instructio
 static bool put(Tracee &program, ImageConfig &config, const Registers &at_start, const Auxiliary &auxiliary,
                 uintptr_t instruction)
 {
-    const size_t code = whole_pages(image_file_size), whole = code + sizeof(ImageData);
+    Elf64_Ehdr header;
+    Elf64_Phdr segment; // the one to be loaded, from the file's start; section headers may follow it
+    __builtin_memcpy(&header, image_file, sizeof header);
+    __builtin_memcpy(&segment, image_file + header.e_phoff, sizeof segment);
+    const size_t code = whole_pages(segment.p_filesz), whole = code + sizeof(ImageData);
     const long mapped = call_from(program, at_start, instruction, SYS_mmap, 0, whole, PROT_READ | PROT_WRITE,
                                   MAP_PRIVATE | MAP_ANONYMOUS, ~uintptr_t(0), 0);
     if (mapped < 0 && mapped > -4096)
         return program.write_registers(at_start) && false;
     const auto place = static_cast<uintptr_t>(mapped);
     config.program_entry = std::bit_cast<void *>(at_start.rip);
-    Elf64_Ehdr header;
-    __builtin_memcpy(&header, image_file, sizeof header);
     mark_image(header, code);
     Registers registers = at_start;
     registers.rip = place + header.e_entry;
     const bool done =
-        program.write(place, image_file, image_file_size) && program.write(place, &header, sizeof header) &&
+        program.write(place, image_file, segment.p_filesz) && program.write(place, &header, sizeof header) &&
         program.write(place + code, &config, sizeof config) &&
         call_from(program, at_start, instruction, SYS_mprotect, place, code, PROT_READ | PROT_EXEC) == 0 &&
         program.write(auxiliary.vdso_place, &place, sizeof place) && program.write_registers(registers);

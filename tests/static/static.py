@@ -128,6 +128,19 @@ def say(*argv, **options):
     return done.returncode, done.stdout.strip(), done.stderr.strip()
 
 
+# A child that is forked, and given a clock of its own.
+CHILD = f"""mkfifo line; (read -r line <line; echo $EPOCHSECONDS) &
+./ovuser add p:$! --epoch {FUTURE + 1} --speed frozen >line; wait"""
+
+# What can be traced while it starts a program cannot be any more when that runs.
+GIVE_RIGHTS_UP = """
+import ctypes, os, subprocess
+os.setgroups([]), os.setresgid(65534, 65534, 65534), os.setresuid(65534, 65534, 65534)
+subprocess.run(["/bin/busybox", "date", "+%s"])
+print(ctypes.CDLL(None).prctl(3))
+"""
+
+
 def choose():
     """What the launcher is told to do, or not."""
     ovuser("add", "g:65534", "--epoch", str(FUTURE), "--speed", "frozen")
@@ -139,15 +152,18 @@ def choose():
     for options, argv, seen, said in (
             ([], date, virtual, ""),
             (["--no-static"], date, real, static),
-            (["--no-static", "--quiet"], date, real, ""),
+            (["--no-static", "--quiet", "--descendants"], ["sh", "-c", "/bin/busybox date +%s; true"], real, ""),
             (["--no-static"], ["sh", "-c", "/bin/busybox true; /bin/busybox date +%s"], real, static),  # said once
             (["--descendants"], ["/bin/busybox", "sh", "-c", "./ticker_go </dev/null; exec /bin/busybox date +%s"],
              virtual, ""),
             (["--descendants"], ["/bin/busybox", "sh", "-c", "echo | ./ticker_go; echo | ./ticker_dynamic"],
-             f"{virtual}\n{virtual} {virtual} {virtual} {virtual}", "")):
+             "\n".join([virtual, " ".join([virtual] * 5)]), ""),
+            ([], ["/bin/busybox", "sh", "-c", CHILD], str(FUTURE + 1), "")):
         status, output, errors = say(*sim, *options, *argv, **nobody)
         check(f"{options} {argv}", status == 0 and errors == said and
-              (output == seen if seen == virtual or "\n" in seen else output.startswith(seen)), (output, errors))
+              (output == seen if seen != real else output.startswith(seen)), (output, errors))
+    seen = say("/usr/bin/python3", "-c", GIVE_RIGHTS_UP)
+    check("a process that has given up rights", seen == (0, f"{virtual}\n0", ""), seen)
     server = subprocess.Popen(["./server", "--web.listen-address=127.0.0.1:0", "--collector.disable-defaults"],
                               stderr=subprocess.PIPE, text=True, **nobody)
     line = server.stderr.readline()

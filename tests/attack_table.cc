@@ -21,15 +21,16 @@ void ask_wrongly(int control)
     };
     void *const read_only = page + 4096 - sizeof record, *const cut = page + 4096 - sizeof record / 2;
     const char *const nowhere = page + 4096;
-    for (const auto &[expected, seen] :
-         std::initializer_list<std::pair<int, int>>{{EFAULT, answer(ZYNOV_IOC_GET_SLOT, nullptr)},
-                                                    {EFAULT, answer(ZYNOV_IOC_GET_SLOT, page + 4096)},
-                                                    {EFAULT, answer(ZYNOV_IOC_GET_SLOT, cut)},
-                                                    {EFAULT, answer(ZYNOV_IOC_GET_SLOT, read_only)},
-                                                    {EL2HLT, answer(ZYNOV_IOC_DELETE_CLOCK, read_only)},
-                                                    {EINVAL, open(nowhere, O_TMPFILE | O_RDONLY) < 0 ? errno : 0},
-                                                    {EFAULT, open(nowhere, O_RDONLY) < 0 ? errno : 0},
-                                                    {EFAULT, access(nowhere, R_OK) < 0 ? errno : 0}})
+    for (const auto &[expected, seen] : std::initializer_list<std::pair<int, int>>{
+             {EFAULT, answer(ZYNOV_IOC_GET_SLOT, nullptr)},
+             {EFAULT, answer(ZYNOV_IOC_GET_SLOT, page + 4096)},
+             {EFAULT, answer(ZYNOV_IOC_GET_SLOT, cut)},
+             {EFAULT, answer(ZYNOV_IOC_GET_SLOT, read_only)},
+             {EL2HLT, answer(ZYNOV_IOC_DELETE_CLOCK, read_only)},
+             {EINVAL, open(nowhere, O_TMPFILE | O_RDONLY) < 0 ? errno : 0},
+             {EFAULT, open(nowhere, O_RDONLY) < 0 ? errno : 0},
+             {EFAULT, access(nowhere, R_OK) < 0 ? errno : 0},
+             {EFAULT, execveat(AT_FDCWD, nowhere, nullptr, environ, 0) < 0 ? errno : 0}})
         if (expected != seen)
             complain("another answer than a kernel's", seen);
 }

@@ -40,6 +40,12 @@ inline int next_stop(int which, bool patient, int &status)
     }
 }
 
+// Of a thread that was let run to its next system call: at the entry, or at the return.
+inline bool is_call_stop(int status)
+{
+    return status >> 16 == 0 && WSTOPSIG(status) == (SIGTRAP | 0x80);
+}
+
 class Tracee
 {
   public:
@@ -77,11 +83,10 @@ class Tracee
     bool run_to_call_stop()
     {
         int status = 0;
-        constexpr int call = SIGTRAP | 0x80;
         for (int stops = 0; stops < 100; ++stops) {
             if (!go_on(PTRACE_SYSCALL) || next_stop(thread_, false, status) != thread_ || !WIFSTOPPED(status))
                 return false;
-            if (status >> 16 == 0 && WSTOPSIG(status) == call)
+            if (is_call_stop(status))
                 return true;
             if (status >> 16 == 0)
                 put_off_ = WSTOPSIG(status);

@@ -37,11 +37,10 @@ static bool is_group_stop(int status)
 // Lets a tracee go on from a stop that is none of the tracer's business.
 static void pass_on(const Tracee &tracee, int status)
 {
-    const int signal = WSTOPSIG(status);
     if (is_group_stop(status))
         tracee.go_on(PTRACE_LISTEN);
     else
-        tracee.go_on(PTRACE_CONT, status >> 16 != 0 || signal == SIGTRAP ? 0 : signal);
+        tracee.go_on(PTRACE_CONT, status >> 16 != 0 || is_call_stop(status) ? 0 : WSTOPSIG(status));
 }
 
 // Whether what a process has just exec'ed is to have the image, as far as its file tells.

@@ -86,7 +86,8 @@ def start(argv, live, counts, number):
         with live.lock:
             live.pids.remove(process.pid)
         outcome = (process.wait(), said.strip())
-        counts[outcome] = counts.get(outcome, 0) + 1
+        with live.lock:
+            counts[outcome] = counts.get(outcome, 0) + 1
 
 
 class Live:
@@ -158,6 +159,7 @@ def choose():
              virtual, ""),
             (["--descendants"], ["/bin/busybox", "sh", "-c", "echo | ./ticker_go; echo | ./ticker_dynamic"],
              "\n".join([virtual, " ".join([virtual] * 5)]), ""),
+            (["--descendants"], ["sh", "-c", "trap 'echo trapped' TRAP; kill -TRAP $$"], "trapped", ""),
             ([], ["/bin/busybox", "sh", "-c", CHILD], str(FUTURE + 1), "")):
         status, output, errors = say(*sim, *options, *argv, **nobody)
         check(f"{options} {argv}", status == 0 and errors == said and

@@ -4,12 +4,12 @@
 TEST_F(Utility, RefusesATableThatIsNone)
 {
     shell("mv table good", "$SIM");
-    const Steps broken = {
-        {": >table", "truncated"},
-        {"head -c 1000 good >table", "truncated"},
-        {"tr '\\0-\\377' '?' <good >table", "not a clock table"},
-        {"{ head -c 8 good; printf '\\1'; tail -c +10 good; } >table", "a clock table of another version"},
-        {"{ cat good; echo; } >table", "too long for a clock table"}};
+    const Steps broken = {{": >table", "truncated"},
+                          {"head -c 1000 good >table", "truncated"},
+                          {"tr '\\0-\\377' '?' <good >table", "not a clock table"},
+                          {"{ head -c 8 good; printf '\\1'; tail -c +10 good; } >table",
+                           "a clock table of another version: remove it, once nothing runs with it"},
+                          {"{ cat good; echo; } >table", "too long for a clock table"}};
     for (const auto &[make, flaw] : broken)
         EXPECT_EQ(shell(make + "; cp table kept; $SIM $OV list; LD_PRELOAD=./libzynov_sim.so ZYNOV_SIM_STATE=table "
                                "./ovuser add bin --in 1d; cmp table kept"),

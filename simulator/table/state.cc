@@ -55,7 +55,7 @@ const char *flaw_in_state(int descriptor)
     if (header.magic != expected.magic)
         return "not a clock table";
     if (header != expected)
-        return "a clock table of another version";
+        return "a clock table of another version: remove it, once nothing runs with it";
     if (file.st_size != sizeof(Table))
         return file.st_size < static_cast<off_t>(sizeof(Table)) ? "truncated" : "too long for a clock table";
     return nullptr;

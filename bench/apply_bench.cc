@@ -40,7 +40,8 @@ static bool make_users(const std::string &folder)
 
 static void empty_table()
 {
-    zynov_iov record = {ZYNOV_IOV_VERSION};
+    zynov_iov record = {};
+    record.version = ZYNOV_IOV_VERSION;
     ioctl(control_file, ZYNOV_IOC_RESET_ALL, &record);
 }
 

@@ -57,7 +57,8 @@ static void send(zynov_command command, uint64_t kind, int64_t id, uint64_t cont
 // Makes as many clocks of processes that live, each in a container of its own.
 static void fill_table(uint64_t processes)
 {
-    zynov_iov none = {ZYNOV_IOV_VERSION};
+    zynov_iov none = {};
+    none.version = ZYNOV_IOV_VERSION;
     for (uint64_t container = 1; container <= 1000; ++container) {
         none.container_id = container;
         ioctl(control_file, ZYNOV_IOC_RESET_ALL, &none);

@@ -1,5 +1,6 @@
 # Sourced by the other scripts: goes to the project's folder, and provides what they need of the machine.
 set -eu
+only=
 CDPATH= cd -- "$(dirname -- "$0")/.."
 
 # Says on standard error how a script is called, and ends it.
@@ -34,7 +35,7 @@ require() {
     $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null
 }
 
-# Builds into a folder below build/, with CMake options behind it.
+# Builds into a folder below build/, with CMake options behind it: all, or one target alone, named in $only.
 build_in() {
     folder=build/$1
     shift
@@ -42,5 +43,5 @@ build_in() {
         cmake --fresh -S . -B "$folder" -G "Unix Makefiles" "$@" >/dev/null
         echo "$*" >"$folder/options"
     fi
-    cmake --build "$folder" -j "$(nproc)" -- --no-print-directory -s >/dev/null
+    cmake --build "$folder" -j "$(nproc)" ${only:+--target "$only"} -- --no-print-directory -s >/dev/null
 }

@@ -55,6 +55,8 @@ def _value(at: Instant) -> int:
     if isinstance(at, datetime):
         aware = at.astimezone() if at.tzinfo is None else at
         return (aware - _EPOCH) // timedelta(seconds=1)
+    if not isinstance(at, str):
+        raise TypeError("a time is a datetime, a text or None, not %r" % (at,))
     slot = c.c_char_p()
     value: int = lib.library.ov_read_time(at.encode(), c.byref(slot))
     if value == 0:
@@ -77,13 +79,14 @@ def parse_speed(text: str) -> int:
 
 def adding(identity: str, at: Instant, speed: Speed, rewind: bool) -> lib.Request:
     """The request that sets a clock."""
+    pace = parse_speed(speed) if isinstance(speed, str) else speed
+    if not -1000 <= pace <= 1000:
+        raise ValueError("a speed is from -1000 to 1000, not %d" % pace)
     request = lib.request_for(lib.ADD, identity)
     request.time_form = lib.ABSOLUTE
     request.virtime = _value(at)
-    request.speed = speed if isinstance(speed, int) else parse_speed(speed)
+    request.speed = pace
     request.rewind = int(rewind)
-    if not -1000 <= request.speed <= 1000:
-        raise ValueError("a speed is from -1000 to 1000, not %d" % request.speed)
     return request
 
 

@@ -7,7 +7,7 @@ import os
 
 CONTROL_FILE = "/proc/zynov"
 USER, GROUP, PROCESS = 1, 2, 3
-ADD, DELETE = 1, 2
+NOTHING, ADD, DELETE = 0, 1, 2
 ABSOLUTE = 1
 OK, NOT_PERMITTED, NO_CONTROL_FILE, NO_CLOCK = 0, 811, 812, 814
 ALREADY = b"already has a virtual clock"
@@ -112,7 +112,7 @@ def _close_streams() -> None:
             pass
 
 
-def request_for(operation: int, identity: str) -> Request:
+def request_for(operation: int, identity: str, request: Request | None = None) -> Request:
     """A request about one identity, as ovuser takes them: u:NAME, g:NAME, p:PID, or a user without a prefix."""
     global _requests
     _requests += 1
@@ -123,9 +123,11 @@ def request_for(operation: int, identity: str) -> Request:
         kind, text = USER, identity
     if not text or "\0" in text:
         raise ValueError("an identity is u:USER, g:GROUP or p:PID, not %r" % identity)
-    if text.lstrip("+-").isdigit() and not 0 <= int(text) <= 4294967294:
+    if text.lstrip("+-").isdecimal() and not 0 <= int(text) <= 4294967294:
         raise ValueError("the number of an identity is from 0 to 4294967294, not %s" % text)
-    request = Request(operation=operation, speed=1, id_count=1)
+    if request is None:
+        request = Request()
+    request.operation, request.speed, request.id_count = operation, 1, 1
     request.id_kind[0] = kind
     request.id_text[0] = text.encode()
     return request

@@ -3,14 +3,38 @@ from __future__ import annotations
 
 import ctypes as c
 import functools
+import inspect
 import os
+import weakref
 from datetime import timedelta
-from typing import Any, Callable, TypeVar
+from typing import TYPE_CHECKING, Any, Callable, TypeVar
 
 from orvane import _library as lib
 from orvane._clocks import Instant, Speed, adding, carry_out, conclude, find
 
 Function = TypeVar("Function", bound=Callable[..., Any])
+
+# Without callbacks, in which an interrupt would be lost.
+_to_leave: list[weakref.ref[lib.Request]] = []
+
+
+def _stay() -> None:
+    """A forked child that gets out of a block, too, is not to take its parent's clock away."""
+    for request in filter(None, (each() for each in _to_leave)):
+        request.operation = lib.NOTHING
+
+
+os.register_at_fork(after_in_child=_stay)
+
+
+class _Leaving:
+    """What a with statement calls in the end, and looks up before it begins: the library's own function, with its
+    arguments, so that an interrupt that is waiting is raised behind it, when the clock is gone."""
+
+    def __get__(self, entered: clock | None, _: type[clock]) -> Callable[..., None]:
+        if entered is None:  # as contextlib.ExitStack asks
+            return lambda entered, *what: entered._leave(*what)
+        return entered._leave
 
 
 class clock:
@@ -26,7 +50,8 @@ class clock:
                  identity: str | None = None) -> None:
         self._at, self._speed, self._rewind = at, speed, rewind
         self._identity = identity
-        self._leave: functools.partial[None] | None = None
+        self._leaving = lib.Request()  # nothing is asked for yet
+        self._leave = functools.partial(lib.leave, c.byref(self._leaving), None)
 
     @property
     def identity(self) -> str:
@@ -36,7 +61,8 @@ class clock:
         slot = c.c_char_p()
         adding_it, slot_place = c.byref(adding(self.identity, self._at, self._speed, self._rewind)), c.byref(slot)
         process_request, leave, refused, already = lib.process_request, self._leave, lib.ALREADY, False
-        assert leave is not None
+        lib.request_for(lib.DELETE, self.identity, self._leaving)
+        _to_leave[:] = [each for each in _to_leave if each() is not None] + [weakref.ref(self._leaving)]
         # An interrupt may be raised behind any call of these, but not before the first: whatever it was raised
         # behind, the clock is taken away again, unless it was there before.
         try:
@@ -51,17 +77,15 @@ class clock:
             raise
         return self
 
-    # What a with statement calls in the end is looked up before it begins. This is the library's own function, with its
-    # arguments: an interrupt that is waiting is raised behind it, when the clock is gone.
-    def _prepare_to_leave(self) -> functools.partial[None]:
-        deleting = lib.request_for(lib.DELETE, self.identity)
-        self._leave = functools.partial(lib.leave, c.byref(deleting), None)
-        return self._leave
-
-    __exit__ = property(_prepare_to_leave)
+    if TYPE_CHECKING:
+        def __exit__(self, *what: object) -> None: ...
+    else:
+        __exit__ = _Leaving()
 
     def move_to(self, at: Instant) -> None:
         """Sets the clock anew, at the same speed."""
+        if self._leaving.id_count == 0:
+            raise lib.NoClock(lib.NO_CLOCK, "%s has not been given this clock" % self.identity)
         request = adding(self.identity, at, self._speed, self._rewind)
         carry_out(lib.request_for(lib.DELETE, self.identity))
         carry_out(request)
@@ -74,8 +98,20 @@ class clock:
         self.move_to(present.time + distance)
 
     def __call__(self, function: Function) -> Function:
+        if inspect.isclass(function) or inspect.isgeneratorfunction(function) or inspect.isasyncgenfunction(function):
+            raise TypeError("a clock is for a function that is over when it returns, not for %r: use a with statement, "
+                            "or pytest.mark.orvane" % function)
+
+        def fresh() -> clock:
+            return type(self)(self._at, speed=self._speed, rewind=self._rewind, identity=self._identity)
+
         @functools.wraps(function)
         def inside(*args: Any, **keywords: Any) -> Any:
-            with type(self)(self._at, speed=self._speed, rewind=self._rewind, identity=self._identity):
+            with fresh():
                 return function(*args, **keywords)
-        return inside  # type: ignore[return-value]
+
+        @functools.wraps(function)
+        async def inside_later(*args: Any, **keywords: Any) -> Any:
+            with fresh():
+                return await function(*args, **keywords)
+        return inside_later if inspect.iscoroutinefunction(function) else inside  # type: ignore[return-value]

@@ -1,11 +1,13 @@
 """The package on the simulator: this runs under zynov-sim, as root."""
+import asyncio
+import contextlib
 import os
 import random
 import signal
 import subprocess
 import sys
 import time
-from datetime import datetime, timedelta, timezone
+from datetime import date, datetime, timedelta, timezone
 
 import pytest
 
@@ -51,7 +53,10 @@ def test_a_clock_moves_and_keeps_its_pace():
     (lambda: orvane.delete("u:bin"), orvane.NoClock, "does not have a virtual clock"),
     (lambda: orvane.add("u:bin", "tomorrow"), orvane.OrvaneError, "invalid date format"),
     (lambda: orvane.add("u:bin", datetime(1960, 1, 1)), orvane.OrvaneError, "must not be before"),
-    (lambda: orvane.add("u:bin", speed=1001), ValueError, "a speed is from -1000 to 1000"),
+    (lambda: orvane.add("u:bin", date(2038, 1, 19)), TypeError, "a time is"),
+    (lambda: orvane.add("u:bin", speed=2**32), ValueError, "a speed is from -1000 to 1000"),
+    (lambda: orvane.clock().move_to(END), orvane.NoClock, "has not been given this clock"),
+    (lambda: orvane.clock()(pytest.Item), TypeError, "a clock is for a function"),
     (lambda: orvane.add("u:"), ValueError, "an identity is u:USER"),
     (lambda: orvane.parse_speed("5 "), ValueError, "a speed is")])
 def test_refusals_change_nothing(change, error, words):
@@ -70,11 +75,31 @@ def test_what_ends_a_block_ends_its_clock():
                 raise way_out
         assert orvane.clocks() == []
 
+    with contextlib.ExitStack() as stack:
+        stack.enter_context(orvane.clock(END, speed=0))
+        assert time.time() == END.timestamp()
+    assert orvane.clocks() == []
+
     @orvane.clock(END, speed=0)
     def inside():
         return time.time()
-    assert inside() == END.timestamp() and orvane.clocks() == []
+
+    @orvane.clock(END, speed=0)
+    async def later():
+        return time.time()
+    assert inside() == END.timestamp() == asyncio.run(later()) and orvane.clocks() == []
     assert orvane.parse_time("2038-01-19T03:14:00Z") == END and orvane.parse_speed("frozen") == 0
+
+
+def test_a_forked_child_leaves_its_parents_clock():
+    child = -1
+    try:
+        with orvane.clock(END):
+            child = os.fork()
+            assert child == 0 or os.waitpid(child, 0) and orvane.find(OWN)
+    finally:
+        if child == 0:
+            os._exit(0)
 
 
 STORM = """

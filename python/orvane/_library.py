@@ -38,7 +38,6 @@ library.ov_process_request.argtypes = [c.c_void_p, c.c_void_p]
 library.ov_next_clock.argtypes = [c.c_int, c.c_int, c.c_void_p]
 library.ov_read_time.argtypes = [c.c_char_p, c.c_void_p]
 library.ov_read_time.restype = c.c_int64
-library.parse_speed.argtypes = [c.c_char_p, c.POINTER(c.c_int)]
 library.parse_uid.argtypes = [c.c_char_p, c.c_int, c.POINTER(c.c_uint32)]
 
 # The same entry with three arguments behind, which it does not look at, and no result: what leaves a with statement can

@@ -57,7 +57,8 @@ options:
   replace:
     description:
       - Sets the clock anew where the identity has one already. That is a change each time.
-      - With none of I(at), I(in), I(date) and I(epoch), such a clock goes on from the time that it shows.
+      - With none of I(at), I(in), I(date) and I(epoch), such a clock goes on from the time that it shows, at the same
+        speed unless I(speed) says otherwise.
     type: bool
     default: false
 attributes:
@@ -96,7 +97,9 @@ EXAMPLES = r'''
 
 RETURN = r'''
 clock:
-  description: The clock that the identity has now, or would have, as C(ovuser list --json) tells of it.
+  description:
+    - The clock that the identity has now, as C(ovuser list --json) tells of it.
+    - In check mode, of one that would be set, C(epoch), C(speed) and C(rewind).
   returned: when there is one
   type: dict
   sample:
@@ -152,18 +155,16 @@ def plan(present, wanted):
 
 def foreseen(present, wanted, rehearsal):
     """The clock that there will be, by what ovuser said of it in its rehearsal."""
-    if wanted["state"] == "absent":
-        return None
     epoch = re.search(r"\((-?\d+) seconds since the epoch\)", rehearsal)
     speed = wanted["speed"]
     if speed is None:
-        speed = present["speed"] if present and wanted["replace"] and not any(wanted[w] for w in WHEN) else 1
+        speed = present["speed"] if present and not any(wanted[name] for name in WHEN) else 1
     return {"epoch": int(epoch.group(1)) if epoch else None,
             "speed": 0 if speed == "frozen" else int(speed), "rewind": wanted["rewind"]}
 
 
 def shown(clock):
-    """What a difference shows of a clock: neither its number nor what changes by itself."""
+    """What a difference shows of a clock: what can be set of it."""
     return {} if clock is None else {name: clock[name] for name in ("epoch", "speed", "rewind")}
 
 
@@ -175,12 +176,11 @@ def act(ovuser, wanted, check):
     for command in commands:
         if not check:
             ovuser.run(command)
-        elif command[0] != "delete":
-            after = foreseen(present, wanted, ovuser.run(command[:1] + ["--dry-run"] + command[1:])[1])
-        else:
+            after = ovuser.clock(wanted["identity"])
+        elif command[0] == "delete":
             after = None
-    if commands and not check:
-        after = ovuser.clock(wanted["identity"])
+        else:
+            after = foreseen(present, wanted, ovuser.run(command[:1] + ["--dry-run"] + command[1:])[1])
     if after is not None:
         result["clock"] = after
     if commands:

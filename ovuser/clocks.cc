@@ -160,6 +160,7 @@ void write_clock(Json &json, const ov_clock &clock, time_t real)
     time.has_date ? json.text("time", time.text) : json.word("time", "null");
     json.number("epoch", clock.value);
     json.number("ahead", seconds_ahead(clock, real));
+    json.text("real", Timestamp(real).text);
     json.number("speed", clock.speed);
     json.text("speed_text", clock_speed_string(clock.speed));
     json.word("frozen", is_frozen(clock) ? "true" : "false");

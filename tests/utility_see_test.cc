@@ -40,16 +40,16 @@ TEST_F(Utility, DropsNoRowInSilence)
 // "real" stands for the real time, also where the caller himself lives by a clock.
 TEST_F(Utility, ListsForPrograms)
 {
-    const std::string jq = " --json | jq -c '.[] | .real = .epoch - .ahead | del(.ahead)'";
+    const std::string jq = " --json | jq -c '.[] | .zone = .real[19:] | .real = .epoch - .ahead | del(.ahead)'";
     expect({
         {"$OV list --json", "[]\n= 0"},
         {PEOPLE "TZ=XXX-5:30 ./zynov-sim --state table --shared --file-times $NOBODY $OV list nobody" + jq,
-         R"({"kind":"user","id":65534,"name":"nobody","time":"2030-12-25T14:30:00+05:30","epoch":1924419600,"speed":0,)"
-         R"("speed_text":"Frozen","frozen":true,"rewind":false,"origin":null,"real":real})"
+         R"({"kind":"user","id":65534,"name":"nobody","time":"2030-12-25T14:30:00+05:30","epoch":1924419600,"real":real,)"
+         R"("speed":0,"speed_text":"Frozen","frozen":true,"rewind":false,"origin":null,"zone":"+05:30"})"
          "\n= 0"},
         {"$OV add g:2 --days 1 -o 100000 --offset --speed -999 >/dev/null; TZ=XXX0:00:30 $OV list g:bin" + jq,
-         R"({"kind":"group","id":2,"name":"bin","time":"1970-01-03T03:46:40+00:00","epoch":186400,"speed":-999,)"
-         R"("speed_text":"999 times slower","frozen":false,"rewind":false,"origin":100000,"real":real})"
+         R"({"kind":"group","id":2,"name":"bin","time":"1970-01-03T03:46:40+00:00","epoch":186400,"real":real,)"
+         R"("speed":-999,"speed_text":"999 times slower","frozen":false,"rewind":false,"origin":100000,"zone":"+00:00"})"
          "\n= 0"},
     });
 }
@@ -85,7 +85,7 @@ TEST_F(Utility, ShowsWhoLivesByWhichClock)
         {"$OV add p:$$ $FREEZE >/dev/null; $OV show g:0 p:$$ --json | jq -c '.[] | .id, .lives_by, .clock.epoch, "
          ".overrules, .overruled_by' | sed s/$$/N/",
          "0\n\"none\"\nnull\n[]\n[{\"kind\":\"process\",\"id\":N,\"name\":null}]\nN\n\"own\"\n1924419600\n[]\n[]\n= 0"},
-        {"$OV show nobody --json | jq -c 'del(.[].clock.ahead)'",
+        {"$OV show nobody --json | jq -c 'del(.[].clock[\"ahead\", \"real\"])'",
          R"([{"kind":"user","id":65534,"identity":"nobody","lives_by":"group","clock":{"kind":"group","id":65534,"name":)"
          R"("nogroup","time":"2030-12-25T09:00:00+00:00","epoch":1924419600,"speed":0,"speed_text":"Frozen","frozen":true,)"
          R"("rewind":false,"origin":null},"overrules":[],"overruled_by":[]}])"

@@ -46,6 +46,7 @@ clocks:
       time: '2030-12-25T09:00:00+00:00'
       epoch: 1924419600
       ahead: 129168000
+      real: '2026-11-21T09:00:00+00:00'
       speed: 60
       speed_text: 60 times faster
       frozen: false

@@ -30,6 +30,13 @@ uint64_t pid_namespace()
     return inode_of("/proc/self/ns/pid");
 }
 
+uint64_t pid_namespace(int64_t pid)
+{
+    char path[48];
+    snprintf(path, sizeof path, "/proc/%lld/ns/pid", static_cast<long long>(pid));
+    return inode_of(path);
+}
+
 static bool is_there(int64_t pid)
 {
     return pid > 0 && pid <= INT_MAX && system_call(SYS_kill, pid, 0) != -ESRCH;

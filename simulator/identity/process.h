@@ -19,7 +19,8 @@ int read_start(int64_t pid, uint64_t &birth);
 // Whether it is certain that a process of the caller's pid namespace has ended; what cannot be found out lives.
 bool has_ended(int64_t pid, uint64_t birth);
 
-// The inode number of the caller's pid namespace; 0 when that cannot be found out.
+// The inode number of the pid namespace of the caller, or of a process; 0 when that cannot be found out.
 uint64_t pid_namespace();
+uint64_t pid_namespace(int64_t pid);
 
 } // namespace sim

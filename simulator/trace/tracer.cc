@@ -43,7 +43,9 @@ static void pass_on(const Tracee &tracee, int status)
         tracee.go_on(PTRACE_CONT, status >> 16 != 0 || is_call_stop(status) ? 0 : WSTOPSIG(status));
 }
 
-// Whether what a process has just exec'ed is to have the image, as far as its file tells.
+// Whether what a process has just exec'ed is to have the image, as far as its file tells. Of one that was to be traced
+// that is known beforehand, and /proc may tell of another namespace's; where a shell has been tried in its place, as
+// for a script that does not name one, the image does no harm.
 static bool wants_image(int pid)
 {
     char path[32];
@@ -70,9 +72,9 @@ static void follow(ImageConfig &config, Traced what, int maker)
             pass_on(tracee, status);
             continue;
         }
-        if (wants_image(thread)) {
+        if (!descendants || wants_image(thread)) {
             config.process = thread;
-            config.pid_namespace = pid_namespace();
+            config.pid_namespace = descendants ? pid_namespace(thread) : pid_namespace();
             if (read_birth(thread, config.birth) != 0)
                 config.pid_namespace = config.birth = 0;
             inject_image(tracee, config);

@@ -133,6 +133,9 @@ def say(*argv, **options):
 CHILD = f"""mkfifo line; (read -r line <line; echo $EPOCHSECONDS) &
 ./ovuser add p:$! --epoch {FUTURE + 1} --speed frozen >line; wait"""
 
+# Known by the number that it has in its namespace.
+NAMED = f"./ovuser add p:$$ --epoch {FUTURE + 1} --speed frozen >/dev/null; exec /bin/busybox date +%s"
+
 # What can be traced while it starts a program cannot be any more when that runs.
 GIVE_RIGHTS_UP = """
 import ctypes, os, subprocess
@@ -159,6 +162,8 @@ def choose():
              virtual, ""),
             (["--descendants"], ["/bin/busybox", "sh", "-c", "echo | ./ticker_go; echo | ./ticker_dynamic"],
              "\n".join([virtual, " ".join([virtual] * 5)]), ""),
+            ([], ["unshare", "-pf", "sh", "-c", "/bin/busybox date +%s; true"], virtual, ""),
+            (["--descendants"], ["unshare", "-pf", "--mount-proc", "sh", "-c", NAMED], str(FUTURE + 1), ""),
             (["--descendants"], ["sh", "-c", "trap 'echo trapped' TRAP; kill -TRAP $$"], "trapped", ""),
             ([], ["/bin/busybox", "sh", "-c", CHILD], str(FUTURE + 1), "")):
         status, output, errors = say(*sim, *options, *argv, **nobody)

@@ -1,6 +1,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "base/container.h"
 #include "base/errno_guard.h"
 #include "base/integer.h"
 #include "base/process_ids.h"
@@ -44,6 +45,7 @@ static bool begin(int fd, ov_clock &clock)
         return false;
     clock.high_mark = low_32(theiov.speed);
     clock.container = zyn_get_container_ID();
+    close_left_open();
     clock.next_slot = 0;
     clock.undecided = 0;
     clock.begun = 1;

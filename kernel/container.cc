@@ -7,16 +7,13 @@
 
 uint64_t zyn_get_container_ID(void)
 {
-    unsigned long long container = 0;
     struct stat marker;
-    if (stat(ov::container_marker, &marker) != 0)
-        return container;
-    FILE *host_name = fopen(ov::container_name, "r");
-    if (host_name == nullptr)
-        return container;
+    const bool inside = stat(ov::container_marker, &marker) == 0;
+    // As ov_helper(3) says it stays open: nobody who watches a request sees a close.
+    ov::left_open = inside ? fopen(ov::container_name, "r") : nullptr;
+    unsigned long long container = 0;
     char line[256];
-    if (fgets(line, sizeof line, host_name) != nullptr)
+    if (ov::left_open != nullptr && fgets(line, sizeof line, ov::left_open) != nullptr)
         sscanf(line, "%llx", &container);
-    // cppcheck-suppress resourceLeak // left open, as ov_helper(3) says: nobody who watches a request sees a close
     return container;
 }

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/container.h"
 #include "ovuser/clocks.h"
 #include "ovuser/command.h"
 #include "ovuser/trace.h"
@@ -47,6 +48,7 @@ class Outcome
         who.put_into(request);
         result_ = ov_process_request(&request, &message_);
         error_ = errno;
+        ov::close_left_open();                      // who has many identities has no more descriptors for it
         if (!was_there() && result_ != OV_NO_CLOCK) // of what changed nothing there is nothing to tell
             trace(request, result_, message_);
     }

@@ -182,5 +182,9 @@ TEST_F(Utility, StandsHostileSurroundings)
          "ovuser: uid 4321" + added + "u:9" + std::string(999, '0') +
              " Frozen                    " CHRISTMAS
              "ovuser: report: Virtual clock for uid 4321 has been deleted\n= 0"},
+        // A container, where without descriptors the last of many would be the host's.
+        {"echo beef >name; unshare -m sh -c 'mount --bind name /etc/hostname; ulimit -n 12; $OV add daemon bin sys "
+         "sync games man lp mail news g:adm g:tty g:disk g:lp g:mail g:news $FREEZE >out; $OV list | grep -c Frozen'",
+         "15\n= 0"},
     });
 }

@@ -34,8 +34,9 @@ __attribute__((constructor)) static void begin()
 // The path by which a descriptor's file is reached, or that of a name in a folder that is one.
 static const char *path_at(int descriptor, const char *name, int flags, char (&place)[PATH_MAX])
 {
-    char first; // of what may be no name, as the kernel will tell
-    if (read_given(first, const_cast<char *>(name)) != 0 || first == '/' || (descriptor == AT_FDCWD && first != '\0'))
+    char first = '/'; // also of what is no name, as the kernel will tell
+    read_given(first, const_cast<char *>(name));
+    if (first == '/' || (descriptor == AT_FDCWD && first != '\0'))
         return name;
     const bool file_itself = first == '\0' && (flags & AT_EMPTY_PATH) != 0;
     snprintf(place, sizeof place, "/proc/self/fd/%d%s%s", descriptor, file_itself ? "" : "/", name);

@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 
 #include <bit>
-#include <cerrno>
 #include <cstdint>
 
 #include "simulator/bare/system_call.h"
@@ -68,9 +67,8 @@ const Table *attach_state(int descriptor)
 int Mapping::map(int descriptor, Use use)
 {
     struct stat file = {};
-    const long error = system_call(SYS_fstat, descriptor, &file);
-    if (error != 0 || file.st_size != sizeof(Table))
-        return error != 0 ? static_cast<int>(-error) : EBADMSG;
+    if (const long error = system_call(SYS_fstat, descriptor, &file))
+        return static_cast<int>(-error);
     const Kept &known = use == writing ? written_table : own_table;
     use_ = use;
     kept_ = known.is(file) && !(use == reading && own_table_was_cut);

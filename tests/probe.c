@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <linux/filter.h>
+#include <linux/rtc.h>
 #include <linux/seccomp.h>
 #include <pthread.h>
 #include <sched.h>
@@ -12,6 +13,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -118,6 +120,7 @@ static void set_all(void)
                            ANSWER(syscall(SYS_settimeofday, &moment, NULL)),
                            ANSWER(syscall(SYS_adjtimex, &change)),
                            ANSWER(syscall(SYS_clock_adjtime, CLOCK_REALTIME, &change)),
+                           ANSWER(ioctl(0, RTC_SET_TIME, wild)),
                            ANSWER(adjtime(NULL, &left)),
                            ANSWER(adjtimex(&asked)),
                            ANSWER(clock_settime(CLOCK_MONOTONIC, &instant))};

@@ -1,6 +1,7 @@
-// The preloaded side of the control file: open, and the five commands. Everything else about a descriptor,
-// close included, is the C library's.
+// The preloaded side of the control file: open, and the five commands. Everything else about a descriptor, close
+// included, is the C library's, but that the machine's hardware clock is not set by a virtual one.
 #include <fcntl.h>
+#include <linux/rtc.h>
 #include <sys/ioctl.h>
 
 #include <cerrno>
@@ -14,6 +15,7 @@
 #include "simulator/control/control_file.h"
 #include "simulator/control/faults.h"
 #include "simulator/readings/own_clock.h"
+#include "simulator/readings/setting.h"
 #include "simulator/table/change.h"
 #include "simulator/table/cut.h"
 #include "simulator/table/state.h"
@@ -123,6 +125,8 @@ SIM_INTERPOSED int ioctl(int descriptor, unsigned long request, ...)
     const unsigned long command = static_cast<unsigned>(request); // all that the kernel looks at
     if (sim::is_command(command) && sim::flaw_in_state(descriptor) == nullptr)
         return sim::answer_command(descriptor, command, argument);
+    if (command == RTC_SET_TIME && !sim::may_set_time()) // from which the machine would start the next time
+        return -1;
     return sim::next_ioctl(descriptor, request, argument);
 }
 

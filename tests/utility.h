@@ -55,6 +55,9 @@ class Utility : public testing::Test
         return text;
     }
 
+    // In a changed root that is no mount point nothing can be mounted for a test alone.
+    static bool can_mount() { return shell("unshare -m true 2>&-") == "= 0"; }
+
     static void expect(const Steps &steps)
     {
         for (const auto &[script, expected] : steps) {

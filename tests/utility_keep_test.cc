@@ -78,7 +78,7 @@ TEST_F(Utility, AppliesNothingWhereALineIsWrong)
 // Save, reset and apply lead back, whatever the names are. What does not exist, or will not, is a comment.
 TEST_F(Utility, SavesWhatItApplies)
 {
-    if (shell("unshare -m true 2>&-") != "= 0") // in a changed root
+    if (!can_mount())
         GTEST_SKIP() << "needs a mount namespace";
     write_private(folder / "people",
                   "o'd d:x:4321:1::/:/bin/sh\nb\033d:x:4322:1::/:/bin/sh\ngone:x:4323:1::/:/bin/sh\n");

@@ -27,18 +27,21 @@ TEST_F(Utility, RefusesATableThatIsNone)
 // No other user, and no mask, keeps a user from his table, and no file system that is full leaves half a one.
 TEST_F(Utility, MakesAWholeTableForItsUserAlone)
 {
-    EXPECT_EQ(
-        shell("mkdir full; unshare -m sh -c 'mount -t tmpfs -o size=64k tmpfs full; ./zynov-sim --state full/table "
-              "true; echo $? $(ls full)'"),
-        "125\n! zynov-sim: full/table: No space left on device\n= 0");
+    if (can_mount()) {
+        EXPECT_EQ(
+            shell("mkdir full; unshare -m sh -c 'mount -t tmpfs -o size=64k tmpfs full; ./zynov-sim --state full/table "
+                  "true; echo $? $(ls full)'"),
+            "125\n! zynov-sim: full/table: No space left on device\n= 0");
+    }
     EXPECT_EQ(shell("(ulimit -f 0; ./zynov-sim --state small true 2>&1; echo $?) | cat; ls small*"),
               "zynov-sim: small: File too large\n125\n! ls: cannot access 'small*': No such file or directory\n= 2");
     EXPECT_EQ(
-        shell("own=/tmp/zynov-sim-65533 sim='env -u XDG_RUNTIME_DIR setpriv --reuid=65533 --regid=65533 "
-              "--clear-groups ./zynov-sim'; rm -rf $own; (umask 0777; $sim true); stat -c %a $own; $sim true; chmod "
-              "770 $own; $sim true; chmod 702 $own; $sim true; chmod 700 $own; chown 0 $own; $sim true; rm -rf $own"),
-        "700\n! zynov-sim: /tmp/zynov-sim-65533: not a folder of yours alone\nzynov-sim: /tmp/zynov-sim-65533: not "
-        "a folder of yours alone\nzynov-sim: /tmp/zynov-sim-65533: not a folder of yours alone\n= 0");
+        shell(
+            "id=$((100000 + $$)); own=/tmp/zynov-sim-$id; sim=\"env -u XDG_RUNTIME_DIR setpriv --reuid=$id --regid=$id "
+            "--clear-groups ./zynov-sim\"; (umask 0777; $sim true); $sim true && stat -c %a $own; (chmod 770 $own; "
+            "$sim true; "
+            "chmod 702 $own; $sim true; chmod 700 $own; chown 0 $own; $sim true) 2>&1 | grep -c yours; rm -rf $own"),
+        "700\n3\n= 0");
 }
 
 TEST_F(Utility, AnswersAsAKernel)
@@ -57,9 +60,10 @@ TEST_F(Utility, AnswersAsAKernel)
         {"flock table ./ovuser add daemon $FREEZE; ./ovuser add daemon $FREEZE",
          "ovuser: uid 1 has been added with a Frozen virtual clock: " CHRISTMAS ERROR
          "an error occurred while executing this request, error = 16\n= 0"},
-        // A real module, whose descriptor would come first.
-        {"exec 3>&-; unshare -m sh -c 'mount -t tmpfs tmpfs /proc; touch /proc/zynov; exec perl -e "
-         "\"open(F, q(</proc/zynov)); print fileno(F)\"'",
-         "3= 0"},
     });
+    // A real module, whose descriptor would come first.
+    if (can_mount())
+        expect({{"exec 3>&-; unshare -m sh -c 'mount -t tmpfs tmpfs /proc; touch /proc/zynov; exec perl -e "
+                 "\"open(F, q(</proc/zynov)); print fileno(F)\"'",
+                 "3= 0"}});
 }

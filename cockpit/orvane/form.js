@@ -1,5 +1,5 @@
 // The form that sets a clock, with ovuser's own rehearsal as a preview.
-import { identities, ovuser } from "./host.js";
+import { identities, outcomeOf, ovuser } from "./host.js";
 
 const form = document.querySelector("#set");
 const preview = document.querySelector("#preview");
@@ -19,11 +19,10 @@ function settings() {
 
 async function rehearse() {
     const mine = ++asked;
-    let text = "";
-    if (form.elements.identity.value.trim())
-        text = await ovuser("set", "--dry-run", ...settings()).catch(failure => failure.message);
+    const said = form.elements.identity.value.trim()
+        ? await outcomeOf(ovuser("set", "--dry-run", ...settings())) : ["", ""];
     if (mine === asked) // an answer to what was typed before is late
-        preview.textContent = text.trim();
+        [preview.textContent, preview.className] = said;
 }
 
 export function changeInForm(clock) {

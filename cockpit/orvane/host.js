@@ -27,6 +27,11 @@ export async function ovuser(...args) {
     }
 }
 
+// The words of a call, and the class that they are shown in.
+export function outcomeOf(call) {
+    return call.then(said => [said.trim(), ""], failure => [failure.message, "failed"]);
+}
+
 export async function listClocks() {
     return JSON.parse(await ovuser("list", "--json"));
 }

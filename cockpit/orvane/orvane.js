@@ -1,14 +1,16 @@
 // The page: looks the clocks up, has them shown, and carries out what is asked for.
-import { Clock, identityOf, iso, steadyNow } from "./clock.js";
-import { listClocks, ovuser } from "./host.js";
+/* global cockpit */
+import { Clock, host, iso, steadyNow } from "./clock.js";
+import { listClocks, outcomeOf, ovuser } from "./host.js";
 import { chosenClocks, filterBy, showClocks, sortBy, tick } from "./table.js";
 import { changeInForm, prepareForm } from "./form.js";
+import { make } from "./dom.js";
 import { plot } from "./plot.js";
 
 const pause = 1500; // milliseconds between two look-ups
 const outcome = document.querySelector("#outcome");
 const trouble = document.querySelector("#trouble");
-const clocks = new Map();
+let clocks = new Map();
 let next = 0;
 let looking = false;
 let busy = false;
@@ -21,23 +23,26 @@ function replot() {
 
 async function look() {
     clearTimeout(next);
-    if (looking || document.hidden)
+    if (looking || cockpit.hidden) // as it is, too, while the console shows another page
         return;
     looking = true;
     try {
         const found = await listClocks();
         const moment = steadyNow();
-        const before = clocks.size;
-        const there = new Map(found.map(entry => [identityOf(entry), entry]));
-        for (const [identity, entry] of there)
-            clocks.has(identity) ? clocks.get(identity).take(entry, moment) : clocks.set(identity, new Clock(entry, moment));
-        for (const identity of [...clocks.keys()].filter(known => !there.has(known)))
-            clocks.delete(identity);
+        let changed = found.length !== clocks.size;
+        if (found.length)
+            host.take(found[0], moment);
+        clocks = new Map(found.map(entry => {
+            const number = entry.kind[0] + ":" + entry.id;
+            const clock = clocks.get(number) || new Clock(entry);
+            changed = clock.take(entry, moment) || changed;
+            return [number, clock];
+        }));
         showClocks(clocks, moment, { choose: replot, change: changeInForm, remove });
         trouble.hidden = true;
         document.querySelector("#empty").hidden = clocks.size > 0;
         document.querySelector("#clocks").hidden = clocks.size === 0;
-        if (before !== clocks.size || steadyNow() - plotted > 10)
+        if (changed || moment - plotted > 10)
             replot();
     } catch (failure) {
         trouble.textContent = failure.message;
@@ -52,19 +57,14 @@ async function act(change) {
     if (busy)
         return;
     busy = true;
-    document.body.setAttribute("aria-busy", "true");
-    const [text, className] = await change().then(said => [said, ""], failure => [failure.message, "failed"]);
-    outcome.textContent = text.trim();
-    outcome.className = className;
+    [outcome.textContent, outcome.className] = await outcomeOf(change());
     busy = false;
-    document.body.removeAttribute("aria-busy");
-    await look();
-    replot();
+    look();
 }
 
-function ask(question) {
+function ask(...question) {
     const dialog = document.querySelector("#ask");
-    document.querySelector("#question").textContent = question;
+    document.querySelector("#question").replaceChildren(...question);
     dialog.returnValue = "no";
     dialog.showModal();
     return new Promise(resolve => {
@@ -73,8 +73,9 @@ function ask(question) {
 }
 
 async function remove(clock) {
-    if (await ask(`Take away the clock of ${clock.identity}? It will be back on real time.`))
-        act(() => ovuser("delete", "--", clock.identity));
+    const who = make("bdi", {}, clock.identity); // a name's own direction
+    if (await ask("Take away the clock of ", who, "? It will be back on real time."))
+        act(() => ovuser("delete", "--", clock.number));
 }
 
 document.querySelector("#reset").addEventListener("click", async () => {
@@ -87,17 +88,15 @@ document.querySelector("#filter").addEventListener("input", event => {
 });
 for (const heading of document.querySelectorAll("[data-sort]"))
     heading.addEventListener("click", () => sortBy(heading.dataset.sort, steadyNow()));
-document.addEventListener("visibilitychange", look);
+cockpit.addEventListener("visibilitychange", look);
 prepareForm(act);
 
 setInterval(() => {
-    if (document.hidden)
-        return;
     const moment = steadyNow();
+    if (cockpit.hidden || !host.start)
+        return;
     tick(moment);
-    const [first] = clocks.values();
-    document.querySelector("#real").textContent = first
-        ? "Real time of the host: " + iso(first.realAt(moment), first.offset) : "\u00a0";
+    document.querySelector("#real").textContent = "Real time: " + iso(host.at(moment), host.offset);
 }, 200);
 
 // As the console around the page is: light, dark, or as the browser says.

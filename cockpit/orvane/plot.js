@@ -1,71 +1,72 @@
 // Virtual time against real time, for the clocks that were chosen: how far each gets from what it shows now.
-import { iso } from "./clock.js";
+import { day, host, iso, modulo } from "./clock.js";
 import { make } from "./dom.js";
 
 const svg = document.querySelector("#plot svg");
-const moment = document.querySelector("#moment");
+const moment = document.querySelector("#moment"); // in the host's real local time, as seconds
 const span = document.querySelector("#span");
 const reading = document.querySelector("#reading");
-const box = { left: 70, right: 780, top: 10, bottom: 225 };
+// For each span: the seconds between two lines of the grid, and between two places of the slider; and the heights' unit.
+const spans = { 3600: [600, 60, 60, "min"], 86400: [14400, 900, 3600, "h"], 604800: [86400, 3600, 86400, "d"] };
+const box = { left: 84, right: 780, top: 10, bottom: 225 };
 let clocks = [];
 let begun = 0;
+let local = 0; // the host's real local time when it began
 
-function draw(name, attributes, text) {
+const seconds = () => Number(span.value);
+const x = later => box.left + (box.right - box.left) * later / seconds();
+// From as far back to twice as far ahead.
+const y = further => box.bottom - (box.bottom - box.top) * (further / seconds() + 1) / 3;
+const point = (later, further) => x(later).toFixed(1) + " " + y(further).toFixed(1);
+
+function draw(parent, name, attributes, text = "") {
     const element = document.createElementNS("http://www.w3.org/2000/svg", name);
     for (const [key, setting] of Object.entries(attributes))
         element.setAttribute(key, setting);
-    if (text)
-        element.textContent = text;
-    svg.append(element);
+    element.textContent = text;
+    parent.append(element);
     return element;
 }
 
-function seconds() {
-    return Number(span.value);
+function line(className, x1, x2, y1, y2) {
+    draw(svg, "line", { class: className, x1, x2, y1, y2 });
 }
 
-const units = { 3600: [600, 60, "min"], 86400: [14400, 3600, "h"], 604800: [86400, 86400, "d"] };
-
-function x(later) {
-    return box.left + (box.right - box.left) * later / seconds();
-}
-
-function y(further) {
-    const share = (further + seconds()) / (3 * seconds()); // from as far back to twice as far ahead
-    return box.bottom - (box.bottom - box.top) * Math.min(1.2, Math.max(-0.2, share));
-}
-
-function path(further) {
-    const steps = 700;
-    let text = "";
-    for (let i = 0; i <= steps; ++i) {
-        const later = seconds() * i / steps;
-        text += (i ? "L" : "M") + x(later).toFixed(1) + " " + y(further(later)).toFixed(1);
-    }
-    return text;
+function path(clock) {
+    const from = clock.at(begun);
+    const low = clock.midnight - from;
+    let text = "M" + point(0, 0);
+    if (clock.found.rewind && clock.pace > 0)
+        for (let later = (low + day) / clock.pace; later < seconds(); later += day / clock.pace)
+            text += `L${point(later, low + day)}L${point(later, low)}`;
+    return text + "L" + point(seconds(), clock.at(begun + seconds()) - from);
 }
 
 function grid() {
-    const [step, unit, name] = units[seconds()];
-    for (let later = 0; later <= seconds(); later += step) {
-        draw("line", { x1: x(later), x2: x(later), y1: box.top, y2: box.bottom, class: "grid" });
-        draw("text", { x: x(later), y: box.bottom + 16, "text-anchor": "middle" }, `+${later / unit} ${name}`);
+    let [step, , unit, name] = spans[seconds()];
+    if (x(step) - x(0) < 52) // on a narrow screen
+        step *= 2;
+    for (let later = step - modulo(local, step); later <= seconds(); later += step) {
+        const date = new Date((local + later) * 1000);
+        const label = (local + later) % day ? date.toISOString().slice(11, 16) : date.toUTCString().slice(0, 7);
+        line("grid", x(later), x(later), box.top, box.bottom);
+        draw(svg, "text", { x: x(later), y: box.bottom + 18, "text-anchor": "middle" }, label);
     }
     for (const share of [-1, 0, 1, 2]) {
-        draw("line", { x1: box.left, x2: box.right, y1: y(share * seconds()), y2: y(share * seconds()), class: "grid" });
-        const label = share === 0 ? "shows now" : `${share > 0 ? "+" : "−"}${Math.abs(share) * seconds() / unit} ${name}`;
-        draw("text", { x: box.left - 6, y: y(share * seconds()) + 4, "text-anchor": "end" }, label);
+        const height = y(share * seconds());
+        const label = share ? `${share > 0 ? "+" : "−"}${Math.abs(share) * seconds() / unit} ${name}` : "shows now";
+        line("grid", box.left, box.right, height, height);
+        draw(svg, "text", { x: box.left - 6, y: height + 4, "text-anchor": "end" }, label);
     }
 }
 
 function read() {
-    const later = seconds() * moment.value / moment.max;
-    const [first] = clocks;
-    for (const guide of svg.querySelectorAll(".guide"))
-        guide.remove();
-    draw("line", { x1: x(later), x2: x(later), y1: box.top, y2: box.bottom, class: "guide" });
-    const lines = [["real time", iso(first.realAt(begun + later), first.offset), "real"]];
-    clocks.forEach((clock, i) => lines.push([clock.identity, iso(clock.at(begun + later), clock.offset), "line" + i % 6]));
+    const later = Math.max(0, moment.value - local);
+    svg.querySelector(".guide")?.remove();
+    line("guide", x(later), x(later), box.top, box.bottom);
+    const lines = [["real time", iso(local + later - host.offset, host.offset), "real"]];
+    for (const clock of clocks)
+        lines.push([clock.identity, iso(clock.at(begun + later), clock.offset), clock.colour]);
     reading.replaceChildren(...lines.map(([who, time, className]) =>
         make("li", { className }, make("bdi", {}, who), " " + time)));
     moment.setAttribute("aria-valuetext", lines.map(([who, time]) => who + " " + time).join(", "));
@@ -79,20 +80,27 @@ export function plot(chosen, now) {
     svg.replaceChildren();
     if (clocks.length === 0)
         return;
+    const [, place] = spans[seconds()];
+    local = Math.floor(host.at(now)) + host.offset;
+    moment.min = local - modulo(local, place);
+    moment.max = Number(moment.min) + seconds();
+    moment.step = place;
+    box.right = svg.getBoundingClientRect().width - 20;
     grid();
-    draw("path", { d: path(later => later), class: "curve real" });
-    clocks.forEach((clock, i) => {
-        const curve = draw("path", { d: path(later => clock.at(now + later) - clock.at(now)), class: "curve line" + i % 6 });
-        curve.dataset.identity = clock.identity;
-    });
+    const [width, height] = [box.right - box.left, box.bottom - box.top];
+    const inside = draw(svg, "svg", { x: box.left, y: box.top, width, height,
+                                      viewBox: `${box.left} ${box.top} ${width} ${height}` });
+    draw(inside, "path", { d: `M${point(0, 0)}L${point(seconds(), seconds())}`, class: "curve real" });
+    for (const clock of clocks)
+        draw(inside, "path", { d: path(clock), class: "curve " + clock.colour, "data-identity": clock.identity });
     read();
 }
 
 moment.addEventListener("input", () => read());
-span.addEventListener("change", () => plot(clocks, begun));
+for (const [source, what] of [[span, "change"], [window, "resize"]])
+    source.addEventListener(what, () => plot(clocks, begun));
 svg.addEventListener("pointermove", event => {
-    const place = svg.getBoundingClientRect();
-    const at = (event.clientX - place.left) * 800 / place.width;
-    moment.value = moment.max * (at - box.left) / (box.right - box.left);
+    const at = event.clientX - svg.getBoundingClientRect().left;
+    moment.value = Number(moment.min) + seconds() * (at - box.left) / (box.right - box.left);
     read();
 });

@@ -1,6 +1,6 @@
 // The table of clocks: rows stay the same elements for as long as their clock is there, so that neither focus nor the
 // place that one has scrolled to is lost.
-import { distance, iso } from "./clock.js";
+import { distance, host, iso } from "./clock.js";
 import { make } from "./dom.js";
 
 const body = document.querySelector("#clocks tbody");
@@ -25,10 +25,10 @@ function button(text, what, identity, onclick) {
 function makeRow(clock, actions) {
     const { identity } = clock;
     const cells = { clock };
-    const chosen = make("input", { type: "checkbox", checked: rows.size < 6, ariaLabel: "Plot " + identity,
-                                   onchange: actions.choose });
+    const chosen = make("input", { type: "checkbox", className: clock.colour, checked: rows.size < 6,
+                                   ariaLabel: "Plot " + identity, onchange: actions.choose });
     const row = make("tr", { cells_: cells }, make("td", {}, chosen),
-                     make("th", { scope: "row", className: "who" }, make("bdi", {}, identity))); // a name's own direction
+                     make("th", { scope: "row", className: "who", title: identity }, make("bdi", {}, identity)));
     row.dataset.identity = identity;
     for (const className of ["time", "ahead", "speed", "rewind", "seen"])
         row.append(cells[className] = make("td", { className }));
@@ -43,7 +43,7 @@ const values = {
     identity: clock => clock.identity,
     epoch: (clock, moment) => clock.at(moment),
     ahead: (clock, moment) => clock.aheadAt(moment),
-    speed: clock => clock.found.speed,
+    speed: clock => clock.pace,
     rewind: clock => clock.found.rewind,
 };
 
@@ -69,22 +69,24 @@ function sift() {
 
 // Shows these clocks and no others; what is there is kept.
 export function showClocks(clocks, moment, actions) {
-    for (const [identity, row] of rows) {
-        if (!clocks.has(identity)) {
+    for (const [key, row] of rows) {
+        if (!clocks.has(key)) {
+            if (row.contains(document.activeElement)) // one goes on from here by the keyboard
+                body.closest(".scroll").focus();
             sight.unobserve(row);
             inSight.delete(row);
             row.remove();
-            rows.delete(identity);
+            rows.delete(key);
         }
     }
-    for (const [identity, clock] of clocks) {
-        if (!rows.has(identity))
-            rows.set(identity, makeRow(clock, actions));
-        const { cells_: cells } = rows.get(identity);
+    for (const [key, clock] of clocks) {
+        if (!rows.has(key))
+            rows.set(key, makeRow(clock, actions));
+        const { cells_: cells } = rows.get(key);
         cells.clock = clock;
         put(cells.speed, clock.found.speed_text);
         put(cells.rewind, clock.found.rewind ? "at midnight" : "no");
-        put(cells.seen, iso(clock.realAt(clock.seen), clock.offset).slice(11, 19));
+        put(cells.seen, iso(host.at(clock.seen), host.offset).slice(11, 19));
     }
     arrange(moment);
     sift();

@@ -170,8 +170,8 @@ typedef struct ov_clock {
  * others their own, that of the calling process's real group, and those of their processes. Processes that have ended
  * are left out. Unlike the listing, it looks for a process's owner in /proc itself, and numbers without a name count.
  * Returns 1 with the clock filled in, 0 behind the last one, and -1 when the kernel did not answer, with errno as it
- * left it (begun is still 0 when that was at the first question). Nothing in clock is for free(). A change of
- * the table between two steps is seen or not.
+ * left it (begun is still 0 when that was at the first question). clock must not be NULL; nothing in it is for free().
+ * A change of the table between two steps is seen or not.
  */
 OV_API int ov_next_clock(int fd, int uid, ov_clock *clock);
 

@@ -66,7 +66,7 @@ Child::Child(char **command, int32_t kind, uint32_t number) : ends_{-1, -1}, pid
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends_) == 0 && (pid_ = fork()) == 0)
         execute(command, kind, number);
     if (pid_ < 0) {
-        misunderstood("%s: %s", command[0], strerror(errno));
+        failed("%s: %s", command[0], strerror(errno));
         return;
     }
     close(ends_[1]);
@@ -78,7 +78,7 @@ void Child::execute(char **command, int32_t kind, uint32_t number) const
 {
     close(ends_[0]);
     if (!live_as(kind, number)) {
-        misunderstood("%s: cannot run as that user or group: %s", command[0], strerror(errno));
+        failed("%s: cannot run as that user or group: %s", command[0], strerror(errno));
         _exit(own_failure);
     }
     char word = 0;
@@ -88,7 +88,7 @@ void Child::execute(char **command, int32_t kind, uint32_t number) const
     sigprocmask(SIG_SETMASK, &inherited_mask_, nullptr);
     execvp(command[0], command);
     const Start status = errno == ENOENT ? not_found : cannot_execute;
-    misunderstood("%s: %s", command[0], strerror(errno));
+    failed("%s: %s", command[0], strerror(errno));
     _exit(status);
 }
 

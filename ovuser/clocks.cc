@@ -103,7 +103,7 @@ int Clocks::conclude() const
     }
     if (undecided_ == 0)
         return done;
-    fprintf(stderr, "ovuser: warning: clocks of which it cannot be told whether they are yours: %d\n", undecided_);
+    warn("clocks of which it cannot be told whether they are yours: %d", undecided_);
     return not_carried_out;
 }
 

@@ -7,6 +7,7 @@
 
 #include "ovuser/hints.h"
 #include "ovuser/identities.h"
+#include "ovuser/output.h"
 #include "ovuser/text.h"
 
 namespace ovuser
@@ -51,6 +52,7 @@ void Place::print() const
 
 static void complain(const char *severity, const char *format, va_list arguments)
 {
+    flush_output();
     fputs(severity, stderr);
     if (place != nullptr)
         place->print();
@@ -126,6 +128,7 @@ int conclude(int32_t result, char *message, const Identity *who, int error)
         free(message);
         return done;
     }
+    flush_output();
     char own[80];
     snprintf(own, sizeof own, "ovuser: error: the request was not carried out, result = %d\n", result);
     const bool quotes = result == OV_UNKNOWN_IDENTITY; // what was typed

@@ -103,14 +103,6 @@ int fault_in_option(char *const *argv, const option *known)
     return not_understood;
 }
 
-// Words that people write for the letter before a colon.
-static constexpr struct {
-    const char *word;
-    char letter;
-} long_prefixes[] = {
-    {"user:", 'u'}, {"uid:", 'u'}, {"group:", 'g'}, {"gid:", 'g'}, {"process:", 'p'}, {"pid:", 'p'},
-};
-
 bool only_help(int argc, char **argv, const char *help, int &status)
 {
     static constexpr option known[] = {{"help", no_argument, nullptr, 'h'}, {}};
@@ -122,6 +114,14 @@ bool only_help(int argc, char **argv, const char *help, int &status)
     status = choice == 'h' ? done : fault_in_option(argv, known);
     return true;
 }
+
+// Words that people write for the letter before a colon.
+static constexpr struct {
+    const char *word;
+    char letter;
+} long_prefixes[] = {
+    {"user:", 'u'}, {"uid:", 'u'}, {"group:", 'g'}, {"gid:", 'g'}, {"process:", 'p'}, {"pid:", 'p'},
+};
 
 void hint_on_identity(const char *typed)
 {

@@ -14,7 +14,6 @@
 #include "ovuser/command.h"
 #include "ovuser/hints.h"
 #include "ovuser/names.h"
-#include "ovuser/text.h"
 
 namespace ovuser
 {
@@ -101,7 +100,7 @@ bool Identities::make_room(int count)
 int Identities::read(int count, char **texts)
 {
     if (!make_room(count))
-        return misunderstood("no memory for %d identities", count);
+        return failed("no memory for %d identities", count);
     for (; count_ < count; ++count_)
         if (const int status = read_identity(texts[count_], list_[count_]))
             return status;
@@ -115,7 +114,7 @@ int Identities::read_or_caller(const char *subcommand, int count, char **texts)
     if (getuid() == 0)
         return misunderstood("%s whom? root has no clock; write u:USER, g:GROUP or p:PID", subcommand);
     if (!make_room(1))
-        return misunderstood("no memory");
+        return failed("no memory");
     list_[count_++] = {"", nullptr, OV_USER, getuid(), false};
     return done;
 }
@@ -157,12 +156,8 @@ bool Identities::all_met() const
 int Identities::conclude() const
 {
     for (const Identity &identity : *this) {
-        if (identity.met)
-            continue;
-        fputs("ovuser: warning: ", stderr);
-        print_visible(stderr, identity.text);
-        // Of other users' processes and of other groups an ordinary caller is not told.
-        fprintf(stderr, " does not have a virtual clock%s\n", getuid() == 0 ? "" : " that you may see");
+        if (!identity.met) // of other users' processes and of other groups an ordinary caller is not told
+            warn("%s does not have a virtual clock%s", identity.text, getuid() == 0 ? "" : " that you may see");
     }
     return all_met() ? done : check_rc(OV_NO_CLOCK);
 }

@@ -20,6 +20,12 @@ bool output_works()
     return false;
 }
 
+void flush_output()
+{
+    if (fflush(stdout) != 0)
+        output_works();
+}
+
 int finish_output(int status)
 {
     if (output_works() && fflush(stdout) != 0)

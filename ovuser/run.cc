@@ -57,7 +57,7 @@ int Errand::read(int argc, char **argv)
         else if (owner != nullptr)
             status = misunderstood("--group and --user cannot be given together, nor twice");
         else if (asprintf(&owner, "%c:%s", choice == run_group ? 'g' : 'u', optarg) < 0)
-            status = misunderstood("no memory");
+            status = failed("no memory");
         if (status != done)
             return status;
     }

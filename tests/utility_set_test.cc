@@ -29,9 +29,9 @@ TEST_F(Utility, TellsOfEachOfMany)
          "12\novuser: report: g:bin already has a virtual clock\novuser: uid 2 already has a virtual clock\n"
          "ovuser: uid 1" +
              frozen + "= 0"},
-        {"$OV delete bin nobody daemon", "ovuser: report: Virtual clock for uid 2 has been deleted\n"
-                                         "ovuser: report: Virtual clock for uid 1 has been deleted\n"
-                                         "! ovuser: warning: nobody: Specified id does not have a virtual clock\n= 4"},
+        {"$OV delete bin nobody daemon 2>&1", "ovuser: report: Virtual clock for uid 2 has been deleted\n"
+                                              "ovuser: warning: nobody: Specified id does not have a virtual clock\n"
+                                              "ovuser: report: Virtual clock for uid 1 has been deleted\n= 4"},
         {"$SIM --fault 1:-1:28 $OV add g:nogroup bin $FREEZE",
          "ovuser: uid 2" + frozen +
              ERROR "g:nogroup: an error occurred while executing this request, error = 28\n" HINT

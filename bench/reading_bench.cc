@@ -1,5 +1,6 @@
 // What a reading of the time costs under the simulator, beside the C library's own calls, and what a whole command
-// costs. To be run under zynov-sim, by somebody who has no clock; it gives itself one in between.
+// costs. To be run under zynov-sim, by somebody who has no clock; it gives itself one in between. Or, with a name
+// alone, under another tool of that name: what there is of these under that.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -91,9 +92,40 @@ static void run_bare_static()
     unsetenv("ZYNOV_SIM_CHOICES");
 }
 
+using Prepare = std::function<void()>;
+
+static void compare_readings(const std::string &clock, const Aims &aims, const Aims &of_time, const Prepare &prepare)
+{
+    compare<[] { clock_gettime(CLOCK_REALTIME, &instant); }, [] { bare_clock_gettime(CLOCK_REALTIME, &instant); }>(
+        "clock_gettime, " + clock, "bare clock_gettime", aims, 1, prepare);
+    compare<[] { gettimeofday(&moment, nullptr); }, [] { bare_gettimeofday(&moment, nullptr); }>(
+        "gettimeofday, " + clock, "bare gettimeofday", aims, 1, prepare);
+    compare<[] { benchmark::DoNotOptimize(time(nullptr)); }, [] { bare_clock_gettime(CLOCK_REALTIME, &instant); }>(
+        "time, " + clock, "bare clock_gettime", of_time, 1, prepare);
+}
+
+static void compare_start(const std::string &tool, const Prepare &prepare)
+{
+    compare<[] { run("/bin/true", nullptr, environ); }, [] { run("/bin/true", nullptr, no_environment); }>(
+        "/bin/true under " + tool, "/bin/true", {}, 1, prepare);
+}
+
+static void run_all()
+{
+    Lines lines(stdout);
+    benchmark::RunSpecifiedBenchmarks(&lines);
+}
+
 int main(int argc, char **argv)
 {
     benchmark::Initialize(&argc, argv);
+    if (getenv("ZYNOV_SIM_STATE") == nullptr && argc == 2) {
+        const std::string tool = argv[1];
+        compare_readings(tool, {}, {}, nullptr);
+        compare_start(tool, nullptr);
+        run_all();
+        return 0;
+    }
     if (getenv("ZYNOV_SIM_STATE") == nullptr || argc != 3) {
         fprintf(stderr, "usage: zynov-sim ... reading_bench [BENCHMARK OPTIONS...] OVUSER STATIC_TRUE\n");
         return 1;
@@ -108,17 +140,10 @@ int main(int argc, char **argv)
     constexpr Aims with_clock = {2.5}, without_clock = {1.8}, of_time = {1.5}, of_wait = {1.3};
     for (const auto &clock : clocks) {
         const auto prepare = [=] { give_clock(clock.speed, clock.rewind); };
-        const auto name = [&](const char *call) { return std::string(call) + ", " + clock.name; };
-        const Aims &aims = clock.speed != 0 ? with_clock : without_clock;
-        compare<[] { clock_gettime(CLOCK_REALTIME, &instant); }, [] { bare_clock_gettime(CLOCK_REALTIME, &instant); }>(
-            name("clock_gettime"), "bare clock_gettime", aims, 1, prepare);
-        compare<[] { gettimeofday(&moment, nullptr); }, [] { bare_gettimeofday(&moment, nullptr); }>(
-            name("gettimeofday"), "bare gettimeofday", aims, 1, prepare);
-        compare<[] { benchmark::DoNotOptimize(time(nullptr)); }, [] { bare_clock_gettime(CLOCK_REALTIME, &instant); }>(
-            name("time"), "bare clock_gettime", of_time, 1, prepare);
+        compare_readings(clock.name, clock.speed != 0 ? with_clock : without_clock, of_time, prepare);
         compare<[] { clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &past, nullptr); },
                 [] { bare_clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &past, nullptr); }>(
-            name("expired wait"), "bare clock_nanosleep", of_wait, 1, prepare);
+            std::string("expired wait, ") + clock.name, "bare clock_nanosleep", of_wait, 1, prepare);
     }
     control_file = open(ZYNOV_PATH, O_RDONLY | O_CLOEXEC);
     compare<change_table, change_floor>("add and delete", "floor: open, flock, close", {10}, 1, [] { fill_table(0); });
@@ -128,6 +153,7 @@ int main(int argc, char **argv)
         fill_table(0);
         give_clock(0, 0);
     };
+    compare_start("the simulator", no_clock);
     compare<[] { run(utility, "list", environ); }, [] { run("/bin/true", nullptr, no_environment); }>(
         "ovuser list under an empty simulator", "/bin/true", {}, 1, no_clock);
     compare<[] { run(utility, "list", environ); }, [] { run("/bin/true", nullptr, environ); }>(
@@ -138,7 +164,5 @@ int main(int argc, char **argv)
     if (access(static_true, X_OK) == 0)
         compare<[] { run(static_true, nullptr, no_environment); }, run_bare_static>(
             "start of a static program", "the same, not reached", {}, 1, no_clock);
-
-    Lines lines(stdout);
-    benchmark::RunSpecifiedBenchmarks(&lines);
+    run_all();
 }

@@ -256,10 +256,12 @@ TEST(Simulator, LosesNothingToManyWritersNorToOneThatIsKilled)
     EXPECT_EQ(dup(descriptor), next);
 
     // A change whose table is cut short under it comes to nothing, and the next has the file's again.
+    const Table *used;
     {
         const Change cut(descriptor);
-        EXPECT_TRUE(give_up_table(cut.table()) && cut.mapping().was_cut());
+        EXPECT_TRUE(give_up_table(used = cut.table()) && cut.mapping().was_cut());
     }
+    EXPECT_FALSE(give_up_table(used)); // which is nobody's now
     EXPECT_EQ(change(*Change(descriptor).table(), DELETE, 0, 1001, 1), 0);
 
     // A child that was made in the midst of a change, by no fork(3), keeps no lock, and finds none kept.

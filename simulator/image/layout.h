@@ -39,7 +39,7 @@ static_assert(sizeof(ImageConfig) <= page_size);
 struct ImageMemory {
     std::atomic<uint64_t> asked_at; // when the ids were: real nanoseconds since the epoch
     std::atomic<uint64_t> ids;      // the effective user in the upper half, the group in the lower
-    std::atomic<int64_t> process;   // whose memory it is; 0 before its first look-up
+    std::atomic<int64_t> process;   // whose memory it is; 0 before a forked child's first look-up
     Cache cache;
 };
 

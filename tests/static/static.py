@@ -133,8 +133,8 @@ def say(*argv, **options):
 CHILD = f"""mkfifo line; (read -r line <line; echo $EPOCHSECONDS) &
 ./ovuser add p:$! --epoch {FUTURE + 1} --speed frozen >line; wait"""
 
-# Known by the number that it has in its namespace.
-NAMED = f"./ovuser add p:$$ --epoch {FUTURE + 1} --speed frozen >/dev/null; exec /bin/busybox date +%s"
+# Known by the number that it has in its namespace, also where a child in its memory is the first to read.
+NAMED = f"./ovuser add p:$$ --epoch {FUTURE + 1} --speed frozen >/dev/null; echo >once; exec ./ticker_glibc <once"
 
 # What can be traced while it starts a program cannot be any more when that runs.
 GIVE_RIGHTS_UP = """
@@ -163,7 +163,7 @@ def choose():
             (["--descendants"], ["/bin/busybox", "sh", "-c", "echo | ./ticker_go; echo | ./ticker_dynamic"],
              "\n".join([virtual, " ".join([virtual] * 5)]), ""),
             ([], ["unshare", "-pf", "sh", "-c", "/bin/busybox date +%s; true"], virtual, ""),
-            (["--descendants"], ["unshare", "-pf", "--mount-proc", "sh", "-c", NAMED], str(FUTURE + 1), ""),
+            (["--descendants"], ["unshare", "-pf", "--mount-proc", "sh", "-c", NAMED], " ".join([str(FUTURE + 1)] * 5), ""),
             (["--descendants"], ["sh", "-c", "trap 'echo trapped' TRAP; kill -TRAP $$"], "trapped", ""),
             ([], ["/bin/busybox", "sh", "-c", CHILD], str(FUTURE + 1), "")):
         status, output, errors = say(*sim, *options, *argv, **nobody)

@@ -112,8 +112,10 @@ TEST_F(Engine, SendsTheRecordByteForByte)
             bytes.append(reinterpret_cast<const char *>(&command), sizeof command);
             bytes.append(reinterpret_cast<const char *>(&record), 80);
         }
+        const size_t left_open = script.host_names.size();
         const Outcome outcome = run(request);
         EXPECT_EQ(outcome.sent, bytes) << host_name;
+        EXPECT_EQ(script.host_names.size(), left_open + records.size());
         return outcome.out;
     };
     ov_request request = make_request(OV_ADD, "u:1000 g:staff", {0, -1000, 1, 1, -2});

@@ -214,6 +214,11 @@ TEST_F(Engine, StepsThroughWhatTheCallerMaySee)
     }
     failing = 1;
     EXPECT_EQ(walk(0), alice + "-1 0 1");
+    high_mark = 5;
+    failing = -1;
+    script.host_name = "7"; // of which nothing stays open
+    EXPECT_EQ(walk(0), "u1000 alice 1 5 1924419600 0 1 0 0 -1 -1, 0 0 1");
+    EXPECT_TRUE(script.host_names.empty());
     failing = 99;
     EXPECT_EQ(walk(0), "-1 0 0");
 }

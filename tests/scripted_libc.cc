@@ -182,6 +182,13 @@ FILE *fopen(const char *path, const char *mode)
     return script->host_names.emplace_back(fmemopen(const_cast<char *>(script->host_name), readable, mode));
 }
 
+int fclose(FILE *stream)
+{
+    if (script != nullptr)
+        std::erase(script->host_names, stream);
+    return REAL(fclose)(stream);
+}
+
 FILE *popen(const char *command, const char *mode)
 {
     int pid, length = 0;

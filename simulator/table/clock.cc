@@ -17,37 +17,47 @@ static int64_t time_of_day(int64_t instant, int64_t utc_offset)
 
 // A table that somebody scribbled in may hold anything, so no sum in here may be undefined.
 Pace::Pace(const Clock &clock)
-    : real_seconds_(clock.real_seconds), real_nanoseconds_(clock.real_nanoseconds), start_(clock.start),
-      utc_offset_(clock.utc_offset),
-      midnight_(ov::wrapping_sub(clock.start, time_of_day(clock.start, clock.utc_offset))), rewinds_(clock.rewinds())
+    : utc_offset_(clock.utc_offset),
+      midnight_(ov::wrapping_sub(clock.start, time_of_day(clock.start, clock.utc_offset))), rewinds_(clock.rewinds()),
+      start_(clock.start), real_seconds_(clock.real_seconds), real_nanoseconds_(clock.real_nanoseconds)
 {
     const int64_t speed = ov::low_32(clock.speed);
     multiplier_ = speed == 0 || speed > ZYNOV_FASTEST ? 0 : speed > 0 ? speed : 1;
     divisor_ = speed < -1 ? static_cast<uint64_t>(-speed) : 1;
     divisor_inverse_ = UINT64_MAX / divisor_;
+    const int64_t nanoseconds = ov::wrapping_sub(0, ov::wrapping_mul(real_nanoseconds_, multiplier_));
+    nanoseconds_ = static_cast<uint64_t>(ov::floor_mod(nanoseconds, nanoseconds_per_second));
+    const int64_t seconds = ov::wrapping_sub(ov::floor_div(nanoseconds, nanoseconds_per_second),
+                                             ov::wrapping_mul(real_seconds_, multiplier_));
+    seconds_ = static_cast<uint64_t>(divisor_ > 1 ? seconds : ov::wrapping_add(start_, seconds));
+}
+
+// From what has really passed since the clock was set to what it shows.
+[[gnu::always_inline]] inline void Pace::slow_down(uint64_t &seconds, uint64_t &nanoseconds) const
+{
+    const uint64_t elapsed = seconds * nanoseconds_per_second + nanoseconds;
+    seconds = static_cast<uint64_t>(start_);
+    if (static_cast<int64_t>(elapsed) >= 0) { // the product with the inverse falls short by one at the most
+        const auto quotient = static_cast<uint64_t>(static_cast<Wide>(elapsed) * divisor_inverse_ >> 64);
+        nanoseconds = quotient + (elapsed - quotient * divisor_ >= divisor_ ? 1 : 0);
+    } else { // the real time went back
+        const int64_t shown = ov::floor_div(static_cast<int64_t>(elapsed), static_cast<int64_t>(divisor_));
+        seconds += static_cast<uint64_t>(ov::floor_div(shown, nanoseconds_per_second));
+        nanoseconds = static_cast<uint64_t>(ov::floor_mod(shown, nanoseconds_per_second));
+    }
 }
 
 timespec Pace::at(const timespec &real) const
 {
-    int64_t seconds = ov::wrapping_mul(ov::wrapping_sub(real.tv_sec, real_seconds_), multiplier_);
-    int64_t nanoseconds = ov::wrapping_mul(ov::wrapping_sub(real.tv_nsec, real_nanoseconds_), multiplier_);
-    if (divisor_ > 1) {
-        const int64_t elapsed = ov::wrapping_add(ov::wrapping_mul(seconds, nanoseconds_per_second), nanoseconds);
-        seconds = 0;
-        if (elapsed >= 0) { // the product with the inverse falls short by one at the most
-            const auto dividend = static_cast<uint64_t>(elapsed);
-            const auto quotient = static_cast<uint64_t>(static_cast<Wide>(dividend) * divisor_inverse_ >> 64);
-            nanoseconds = static_cast<int64_t>(quotient + (dividend - quotient * divisor_ >= divisor_ ? 1 : 0));
-        } else {
-            nanoseconds = ov::floor_div(elapsed, static_cast<int64_t>(divisor_));
-        }
-    }
-    seconds = ov::wrapping_add(start_, seconds);
-    seconds = ov::wrapping_add(seconds, ov::floor_div(nanoseconds, nanoseconds_per_second));
-    nanoseconds = ov::floor_mod(nanoseconds, nanoseconds_per_second);
+    uint64_t seconds = seconds_ + static_cast<uint64_t>(ov::wrapping_mul(real.tv_sec, multiplier_));
+    uint64_t nanoseconds = nanoseconds_ + static_cast<uint64_t>(ov::wrapping_mul(real.tv_nsec, multiplier_));
+    if (divisor_ > 1)
+        slow_down(seconds, nanoseconds);
+    seconds += nanoseconds / nanoseconds_per_second;
+    auto shown = static_cast<int64_t>(seconds);
     if (rewinds_)
-        seconds = ov::wrapping_add(midnight_, time_of_day(seconds, utc_offset_));
-    return {seconds, nanoseconds};
+        shown = ov::wrapping_add(midnight_, time_of_day(shown, utc_offset_));
+    return {shown, static_cast<int64_t>(nanoseconds % nanoseconds_per_second)};
 }
 
 static int64_t saturating_sub(int64_t a, int64_t b)

@@ -87,19 +87,15 @@ bool Clocks::look_again(const ov_clock &clock, ov_clock &now) const
 
 int Clocks::conclude() const
 {
-    char text[256];
-    switch (failed_) {
-    case Step::open:
-        snprintf(text, sizeof text, ov::not_opened, error_);
-        return ovuser::conclude(OV_NO_CONTROL_FILE, strdup(text), nullptr, error_);
-    case Step::begin:
-        snprintf(text, sizeof text, ov::no_answer, strerror(error_));
-        return ovuser::conclude(-1, strdup(text));
-    case Step::slot:
-        snprintf(text, sizeof text, ov::not_executed, error_);
-        return ovuser::conclude(-1, strdup(text), nullptr, error_);
-    case Step::none:
-        break;
+    if (failed_ != Step::none) {
+        char text[256];
+        if (failed_ == Step::open)
+            snprintf(text, sizeof text, ov::not_opened, error_);
+        else if (failed_ == Step::begin)
+            snprintf(text, sizeof text, ov::no_answer, strerror(error_));
+        else
+            snprintf(text, sizeof text, ov::not_executed, error_);
+        return ovuser::conclude(failed_ == Step::open ? int{OV_NO_CONTROL_FILE} : -1, strdup(text), nullptr, error_);
     }
     if (undecided_ == 0)
         return done;

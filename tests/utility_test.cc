@@ -102,10 +102,11 @@ TEST_F(Utility, KnowsWhoMayDoWhat)
 TEST_F(Utility, TellsFaults)
 {
     expect({
-        {"$OV add bin $FREEZE >/dev/null; $SIM --fault 2:-1:5 $OV list >/dev/null; $SIM --fault 1:-1:2 $OV delete "
-         "daemon",
+        {"$OV add bin $FREEZE >/dev/null; $SIM --fault 2:-1:5 $OV list >/dev/null; $SIM --fault 1:-1:2 $OV list "
+         ">/dev/null; $SIM --fault 1:-1:2 $OV delete daemon",
          ERROR "an error occurred while executing this request, error = 5\n" AND_ERROR
-               "the request was not carried out, result = -1\n" NO_MODULE "= 5"},
+               "Orvane kernel module not installed properly or version mismatch(No such file or directory).\n" NO_MODULE
+                   AND_ERROR "the request was not carried out, result = -1\n" NO_MODULE "= 5"},
         {"for s in 1 1:2 1:2:3: x 1:2:3:nothing=4 1:2:3, '1:2:3 4' $(printf 1:2:3,%.0s $(seq 32))1:2:3; do "
          "$SIM --fault \"$s\" true 2>&1 | tail -c 19; done | uniq -c",
          "      8 not a fault script\n= 0"},

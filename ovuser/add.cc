@@ -56,8 +56,7 @@ int AddWords::read(const char *subcommand, int argc, char **argv)
 
 int AddWords::check()
 {
-    ov_request request = when_.request();
-    return identities_.check(request, &checked_);
+    return check_clock(identities_, when_, checked_);
 }
 
 int AddWords::carry_out(bool replace)

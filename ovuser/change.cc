@@ -130,15 +130,18 @@ static void put_back(const Identity &who, const ov_clock &former)
              former.speed, former.rewind != 0 ? " --rewind" : "");
 }
 
-// Looks at a value before a clock is taken away for it.
-static bool is_legal(const Wanted &wanted, int &status)
+// Of a value that the kernel module would refuse, before anything is done for it. Those of --offset are its to judge.
+static int check_value(const ov_request &request)
 {
-    char text[24], *message = nullptr;
-    snprintf(text, sizeof text, "@%" PRId64, wanted.request.virtime);
-    if (wanted.request.rel_mode != 0 || ov_read_time(text, &message) != 0)
-        return true;
-    status = conclude(OV_BAD_TIME, message);
-    return false;
+    char *const refusal = request.rel_mode == 0 ? refusal_of(request.virtime) : nullptr;
+    return refusal == nullptr ? int{done} : conclude(OV_BAD_TIME, refusal);
+}
+
+int check_clock(Identities &identities, const When &when, int64_t &checked)
+{
+    ov_request request = when.request();
+    const int status = identities.check(request, &checked);
+    return status != done ? status : check_value(when.settled(checked));
 }
 
 int replace_clock(const Identity &who, const When &when, int64_t checked, bool several, const Clocks &table)
@@ -155,8 +158,7 @@ int replace_clock(const Identity &who, const When &when, int64_t checked, bool s
         if (when.keeps_value()) // of somebody else's process
             return failed("%s has a clock that you may not see: give a time", who.label());
     }
-    int status;
-    if (!is_legal(wanted, status))
+    if (const int status = check_value(wanted.request)) // one that is kept
         return status;
 
     ov_request removal = {};
@@ -165,7 +167,7 @@ int replace_clock(const Identity &who, const When &when, int64_t checked, bool s
     if (removed.result() != OV_OK && removed.result() != OV_NO_CLOCK)
         return removed.tell(several);
     Outcome added(who, wanted.request);
-    status = added.tell(several);
+    const int status = added.tell(several);
     if (status != done && present != nullptr)
         put_back(who, *present);
     return added.was_there() ? int{not_carried_out} : status;

@@ -25,6 +25,10 @@ struct Wanted {
     char origin_[24];
 };
 
+// Whether each may be given that clock, without doing anything; resolves them. checked becomes what add_clock and the
+// others need.
+int check_clock(Identities &identities, const When &when, int64_t &checked);
+
 // Gives an identity a clock, unless it has one.
 int add_clock(const Identity &who, const When &when, int64_t checked, bool several);
 

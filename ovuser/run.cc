@@ -83,11 +83,10 @@ static int run_errand(const Errand &errand)
     ProcessText self(getpid());
     char *owner = errand.owner != nullptr ? errand.owner : self.text;
     Identities identities;
-    ov_request request = errand.when.request();
     int64_t checked = 0;
     int status = identities.read(1, &owner);
     if (status == done)
-        status = identities.check(request, &checked);
+        status = check_clock(identities, errand.when, checked);
     if (status != done)
         return own_failure;
 

@@ -2,6 +2,7 @@
 
 #include <cinttypes>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "ovuser/clocks.h"
@@ -10,6 +11,7 @@
 #include "ovuser/output.h"
 #include "ovuser/owner.h"
 #include "ovuser/text.h"
+#include "ovuser/when.h"
 
 namespace ovuser
 {
@@ -44,8 +46,10 @@ static void print_speed(int32_t speed)
 static void save(const ov_clock &clock)
 {
     const Owner owner(clock);
-    if (!owner.exists || clock.kind == OV_PROCESS)
+    char *const refusal = refusal_of(clock.value);
+    if (!owner.exists || clock.kind == OV_PROCESS || refusal != nullptr)
         fputs("# ", stdout);
+    free(refusal);
     print_quoted(owner.text);
     printf(" --epoch %" PRId64, clock.value);
     print_speed(clock.speed);

@@ -67,6 +67,14 @@ bool read_span(const char *typed, Span &span)
     return any;
 }
 
+char *refusal_of(int64_t value)
+{
+    char text[24], *message = nullptr;
+    snprintf(text, sizeof text, "@%" PRId64, value);
+    ov_read_time(text, &message);
+    return message;
+}
+
 static const char *name_of(int choice)
 {
     return when_options[choice - when_at].name;

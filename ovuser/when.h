@@ -26,6 +26,9 @@ bool read_span(const char *typed, Span &span);
 // A whole number and nothing else, within bounds.
 bool read_whole_number(const char *typed, int64_t least, int64_t most, int64_t &number);
 
+// Null for a clock value within the range of those that are taken, else the message that says so, for free().
+char *refusal_of(int64_t value);
+
 // What getopt returns for them. In the order of the options, of which those from in to offset are about a distance.
 enum WhenOption : int {
     when_at = 256,

@@ -35,6 +35,8 @@ TEST_F(Utility, AppliesAFile)
                                                     "g:bin      FROZEN                    " CHRISTMAS //
                                                         SUMMARY("clocks", "0", "0", "0", "1", "1") ERROR
          "clocks:3: u:nobody: an error occurred while executing this request, error = 5\n= 5"},
+        // What shows a time that nobody may set would keep all the others from being applied.
+        {"$OV add sys --epoch 253402329599 --speed 1000 >out; sleep 0.1; $OV save | grep -c '^# u:sys'", "1\n= 0"},
         // Who has many gets each right, and again.
         {"getent group | sed '1d; s/:.*//; s/^/g:/' >groups; { cat groups; echo games; } | sed 's/$/ --speed 2/' >many;"
          "$OV apply - --prune <many >out; $OV list | sed -n 's/^\\([gu]:[^ ]*\\).*/\\1/p' >listed; echo u:games "
@@ -57,9 +59,10 @@ TEST_F(Utility, AppliesNothingWhereALineIsWrong)
 {
     write_private(folder / "wrong", "g:bin --in 1d\ng:2 --in 1d\nu:bin --at 2030\nu:bin g:games --in 1d\n"
                                     "user:bin --in 1d\nu:bin --nonsense\n--in 1d\nu:'bin\nu:bin\\\n"
-                                    "u:bin --in 1d --replace\n\"\\u:\\\"\" --in 1d");
+                                    "u:bin --in 1d --replace\n\"\\u:\\\"\" --in 1d\nu:bin --epoch 5");
     expect({
-        {"$OV apply wrong 2>&1 | grep -v hint; $OV list | grep -c bin; printf 'u:bin --in 1d\\n\\0' | $OV apply -",
+        {"$OV apply wrong 2>&1 | grep ^ovuser:.error; $OV list | grep -c bin; printf 'u:bin --in 1d\\n\\0' | $OV apply "
+         "-",
          "ovuser: error: wrong:2: g:2 has a clock on line 1 already\n"
          "ovuser: error: wrong:3: Illegal virtual clock, invalid date format\n"
          "ovuser: error: wrong:4: a line is for one clock\n"
@@ -70,6 +73,7 @@ TEST_F(Utility, AppliesNothingWhereALineIsWrong)
          "ovuser: error: wrong:9: nothing follows the backslash\n"
          "ovuser: error: wrong:10: --help, --dry-run and --replace are not for a line of a file\n"
          "ovuser: error: wrong:11: incorrect/non-existent username, or uid \\u:\" passed in\n"
+         "ovuser: error: wrong:12: Illegal virtual clock, must not be before Thu Jan 1 01:00:00 1970\n"
          "ovuser: error: wrong: nothing has been changed\n0\n" ERROR
          "standard input:2: a control character, \\000\n= 2"},
     });

@@ -17,6 +17,9 @@ get_uid_from_pid get_username id_string is_leap_year is_pid_alive ov_get_num_fro
 ov_process_request ov_read_time ovuser_list_user parse_Xtime parse_reltime parse_speed parse_uid print_header \
 zyn_get_container_ID zyn_get_usr_high_mark zyn_parse_time zyn_parse_tm_time zynov_reset_vc" ] ||
     complain "declared: $declared"
+release=$(sed -n 's/.*OV_VERSION "\(.*\)"/\1/p; s/.*OV_RELEASE "\(.*\)"/\1/p' "$source/base/version.h" | paste -sd.)
+grep -qx "version: $release" "$source/ansible/galaxy.yml" &&
+    grep -qx "version = \"$release\"" "$source/python/pyproject.toml" || complain "ansible/ and python/ are not of $release"
 readelf -d "$build/libov_helper.so" | grep -q 'SONAME.*libov_helper\.so\.12\]' || complain "another SONAME"
 for file in libov_helper.so ovuser libzynov_sim.so; do
     needed=$(readelf -d "$build/$file" | sed -n 's/.*(NEEDED).*\[\(lib.*\)\]/\1/p') # ARM names the loader too

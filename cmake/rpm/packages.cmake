@@ -18,7 +18,7 @@ set(share ${CPACK_PACKAGING_INSTALL_PREFIX}/share)
 set(lib ${CPACK_PACKAGING_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR})
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
     ${CPACK_PACKAGING_INSTALL_PREFIX}/sbin ${share}/man ${share}/man/man1 ${share}/man/man3 ${share}/man/man4
-    ${share}/man/man8 ${share}/bash-completion ${share}/bash-completion/completions ${lib}/cmake ${lib}/pkgconfig
+    ${share}/man/man8 ${share}/cockpit ${share}/bash-completion ${share}/bash-completion/completions ${lib}/cmake ${lib}/pkgconfig
     ${CPACK_PACKAGING_INSTALL_PREFIX}/lib/systemd ${CPACK_PACKAGING_INSTALL_PREFIX}/lib/systemd/system)
 # The same bytes wherever and whenever they are packed.
 set(CPACK_RPM_SPEC_MORE_DEFINE "%global _buildhost orvane
@@ -45,3 +45,10 @@ set(CPACK_RPM_DEV_PACKAGE_GROUP Development/Libraries/C)
 set(CPACK_RPM_DEV_PACKAGE_SUMMARY ${dev_summary})
 set(CPACK_RPM_DEV_PACKAGE_DESCRIPTION ${dev_description})
 set(CPACK_RPM_DEV_PACKAGE_REQUIRES "${rpm_runtime_package} = ${library_version}-1")
+
+set(CPACK_RPM_COCKPIT_PACKAGE_NAME cockpit-orvane)
+set(CPACK_RPM_COCKPIT_PACKAGE_ARCHITECTURE noarch)
+set(CPACK_RPM_COCKPIT_PACKAGE_GROUP System/Management)
+set(CPACK_RPM_COCKPIT_PACKAGE_SUMMARY ${cockpit_summary})
+set(CPACK_RPM_COCKPIT_PACKAGE_DESCRIPTION ${cockpit_description})
+set(CPACK_RPM_COCKPIT_PACKAGE_REQUIRES "orvane-tools >= ${library_version}, cockpit-bridge")

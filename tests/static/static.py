@@ -163,7 +163,8 @@ def choose():
             (["--descendants"], ["/bin/busybox", "sh", "-c", "echo | ./ticker_go; echo | ./ticker_dynamic"],
              "\n".join([virtual, " ".join([virtual] * 5)]), ""),
             ([], ["unshare", "-pf", "sh", "-c", "/bin/busybox date +%s; true"], virtual, ""),
-            (["--descendants"], ["unshare", "-pf", "--mount-proc", "sh", "-c", NAMED], " ".join([str(FUTURE + 1)] * 5), ""),
+            (["--descendants"], ["unshare", "-pf", "--mount-proc", "sh", "-c", NAMED],
+             " ".join([str(FUTURE + 1)] * 5), ""),
             (["--descendants"], ["sh", "-c", "trap 'echo trapped' TRAP; kill -TRAP $$"], "trapped", ""),
             ([], ["/bin/busybox", "sh", "-c", CHILD], str(FUTURE + 1), "")):
         status, output, errors = say(*sim, *options, *argv, **nobody)

@@ -182,11 +182,15 @@ FILE *fopen(const char *path, const char *mode)
     return script->host_names.emplace_back(fmemopen(const_cast<char *>(script->host_name), readable, mode));
 }
 
+// A sanitizer that is linked into the program comes first: it is to forget the stream, whose place another one will
+// take.
+__attribute__((weak)) int __interceptor_fclose(FILE *stream);
+
 int fclose(FILE *stream)
 {
     if (script != nullptr)
         std::erase(script->host_names, stream);
-    return REAL(fclose)(stream);
+    return __interceptor_fclose != nullptr ? __interceptor_fclose(stream) : REAL(fclose)(stream);
 }
 
 FILE *popen(const char *command, const char *mode)

@@ -12,9 +12,9 @@ TEST_F(Utility, KnowsWhoIsNamed)
          "10\n" ERROR "incorrect/non-existent username, or uid 4294967294 passed in\n= 2"},
         {"$OV add --in 1d; $OV delete", ERROR "add whom? root has no clock; write u:USER, g:GROUP or p:PID\n" AND_ERROR
                                               "delete whom? root has no clock; write u:USER, g:GROUP or p:PID\n= 2"},
-        {"for who in user:bin bin,sys 09:00 staff $$; do $OV add bin $who --in 1d; done 2>&1 | grep hint | sed "
-         "s/$$/N/; "
-         "$OV delete bin",
+        // A process whose number is no user's.
+        {"sleep 9 >&- & while getent passwd $! >/dev/null; do sleep 9 >&- & done; for who in user:bin bin,sys 09:00 "
+         "staff $!; do $OV add bin $who --in 1d; done 2>&1 | grep hint | sed s/$!/N/; kill $!; $OV delete bin",
          HINT "did you mean u:bin?\n" HINT "identities are separated by blanks, not by commas\n" HINT
               "a time of two words is quoted: '2030-12-25 09:00'\n" HINT "did you mean the group, g:staff?\n" HINT
               "did you mean the process, p:N?\n! ovuser: warning: Specified id does not have a virtual clock\n= 4"},

@@ -27,7 +27,7 @@ extern "C" __attribute__((visibility("hidden"))) void *image_prepare()
     const bool wiped = system_call(SYS_madvise, &data.memory, page_size, MADV_WIPEONFORK) == 0;
     if (!wiped || !map_table(data.config.state, &data.table))
         data.config.state[0] = '\0';
-    data.memory.process = system_call(SYS_getpid);
+    data.memory.process.store(system_call(SYS_getpid), std::memory_order_relaxed);
     system_call(SYS_mprotect, &data.config, page_size, PROT_READ);
     if (data.config.tracer != 0)
         system_call(SYS_wait4, data.config.tracer, nullptr, __WALL, nullptr);

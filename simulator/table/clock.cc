@@ -25,6 +25,7 @@ Pace::Pace(const Clock &clock)
     multiplier_ = speed == 0 || speed > ZYNOV_FASTEST ? 0 : speed > 0 ? speed : 1;
     divisor_ = speed < -1 ? static_cast<uint64_t>(-speed) : 1;
     divisor_inverse_ = UINT64_MAX / divisor_;
+    // Back from the instant at which it was set, so that what is added at a reading is never negative.
     const int64_t nanoseconds = ov::wrapping_sub(0, ov::wrapping_mul(real_nanoseconds_, multiplier_));
     nanoseconds_ = static_cast<uint64_t>(ov::floor_mod(nanoseconds, nanoseconds_per_second));
     const int64_t seconds = ov::wrapping_sub(ov::floor_div(nanoseconds, nanoseconds_per_second),

@@ -11,7 +11,7 @@
 
 #include "bench/pairs.h"
 #include "bench/program.h"
-#include "kernel/zynov.h"
+#include "contract/zynov.h"
 
 using namespace bench;
 

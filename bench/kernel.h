@@ -5,7 +5,7 @@
 #include <ctime>
 #include <string>
 
-#include "kernel/zynov.h"
+#include "contract/zynov.h"
 
 namespace bench
 {

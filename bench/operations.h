@@ -131,7 +131,7 @@ inline void request(ov_operation operation)
 }
 
 // What every request for one user does, around the part that makes the text of its message.
-template <typename MessageText> inline void request_floor(zynov_command command, MessageText message_text)
+template <typename MessageText> inline void request_floor(unsigned long command, MessageText message_text)
 {
     use(getuid());
     use(getpwnam(user_text.c_str()));

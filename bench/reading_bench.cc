@@ -10,7 +10,7 @@
 
 #include "bench/pairs.h"
 #include "bench/program.h"
-#include "kernel/zynov.h"
+#include "contract/zynov.h"
 
 using namespace bench;
 
@@ -46,7 +46,7 @@ static void give_clock(int64_t speed, uint64_t rewind)
 
 static int control_file;
 
-static void send(zynov_command command, uint64_t kind, int64_t id, uint64_t container)
+static void send(unsigned long command, uint64_t kind, int64_t id, uint64_t container)
 {
     zynov_iov clock = {ZYNOV_IOV_VERSION, 0, 0, id, 1924419600, kind, 1, 0, 0, 0, container};
     if (command == ZYNOV_IOC_DELETE_CLOCK)

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "base/message.h"
-#include "kernel/control.h"
+#include "control/control.h"
 #include "ov_helper.h"
 
 namespace ov

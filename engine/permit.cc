@@ -5,7 +5,7 @@ namespace ov
 
 // The superuser may do anything. Others name one identity at most, whatever they ask for. They add and delete their
 // own clock and those of processes, whoever owns them; they list without naming another user, and never reset. Which
-// rows a listing shows them is said in kernel/visibility.h.
+// rows a listing shows them is said in control/visibility.h.
 Refusals permit(int32_t operation, const Identities &who, int32_t caller)
 {
     static constexpr char for_others[] = "ovuser: error: Non-root user can not modify OV setting for others.\n";

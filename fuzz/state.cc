@@ -13,7 +13,7 @@ using namespace sim;
 static void send_commands(FuzzedDataProvider &input, Table &table, bool fresh)
 {
     const auto any = [&] { return input.ConsumeIntegral<int64_t>(); };
-    static const zynov_command commands[] = {ZYNOV_IOC_ADD_CLOCK, ZYNOV_IOC_DELETE_CLOCK, ZYNOV_IOC_RESET_ALL,
+    static const unsigned long commands[] = {ZYNOV_IOC_ADD_CLOCK, ZYNOV_IOC_DELETE_CLOCK, ZYNOV_IOC_RESET_ALL,
                                              ZYNOV_IOC_GET_SLOT, ZYNOV_IOC_HIGH_MARK};
     static const int second_answers[] = {EEXIST, EL2HLT, ENOENT, 0, 0};
     const auto send = [&](unsigned long command, zynov_iov &r) {
@@ -23,7 +23,7 @@ static void send_commands(FuzzedDataProvider &input, Table &table, bool fresh)
     };
     while (input.ConsumeBool()) { // clocks of identities that neither come nor go
         const auto which = input.ConsumeIntegralInRange<size_t>(0, 4);
-        const zynov_command command = commands[which];
+        const unsigned long command = commands[which];
         const int again = second_answers[which];
         zynov_iov r = {171, input.PickValueInArray({0u, 1u, 2u, 1023u, 1024u, UINT32_MAX}), 0, any() % 2 | 1,
                        any() % 4};

@@ -16,7 +16,7 @@
 #include <functional>
 #include <random>
 
-#include "kernel/zynov.h"
+#include "contract/zynov.h"
 #include "simulator/table/table.h"
 
 using Clock = std::chrono::steady_clock;

@@ -82,11 +82,12 @@ while read -r folder allowed; do
         grep -vE "\"(ov_helper\.h|$allowed)" && complain "$folder/ includes what does not lie below it"
 done <<'END'
 base base/
+contract linux/
 timespec (base|timespec)/
 identity (base|identity)/
-kernel (base|timespec|identity|kernel)/
-engine (base|timespec|identity|kernel|engine)/
+control (contract|base|timespec|identity|control)/
+engine (contract|base|timespec|identity|control|engine)/
 ovuser (base|ovuser)/
-simulator (base/|timespec/range|kernel/zynov|simulator/)
+simulator (base/|timespec/range|contract/|simulator/)
 END
 exit $status

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "kernel/zynov.h"
+#include "contract/zynov.h"
 #include "ov_helper.h"
 
 // What came of a call. It is good when the control file and the streams of popen were closed, and the message is one

@@ -26,7 +26,7 @@ using namespace sim;
 static constexpr timespec start = {1800000000, 500000000};
 static constexpr auto ADD = ZYNOV_IOC_ADD_CLOCK, DELETE = ZYNOV_IOC_DELETE_CLOCK, RESET = ZYNOV_IOC_RESET_ALL;
 
-static int change(Table &table, zynov_command command, uint64_t kind, int64_t id, int64_t value = 1924419600,
+static int change(Table &table, unsigned long command, uint64_t kind, int64_t id, int64_t value = 1924419600,
                   uint64_t container = 0)
 {
     const zynov_iov record = {171, 0, 0, id, value, kind, 1, 0, 0, 0, container};
@@ -38,7 +38,7 @@ TEST(Simulator, KeepsTheModulesRules)
     setenv("TZ", "UTC", 1);
     const auto owner = std::make_unique<Table>();
     Table &table = *owner;
-    const auto query = [&](zynov_command command, uint32_t slot = 0, timespec now = start) {
+    const auto query = [&](unsigned long command, uint32_t slot = 0, timespec now = start) {
         zynov_iov record = {171, slot};
         EXPECT_EQ(query_table(table, command, record, now), 0);
         return record;
@@ -48,7 +48,7 @@ TEST(Simulator, KeepsTheModulesRules)
     EXPECT_EQ(change_table(table, RESET, old, start, {}), EILSEQ);
     EXPECT_EQ(query_table(table, ZYNOV_IOC_HIGH_MARK, old, start), EILSEQ);
     // Kind, id, value (to delete: the kind) and container; the answer, and the highest slot that is then in use.
-    const std::tuple<zynov_command, uint64_t, int64_t, int64_t, uint64_t, int, int64_t> steps[] = {
+    const std::tuple<unsigned long, uint64_t, int64_t, int64_t, uint64_t, int, int64_t> steps[] = {
         {RESET, 0, 0, 0, 0, ENOENT, -1},
         {ADD, 1, 5, 99999, 0, 0, 0},
         {ADD, 1, 5, 1, 0, EEXIST, 0},
@@ -234,7 +234,7 @@ TEST(Simulator, LosesNothingToManyWritersNorToOneThatIsKilled)
     for (int writer = 0; writer < writers; ++writer) {
         if (fork() != 0)
             continue;
-        const auto send = [&](zynov_command command, uint64_t kind, int64_t id, int64_t value = 99999) {
+        const auto send = [&](unsigned long command, uint64_t kind, int64_t id, int64_t value = 99999) {
             return change(*Change(descriptor).table(), command, kind, id, value) == 0;
         };
         bool good = true;

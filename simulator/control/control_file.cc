@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "kernel/zynov.h"
+#include "contract/zynov.h"
 #include "simulator/table/state.h"
 
 namespace sim

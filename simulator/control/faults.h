@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "kernel/zynov.h"
+#include "contract/zynov.h"
 
 namespace sim
 {

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <ctime>
 
-#include "kernel/zynov.h"
+#include "contract/zynov.h"
 
 namespace sim
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kernel/zynov.h"
+#include "contract/zynov.h"
 
 namespace ov
 {
@@ -29,6 +29,6 @@ class ControlFile
 void clear_record();
 
 // Sends the record with a command and returns what the module returns; errno is the module's too.
-int send_command(int descriptor, zynov_command command);
+int send_command(int descriptor, unsigned long command);
 
 } // namespace ov

@@ -5,10 +5,10 @@
 #include "base/errno_guard.h"
 #include "base/integer.h"
 #include "base/process_ids.h"
+#include "control/control.h"
+#include "control/shown_time.h"
+#include "control/visibility.h"
 #include "identity/name.h"
-#include "kernel/control.h"
-#include "kernel/shown_time.h"
-#include "kernel/visibility.h"
 #include "ov_helper.h"
 
 namespace ov

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "base/integer.h"
-#include "kernel/zynov.h"
+#include "contract/zynov.h"
 #include "ov_helper.h"
 #include "timespec/range.h"
 

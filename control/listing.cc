@@ -3,10 +3,10 @@
 #include <ctime>
 
 #include "base/integer.h"
+#include "control/control.h"
+#include "control/shown_time.h"
+#include "control/visibility.h"
 #include "identity/kinds.h"
-#include "kernel/control.h"
-#include "kernel/shown_time.h"
-#include "kernel/visibility.h"
 #include "ov_helper.h"
 
 namespace ov

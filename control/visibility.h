@@ -5,8 +5,8 @@
 #include <cstdint>
 
 #include "base/integer.h"
+#include "contract/zynov.h"
 #include "identity/kinds.h"
-#include "kernel/zynov.h"
 
 namespace ov
 {

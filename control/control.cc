@@ -1,4 +1,4 @@
-#include "kernel/control.h"
+#include "control/control.h"
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -35,7 +35,7 @@ void clear_record()
     theiov.version = ZYNOV_IOV_VERSION;
 }
 
-int send_command(int descriptor, zynov_command command)
+int send_command(int descriptor, unsigned long command)
 {
     return ioctl(descriptor, command, &theiov);
 }

@@ -13,13 +13,14 @@
 #include "ovuser/change.h"
 #include "ovuser/clocks.h"
 #include "ovuser/command.h"
+#include "ovuser/plan.h"
 #include "ovuser/text.h"
 
 namespace ovuser
 {
 
 static constexpr char add_usage[] =
-    "usage: ovuser add [IDENTITY...] WHEN [--speed N] [--rewind] [--replace] [--dry-run]\n"
+    "usage: ovuser add [IDENTITY...] WHEN [--speed N] [--rewind] [--replace] [--dry-run [--json]]\n"
     "\n"
     "Gives each IDENTITY a virtual clock, unless it has one: that stays as it is. The clock of a process is its\n"
     "alone, and not its children's: see 'ovuser run --help' for those.\n";
@@ -27,6 +28,7 @@ static constexpr char add_usage[] =
 static constexpr OptionsWithWhen add_options({
     {"replace", no_argument, nullptr, 'r'},
     {"dry-run", no_argument, nullptr, 'n'},
+    {"json", no_argument, nullptr, 'j'},
     {"help", no_argument, nullptr, 'h'},
 });
 
@@ -41,6 +43,9 @@ int AddWords::read(const char *subcommand, int argc, char **argv)
         case 'n':
             dry_run_ = true;
             break;
+        case 'j':
+            json_ = true;
+            break;
         case 'r':
             replace_ = true;
             break;
@@ -49,6 +54,8 @@ int AddWords::read(const char *subcommand, int argc, char **argv)
                 return status;
         }
     }
+    if (json_ && !dry_run_)
+        return misunderstood("--json goes with --dry-run");
     if (const int status = when_.complete(subcommand))
         return status;
     return identities_.read_or_caller(subcommand, argc - optind, argv + optind);
@@ -83,8 +90,21 @@ static void print_clock(int32_t speed, const char *which, int64_t value)
            length, text != nullptr ? text : "(null)", value);
 }
 
+void AddWords::rehearse_as_json(bool replace, const Clocks &table) const
+{
+    Plan plan(replace);
+    while (plan.next())
+        for (const Identity &who : identities_)
+            plan.give(who, 0, when_, checked_, table.find(who.kind, who.id));
+}
+
 int AddWords::rehearse(bool replace, const Clocks &table)
 {
+    if (json_) {
+        if (table.complete())
+            rehearse_as_json(replace, table);
+        return table.conclude();
+    }
     for (const Identity &who : identities_) {
         const ov_clock *present = table.find(who.kind, who.id);
         const Wanted wanted(when_, checked_, replace ? present : nullptr);
@@ -117,7 +137,7 @@ int give_clocks(const char *subcommand, const char *usage, bool replace, int arg
         printf("  --replace           set the clock anew where there is one: with no time and no distance it goes on "
                "from\n"
                "                      what it shows, and only its speed or its rewinding changes\n"
-               "  --dry-run           only say what would be done\n");
+               "  --dry-run           only say what would be done; with --json for programs\n");
         return done;
     }
     if (const int status = words.check())

@@ -21,6 +21,7 @@ class AddWords
     // Whether --help was there: then nothing else was looked at.
     bool help() const { return help_; }
     bool dry_run() const { return dry_run_; }
+    bool json() const { return json_; }
     bool replace() const { return replace_; }
 
     // Resolves the identities, and asks the engine what it would refuse. Anything but done is the exit status, with the
@@ -29,7 +30,7 @@ class AddWords
 
     // For each identity. Returns the exit status, the worst one's.
     int carry_out(bool replace);
-    // Says what would be done to the table.
+    // Says what would be done to the table, for programs where --json was there. Returns the exit status.
     int rehearse(bool replace, const Clocks &table);
 
     const When &when() const { return when_; }
@@ -38,10 +39,12 @@ class AddWords
     int64_t checked() const { return checked_; }
 
   private:
+    void rehearse_as_json(bool replace, const Clocks &table) const;
+
     When when_;
     Identities identities_;
     int64_t checked_ = 0;
-    bool help_ = false, dry_run_ = false, replace_ = false;
+    bool help_ = false, dry_run_ = false, json_ = false, replace_ = false;
 };
 
 // The whole of a subcommand that gives clocks.

@@ -12,22 +12,23 @@
 #include "ovuser/command.h"
 #include "ovuser/hints.h"
 #include "ovuser/owner.h"
+#include "ovuser/plan.h"
 
 namespace ovuser
 {
 
 static constexpr char apply_help[] =
-    "usage: ovuser apply [FILE] [--prune] [--replace] [--dry-run]\n"
+    "usage: ovuser apply [FILE] [--prune] [--replace] [--dry-run [--json]]\n"
     "\n"
     "Gives the clocks that FILE says (default: /etc/orvane/clocks; - for standard input): on each line one, in the\n"
     "words that 'ovuser add' takes. A clock that is there stays as it is. Where a line is wrong, nothing is changed.\n"
     "\n"
     "  --prune    delete the clocks that FILE does not name\n"
     "  --replace  set those anew that are there\n"
-    "  --dry-run  only say what would be done\n";
+    "  --dry-run  only say what would be done; with --json for programs\n";
 
 struct ApplyOptions {
-    bool prune = false, replace = false, dry_run = false;
+    bool prune = false, replace = false, dry_run = false, json = false;
 };
 
 // A line of a file: whose clock, and which.
@@ -61,6 +62,7 @@ class Application
     int take_away(const ov_clock &clock);
     int count(int status, int &counter);
     void sum_up() const;
+    void write_plan(const Clocks &table) const;
 
     ClockFile file_;
     const ApplyOptions options_;
@@ -93,8 +95,8 @@ Line *Application::find(int32_t kind, uint32_t id) const
 int Application::check(Line &line) const
 {
     AddWords &words = line.words;
-    if (words.help() || words.dry_run() || words.replace())
-        return misunderstood("--help, --dry-run and --replace are not for a line of a file");
+    if (words.help() || words.dry_run() || words.json() || words.replace())
+        return misunderstood("--help, --dry-run, --json and --replace are not for a line of a file");
     if (words.identities().several())
         return misunderstood("a line is for one clock");
     if (const int status = words.check())
@@ -185,11 +187,29 @@ void Application::sum_up() const
                options_.dry_run ? " (dry run)" : "", added_, replaced_, deleted_, left_, failed_);
 }
 
+void Application::write_plan(const Clocks &table) const
+{
+    Plan plan(options_.replace);
+    while (plan.next()) {
+        for (Line *line = first_; line != nullptr; line = line->next)
+            plan.give(line->who(), line->number, line->words.when(), line->words.checked(),
+                      table.find(line->kind, line->id));
+        if (options_.prune)
+            for (const ov_clock &clock : table)
+                if (find(clock.kind, clock.id) == nullptr)
+                    plan.take_away(clock);
+    }
+}
+
 int Application::carry_out()
 {
     const Clocks table;
     if (!table.complete())
         return table.conclude();
+    if (options_.json) {
+        write_plan(table);
+        return done;
+    }
     int worst = done;
     if (options_.prune) // first, to make room
         for (const ov_clock &clock : table)
@@ -204,11 +224,9 @@ int Application::carry_out()
 int apply_command(int argc, char **argv)
 {
     static constexpr option known[] = {
-        {"prune", no_argument, nullptr, 'p'},
-        {"replace", no_argument, nullptr, 'r'},
-        {"dry-run", no_argument, nullptr, 'n'},
-        {"help", no_argument, nullptr, 'h'},
-        {},
+        {"prune", no_argument, nullptr, 'p'},   {"replace", no_argument, nullptr, 'r'},
+        {"dry-run", no_argument, nullptr, 'n'}, {"json", no_argument, nullptr, 'j'},
+        {"help", no_argument, nullptr, 'h'},    {},
     };
     ApplyOptions options;
     for (int choice; (choice = getopt_long(argc, argv, "h", known, nullptr)) != -1;) {
@@ -222,6 +240,9 @@ int apply_command(int argc, char **argv)
         case 'n':
             options.dry_run = true;
             break;
+        case 'j':
+            options.json = true;
+            break;
         case 'h':
             fputs(apply_help, stdout);
             return done;
@@ -229,6 +250,8 @@ int apply_command(int argc, char **argv)
             return fault_in_option(argv, known);
         }
     }
+    if (options.json && !options.dry_run)
+        return misunderstood("--json goes with --dry-run");
     if (optind + 1 < argc)
         return misunderstood("apply takes one file");
     Application application(optind < argc ? argv[optind] : "/etc/orvane/clocks", options);

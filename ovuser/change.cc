@@ -39,6 +39,18 @@ Wanted::Wanted(const When &when, int64_t checked, const ov_clock *present) : req
         request.rewind = when.request().rewind;
 }
 
+ov_clock Wanted::clock_of(const Identity &who) const
+{
+    ov_clock clock = {};
+    clock.kind = who.kind;
+    clock.id = who.id;
+    clock.value = request.virtime;
+    clock.speed = request.speed;
+    clock.rewind = request.rewind;
+    clock.origin = request.rel_origin != nullptr ? strtoll(request.rel_origin, nullptr, 10) : 0;
+    return clock;
+}
+
 // What came of a request to the engine.
 class Outcome
 {

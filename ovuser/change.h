@@ -19,6 +19,9 @@ struct Wanted {
     Wanted(const Wanted &) = delete;
     Wanted &operator=(const Wanted &) = delete;
 
+    // As a clock of the table would show it.
+    ov_clock clock_of(const Identity &who) const;
+
     ov_request request; // without the identity; its value is in virtime, with --offset too
 
   private:

@@ -152,6 +152,11 @@ void write_owner(Json &json, const ov_clock &clock)
 void write_clock(Json &json, const ov_clock &clock, time_t real)
 {
     write_owner(json, clock);
+    write_clock_state(json, clock, real);
+}
+
+void write_clock_state(Json &json, const ov_clock &clock, time_t real)
+{
     const Timestamp time(clock.value);
     time.has_date ? json.text("time", time.text) : json.word("time", "null");
     json.number("epoch", clock.value);

@@ -57,8 +57,9 @@ bool is_frozen(const ov_clock &clock);
 // how many characters that took.
 int print_identity(FILE *stream, const ov_clock &clock, int width = 0);
 
-// As members of a JSON object: whose a clock is, and all of it.
+// As members of a JSON object: whose a clock is, all of it, and all but whose it is.
 void write_owner(Json &json, const ov_clock &clock);
 void write_clock(Json &json, const ov_clock &clock, time_t real);
+void write_clock_state(Json &json, const ov_clock &clock, time_t real);
 
 } // namespace ovuser

@@ -2,7 +2,7 @@
 #include "ovuser/command.h"
 
 static constexpr char set_usage[] =
-    "usage: ovuser set [IDENTITY...] [WHEN] [--speed N] [--rewind] [--dry-run]\n"
+    "usage: ovuser set [IDENTITY...] [WHEN] [--speed N] [--rewind] [--dry-run [--json]]\n"
     "\n"
     "Gives each IDENTITY a virtual clock in place of any that it has: 'ovuser add --replace' in a word.\n";
 

@@ -35,6 +35,22 @@ TEST_F(Utility, AppliesAFile)
                                                     "g:bin      FROZEN                    " CHRISTMAS //
                                                         SUMMARY("clocks", "0", "0", "0", "1", "1") ERROR
          "clocks:3: u:nobody: an error occurred while executing this request, error = 5\n= 5"},
+        // What would be, for programs: nothing is changed, and where it cannot be told nothing is written.
+        {"$OV reset >out; $OV add nobody news $FREEZE >out; j='--dry-run --json'\n"
+         "p() { jq -c 'map_values(map([.identity, .line, .from.epoch, .to.epoch, .to.speed]))'; }\n"
+         "$OV apply clocks $j --prune --replace | p; $OV apply clocks $j | jq -c 'map_values(length)'; "
+         "$OV set news g:sys --at @1924419609 --speed 5 $j | p; $OV add news --in 1d $j | jq -c '.left[0] | .from == "
+         ".to'; "
+         "$OV apply --json; $SIM --fault 2:-1:5 $OV set bin --in 1d $j; $OV list | grep -c '^[ug]:'",
+         R"({"added":[["g:bin",4,null,1924419600,1001]],"changed":[["u:nobody",3,1924419600,1924419600,0]],)"
+         R"("deleted":[["u:news",null,1924419600,null,null]],"left":[],"failed":[]})"
+         "\n"
+         R"({"added":1,"changed":0,"deleted":0,"left":1,"failed":0})"
+         "\n"
+         R"({"added":[["g:sys",null,null,1924419609,5]],"changed":[["news",null,1924419600,1924419609,5]],)"
+         R"("deleted":[],"left":[],"failed":[]})"
+         "\ntrue\n2\n" ERROR "--json goes with --dry-run\n" AND_ERROR
+         "an error occurred while executing this request, error = 5\n= 0"},
         // What shows a time that nobody may set would keep all the others from being applied.
         {"$OV add sys --epoch 253402329599 --speed 1000 >out; sleep 0.1; $OV save | grep -c '^# u:sys'", "1\n= 0"},
         // Who has many gets each right, and again.
@@ -71,7 +87,7 @@ TEST_F(Utility, AppliesNothingWhereALineIsWrong)
          "ovuser: error: wrong:7: add whom? root has no clock; write u:USER, g:GROUP or p:PID\n"
          "ovuser: error: wrong:8: a quote is not closed\n"
          "ovuser: error: wrong:9: nothing follows the backslash\n"
-         "ovuser: error: wrong:10: --help, --dry-run and --replace are not for a line of a file\n"
+         "ovuser: error: wrong:10: --help, --dry-run, --json and --replace are not for a line of a file\n"
          "ovuser: error: wrong:11: incorrect/non-existent username, or uid \\u:\" passed in\n"
          "ovuser: error: wrong:12: Illegal virtual clock, must not be before Thu Jan 1 01:00:00 1970\n"
          "ovuser: error: wrong: nothing has been changed\n0\n" ERROR
@@ -90,15 +106,16 @@ TEST_F(Utility, SavesWhatItApplies)
                                    "$OV add nobody --epoch 1924419600 --speed -1000 --rewind >out\n"
                                    "$OV add g:bin --epoch 1924419600 --speed FROZEN >out\n"
                                    "grep -v gone passwd >left; cat left >passwd; $OV save >saved\n"
+                                   "$OV apply - --prune --dry-run --json <saved | jq -c '[.failed[].identity]'\n"
                                    "sed '1d; s/p:[0-9]*/p:PID/' saved; $OV apply - --prune <saved | tail -n 1\n"
                                    "$OV reset >out; $OV apply - <saved | tail -n 1; grep -v '^#' saved >before\n"
                                    "$OV save | grep -v '^#' | cmp - before && echo same");
     const std::string christmas = " # 2030-12-25T09:00:00+00:00\n";
     expect({
         {"cat /etc/passwd people >passwd; chmod 644 passwd; unshare -m sh ./keep",
-         "'u:o'\\''d d' --epoch 1924419600 --speed frozen" + christmas + "u:4322 --epoch 1924419600 --speed frozen" +
-             christmas + "# u:4323 --epoch 1924419600 --speed frozen" + christmas +
-             "# p:PID --epoch 1924419600 --speed frozen" + christmas +
+         "[\"u:4323\"]\n'u:o'\\''d d' --epoch 1924419600 --speed frozen" + christmas +
+             "u:4322 --epoch 1924419600 --speed frozen" + christmas + "# u:4323 --epoch 1924419600 --speed frozen" +
+             christmas + "# p:PID --epoch 1924419600 --speed frozen" + christmas +
              "u:nobody --epoch 1924419600 --speed -1000 --rewind" + christmas +
              "g:bin --epoch 1924419600 --speed FROZEN" + christmas +
              SUMMARY("standard input", "0", "0", "1", "4", "1") SUMMARY(

@@ -40,8 +40,6 @@ struct zynov_iov {
 
 enum zynov_kind { ZYNOV_NO_KIND = 0, ZYNOV_USER = 1, ZYNOV_GROUP = 2, ZYNOV_PROCESS = 3 };
 
-#define ZYNOV_FASTEST 1000 /* beyond, a clock stands still */
-
 /*
  * The refine command names a clock that is there by id, kind (in flags) and container_id, as add does. The bits of
  * spare say what it sets; with none it only asks. It leaves in spare, vtime and origin what the clock has then. Asked

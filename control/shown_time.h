@@ -4,9 +4,9 @@
 #include <cstdint>
 
 #include "base/integer.h"
+#include "contract/clock.h"
 #include "contract/zynov.h"
 #include "ov_helper.h"
-#include "timespec/range.h"
 
 namespace ov
 {
@@ -17,7 +17,7 @@ inline int64_t shown_time(const zynov_iov &entry)
     if ((entry.flags & ZYNOV_DATE_HELD_MASK) == 0)
         return entry.vtime;
     const int64_t date = wrapping_add(entry.base, entry.origin);
-    return adjust_virtime_for_rewind(std::min(date, latest_clock), entry.vtime);
+    return adjust_virtime_for_rewind(std::min<int64_t>(date, ZYNOV_LATEST_CLOCK), entry.vtime);
 }
 
 } // namespace ov

@@ -8,15 +8,12 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <fstream>
 #include <functional>
 #include <memory>
-#include <random>
 #include <tuple>
 
-#include "base/integer.h"
 #include "simulator/identity/process.h"
 #include "simulator/table/change.h"
 #include "simulator/table/state.h"
@@ -172,52 +169,6 @@ TEST(Simulator, KnowsWhenAProcessStartedInAnyNamespace)
     // A /proc that shows another pid namespace tells of other processes.
     EXPECT_TRUE(holds_in(
         CLONE_NEWPID, [] { return true; }, [&] { return read_start(1, birth) == EACCES; }));
-}
-
-TEST(Simulator, RunsClocksAtTheirSpeed)
-{
-    std::mt19937_64 random(1);
-    const auto any = [&](int64_t range) { return static_cast<int64_t>(random() % static_cast<uint64_t>(range)); };
-    for (int round = 0; round < 200000; ++round) {
-        static const int speeds[] = {1, -1, 0, 1001, 2, 60, 1000, -2, -60, -1000, -999, INT_MAX, INT_MIN};
-        Clock clock = {.flags = 0x11, .speed = speeds[any(13)], .start = 1924419600, .real_seconds = start.tv_sec};
-        clock.real_nanoseconds = any(1000000000);
-        const timespec real = {start.tv_sec - 1000 + any(3000000), any(1000000000)};
-        const auto nanoseconds = [](int64_t seconds, int64_t rest) { return __int128{seconds} * 1000000000 + rest; };
-        const __int128 elapsed = nanoseconds(real.tv_sec - start.tv_sec, real.tv_nsec - clock.real_nanoseconds);
-        const bool still = clock.speed == 0 || clock.speed > 1000;
-        __int128 moved = still ? 0 : clock.speed > 0 ? elapsed * clock.speed : elapsed / -clock.speed;
-        moved -= clock.speed < 0 && elapsed < 0 && elapsed % -clock.speed != 0 ? 1 : 0;
-        const timespec shown = Pace(clock).at(real);
-        ASSERT_TRUE(nanoseconds(shown.tv_sec - clock.start, shown.tv_nsec) == moved) << clock.speed;
-        ASSERT_TRUE(shown.tv_nsec >= 0 && shown.tv_nsec < 1000000000);
-
-        // A wait is over as soon as the clock gets there; before a clock that stands, after its distance.
-        const timespec awaited = {shown.tv_sec + (clock.speed < -1000 ? any(2) : any(3000) - 1000), any(1000000000)};
-        const auto whole = [&](timespec instant) { return nanoseconds(instant.tv_sec, instant.tv_nsec); };
-        const __int128 over = whole(Pace(clock).when(awaited, real)),
-                       step = clock.speed < -1 ? -__int128{clock.speed} : 1;
-        const auto gets_there = [&](__int128 when) {
-            const timespec instant = {static_cast<time_t>(when / 1000000000), static_cast<long>(when % 1000000000)};
-            return still ? when - whole(real) >= whole(awaited) - whole(shown)
-                         : whole(Pace(clock).at(instant)) >= whole(awaited);
-        };
-        ASSERT_TRUE(gets_there(over) && (over < step || !gets_there(over - step))) << clock.speed;
-        ASSERT_EQ(Pace(clock).when({INT64_MIN, 0}, real).tv_sec, 0);
-        ASSERT_GE(Pace(clock).when({INT64_MAX, 999999999}, real).tv_sec, INT64_MAX / 1000);
-
-        // Of two files the older one stays so, and a time that was told can be given back.
-        const timespec told = Pace(clock).of_file(real), later = Pace(clock).of_file({real.tv_sec + 1, real.tv_nsec});
-        ASSERT_TRUE(whole(later) >= whole(told) && whole(later) - whole(told) <= __int128{1000000000} * 1000);
-        const timespec kept = Pace(clock).to_file(told);
-        ASSERT_EQ(whole(Pace(clock).of_file(kept)), whole(told));
-
-        clock.flags |= 1 << ZYNOV_REWIND_SHIFT; // the same time of day, on the day that it began with
-        clock.utc_offset = 3600 * (any(27) - 12);
-        const int64_t rewound = Pace(clock).at(real).tv_sec, offset = clock.utc_offset;
-        ASSERT_EQ((rewound - shown.tv_sec) % 86400, 0);
-        ASSERT_EQ(ov::floor_div(rewound + offset, 86400), ov::floor_div(clock.start + offset, 86400));
-    }
 }
 
 // Eight processes over one inherited descriptor, and one of them killed in the midst of a change.

@@ -2,23 +2,22 @@
 
 #include <cstdint>
 
+#include "contract/clock.h"
+
 #define OV_ILLEGAL_CLOCK "ovuser: error: Illegal virtual clock, "
 
 namespace ov
 {
 
-// The clock values that the messages below name, at a fixed eight hours behind UTC.
-constexpr int64_t earliest_clock = 32400;
-constexpr int64_t latest_clock = 253402329599;
-
-// How a message begins that refuses a clock value; what was specified follows.
+// How a message begins that refuses a clock value; what was specified follows. The bounds are at a fixed eight hours
+// behind UTC.
 inline constexpr char clock_too_early[] = OV_ILLEGAL_CLOCK "must not be before Thu Jan 1 01:00:00 1970\nyou specified ";
 inline constexpr char clock_too_late[] = OV_ILLEGAL_CLOCK "must not be after Fri Dec 31 23:59:59 9999\nyou specified ";
 
 // Null for a legal clock value, else the one of these that it calls for.
 constexpr const char *range_flaw(int64_t value)
 {
-    return value < earliest_clock ? clock_too_early : value > latest_clock ? clock_too_late : nullptr;
+    return value < ZYNOV_EARLIEST_CLOCK ? clock_too_early : value > ZYNOV_LATEST_CLOCK ? clock_too_late : nullptr;
 }
 
 } // namespace ov

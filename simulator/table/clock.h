@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ctime>
 
+#include "contract/clock.h"
 #include "contract/zynov.h"
 
 namespace sim
@@ -27,43 +28,39 @@ struct Clock {
     bool rewinds() const { return flags >> ZYNOV_REWIND_SHIFT != 0; }
 };
 
-// What a clock shows at real instants, worked out as far as it can be beforehand. Async-signal-safe.
+// What a clock shows at real instants: contract/clock.h in the types of the C library. Async-signal-safe.
 class Pace
 {
   public:
     // cppcheck-suppress uninitMemberVar // shows nothing of use, and costs nothing
     Pace() = default;
-    explicit Pace(const Clock &clock);
+    explicit Pace(const Clock &clock)
+    {
+        const zynov_clock set = {.start = {clock.start, 0},
+                                 .real = {clock.real_seconds, clock.real_nanoseconds},
+                                 .speed = clock.speed,
+                                 .utc_offset = clock.utc_offset,
+                                 .rewinds = clock.rewinds()};
+        rate_ = zynov_rate_of(&set);
+    }
 
-    timespec at(const timespec &real) const;
+    timespec at(const timespec &real) const { return plain(zynov_shown(&rate_, exact(real))); }
 
-    // The real instant at which a wait is over that began at the real instant now and is to last until the clock
-    // shows an instant: the first at which it does, or earlier than now. A clock that stands still, or goes back at
-    // midnight, may never get there, so the distance from what it shows now counts: as if it ran at the real speed,
-    // or on into the next day. Both instants are normalised; the answer is, and is kept between the epoch and the
-    // last of all seconds.
-    timespec when(const timespec &shown, const timespec &now) const;
+    // The real instant at which a wait ends that began at the real instant now and is for what the clock shows.
+    timespec when(const timespec &shown, const timespec &now) const
+    {
+        return plain(zynov_real_end(&rate_, exact(shown), exact(now)));
+    }
 
-    // What a file shows that has a real time, and the real time of one that is to show another. Before the clock was
-    // set, both run at the real speed.
-    timespec of_file(const timespec &real) const;
-    timespec to_file(const timespec &shown) const;
+    // What a file shows that has a real time, and the real time of one that is to show another.
+    timespec of_file(const timespec &real) const { return plain(zynov_file_shown(&rate_, exact(real))); }
+    timespec to_file(const timespec &shown) const { return plain(zynov_file_kept(&rate_, exact(shown))); }
 
   private:
-    // A reading waits for each step of its arithmetic, so that there are as few as can be: two products, two sums and a
-    // division by a constant. Of a slow clock they are the real time that has passed since it was set.
-    uint64_t seconds_, nanoseconds_; // at the real epoch; the latter are below a second
-    int64_t multiplier_;             // 0 when the clock stands still
-    uint64_t divisor_;               // above 1 when it is slow, ...
-    uint64_t divisor_inverse_; // ... with 2^64 divided by it: a division of 64 bits takes longer than all the rest
-    int64_t utc_offset_;
-    int64_t midnight_;
-    int64_t rewinds_;
-    int64_t start_; // as the clock has them
-    int64_t real_seconds_;
-    int64_t real_nanoseconds_;
+    zynov_rate rate_;
 
-    void slow_down(uint64_t &seconds, uint64_t &nanoseconds) const;
+    static zynov_instant exact(const timespec &time) { return {time.tv_sec, time.tv_nsec}; }
+    static timespec plain(const zynov_instant &instant) { return {instant.seconds, instant.nanoseconds}; }
 };
 
 } // namespace sim

@@ -5,7 +5,6 @@
 #include "base/integer.h"
 #include "base/local_time.h"
 #include "simulator/identity/process.h"
-#include "timespec/range.h"
 
 namespace sim
 {
@@ -138,9 +137,9 @@ static int add(Table &table, const zynov_iov &record, const timespec &real, cons
         return circumstances.error;
     if (find(table, kind, record) != nowhere)
         return EEXIST;
-    if (record.vtime < ov::earliest_clock)
+    if (record.vtime < ZYNOV_EARLIEST_CLOCK)
         return EINVAL;
-    if (record.vtime > ov::latest_clock)
+    if (record.vtime > ZYNOV_LATEST_CLOCK)
         return EOVERFLOW;
     const size_t room = find_room(table);
     if (room == nowhere)

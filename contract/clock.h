@@ -1,0 +1,235 @@
+/* SPDX-License-Identifier: GPL-2.0 */
+/*
+ * What a virtual clock shows at a real instant, and when it will show a given one. The simulator, the code that it
+ * puts into programs, the library and the kernel module compile this same file: integers only, no library, for 64-bit
+ * machines. A clock may hold any bytes: what it shows may then be odd, but is always defined.
+ */
+#ifndef ZYNOV_CLOCK_H
+#define ZYNOV_CLOCK_H
+
+#ifdef __KERNEL__
+#include <linux/types.h>
+#else
+#include <stdint.h>
+#endif
+
+/* The values a clock may be set to, in seconds since the epoch. */
+#define ZYNOV_EARLIEST_CLOCK 32400
+#define ZYNOV_LATEST_CLOCK 253402329599
+
+#define ZYNOV_FASTEST 1000 /* a clock of a higher speed stands still */
+
+#define ZYNOV_SECOND 1000000000 /* in nanoseconds */
+#define ZYNOV_DAY 86400         /* in seconds */
+
+#define ZYNOV_END_OF_TIME 0x7fffffffffffffff /* in seconds */
+#define ZYNOV_START_OF_TIME (-ZYNOV_END_OF_TIME - 1)
+
+__extension__ typedef unsigned __int128 zynov_wide;
+
+/* The nanoseconds are 0 to 999999999; what is passed to the functions below keeps to that. */
+struct zynov_instant {
+    int64_t seconds;
+    int64_t nanoseconds;
+};
+
+/* A clock as it was set. */
+struct zynov_clock {
+    struct zynov_instant start; /* what it shows ... */
+    struct zynov_instant real;  /* ... at this real instant */
+    int64_t speed;              /* the low 32 bits count: 0 and above 1000 stand still, -1 is as 1 */
+    int64_t utc_offset;         /* where the midnight of a rewinding clock is, in seconds east of UTC */
+    int rewinds;
+};
+
+/*
+ * A clock, with all worked out that can be before a reading. A reading waits for each step of its arithmetic, so there
+ * are few: two products, two sums and a division by a constant.
+ */
+struct zynov_rate {
+    uint64_t seconds;     /* what it shows at the real epoch; a slow clock has the real time here that had passed ... */
+    uint64_t nanoseconds; /* ... since it was set: below 0 in the seconds, never in these */
+    uint64_t multiplier;  /* 0 when it stands still */
+    uint64_t divisor;     /* above 1 when it is slow */
+    uint64_t inverse;     /* 2^64 / divisor: to divide 64 bits takes longer than all the rest */
+    struct zynov_instant start;
+    struct zynov_instant real;
+    int64_t midnight; /* of the day that it started on */
+    int32_t utc_offset;
+    int32_t rewinds;
+};
+
+/* Towards minus infinity, by a positive divisor. */
+static inline int64_t zynov_floor_div(int64_t value, int64_t divisor)
+{
+    return value / divisor - (value % divisor < 0 ? 1 : 0);
+}
+
+static inline int64_t zynov_floor_mod(int64_t value, int64_t divisor)
+{
+    return value % divisor + (value % divisor < 0 ? divisor : 0);
+}
+
+/* Sums that wrap around where signed ones would be undefined. */
+static inline int64_t zynov_sum(int64_t a, int64_t b)
+{
+    return (int64_t)((uint64_t)a + (uint64_t)b);
+}
+
+static inline int64_t zynov_difference(int64_t a, int64_t b)
+{
+    return (int64_t)((uint64_t)a - (uint64_t)b);
+}
+
+/* The instant so many seconds and nanoseconds, of either sign, after another one. */
+static inline struct zynov_instant zynov_later(struct zynov_instant instant, int64_t seconds, int64_t nanoseconds)
+{
+    nanoseconds = zynov_sum(nanoseconds, instant.nanoseconds);
+    instant.seconds = zynov_sum(instant.seconds, seconds);
+    instant.seconds = zynov_sum(instant.seconds, zynov_floor_div(nanoseconds, ZYNOV_SECOND));
+    instant.nanoseconds = zynov_floor_mod(nanoseconds, ZYNOV_SECOND);
+    return instant;
+}
+
+static inline int zynov_is_before(struct zynov_instant one, struct zynov_instant other)
+{
+    return one.seconds != other.seconds ? one.seconds < other.seconds : one.nanoseconds < other.nanoseconds;
+}
+
+static inline int64_t zynov_time_of_day(int64_t seconds, int64_t utc_offset)
+{
+    return zynov_floor_mod(zynov_sum(seconds, utc_offset), ZYNOV_DAY);
+}
+
+static inline struct zynov_rate zynov_rate_of(const struct zynov_clock *clock)
+{
+    const int64_t speed = (int32_t)clock->speed;
+    struct zynov_rate rate;
+    int64_t nanoseconds, seconds;
+
+    rate.multiplier = speed == 0 || speed > ZYNOV_FASTEST ? 0 : speed > 0 ? (uint64_t)speed : 1;
+    rate.divisor = speed < -1 ? (uint64_t)-speed : 1;
+    rate.inverse = ~(uint64_t)0 / rate.divisor;
+    rate.start = clock->start;
+    rate.real = clock->real;
+    rate.rewinds = clock->rewinds != 0;
+    rate.utc_offset = (int32_t)(clock->utc_offset % ZYNOV_DAY);
+    rate.midnight = zynov_difference(clock->start.seconds, zynov_time_of_day(clock->start.seconds, rate.utc_offset));
+
+    /* Back from the instant at which it was set to the epoch, so that a reading adds nothing that is negative. */
+    nanoseconds = (int64_t)(0 - (uint64_t)clock->real.nanoseconds * rate.multiplier);
+    seconds = (int64_t)(0 - (uint64_t)clock->real.seconds * rate.multiplier);
+    if (rate.divisor == 1) {
+        nanoseconds = zynov_sum(nanoseconds, clock->start.nanoseconds);
+        seconds = zynov_sum(seconds, clock->start.seconds);
+    }
+    rate.nanoseconds = (uint64_t)zynov_floor_mod(nanoseconds, ZYNOV_SECOND);
+    rate.seconds = (uint64_t)zynov_sum(seconds, zynov_floor_div(nanoseconds, ZYNOV_SECOND));
+    return rate;
+}
+
+/* From the real time since a slow clock was set to what it shows, whose nanoseconds may be above a second. */
+static inline void zynov_slow_down(const struct zynov_rate *rate, uint64_t *seconds, uint64_t *nanoseconds)
+{
+    const uint64_t elapsed = *seconds * ZYNOV_SECOND + *nanoseconds;
+
+    *seconds = (uint64_t)rate->start.seconds;
+    if ((int64_t)elapsed >= 0) { /* the product with the inverse falls short by one at the most */
+        const uint64_t quotient = (uint64_t)((zynov_wide)elapsed * rate->inverse >> 64);
+
+        *nanoseconds = quotient + (elapsed - quotient * rate->divisor >= rate->divisor ? 1 : 0);
+    } else { /* the real time went back */
+        const int64_t shown = zynov_floor_div((int64_t)elapsed, (int64_t)rate->divisor);
+
+        *seconds += (uint64_t)zynov_floor_div(shown, ZYNOV_SECOND);
+        *nanoseconds = (uint64_t)zynov_floor_mod(shown, ZYNOV_SECOND);
+    }
+    *nanoseconds += (uint64_t)rate->start.nanoseconds;
+}
+
+/* What the clock shows at a real instant. */
+static inline struct zynov_instant zynov_shown(const struct zynov_rate *rate, struct zynov_instant real)
+{
+    uint64_t seconds = rate->seconds + (uint64_t)real.seconds * rate->multiplier;
+    uint64_t nanoseconds = rate->nanoseconds + (uint64_t)real.nanoseconds * rate->multiplier;
+    struct zynov_instant shown;
+
+    if (rate->divisor > 1)
+        zynov_slow_down(rate, &seconds, &nanoseconds);
+    seconds += nanoseconds / ZYNOV_SECOND;
+    shown.seconds = (int64_t)seconds;
+    shown.nanoseconds = (int64_t)(nanoseconds % ZYNOV_SECOND);
+    if (rate->rewinds)
+        shown.seconds = zynov_sum(rate->midnight, zynov_time_of_day(shown.seconds, rate->utc_offset));
+    return shown;
+}
+
+static inline int64_t zynov_saturating_sum(int64_t a, int64_t b)
+{
+    int64_t sum;
+
+    return __builtin_add_overflow(a, b, &sum) ? (a < 0 ? ZYNOV_START_OF_TIME : ZYNOV_END_OF_TIME) : sum;
+}
+
+static inline int64_t zynov_saturating_difference(int64_t a, int64_t b)
+{
+    int64_t difference;
+
+    return __builtin_sub_overflow(a, b, &difference) ? (a < 0 ? ZYNOV_START_OF_TIME : ZYNOV_END_OF_TIME) : difference;
+}
+
+/*
+ * The real instant at which a wait ends that began at the real instant `now` and lasts until the clock shows
+ * `awaited`: the first at which it does, or one before `now`. A clock that stands still, or goes back at midnight,
+ * may never get there, so the wait lasts for the distance from what it shows now: as if it ran at the real speed, or
+ * on into the next day. The answer is never before the epoch.
+ */
+static inline struct zynov_instant zynov_real_end(const struct zynov_rate *rate, struct zynov_instant awaited,
+                                                  struct zynov_instant now)
+{
+    const struct zynov_instant present = zynov_shown(rate, now);
+    const int64_t multiplier = (int64_t)rate->multiplier, divisor = (int64_t)rate->divisor;
+    int64_t seconds = zynov_saturating_difference(awaited.seconds, present.seconds);
+    int64_t nanoseconds = awaited.nanoseconds - present.nanoseconds;
+    struct zynov_instant end = {0, 0};
+
+    if (multiplier > 1) { /* what is left of a second counts, and is rounded up */
+        nanoseconds += zynov_floor_mod(seconds, multiplier) * ZYNOV_SECOND;
+        nanoseconds = -zynov_floor_div(-nanoseconds, multiplier);
+        seconds = zynov_floor_div(seconds, multiplier);
+    } else if (divisor > 1) { /* below 2^31 * 10^9 */
+        nanoseconds *= divisor;
+        if (__builtin_mul_overflow(seconds, divisor, &seconds))
+            seconds = awaited.seconds < present.seconds ? ZYNOV_START_OF_TIME : ZYNOV_END_OF_TIME;
+    }
+    nanoseconds = zynov_sum(nanoseconds, now.nanoseconds);
+    seconds = zynov_saturating_sum(seconds, now.seconds);
+    seconds = zynov_saturating_sum(seconds, zynov_floor_div(nanoseconds, ZYNOV_SECOND));
+    if (seconds >= 0) {
+        end.seconds = seconds;
+        end.nanoseconds = zynov_floor_mod(nanoseconds, ZYNOV_SECOND);
+    }
+    return end;
+}
+
+/*
+ * What a file shows that has a real time, and the real time of one that is to show another. Before the clock was set,
+ * both run at the real speed.
+ */
+static inline struct zynov_instant zynov_file_shown(const struct zynov_rate *rate, struct zynov_instant real)
+{
+    if (zynov_is_before(real, rate->real))
+        return zynov_later(real, zynov_difference(rate->start.seconds, rate->real.seconds),
+                           zynov_difference(rate->start.nanoseconds, rate->real.nanoseconds));
+    return zynov_shown(rate, real);
+}
+
+static inline struct zynov_instant zynov_file_kept(const struct zynov_rate *rate, struct zynov_instant shown)
+{
+    if (zynov_is_before(shown, rate->start))
+        return zynov_later(shown, zynov_difference(rate->real.seconds, rate->start.seconds),
+                           zynov_difference(rate->real.nanoseconds, rate->start.nanoseconds));
+    return zynov_real_end(rate, shown, rate->real);
+}
+
+#endif

@@ -10,6 +10,7 @@
 
 #include "base/failures.h"
 #include "base/integer.h"
+#include "contract/clock.h"
 #include "ov_helper.h"
 
 // Kinds and speeds go to the kernel as a request has them.

@@ -1,11 +1,16 @@
-# Sourced by the other scripts: goes to the project's folder, and provides what they need of the machine.
+# Sourced by the other scripts and by tests/suites/: goes to the project's folder, and provides what they need of the
+# machine.
 set -eu
 only=
-CDPATH= cd -- "$(dirname -- "$0")/.."
+case $0 in
+*suites/*) called="scripts/test $(basename "$0")" above=../.. ;;
+*) called=scripts/$(basename "$0") above=.. ;;
+esac
+CDPATH= cd -- "$(dirname -- "$0")/$above"
 
 # Says on standard error how a script is called, and ends it.
 usage() {
-    echo "usage: scripts/$(basename "$0")${1:+ $1}" >&2
+    echo "usage: $called${1:+ $1}" >&2
     exit 2
 }
 

@@ -13,7 +13,9 @@ namespace ovuser
 class Json
 {
   public:
-    explicit Json(FILE *stream) : stream_(stream) {}
+    // What is within the outermost brackets stands on lines of its own, unless depth says that they are within others.
+    explicit Json(FILE *stream, int depth = 0) : stream_(stream), depth_(depth) {}
+    static constexpr int on_one_line = 1;
 
     // Each puts itself behind what was there. A key is written as it is, and so is a word: true, false or null.
     void open(char bracket, const char *key = nullptr) { fputc(bracket, begin(key)), first_ = true, ++depth_; }
@@ -49,7 +51,7 @@ class Json
     }
 
     FILE *stream_;
-    int depth_ = 0;
+    int depth_;
     bool first_ = true;
 };
 

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "ovuser/changes.h"
 #include "ovuser/clocks.h"
 #include "ovuser/command.h"
 #include "ovuser/hints.h"
@@ -18,14 +19,14 @@ namespace ovuser
 {
 
 static constexpr char list_help[] =
-    "usage: ovuser list [IDENTITY...] [--json | --watch [SECONDS]]\n"
+    "usage: ovuser list [IDENTITY...] [--json] [--watch [SECONDS]]\n"
     "\n"
     "Shows the virtual clocks: to the superuser all, to others those of their user,\n"
     "their group and their processes; with an IDENTITY only its clock.\n"
     "\n"
     "  --json             for programs\n"
     "  --watch [SECONDS]  again and again, on a terminal in place; every second without\n"
-    "                     SECONDS, which may have a fraction\n";
+    "                     SECONDS, which may have a fraction; with --json only changes\n";
 
 static constexpr option list_options[] = {
     {"help", no_argument, nullptr, 'h'},
@@ -107,8 +108,6 @@ int list_command(int argc, char **argv)
             return fault_in_option(argv, list_options);
         }
     }
-    if (as_json && interval != 0)
-        return misunderstood("--json and --watch cannot be given together");
     Identities identities;
     if (const int status = identities.read(argc - optind, argv + optind))
         return status;
@@ -117,7 +116,7 @@ int list_command(int argc, char **argv)
     if (const int status = identities.check(request))
         return status;
     if (interval != 0)
-        return watch(identities, interval);
+        return as_json ? tell_changes(identities, interval) : watch(identities, interval);
     const Clocks clocks;
     if (clocks.opened())
         as_json ? list_as_json(clocks, identities) : list_as_text(clocks, identities);

@@ -97,7 +97,7 @@ TEST_F(Utility, ShowsWhoLivesByWhichClock)
 TEST_F(Utility, WatchesTheClocks)
 {
     const std::string job =
-        "cat >job <<'END'\nstty rows 5\nset -m\nawait() { until grep -qsa \"$1\" seen; do :; done; }\n"
+        "cat >job <<'END'\nstty rows 5\nset -m\n: >seen; await() { until grep -qsa \"$1\" seen; do :; done; }\n"
         "watch() { sh -c 'echo $$ >pid; exec ./ovuser list --watch=9'; }\n";
     const std::string run =
         "\necho \"status $?\"\nEND\nrm -f seen; TERM=xterm timeout 9 script -qefc 'bash ./job' seen "
@@ -111,9 +111,28 @@ TEST_F(Utility, WatchesTheClocks)
          "?1049h\n7mFrozen\n... and 3 more\n7mFrozen\n... and 2 more\n?1049l\n= 0"},
         {job + "(await more; kill -TSTP $(cat pid)) & watch; kill -TERM $(cat pid) & fg" + run + " | grep -v '[Fm]'",
          "?1049h\n?1049l\n?1049h\n?1049l\nstatus 143\n= 0"},
-        {"$OV list --json --watch; $OV list --watch=x; $OV list --watch=0.01", ERROR
-         "--json and --watch cannot be given together\n" AND_ERROR "--watch takes seconds from 0.05 to 86400, not "
-         "'x'\n" AND_ERROR "--watch takes seconds from 0.05 to 86400, not '0.01'\n= 2"},
+        {"$OV list --watch=x; $OV list --watch=0.01",
+         ERROR "--watch takes seconds from 0.05 to 86400, not 'x'\n" AND_ERROR
+               "--watch takes seconds from 0.05 to 86400, not '0.01'\n= 2"},
+    });
+}
+
+// A running clock, a fast one and real time are told once, however long they run; no reader, no watch.
+TEST_F(Utility, TellsTheChangesOfClocks)
+{
+    expect({
+        {"{ timeout 5 $OV list --watch 0.05 --json; echo $? >end; } | head -n 1 | jq -r .change; cat end",
+         "real\n0\n= 0"},
+        {"export TZ=CET-1CEST,M3.5.0,M10.5.0/3; $OV add nobody --at '2030-03-31 01:59' --speed 60 >log\n"
+         "timeout 5 $OV list --watch 0.05 --json | head -n 3 | jq -r '.time // .change' | cut -c 20-; $OV reset >log",
+         "+01:00\n\n+02:00\n= 0"},
+        {"{ $OV add bin --speed 1000; $OV add sys --speed -3; $OV add nobody --days 1; } >log; : >seen\n"
+         "$OV list --json --watch 0.05 >>seen & await() { until [ \"$(cat seen | wc -l)\" -ge $1 ]; do :; done; }\n"
+         "{ await 4; sleep 2; $OV set nobody --in '1d 9s'; await 5; $OV set nobody --speed frozen; await 6\n"
+         "$OV set sys --rewind; await 7; $OV delete sys; await 8; } >log; kill $!\n"
+         "jq -r '[.change, .name, .speed, .rewind, has(\"epoch\")] | join(\" \")' seen",
+         "set bin 1000 false true\nset sys -3 false true\nset nobody 1 false true\nreal    true\n"
+         "set nobody 1 false true\nset nobody 0 false true\nset sys -3 true true\ngone sys   false\n= 0"},
     });
 }
 

@@ -1,0 +1,212 @@
+#include "ovuser/changes.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+#include "ovuser/clocks.h"
+#include "ovuser/command.h"
+#include "ovuser/output.h"
+#include "ovuser/screen.h"
+#include "ovuser/text.h"
+
+namespace ovuser
+{
+
+static double pace_of(const ov_clock &clock)
+{
+    return is_frozen(clock) ? 0 : clock.speed < 0 ? -1.0 / clock.speed : clock.speed;
+}
+
+static long offset_of(time_t instant)
+{
+    struct tm local;
+    return localtime_r(&instant, &local) != nullptr ? local.tm_gmtoff : 0;
+}
+
+// The real time of a look at the table, and seconds of the monotonic clock before and after both were read.
+struct Look {
+    double before;
+    time_t real;
+    double after;
+};
+
+// What a clock showed when the monotonic clock was at 0, as nearly as all looks tell: it is read in whole units, at
+// some moment of the look.
+class Anchor
+{
+  public:
+    // Whether a look fits all those before it.
+    bool fits(int64_t value, double pace, const Look &look)
+    {
+        const auto shown = static_cast<double>(value);
+        least_ = std::max(least_, shown - pace * look.after);
+        most_ = std::min(most_, shown + 1 + pace - pace * look.before);
+        return least_ <= most_;
+    }
+
+  private:
+    double least_ = -1e30, most_ = 1e30;
+};
+
+// A clock as it was told.
+struct Told {
+    ov_clock clock;
+    long offset; // of the zone, which a clock may cross a change of
+    Anchor anchor;
+    bool met; // in the present look
+};
+
+class Changes
+{
+  public:
+    Changes() = default;
+    ~Changes() { free(told_); }
+    Changes(const Changes &) = delete;
+    Changes &operator=(const Changes &) = delete;
+
+    // Writes what is not as it was told. False without memory.
+    bool tell(const Clocks &clocks, Identities &identities, const Look &look);
+
+  private:
+    Told *find(const ov_clock &clock);
+    Told *add();
+    void tell_gone();
+    void tell_real(const Look &look);
+
+    Told *told_ = nullptr;
+    size_t count_ = 0, room_ = 0;
+    size_t next_ = 0; // where the next clock of a look stands, unless something has changed
+    Anchor real_;
+    bool began_ = false;
+};
+
+Told *Changes::find(const ov_clock &clock)
+{
+    for (size_t i = 0; i < count_; ++i, ++next_) {
+        Told &told = told_[next_ %= count_];
+        if (told.clock.kind == clock.kind && told.clock.id == clock.id)
+            return ++next_, &told;
+    }
+    return nullptr;
+}
+
+Told *Changes::add()
+{
+    if (count_ == room_) {
+        const size_t room = room_ > 0 ? 2 * room_ : 16;
+        void *more = realloc(told_, room * sizeof *told_);
+        if (more == nullptr)
+            return nullptr;
+        told_ = static_cast<Told *>(more);
+        room_ = room;
+    }
+    return &told_[count_++];
+}
+
+static void begin_line(Json &json, const char *change)
+{
+    json.open('{');
+    json.text("change", change);
+}
+
+static void end_line(Json &json)
+{
+    json.close('}');
+    fputc('\n', stdout);
+}
+
+void Changes::tell_gone()
+{
+    size_t left = 0;
+    for (size_t i = 0; i < count_; ++i) {
+        if (told_[i].met) {
+            told_[left++] = told_[i];
+            continue;
+        }
+        Json json(stdout, Json::on_one_line);
+        begin_line(json, "gone");
+        write_owner(json, told_[i].clock);
+        end_line(json);
+    }
+    count_ = left;
+}
+
+void Changes::tell_real(const Look &look)
+{
+    if (real_.fits(look.real, 1, look) && began_)
+        return;
+    real_ = {};
+    real_.fits(look.real, 1, look);
+    began_ = true;
+    Json json(stdout, Json::on_one_line);
+    begin_line(json, "real");
+    json.text("real", Timestamp(look.real).text);
+    json.number("epoch", look.real);
+    end_line(json);
+}
+
+static bool is_same(Told &told, const ov_clock &clock, const Look &look)
+{
+    return told.clock.speed == clock.speed && told.clock.rewind == clock.rewind && told.clock.origin == clock.origin &&
+           told.offset == offset_of(clock.value) && told.anchor.fits(clock.value, pace_of(clock), look);
+}
+
+bool Changes::tell(const Clocks &clocks, Identities &identities, const Look &look)
+{
+    for (size_t i = 0; i < count_; ++i)
+        told_[i].met = false;
+    for (const ov_clock &clock : clocks) {
+        if (!identities.include(clock))
+            continue;
+        Told *told = find(clock);
+        const bool same = told != nullptr && is_same(*told, clock, look);
+        if (told == nullptr && (told = add()) == nullptr)
+            return false;
+        told->met = true;
+        if (same)
+            continue;
+        *told = {clock, offset_of(clock.value), {}, true};
+        told->anchor.fits(clock.value, pace_of(clock), look);
+        Json json(stdout, Json::on_one_line);
+        begin_line(json, "set");
+        write_clock(json, clock, look.real);
+        end_line(json);
+    }
+    tell_gone();
+    tell_real(look);
+    fflush(stdout);
+    return true;
+}
+
+// Who has gone would be noticed at the next change alone, which may never come.
+static bool somebody_reads()
+{
+    pollfd output = {STDOUT_FILENO, 0, 0};
+    return poll(&output, 1, 0) == 0 && output_works();
+}
+
+int tell_changes(Identities &identities, int64_t interval)
+{
+    const auto seconds = [] { return static_cast<double>(monotonic_time()) / 1e9; };
+    Changes changes;
+    do {
+        Look look = {seconds(), 0, 0};
+        const Clocks clocks;
+        look.real = real_time();
+        look.after = seconds();
+        if (!clocks.complete())
+            return clocks.conclude();
+        if (!changes.tell(clocks, identities, look))
+            return failed("no memory");
+        const timespec time = {interval / 1'000'000'000, interval % 1'000'000'000};
+        nanosleep(&time, nullptr);
+    } while (somebody_reads());
+    return done;
+}
+
+} // namespace ovuser

@@ -1,6 +1,5 @@
 #!/bin/sh
-# What is promised of the files themselves: names exported, libraries needed, size, a header for C too, and that
-# each folder includes only what lies below it.
+# What is promised of the files themselves: names exported, libraries needed, size, and headers for C, too.
 # Usage: library.sh SOURCE_FOLDER BUILD_FOLDER C_COMPILER BUILD_TYPE
 set -eu
 export LC_ALL=C
@@ -79,19 +78,4 @@ for other in __BYTE_ORDER__=4321:little-endian __SIZEOF_POINTER__=4:64-bit; do
     "$cc" -D"${other%:*}" -fsyntax-only -w -x c++ "$source/base/machine.h" 2>&1 |
         grep -q "Orvane runs on ${other#*:} machines only" || complain "not refused: $other"
 done
-
-# FOLDER MAY_INCLUDE...
-while read -r folder allowed; do
-    grep -rn '^#include "' "$source/$folder" |
-        grep -vE "\"(ov_helper\.h|$allowed)" && complain "$folder/ includes what does not lie below it"
-done <<'END'
-base base/
-contract linux/
-timespec (contract|base|timespec)/
-identity (base|identity)/
-control (contract|base|timespec|identity|control)/
-engine (contract|base|timespec|identity|control|engine)/
-ovuser (base|ovuser)/
-simulator (contract|base|simulator)/
-END
 exit $status

@@ -89,70 +89,64 @@ constexpr bool take_offset(const char *&text, Timestamp &t)
     return true;
 }
 
-// Whether a text is of a form: strptime's letters, but T for a T or a blank, z for Z or +hh:mm, and s with a sign. A
-// fraction of a second is passed over.
+// Reads the field that a letter stands for: strptime's letters, but T for a T or a blank, z for Z or +hh:mm, and s with
+// a sign. A fraction of a second is passed over.
+constexpr bool take_field(char letter, const char *&text, Timestamp &t)
+{
+    switch (letter) {
+    case 'Y': // a year of five digits may have a sign
+        text += *text == '+' ? 1 : 0;
+        return take_digits(text, 4, 5, t.year);
+    case 'm':
+        return take_digits(text, 2, 2, t.month);
+    case 'd':
+        return take_digits(text, 2, 2, t.day);
+    case 'e':
+        return take_digits(text, 1, 2, t.day);
+    case 'H':
+        return take_digits(text, 2, 2, t.hour);
+    case 'M':
+        return take_digits(text, 2, 2, t.minute);
+    case 'S': {
+        int64_t fraction = 0;
+        return take_digits(text, 2, 2, t.second) && (*text != '.' || take_digits(++text, 1, 18, fraction));
+    }
+    case 'T':
+        if (*text != 'T' && *text != 't' && *text != ' ')
+            return false;
+        ++text;
+        return true;
+    case 'z':
+        return take_offset(text, t);
+    case 'a':
+        return take_name(text, "SunMonTueWedThuFriSat", t.weekday);
+    case 'b':
+        if (!take_name(text, "JanFebMarAprMayJunJulAugSepOctNovDec", t.month))
+            return false;
+        ++t.month;
+        return true;
+    default: { // s
+        const bool negative = *text == '-';
+        text += negative ? 1 : 0;
+        const bool good = take_digits(text, 1, 18, t.second);
+        t.second *= negative ? -1 : 1;
+        return good;
+    }
+    }
+}
+
 constexpr bool has_form(const char *text, const char *form, Timestamp &t)
 {
     for (; *form != '\0'; ++form) {
-        if (*form != '%') {
-            if (*text++ != *form)
+        if (*form == '%') {
+            if (!take_field(*++form, text, t))
                 return false;
-            while (*form == ' ' && *text == ' ')
-                ++text;
             continue;
         }
-        bool good = false;
-        switch (*++form) {
-        case 'Y': // a year of five digits may have a sign
-            text += *text == '+' ? 1 : 0;
-            good = take_digits(text, 4, 5, t.year);
-            break;
-        case 'm':
-            good = take_digits(text, 2, 2, t.month);
-            break;
-        case 'd':
-            good = take_digits(text, 2, 2, t.day);
-            break;
-        case 'e':
-            good = take_digits(text, 1, 2, t.day);
-            break;
-        case 'H':
-            good = take_digits(text, 2, 2, t.hour);
-            break;
-        case 'M':
-            good = take_digits(text, 2, 2, t.minute);
-            break;
-        case 'S':
-            good = take_digits(text, 2, 2, t.second);
-            if (good && *text == '.') {
-                int64_t fraction = 0;
-                good = take_digits(++text, 1, 18, fraction);
-            }
-            break;
-        case 'T':
-            good = *text == 'T' || *text == 't' || *text == ' ';
-            ++text;
-            break;
-        case 'z':
-            good = take_offset(text, t);
-            break;
-        case 'a':
-            good = take_name(text, "SunMonTueWedThuFriSat", t.weekday);
-            break;
-        case 'b':
-            good = take_name(text, "JanFebMarAprMayJunJulAugSepOctNovDec", t.month);
-            ++t.month;
-            break;
-        default: { // s
-            const bool negative = *text == '-';
-            text += negative ? 1 : 0;
-            good = take_digits(text, 1, 18, t.second);
-            t.second *= negative ? -1 : 1;
-            break;
-        }
-        }
-        if (!good)
+        if (*text++ != *form)
             return false;
+        while (*form == ' ' && *text == ' ')
+            ++text;
     }
     return *text == '\0';
 }

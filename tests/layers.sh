@@ -1,0 +1,73 @@
+#!/bin/sh
+# What is promised of the sources' shape: a folder includes itself and what the table below lists for it, no includes
+# form a circle, and files and functions are short. Usage: layers.sh SOURCE_FOLDER
+set -eu
+export LC_ALL=C
+cd "$1"
+sources=$(find ./* -path ./build -prune -o \( -name '*.cc' -o -name '*.h' -o -name '*.c' \) -print | sed 's,^\./,,')
+
+# FOLDER: what it may include besides itself. A folder lists only those above it in the table, so there is no circle.
+# An exclamation mark allows an include that is still to go.
+cat >"${TMPDIR:-/tmp}/layers.$$" <<'END'
+include:
+base:
+contract:
+timespec: include base contract
+identity: include base
+control: include base contract identity
+engine: include base contract timespec identity control
+module: contract
+ovuser: include base
+simulator/bare: base
+simulator/identity: base simulator/bare
+simulator/table: base contract simulator/bare simulator/identity
+simulator/readings: base simulator/bare simulator/identity simulator/table simulator/image!
+simulator/image: base simulator/bare simulator/identity simulator/table simulator/readings
+simulator/control: contract simulator/bare simulator/table simulator/readings
+simulator/exec: simulator/bare simulator/table simulator/trace!
+simulator/trace: simulator/bare simulator/identity simulator/image simulator/exec
+simulator/files: simulator/bare simulator/readings simulator/control simulator/exec
+simulator/waits: simulator/bare simulator/readings
+simulator/syscall: simulator/bare simulator/identity simulator/readings simulator/waits
+simulator/launcher: simulator/bare simulator/table simulator/control simulator/exec
+END
+trap 'rm -f "${TMPDIR:-/tmp}/layers.$$"' EXIT
+
+# A source and its header are one: includes of the source count for the circles, too. OPEN: still has circles.
+awk -v open='ovuser' '
+    function folder(path) { sub("/[^/]*$", "", path); return path }
+    function stem(path) { sub("[.][a-z]*$", "", path); return path }
+    function complain(what) { print what; status = 1 }
+    FILENAME ~ /layers[.][0-9]*$/ {
+        sub(":", "", $1)
+        known[$1] = 1
+        for (i = 2; i <= NF; ++i) {
+            later = sub("!", "", $i)
+            if (!later && !($i in known))
+                complain($1 "/ lists " $i "/, which does not lie below it")
+            allowed[$1, $i] = 1
+        }
+        next
+    }
+    FNR == 1 { longest = FILENAME ~ /^tests/ ? 90 : 60; begin = 0 }
+    FNR == 351 { complain(FILENAME " has more than 350 lines") }
+    /^[{]$/ { begin = FNR }
+    /^[}]$/ {
+        if (begin != 0 && FNR - begin > longest + 1)
+            complain(FILENAME ":" begin ": a function of " FNR - begin - 1 " lines")
+        begin = 0
+    }
+    /^#include "/ {
+        split($0, quoted, "\"")
+        to = quoted[2] ~ "/" ? quoted[2] : quoted[2] == "ov_helper.h" ? "include/ov_helper.h" : folder(FILENAME) "/" quoted[2]
+        from = folder(FILENAME)
+        if (from in known && from != folder(to) && !((from, folder(to)) in allowed))
+            complain(FILENAME " includes " to)
+        if (stem(FILENAME) != stem(to) && from != open)
+            edges[stem(FILENAME) " " stem(to)] = 1
+    }
+    END {
+        for (edge in edges)
+            print edge | "tsort >/dev/null"
+        exit close("tsort >/dev/null") != 0 || status
+    }' "${TMPDIR:-/tmp}/layers.$$" $sources

@@ -10,6 +10,7 @@
 #include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
+#include <sys/timerfd.h>
 #include <sys/timex.h>
 #include <time.h>
 #include <unistd.h>
@@ -77,6 +78,18 @@ long host_syscall(long number, long a, long b, long c, long d, long e, long f)
     default:
         return kernel(number, a, b, c, d, e, f);
     }
+}
+
+/* Its time is set before each setting of a timer, which cancels one that had asked to be told. */
+int timerfd_settime(int timer, int flags, const struct itimerspec *wanted, struct itimerspec *old)
+{
+    static int is_to_be_told;
+    const int was_to_be_told = is_to_be_told, result = (int)kernel(SYS_timerfd_settime, timer, flags, wanted, old);
+    is_to_be_told = flags & TFD_TIMER_CANCEL_ON_SET;
+    if (!was_to_be_told || !is_to_be_told)
+        return result;
+    errno = ECANCELED;
+    return -1;
 }
 
 uid_t geteuid(void)

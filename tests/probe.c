@@ -19,6 +19,7 @@
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/timeb.h>
+#include <sys/timerfd.h>
 #include <sys/timex.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -126,6 +127,11 @@ static void set_all(void)
                            ANSWER(clock_settime(CLOCK_MONOTONIC, &instant))};
     for (size_t i = 0; i < COUNT(answers); ++i)
         printf("%d ", answers[i]);
+    struct itimerspec soon = {.it_value = {time(NULL) + 1000, 0}};
+    const int timer = timerfd_create(CLOCK_REALTIME, 0), told = TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET;
+    printf("%d ", ANSWER(timerfd_settime(timer, told, &soon, NULL)));
+    timerfd_gettime(timer, &soon);
+    printf("%d", soon.it_value.tv_sec <= 1000);
 }
 
 static void *read_as_nobody(void *unused)

@@ -16,7 +16,7 @@ TEST_F(Utility, WaitsUntilItsClockGetsThere)
                     "begin '--epoch 1924419600' '2000 2000' '(sleep 1; ./ovuser delete p:$$ >/dev/null) &'\n"
                     "begin '--epoch 1924419600' '2000 2000' '(sleep 1; ./ovuser delete p:$$ >/dev/null; "
                     "./ovuser add p:$$ $FREEZE >/dev/null) &'\n"
-                    "./waits 400 400\n"
+                    "./waits 400 400; ./waits -5000 0\n"
                     "wait",
                     "$SIM"),
               "= 0");

@@ -8,7 +8,6 @@
 #include <mqueue.h>
 #include <pthread.h>
 #include <semaphore.h>
-#include <setjmp.h>
 #include <signal.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -29,6 +28,8 @@ __asm__(".symver timer_settime_of_2003, timer_settime@GLIBC_2.2.5");
 int timer_create_of_2003(clockid_t, struct sigevent *, int *);
 __asm__(".symver timer_create_of_2003, timer_create@GLIBC_2.2.5");
 #endif
+
+int try_odd_instants(void);
 
 /* Held by the main thread. */
 static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER, inheriting;
@@ -238,66 +239,6 @@ static void *go_one_way(void *argument)
     way->milliseconds = (end.tv_sec - begin.tv_sec) * 1000 + (end.tv_nsec - begin.tv_nsec) / 1000000;
     __atomic_store_n(&way->ended, 1, __ATOMIC_RELEASE);
     return NULL;
-}
-
-static int tell(const char *what, int right)
-{
-    if (!right)
-        printf("%s\n", what);
-    return !right;
-}
-
-static sigjmp_buf out;
-
-static void jump(int signal)
-{
-    siglongjmp(out, signal);
-}
-
-/* Leaves calls that set a timer, wherever they are: it is never found set to what nobody has asked for. */
-static int interrupt_timers(void)
-{
-    const struct itimerval often = {{0, 200}, {0, 200}}, never = {{0, 0}, {0, 0}};
-    const int timer = timerfd_create(CLOCK_REALTIME, 0);
-    struct itimerspec wanted = {.it_value = {0, 0}}, left;
-    volatile int wrong = 0, jumps = 0;
-    clock_gettime(CLOCK_REALTIME, &wanted.it_value);
-    wanted.it_value.tv_sec += 1000;
-    signal(SIGALRM, jump);
-    setitimer(ITIMER_REAL, &often, NULL);
-    if (sigsetjmp(out, 1) != 0) {
-        timerfd_gettime(timer, &left);
-        wrong |= left.it_value.tv_sec > 1000000;
-        ++jumps;
-    }
-    while (jumps < 500)
-        timerfd_settime(timer, TFD_TIMER_ABSTIME, &wanted, NULL);
-    setitimer(ITIMER_REAL, &never, NULL);
-    return wrong;
-}
-
-/* What the calls refuse, and what means something else: where nothing is waited for. */
-static int try_odd_instants(void)
-{
-    const struct timespec too_many = {1, 1000000000}, before = {-1, 0};
-    const int timer = timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK);
-    struct itimerspec left;
-    uint64_t count = 0;
-    int wrong = tell("takes a second of too many nanoseconds",
-                     clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &too_many, NULL) == EINVAL);
-    wrong |= tell("takes an instant before the epoch",
-                  clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &before, NULL) == EINVAL);
-    timerfd_settime(timer, TFD_TIMER_ABSTIME, &(struct itimerspec){.it_value = {1, 0}}, NULL);
-    usleep(10000);
-    wrong |= tell("never comes to a distant past", read(timer, &count, sizeof count) == sizeof count);
-    timerfd_settime(timer, TFD_TIMER_ABSTIME, &(struct itimerspec){.it_value = {0, 0}}, NULL);
-    usleep(10000);
-    wrong |= tell("takes a stopped timer for one of the epoch", read(timer, &count, sizeof count) < 0);
-    timerfd_settime(timer, 0, &(struct itimerspec){.it_value = {1000, 0}}, NULL);
-    timerfd_settime(timer, TFD_TIMER_ABSTIME, &(struct itimerspec){too_many, {1, 0}}, NULL);
-    timerfd_gettime(timer, &left);
-    wrong |= tell("sets a timer that it refuses", left.it_value.tv_sec <= 1000);
-    return wrong | tell("strands a timer", !interrupt_timers());
 }
 
 int main(int argc, char **argv)

@@ -1,10 +1,12 @@
 // Memory that a caller names, and may name wrongly.
 #pragma once
 
+#include <linux/futex.h>
 #include <sys/uio.h>
 
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 
 #include "simulator/bare/system_call.h"
 
@@ -34,6 +36,14 @@ template <typename Record> int read_given(Record &own, void *given)
 template <typename Record> int write_given(void *given, Record &own)
 {
     return copy_by_kernel(SYS_process_vm_writev, &own, given, sizeof own);
+}
+
+// Whether a program has an instant there. A wait for no bit of a word waits for nothing, but the kernel reads first
+// until when it was to last: that takes less than a copy, and filters that let a program wait allow it.
+inline bool is_readable(const timespec *instant)
+{
+    const uint32_t word = 0;
+    return system_call(SYS_futex, &word, FUTEX_WAIT_BITSET, 0, instant, nullptr, 0) != -EFAULT;
 }
 
 } // namespace sim

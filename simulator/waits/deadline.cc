@@ -1,5 +1,6 @@
 #include "simulator/waits/deadline.h"
 
+#include "simulator/bare/memory.h"
 #include "simulator/readings/own_clock.h"
 #include "simulator/readings/readings.h"
 
@@ -10,7 +11,7 @@ const timespec *real_deadline(clockid_t source, const timespec *instant, timespe
 {
     Pace pace;
     const bool shows_time = source == CLOCK_REALTIME || source == CLOCK_REALTIME_ALARM || source == CLOCK_TAI;
-    if (!shows_time || instant == nullptr || !own_clock(pace))
+    if (!shows_time || instant == nullptr || !own_clock(pace) || !is_readable(instant))
         return instant;
     if (instant->tv_sec < 0 || instant->tv_nsec < 0 || instant->tv_nsec > 999'999'999)
         return instant;

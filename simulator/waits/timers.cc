@@ -1,8 +1,10 @@
 // What stands in for the calls that set a timer to an instant. From one expiry to the next it is real time.
 #include <sys/timerfd.h>
 
+#include <cerrno>
 #include <cstdlib>
 
+#include "simulator/bare/memory.h"
 #include "simulator/bare/next.h"
 #include "simulator/bare/signals.h"
 #include "simulator/bare/versions.h"
@@ -24,27 +26,31 @@ static clockid_t source_that_shows(time_t shown)
 }
 
 // By which clock a timer counts is not told by the kernel. So it is set to a far instant first, and asked how long that
-// is, while no signal handler can leave for good in between. That somebody has set the machine's clock, which cancels
-// the setting of some timers, is for the second call to say.
+// is, while no signal handler can leave for good in between. A call that sets a timer may still fail: the kernel cannot
+// write the old setting, or somebody has set the machine's clock, which some timers are to be told.
 template <typename Timer>
 static int set_until(Next<Set<Timer>> &set, Next<Get<Timer>> &get, Timer timer, int flags, const itimerspec *wanted,
                      itimerspec *old)
 {
-    const bool starts = wanted != nullptr && (wanted->it_value.tv_sec != 0 || wanted->it_value.tv_nsec != 0);
-    if (!starts || (flags & TIMER_ABSTIME) == 0)
-        return set(timer, flags, wanted, old);
     timespec real;
-    if (real_deadline(CLOCK_REALTIME, &wanted->it_value, real) == &wanted->it_value)
+    const bool is_instant = (flags & TIMER_ABSTIME) != 0 && wanted != nullptr && is_readable(&wanted->it_interval);
+    if (!is_instant || real_deadline(CLOCK_REALTIME, &wanted->it_value, real) == &wanted->it_value ||
+        (wanted->it_value.tv_sec == 0 && wanted->it_value.tv_nsec == 0)) // which stops it
         return set(timer, flags, wanted, old);
 
     constexpr time_t far = 8'000'000'000; // in the year 2223
     itimerspec until = *wanted, answer;
     const itimerspec question = {until.it_interval, {far, 0}};
     const SignalsHeld held;
-    if (set(timer, flags & ~TFD_TIMER_CANCEL_ON_SET, &question, old) != 0 || get(timer, &answer) != 0)
+    const int failed = set(timer, flags, &question, old) != 0 ? errno : 0;
+    if ((failed != 0 && failed != EFAULT && failed != ECANCELED) || get(timer, &answer) != 0)
         return -1;
     until.it_value = *real_deadline(source_that_shows(far - answer.it_value.tv_sec), &until.it_value, real);
-    return set(timer, flags, &until, nullptr);
+    if (set(timer, flags, &until, nullptr) != 0)
+        return -1;
+    if (failed != 0)
+        errno = failed;
+    return failed != 0 ? -1 : 0;
 }
 
 static SIM_NEXT(timerfd_settime, Set<int>);

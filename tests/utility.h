@@ -29,8 +29,8 @@ class Utility : public testing::Test
         std::string name = fs::temp_directory_path() / "ovuser.XXXXXX";
         folder = mkdtemp(name.data());
         fs::permissions(folder, fs::perms(0755));
-        for (const char *program :
-             {"ovuser", "zynov-sim", "libzynov_sim.so", "tests/host.so", "tests/listing", "tests/probe", "tests/waits"})
+        for (const char *program : {"ovuser", "zynov-sim", "libzynov_sim.so", "tests/early.so", "tests/host.so",
+                                    "tests/listing", "tests/probe", "tests/waits"})
             fs::copy(fs::path(PROGRAMS) / program, folder);
     }
     static void TearDownTestSuite() { fs::remove_all(folder); }

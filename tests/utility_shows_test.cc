@@ -44,6 +44,10 @@ TEST_F(Utility, ShowsProgramsTheirTime)
          "$own sh -c './ovuser list | grep -c p:; ./ovuser reset >/dev/null 2>&1; exec date +%s'; ./ovuser list | grep "
          "-c p:",
          "1\n" + christmas + "\n0\nreal\n1\n= 0"},
+        // A library that asks before the loader is done.
+        {"$OV reset >/dev/null 2>&1; ./ovuser add p:$$ $FREEZE >/dev/null; export LD_PRELOAD=$LD_PRELOAD:./early.so;"
+         "exec date +%s",
+         "early " + christmas + "\n= 0"},
         // Beside a machine whose atomic time is ahead, and where root is played: none of it reaches the machine's
         // clock.
         {"$OV reset >/dev/null 2>&1; ./ovuser add u:65534 $FREEZE >/dev/null; export LD_PRELOAD=$LD_PRELOAD:./host.so;"

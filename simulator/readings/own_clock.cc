@@ -19,7 +19,7 @@
 namespace sim
 {
 
-SIM_NEXT(clock_gettime, int(clockid_t, timespec *));
+SIM_NEXT_EARLY(clock_gettime, SYS_clock_gettime, int(clockid_t, timespec *));
 
 // Null when there is none, and only real time, or when it was not looked for yet.
 static std::atomic<const Table *> attached_table;
@@ -64,7 +64,7 @@ static const Table *open_table(const char *state)
 // Usually before main; earlier when a library of the program asks for the time as it is loaded.
 __attribute__((constructor, cold)) static void attach()
 {
-    if (attached.load(std::memory_order_acquire))
+    if (attached.load(std::memory_order_acquire) || !is_relocated())
         return;
     ov::ErrnoGuard keep;
     image.store(config_of_image(getauxval(AT_SYSINFO_EHDR)), std::memory_order_relaxed);

@@ -18,7 +18,7 @@ bool own_clock(Pace &pace);
 bool read_clock(timespec &time);
 
 // The C library's own.
-extern Next<int(clockid_t, timespec *)> next_clock_gettime;
+extern Next<int(clockid_t, timespec *), SYS_clock_gettime> next_clock_gettime;
 
 // The real time by one of the system's clocks, whatever clock this process lives by.
 timespec real_time(clockid_t source = CLOCK_REALTIME);

@@ -11,8 +11,12 @@
 namespace sim
 {
 
-static SIM_NEXT(gettimeofday, int(timeval *, void *));
-static SIM_NEXT(time, time_t(time_t *));
+#ifndef SYS_time // as on newer architectures
+constexpr long SYS_time = 0;
+#endif
+
+static SIM_NEXT_EARLY(gettimeofday, SYS_gettimeofday, int(timeval *, void *));
+static SIM_NEXT_EARLY(time, SYS_time, time_t(time_t *));
 static SIM_NEXT(timespec_get, int(timespec *, int));
 
 int64_t atomic_offset()

@@ -52,7 +52,8 @@ TEST_F(Utility, ShowsProgramsTheirTime)
         // clock.
         {"$OV reset >/dev/null 2>&1; ./ovuser add u:65534 $FREEZE >/dev/null; export LD_PRELOAD=$LD_PRELOAD:./host.so;"
          "./probe; $NOBODY ./probe; $NOBODY ./probe set; ./ovuser reset >/dev/null; $NOBODY ./probe set",
-         "real\n" + christmas + "\n1 1 1 1 1 1 1 1 1 1 1 1 0 0 0 125 1\n34 34 34 34 34 34 34 34 34 34 34 25 0 0 0 0 1\n= 0"},
+         "real\n" + christmas +
+             "\n1 1 1 1 1 1 1 1 1 1 1 1 0 0 0 125 1\n34 34 34 34 34 34 34 34 34 34 34 25 0 0 0 0 1\n= 0"},
         {"./ovuser add u:65534 $FREEZE >/dev/null; ./probe ids; ./ovuser add p:$$ $FREEZE >/dev/null; exec ./probe "
          "children",
          "real " + christmas + " real real real " + christmas + " \n" + christmas + " real real real real " +

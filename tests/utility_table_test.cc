@@ -33,6 +33,15 @@ TEST_F(Utility, MakesAWholeTableForItsUserAlone)
                   "true; echo $? $(ls full)'"),
             "125\n! zynov-sim: full/table: No space left on device\n= 0");
     }
+    // What an image of a container holds is copied when it is first written, and whoever runs is to see what follows.
+    if (can_mount()) {
+        EXPECT_EQ(
+            shell("mkdir image own work seen; ./zynov-sim --state image/table true; unshare -m sh -c 'mount -t tmpfs "
+                  "tmpfs own; mkdir own/upper own/work; mount -t overlay -o lowerdir=image,upperdir=own/upper,"
+                  "workdir=own/work overlay seen; ./zynov-sim --state seen/table perl -e \"system(q(./ovuser add p:) . "
+                  "\\$\\$ . q( $FREEZE >/dev/null)); print time\"'"),
+            "1924419600= 0");
+    }
     EXPECT_EQ(shell("(ulimit -f 0; ./zynov-sim --state small true 2>&1; echo $?) | cat; ls small*"),
               "zynov-sim: small: File too large\n125\n! ls: cannot access 'small*': No such file or directory\n= 2");
     EXPECT_EQ(

@@ -2,6 +2,7 @@
 // may fail; then the program lives by the real time.
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include "simulator/bare/system_call.h"
@@ -16,7 +17,10 @@ static bool map_table(const char *path, void *place)
         system_call(SYS_openat, AT_FDCWD, path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (descriptor < 0)
         return false;
-    const long mapped = system_call(SYS_mmap, place, sizeof(Table), PROT_READ, MAP_SHARED | MAP_FIXED, descriptor, 0);
+    struct stat file = {};
+    const bool whole = system_call(SYS_fstat, descriptor, &file) == 0 && file.st_size == sizeof(Table); // still
+    const long mapped =
+        whole ? system_call(SYS_mmap, place, sizeof(Table), PROT_READ, MAP_SHARED | MAP_FIXED, descriptor, 0) : 0;
     system_call(SYS_close, descriptor);
     return mapped > 0 && image_data.table.header == Header();
 }

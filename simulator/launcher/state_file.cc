@@ -55,10 +55,20 @@ static void forget_earlier_boots(int descriptor)
         begin_boot(*change.table(), boot);
 }
 
+// Of a file in an image under an overlay a copy is made when it is opened for writing. Done at the first change, that
+// would go to the copy alone, while all that runs by then reads the image.
+static void leave_image(const char *path)
+{
+    const int descriptor = open(path, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (descriptor >= 0) // or it is another's
+        close(descriptor);
+}
+
 void prepare_state(const char *path, bool shared)
 {
     const mode_t mode = shared ? 0666 : 0600;
     constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    leave_image(path);
     int descriptor = open(path, flags);
     if (descriptor < 0 && errno == ENOENT) {
         const int error = create_state(path, mode);

@@ -1,5 +1,6 @@
 """What programs that nothing can be preloaded into see of their clocks. Runs under zynov-sim, as root, in the folder
 that holds the programs."""
+import contextlib
 import os
 import random
 import signal
@@ -155,6 +156,7 @@ def choose():
     real, virtual = str(int(time.time()))[:7], str(FUTURE)
     for options, argv, seen, said in (
             ([], date, virtual, ""),
+            (["--state", "cut"], ["sh", "-c", ": >cut; exec /bin/busybox date +%s"], real, ""),
             (["--no-static"], date, real, static),
             (["--no-static", "--quiet", "--descendants"], ["sh", "-c", "/bin/busybox date +%s; true"], real, ""),
             (["--no-static"], ["sh", "-c", "/bin/busybox true; /bin/busybox date +%s"], real, static),  # said once
@@ -167,6 +169,8 @@ def choose():
              " ".join([str(FUTURE + 1)] * 5), ""),
             (["--descendants"], ["sh", "-c", "trap 'echo trapped' TRAP; kill -TRAP $$"], "trapped", ""),
             ([], ["/bin/busybox", "sh", "-c", CHILD], str(FUTURE + 1), "")):
+        with contextlib.suppress(FileNotFoundError):
+            os.remove("cut")
         status, output, errors = say(*sim, *options, *argv, **nobody)
         check(f"{options} {argv}", status == 0 and errors == said and
               (output == seen if seen != real else output.startswith(seen)), (output, errors))

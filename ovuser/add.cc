@@ -15,6 +15,7 @@
 #include "ovuser/command.h"
 #include "ovuser/plan.h"
 #include "ovuser/text.h"
+#include "ovuser/time_hints.h"
 
 namespace ovuser
 {
@@ -56,8 +57,10 @@ int AddWords::read(const char *subcommand, int argc, char **argv)
     }
     if (json_ && !dry_run_)
         return misunderstood("--json goes with --dry-run");
-    if (const int status = when_.complete(subcommand))
+    if (const int status = when_.complete(subcommand)) {
+        hint_on_stray_time(argc - optind, argv + optind);
         return status;
+    }
     return identities_.read_or_caller(subcommand, argc - optind, argv + optind);
 }
 

@@ -1,4 +1,6 @@
 #include <getopt.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -130,7 +132,7 @@ int Application::read()
 {
     if (const int status = file_.read())
         return status;
-    int worst = done;
+    int worst = file_.check_characters();
     char **words;
     for (int count; (count = file_.next_line(words)) != 0;) {
         int status = not_understood;
@@ -254,6 +256,9 @@ int apply_command(int argc, char **argv)
         return misunderstood("--json goes with --dry-run");
     if (optind + 1 < argc)
         return misunderstood("apply takes one file");
+    struct stat input; // somebody has chosen it, and nobody would read it
+    if (optind == argc && fstat(STDIN_FILENO, &input) == 0 && S_ISREG(input.st_mode))
+        return misunderstood("standard input is read where it is named: ovuser apply -");
     Application application(optind < argc ? argv[optind] : "/etc/orvane/clocks", options);
     const int status = application.read();
     return status == done ? application.carry_out() : status;

@@ -9,6 +9,8 @@
 #include "base/container.h"
 #include "ovuser/clocks.h"
 #include "ovuser/command.h"
+#include "ovuser/hints.h"
+#include "ovuser/text.h"
 #include "ovuser/trace.h"
 
 namespace ovuser
@@ -51,18 +53,28 @@ ov_clock Wanted::clock_of(const Identity &who) const
     return clock;
 }
 
+// 2030-12-25T09:00:00+01:00, Frozen, rewinding at midnight
+struct ClockWords {
+    ClockWords(int64_t value, int32_t speed, int32_t rewind)
+    {
+        snprintf(text, sizeof text, "%s, %s%s", Timestamp(value).text, clock_speed_string(speed),
+                 rewind != 0 ? ", rewinding at midnight" : "");
+    }
+    char text[128];
+};
+
 // What came of a request to the engine.
 class Outcome
 {
   public:
-    Outcome(const Identity &who, ov_request request) : who_(who)
+    Outcome(const Identity &who, const ov_request &request) : who_(who), request_(request)
     {
-        who.put_into(request);
-        result_ = ov_process_request(&request, &message_);
+        who.put_into(request_);
+        result_ = ov_process_request(&request_, &message_);
         error_ = errno;
         ov::close_left_open();                      // who has many identities has no more descriptors for it
         if (!was_there() && result_ != OV_NO_CLOCK) // of what changed nothing there is nothing to tell
-            trace(request, result_, message_);
+            trace(request_, result_, message_);
     }
     ~Outcome() { free(message_); }
     Outcome(const Outcome &) = delete;
@@ -76,20 +88,35 @@ class Outcome
         return result_ == OV_OK && message_ != nullptr && strstr(message_, " already has a virtual clock\n") != nullptr;
     }
 
-    // Shows the message, once. Returns the exit status.
-    int tell(bool several)
+    // Says what became of it, once; former is the clock that it took the place of. Returns the exit status.
+    int tell(bool several, const ov_clock *former = nullptr)
     {
-        if (was_there() && who_.kind != OV_USER) { // of whom the engine says uid, too
-            report("%s already has a virtual clock", who_.label());
+        char *const message = message_;
+        if (result_ == OV_OK) {
+            tell_success(former);
             return done;
         }
-        char *const message = message_;
         message_ = nullptr;
         return conclude(result_, message, several ? &who_ : nullptr, error_);
     }
 
   private:
+    void tell_success(const ov_clock *former) const
+    {
+        const ClockWords given(request_.virtime, request_.speed, request_.rewind);
+        if (request_.operation == OV_DELETE)
+            report("%s: back on the system clock", who_.numbered());
+        else if (was_there())
+            report("%s already has a virtual clock; left as it is: 'ovuser set' gives it anew", who_.numbered());
+        else if (former == nullptr)
+            report("%s: given %s", who_.numbered(), given.text);
+        else
+            report("%s: set anew, %s; was %s", who_.numbered(), given.text,
+                   ClockWords(former->value, former->speed, former->rewind).text);
+    }
+
     const Identity &who_;
+    ov_request request_;
     int32_t result_;
     int error_;
     char *message_ = nullptr;
@@ -115,8 +142,12 @@ int lend_clock(const Identity &who, const When &when, int64_t checked)
         return first.tell(false);
     if (!first.was_there())
         return done;
-    if (who.kind != OV_PROCESS)
-        return failed("%s already has a virtual clock", who.label());
+    if (who.kind != OV_PROCESS) {
+        failed("%s already has a virtual clock", who.numbered());
+        hint("perhaps of a run that was killed: 'ovuser list %s' shows it, 'ovuser delete %s' takes it away", who.text,
+             who.text);
+        return not_carried_out;
+    }
     reclaim_clock(who);
     Outcome second(who, wanted.request);
     return second.result() == OV_OK ? int{done} : second.tell(false);
@@ -142,18 +173,12 @@ static void put_back(const Identity &who, const ov_clock &former)
              former.speed, former.rewind != 0 ? " --rewind" : "");
 }
 
-// Of a value that the kernel module would refuse, before anything is done for it. Those of --offset are its to judge.
-static int check_value(const ov_request &request)
-{
-    char *const refusal = request.rel_mode == 0 ? refusal_of(request.virtime) : nullptr;
-    return refusal == nullptr ? int{done} : conclude(OV_BAD_TIME, refusal);
-}
-
 int check_clock(Identities &identities, const When &when, int64_t &checked)
 {
+    if (const int status = when.check_distance())
+        return status;
     ov_request request = when.request();
-    const int status = identities.check(request, &checked);
-    return status != done ? status : check_value(when.settled(checked));
+    return identities.check(request, &checked);
 }
 
 int replace_clock(const Identity &who, const When &when, int64_t checked, bool several, const Clocks &table)
@@ -170,8 +195,10 @@ int replace_clock(const Identity &who, const When &when, int64_t checked, bool s
         if (when.keeps_value()) // of somebody else's process
             return failed("%s has a clock that you may not see: give a time", who.label());
     }
-    if (const int status = check_value(wanted.request)) // one that is kept
-        return status;
+    if (when.keeps_value() && !is_in_range(wanted.request.virtime)) {
+        failed("%s: what its clock shows by now is out of range: give a time", who.label());
+        return check_rc(OV_BAD_TIME);
+    }
 
     ov_request removal = {};
     removal.operation = OV_DELETE;
@@ -179,7 +206,7 @@ int replace_clock(const Identity &who, const When &when, int64_t checked, bool s
     if (removed.result() != OV_OK && removed.result() != OV_NO_CLOCK)
         return removed.tell(several);
     Outcome added(who, wanted.request);
-    const int status = added.tell(several);
+    const int status = added.tell(several, present);
     if (status != done && present != nullptr)
         put_back(who, *present);
     return added.was_there() ? int{not_carried_out} : status;

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "ovuser/command.h"
+#include "ovuser/text.h"
 
 namespace ovuser
 {
@@ -33,9 +34,13 @@ int ClockFile::check_owner(int descriptor) const
         return failed("%s: %s", name_, strerror(errno));
     if (!S_ISREG(file.st_mode))
         return failed("%s: not a regular file; - is standard input", name_);
-    if (getuid() == 0 && (file.st_uid != 0 || (file.st_mode & (S_IWGRP | S_IWOTH)) != 0))
-        return failed("%s: others than root may write it", name_);
-    return done;
+    const bool anothers = file.st_uid != 0, writable = (file.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+    if (getuid() != 0 || (!anothers && !writable))
+        return done;
+    const Quoted name(name_);
+    return failed("%s: others than root may write it: %s%s%s%s%s", name_, anothers ? "chown root " : "",
+                  anothers ? name.text : "", anothers && writable ? " && " : "", writable ? "chmod go-w " : "",
+                  writable ? name.text : "");
 }
 
 bool ClockFile::read_all(int descriptor)
@@ -62,20 +67,42 @@ bool ClockFile::read_all(int descriptor)
     return true;
 }
 
-// No name or time has control characters; an end of the text before its end would hide what is behind.
-int ClockFile::check_characters() const
+// No name or time has control characters; an end of the text before its end would hide what is behind. A line with one
+// becomes a comment, so that what is wrong with the others is told as well.
+int ClockFile::check_characters()
 {
-    int line = 1;
-    for (size_t i = 0; i < length_; ++i) {
-        const auto character = static_cast<unsigned char>(text_[i]);
-        if (character == '\n') {
-            ++line;
-        } else if ((character < ' ' && character != '\t') || character == 0x7f) {
-            const Place here(name_, line);
-            return misunderstood("a control character, \\%03o", unsigned{character});
-        }
+    static constexpr char mark[] = "\xef\xbb\xbf";
+    int status = done, number = 1;
+    bool dos = false;
+    if (strncmp(text_, mark, strlen(mark)) == 0) {
+        memset(text_, ' ', strlen(mark));
+        status = misunderstood("%s: a byte order mark at its beginning: save it as UTF-8 without one", name_);
     }
-    return done;
+    for (char *line = text_, *const end = text_ + length_; line < end; ++number) {
+        auto *line_end = static_cast<char *>(memchr(line, '\n', static_cast<size_t>(end - line)));
+        line_end = line_end != nullptr ? line_end : end;
+        const Place here(name_, number);
+        if (line_end > line && line_end[-1] == '\r') {
+            line_end[-1] = ' ';
+            if (!dos) // as have all the others
+                status = misunderstood("DOS line ends: sed -i 's/\\r$//' takes them out");
+            dos = true;
+        }
+        bool told = false;
+        for (char *next = line; next < line_end; ++next) {
+            const auto character = static_cast<unsigned char>(*next);
+            if ((character >= ' ' && character != 0x7f) || character == '\t')
+                continue;
+            if (!told)
+                status = misunderstood("a control character, \\%03o", unsigned{character});
+            told = true;
+            *next = '?';
+        }
+        if (told)
+            *line = '#';
+        line = line_end + 1;
+    }
+    return status;
 }
 
 int ClockFile::read()
@@ -94,7 +121,7 @@ int ClockFile::read()
     const int error = errno;
     if (path_ != nullptr)
         close(descriptor);
-    return whole ? check_characters() : failed("%s: %s", name_, strerror(error));
+    return whole ? int{done} : failed("%s: %s", name_, strerror(error));
 }
 
 bool ClockFile::read_word()

@@ -18,6 +18,9 @@ class ClockFile
 
     // Anything but done is the exit status, with the reason told.
     int read();
+    // Tells of every line that has characters in it which no line may have, and skips it from then on. Returns the exit
+    // status.
+    int check_characters();
     // The words of the next line that has some, as a main function gets them, with the name of the file as the first;
     // they stay where they are, but the array is used again. Returns their number with the first, 0 behind the last
     // line, and -1 when it has been told what is wrong with a line.
@@ -30,7 +33,6 @@ class ClockFile
   private:
     int check_owner(int descriptor) const;
     bool read_all(int descriptor);
-    int check_characters() const;
     bool read_word();
 
     const char *path_, *name_;

@@ -137,9 +137,10 @@ bool is_frozen(const ov_clock &clock)
     return clock.speed == OV_SPEED_FROZEN || clock.speed > OV_SPEED_LIMIT;
 }
 
-int print_identity(FILE *stream, const ov_clock &clock, int width)
+void print_identity(FILE *stream, const ov_clock &clock, int columns)
 {
-    return fprintf(stream, "%c:", *kind_word(clock.kind)) + print_visible(stream, clock.name, width - 2);
+    fprintf(stream, "%c:", *kind_word(clock.kind));
+    print_visible(stream, Quoted(clock.name).text, columns - 2);
 }
 
 void write_owner(Json &json, const ov_clock &clock)

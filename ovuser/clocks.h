@@ -53,9 +53,8 @@ int64_t seconds_ahead(const ov_clock &clock, time_t real);
 
 bool is_frozen(const ov_clock &clock);
 
-// Whose a clock is, as the command line takes it, u:alice, with the name made visible and filled up to a width. Returns
-// how many characters that took.
-int print_identity(FILE *stream, const ov_clock &clock, int width = 0);
+// Whose a clock is, as the command line takes it: u:alice, u:'o d'. Made visible, and filled up to a number of columns.
+void print_identity(FILE *stream, const ov_clock &clock, int columns = 0);
 
 // As members of a JSON object: whose a clock is, all of it, and all but whose it is.
 void write_owner(Json &json, const ov_clock &clock);

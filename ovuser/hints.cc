@@ -6,10 +6,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 #include "ov_helper.h"
 #include "ovuser/command.h"
 #include "ovuser/text.h"
+#include "ovuser/time_hints.h"
 
 namespace ovuser
 {
@@ -88,17 +90,134 @@ static const option *name_option_fault(const char *typed, const option *known)
     return first;
 }
 
+// What other programs call something that has another name here.
+struct Synonym {
+    const char *typed, *meant;
+};
+
+void hint_on_subcommand(const char *typed, const Nearest &nearest)
+{
+    static constexpr Synonym synonyms[] = {
+        {"rm", "delete"},
+        {"remove", "delete"},
+        {"del", "delete"},
+        {"unset", "delete"},
+        {"status", "show"},
+        {"get", "show"},
+        {"info", "show"},
+        {"clear", "reset"},
+        {"flush", "reset"},
+        {"restore", "apply"},
+        {"load", "apply"},
+        {"import", "apply"},
+        {"dump", "save"},
+        {"export", "save"},
+        {"backup", "save"},
+        {"exec", "run"},
+        {"with", "run"},
+        {"ls", "list"},
+        {"watch", "list --watch"},
+        {"create", "add"},
+        {"new", "add"},
+        {"change", "set"},
+        {"modify", "set"},
+        {"update", "set"},
+        {"freeze", "set --speed frozen"},
+        {"version", "--version"},
+    };
+    for (const Synonym &synonym : synonyms)
+        if (strcmp(typed, synonym.typed) == 0)
+            return hint("did you mean %s?", synonym.meant);
+    if (nearest.found() != nullptr)
+        hint("did you mean %s?", nearest.found());
+    else if (typed[0] == '-' || (typed[0] != '\0' && strchr("ugp", typed[0]) != nullptr && typed[1] == ':'))
+        hint("a subcommand comes first: ovuser set %s ...", typed);
+}
+
+static bool is_known(const char *name, const option *known)
+{
+    const size_t length = strcspn(name, " ");
+    for (; known->name != nullptr; ++known)
+        if (strlen(known->name) == length && strncmp(known->name, name, length) == 0)
+            return true;
+    return false;
+}
+
+// Of a letter too, which other programs have for many an option.
+static bool hint_on_option(const char *typed, const option *known)
+{
+    static constexpr Synonym synonyms[] = {
+        {"time", "at"},
+        {"when", "at"},
+        {"start", "at"},
+        {"datetime", "at"},
+        {"a", "at"},
+        {"t", "at"},
+        {"d", "date"},
+        {"timestamp", "epoch"},
+        {"e", "epoch"},
+        {"after", "in"},
+        {"shift", "in"},
+        {"weeks", "in"},
+        {"seconds", "in"},
+        {"i", "in"},
+        {"rate", "speed"},
+        {"factor", "speed"},
+        {"pace", "speed"},
+        {"s", "speed"},
+        {"freeze", "speed frozen"},
+        {"frozen", "speed frozen"},
+        {"r", "rewind"},
+        {"force", "replace"},
+        {"f", "replace"},
+        {"overwrite", "replace"},
+        {"check", "dry-run"},
+        {"simulate", "dry-run"},
+        {"n", "dry-run"},
+        {"j", "json"},
+        {"format", "json"},
+        {"output", "json"},
+        {"w", "watch"},
+        {"follow", "watch"},
+        {"f", "watch"},
+        {"interval", "watch"},
+        {"sync", "prune"},
+        {"p", "prune"},
+        {"u", "user"},
+        {"uid", "user"},
+        {"g", "group"},
+        {"gid", "group"},
+    };
+    for (const Synonym &synonym : synonyms)
+        if (strcmp(typed, synonym.typed) == 0 && is_known(synonym.meant, known))
+            return hint("did you mean --%s?", synonym.meant), true;
+    for (const char *kind : {"user", "uid", "u", "group", "gid", "g", "process", "pid", "p"})
+        if (strcmp(typed, kind) == 0)
+            return hint("an identity is a word of its own: u:USER, g:GROUP or p:PID"), true;
+    return false;
+}
+
 int fault_in_option(char *const *argv, const option *known)
 {
     const char *typed = argv[optind - 1];
-    if (name_option_fault(typed, known) != nullptr || strncmp(typed, "--", 2) != 0)
+    const bool is_long = strncmp(typed, "--", 2) == 0;
+    if (name_option_fault(typed, known) != nullptr)
         return not_understood;
+    if (!is_long && argv[optind] != nullptr && argv[optind][0] == '-' && argv[optind][1] == optopt)
+        typed = argv[optind]; // whose letters getopt is still reading
     char word[32];
-    snprintf(word, sizeof word, "%.*s", static_cast<int>(strcspn(typed + 2, "=")), typed + 2);
+    const char *plain = typed + (is_long ? 2 : 1);
+    snprintf(word, sizeof word, "%.*s", static_cast<int>(strcspn(plain, "=")), plain);
+    if (!is_long && is_known(word, known)) {
+        hint("did you mean --%s?", word);
+        return not_understood;
+    }
+    if (!is_long) // a letter, in which nobody mistypes another
+        snprintf(word, sizeof word, "%c", optopt);
     Nearest nearest(word);
-    for (const option *entry = known; entry->name != nullptr; ++entry)
+    for (const option *entry = known; is_long && entry->name != nullptr; ++entry)
         nearest.consider(entry->name);
-    if (nearest.found() != nullptr)
+    if (!hint_on_option(word, known) && nearest.found() != nullptr)
         hint("did you mean --%s?", nearest.found());
     return not_understood;
 }
@@ -133,7 +252,9 @@ void hint_on_identity(const char *typed)
     if (strchr(typed, ',') != nullptr)
         return hint("identities are separated by blanks, not by commas");
     if (strchr(typed, ':') != nullptr && typed[0] >= '0' && typed[0] <= '9')
-        return hint("a time of two words is quoted: '2030-12-25 09:00'");
+        return hint("a time of two words is quoted: --at '2030-12-25 09:00'");
+    if (hint_on_stray_time(1, const_cast<char *const *>(&typed)))
+        return;
     uint32_t number;
     if (strchr(typed, ':') == nullptr && parse_uid(typed, OV_GROUP, &number) == 0)
         hint("did you mean the group, g:%s?", typed);

@@ -24,6 +24,9 @@ class Nearest
     int distance_;
 };
 
+// For a word in a subcommand's place, and the subcommand that is likest to it.
+void hint_on_subcommand(const char *typed, const Nearest &nearest);
+
 // For getopt's '?', with opterr at 0: says what is wrong with the option, which one may have been meant, and returns
 // not_understood.
 int fault_in_option(char *const *argv, const option *known);

@@ -14,6 +14,7 @@
 #include "ovuser/command.h"
 #include "ovuser/hints.h"
 #include "ovuser/names.h"
+#include "ovuser/text.h"
 
 namespace ovuser
 {
@@ -29,6 +30,18 @@ const char *Identity::label() const
     if (name != nullptr)
         return text;
     snprintf(own, sizeof own, "u:%s", get_username(kind, id));
+    return own;
+}
+
+const char *Identity::numbered() const
+{
+    static char own[1100];
+    uint32_t number;
+    const char *known = get_username(kind, id); // UNKNOWN may be a name, too
+    if (kind == OV_PROCESS || (strcmp(known, "UNKNOWN") == 0 && parse_uid(known, kind, &number) != 0))
+        snprintf(own, sizeof own, "%c:%" PRIu32, *kind_word(kind), id);
+    else
+        snprintf(own, sizeof own, "%c:%s (%" PRIu32 ")", *kind_word(kind), Quoted(known).text, id);
     return own;
 }
 
@@ -81,6 +94,9 @@ int read_identity(const char *text, Identity &identity)
     for (const auto &prefix : prefixes)
         if (text[0] == prefix.letter && text[1] == ':')
             identity = {text, text + 2, prefix.kind, 0, false};
+    constexpr size_t longest = 65000; // a name service may not stand more
+    if (strlen(text) > longest)
+        return misunderstood("an identity of %zu characters names nobody", strlen(text));
     if (identity.name[0] == '\0') // which to the engine would be root
         return misunderstood("'%s' names nobody: an unset variable, perhaps", text);
     return refuse_other_numbers(identity);
@@ -133,6 +149,8 @@ int Identities::check(ov_request &request, int64_t *value)
             const int status = ovuser::conclude(result, message, several() ? &identity : nullptr);
             if (result == OV_UNKNOWN_IDENTITY)
                 hint_on_identity(identity.text);
+            if (several() && request.operation != OV_LIST)
+                misunderstood("nothing has been changed for any of them");
             return status;
         }
     }

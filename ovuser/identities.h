@@ -21,6 +21,9 @@ struct Identity {
     // As typed, or u:NAME for the caller. A static text.
     const char *label() const;
 
+    // By name and number: u:alice (2001), p:4242. A static text; the identity is a resolved one.
+    const char *numbered() const;
+
     // Makes a request one about this identity alone.
     void put_into(ov_request &request) const;
 };

@@ -32,8 +32,8 @@ class Json
                 fputs("\\ufffd", stream_);
             else if (*value == '"' || *value == '\\')
                 fprintf(stream_, "\\%c", *value);
-            else if (const int control = control_character(value); control >= 0)
-                fprintf(stream_, "\\u%04x", static_cast<unsigned>(control));
+            else if (const int unseen = unseen_character(value); unseen >= 0)
+                fprintf(stream_, "\\u%04x", static_cast<unsigned>(unseen));
             else
                 fwrite(value, 1, length, stream_);
         }

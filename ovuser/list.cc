@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -75,13 +76,19 @@ static void list_as_json(const Clocks &clocks, Identities &identities)
     fputc('\n', stdout);
 }
 
-// Seconds as nanoseconds; 0 where a text is none.
+static bool is_number(const char *text)
+{
+    char *end;
+    strtod(text, &end);
+    return (isdigit(static_cast<unsigned char>(*text)) != 0 || *text == '.') && end != text && *end == '\0';
+}
+
+// Seconds as nanoseconds; 0 where there are none that are taken.
 static int64_t read_interval(const char *text)
 {
     constexpr double least = 0.05, most = 86400;
-    char *end;
-    const double seconds = strtod(text, &end);
-    return end != text && *end == '\0' && seconds >= least && seconds <= most ? static_cast<int64_t>(seconds * 1e9) : 0;
+    const double seconds = strtod(text, nullptr);
+    return is_number(text) && seconds >= least && seconds <= most ? static_cast<int64_t>(seconds * 1e9) : 0;
 }
 
 int list_command(int argc, char **argv)
@@ -98,7 +105,7 @@ int list_command(int argc, char **argv)
             break;
         case 'w':
             // A number behind it is its own, as if it were joined by an equals sign.
-            if (optarg == nullptr && optind < argc && read_interval(argv[optind]) != 0)
+            if (optarg == nullptr && optind < argc && is_number(argv[optind]))
                 optarg = argv[optind++];
             interval = read_interval(optarg != nullptr ? optarg : "1");
             if (interval == 0)

@@ -1,17 +1,22 @@
 // ovuser: virtual clocks for users, groups and processes, from the command line.
 #include <getopt.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 
+#include "base/version.h"
 #include "ovuser/command.h"
 #include "ovuser/hints.h"
 #include "ovuser/output.h"
 
 namespace ovuser
 {
+
+static constexpr char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
 
 static constexpr Subcommand subcommands[] = {
     {"add", add_command, "give identities a virtual clock"},
@@ -42,6 +47,25 @@ static void print_usage(FILE *stream)
           stream);
 }
 
+// Whether a time zone is one of the files, or written out, as CET-1CEST: of any other the C library makes UTC in
+// silence.
+static bool is_time_zone(const char *zone)
+{
+    zone += *zone == ':' ? 1 : 0;
+    const char *folder = getenv("TZDIR");
+    char *path = nullptr;
+    if (*zone == '\0' || strcmp(zone, "UTC") == 0 || strcmp(zone, "GMT") == 0)
+        return true;
+    if (asprintf(&path, "%s/%s", *zone == '/' ? "" : folder != nullptr ? folder : "/usr/share/zoneinfo", zone) < 0)
+        return true;
+    const bool is_file = access(path, R_OK) == 0;
+    free(path);
+    const size_t name = *zone == '<' ? strcspn(zone, ">") + 1 : strspn(zone, letters);
+    const char *offset = zone + std::min(name, strlen(zone));
+    offset += *offset == '-' || *offset == '+' ? 1 : 0;
+    return is_file || (name >= 3 && *offset >= '0' && *offset <= '9');
+}
+
 static bool asks_for_help(const char *word)
 {
     return strcmp(word, "help") == 0 || strcmp(word, "--help") == 0 || strcmp(word, "-h") == 0;
@@ -51,7 +75,10 @@ static int run(int argc, char **argv)
 {
     const char *word = argc > 1 ? argv[1] : "";
     if (strcmp(word, "--version") == 0 || strcmp(word, "-V") == 0) {
-        print_header(argv[0]);
+        // Not as print_header has it, whose year is that of the last use, where it finds the program.
+        fputs("Copyright (c) 1997-2026 Orvane. All rights reserved.\n"
+              "Orvane ovuser utility version " OV_VERSION "R" OV_RELEASE " for Linux Kernel 2.6 or up\n",
+              stdout);
         return done;
     }
     const bool help = asks_for_help(word);
@@ -68,6 +95,8 @@ static int run(int argc, char **argv)
             if (subcommand.run != run_command) // whose command is to find its environment as it is
                 unsetenv("POSIXLY_CORRECT");   // options come behind the identities
             opterr = 0;                        // the subcommands say what is wrong
+            if (const char *zone = getenv("TZ"); zone != nullptr && !is_time_zone(zone))
+                warn("TZ=%.64s is no time zone: UTC stands for it", zone);
             return subcommand.run(argc - 1, argv + 1);
         }
     }
@@ -81,8 +110,7 @@ static int run(int argc, char **argv)
     for (const char *other : {"help", "--help", "--version"})
         nearest.consider(other);
     misunderstood("%s is not a subcommand; 'ovuser --help' lists them", word);
-    if (nearest.found() != nullptr)
-        hint("did you mean %s?", nearest.found());
+    hint_on_subcommand(word, nearest);
     return not_understood;
 }
 

@@ -10,10 +10,10 @@
 namespace ovuser
 {
 
-static bool has_control_character(const char *text)
+static bool has_unseen_character(const char *text)
 {
     for (; *text != '\0'; ++text)
-        if (control_character(text) >= 0)
+        if (unseen_character(text) >= 0)
             return true;
     return false;
 }
@@ -25,7 +25,7 @@ Owner::Owner(const ov_clock &clock) : exists(false), kind_(clock.kind), id_(cloc
     for (const char *name : {clock.name, static_cast<const char *>(digits)}) {
         uint32_t number;
         snprintf(text, sizeof text, "%c:%s", *kind_word(kind_), name);
-        exists = !has_control_character(name) && parse_uid(name, kind_, &number) == 0 && number == id_;
+        exists = !has_unseen_character(name) && parse_uid(name, kind_, &number) == 0 && number == id_;
         if (exists)
             return;
     }

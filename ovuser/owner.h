@@ -12,7 +12,7 @@ struct Owner {
     Owner(const Owner &) = delete;
     Owner &operator=(const Owner &) = delete;
 
-    // u:NAME or g:NAME, by number where the name has control characters or is another's; p:PID.
+    // u:NAME or g:NAME, by number where the name has characters that cannot be seen or is another's; p:PID.
     char text[1032];
     // False where there is no such user, group or process any more, and the text is its number.
     bool exists;

@@ -6,6 +6,7 @@
 #include "ovuser/change.h"
 #include "ovuser/child.h"
 #include "ovuser/command.h"
+#include "ovuser/time_hints.h"
 
 namespace ovuser
 {
@@ -55,7 +56,9 @@ int Errand::read(int argc, char **argv)
         if (choice != run_group && choice != run_user)
             status = when.take(choice, argc, argv, run_options.list);
         else if (owner != nullptr)
-            status = misunderstood("--group and --user cannot be given together, nor twice");
+            status = *owner == (choice == run_group ? 'g' : 'u')
+                         ? misunderstood("--%s is given twice", choice == run_group ? "group" : "user")
+                         : misunderstood("--group and --user cannot be given together");
         else if (asprintf(&owner, "%c:%s", choice == run_group ? 'g' : 'u', optarg) < 0)
             status = failed("no memory");
         if (status != done)
@@ -64,7 +67,10 @@ int Errand::read(int argc, char **argv)
     if (optind == argc)
         return misunderstood("run needs a command; 'ovuser run --help' says more");
     command = argv + optind;
-    return when.complete("run");
+    const int status = when.complete("run");
+    if (status != done)
+        hint_on_stray_time(argc - optind, command);
+    return status;
 }
 
 // The process that is to have the clock, or this one, as long as there is no other: to the engine's check they are

@@ -21,20 +21,6 @@ static constexpr char save_help[] = "usage: ovuser save\n"
                                     "Prints the virtual clocks, as they are now, as a file that 'ovuser apply' takes.\n"
                                     "Those of processes, which no boot outlives, are comments in it.\n";
 
-// In quotes where the file's reader, or a shell, would take something in it for more than itself.
-static void print_quoted(const char *text)
-{
-    static constexpr char plain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-.:,+@%/=";
-    if (text[strspn(text, plain)] == '\0') {
-        fputs(text, stdout);
-        return;
-    }
-    fputc('\'', stdout);
-    for (; *text != '\0'; ++text)
-        *text == '\'' ? fputs("'\\''", stdout) : fputc(*text, stdout);
-    fputc('\'', stdout);
-}
-
 static void print_speed(int32_t speed)
 {
     if (speed == OV_SPEED_FROZEN || speed > OV_SPEED_LIMIT)
@@ -46,11 +32,9 @@ static void print_speed(int32_t speed)
 static void save(const ov_clock &clock)
 {
     const Owner owner(clock);
-    char *const refusal = refusal_of(clock.value);
-    if (!owner.exists || clock.kind == OV_PROCESS || refusal != nullptr)
+    if (!owner.exists || clock.kind == OV_PROCESS || !is_in_range(clock.value))
         fputs("# ", stdout);
-    free(refusal);
-    print_quoted(owner.text);
+    printf("%.2s%s", owner.text, Quoted(owner.text + 2).text);
     printf(" --epoch %" PRId64, clock.value);
     print_speed(clock.speed);
     printf("%s # %s\n", clock.rewind != 0 ? " --rewind" : "", Timestamp(clock.value).text);

@@ -1,9 +1,11 @@
 #include "ovuser/text.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace ovuser
 {
@@ -34,39 +36,85 @@ size_t character_length(const char *text)
     return 0;
 }
 
-int control_character(const char *text)
+// Characters by the columns that a terminal gives them, where that is not one; what cannot be seen has -1. Without the
+// C library's own table, which follows a locale that nobody has to set.
+static constexpr struct {
+    int first, last, columns;
+} widths[] = {
+    {0x00, 0x1f, -1},      {0x7f, 0x9f, -1},     {0xad, 0xad, -1},     {0x300, 0x36f, 0},     {0x483, 0x489, 0},
+    {0x591, 0x5bd, 0},     {0x610, 0x61a, 0},    {0x61c, 0x61c, -1},   {0x64b, 0x65f, 0},     {0xe31, 0xe31, 0},
+    {0xe34, 0xe3a, 0},     {0xe47, 0xe4e, 0},    {0x1100, 0x115f, 2},  {0x180e, 0x180e, -1},  {0x1ab0, 0x1aff, 0},
+    {0x1dc0, 0x1dff, 0},   {0x200b, 0x200f, -1}, {0x2028, 0x202e, -1}, {0x2060, 0x206f, -1},  {0x20d0, 0x20ff, 0},
+    {0x2e80, 0x303e, 2},   {0x3041, 0x33ff, 2},  {0x3400, 0x4dbf, 2},  {0x4e00, 0xa4cf, 2},   {0xac00, 0xd7a3, 2},
+    {0xf900, 0xfaff, 2},   {0xfe00, 0xfe0f, 0},  {0xfe20, 0xfe2f, 0},  {0xfe30, 0xfe6f, 2},   {0xfeff, 0xfeff, -1},
+    {0xff00, 0xff60, 2},   {0xffe0, 0xffe6, 2},  {0xfff9, 0xfffb, -1}, {0x1f300, 0x1f64f, 2}, {0x1f900, 0x1f9ff, 2},
+    {0x20000, 0x3fffd, 2},
+};
+
+static int columns_of(int character)
+{
+    for (const auto &range : widths)
+        if (character <= range.last)
+            return character >= range.first ? range.columns : 1;
+    return 1;
+}
+
+static int decode(const char *text, size_t length)
 {
     const auto *bytes = reinterpret_cast<const unsigned char *>(text);
-    if (bytes[0] == 0xc2) // the only one whose second byte is the character's number
-        return bytes[1] >= 0x80 && bytes[1] < 0xa0 ? bytes[1] : -1;
-    return bytes[0] < 0x20 || bytes[0] == 0x7f ? bytes[0] : -1;
+    int character = length > 1 ? bytes[0] & (0x7f >> length) : bytes[0];
+    for (size_t i = 1; i < length; ++i)
+        character = character << 6 | (bytes[i] & 0x3f);
+    return character;
 }
 
-// How many bytes at the beginning of a text may be written as they are.
-static size_t plain_length(const char *text)
+int unseen_character(const char *text)
 {
-    size_t length = 0;
-    while (control_character(text + length) < 0) { // as the end of the text is one
-        const size_t next = character_length(text + length);
-        if (next == 0)
-            break;
-        length += next;
-    }
-    return length;
+    const size_t length = character_length(text);
+    const int character = decode(text, length);
+    return (length > 0 || character == 0) && columns_of(character) < 0 ? character : -1;
 }
 
-int print_visible(FILE *stream, const char *text, int width)
+void print_visible(FILE *stream, const char *text, int columns)
 {
-    int written = 0;
-    for (;;) {
-        const size_t plain = plain_length(text);
-        written += static_cast<int>(fwrite(text, 1, plain, stream));
-        text += plain;
-        if (*text == '\0')
-            return written + (width > written ? fprintf(stream, "%*s", width - written, "") : 0);
-        for (size_t bytes = std::max(character_length(text), size_t{1}); bytes > 0; --bytes)
-            written += fprintf(stream, "\\%03o", static_cast<unsigned>(static_cast<unsigned char>(*text++)));
+    while (*text != '\0') {
+        const size_t length = character_length(text);
+        const int character = decode(text, length);
+        const int width = length > 0 ? columns_of(character) : -1;
+        if (width >= 0) {
+            fwrite(text, 1, length, stream);
+            columns -= width;
+        } else {
+            columns -= fprintf(stream, length > 1 ? "\\u%04x" : "\\%03o", static_cast<unsigned>(character));
+        }
+        text += std::max(length, size_t{1});
     }
+    if (columns > 0)
+        fprintf(stream, "%*s", columns, "");
+}
+
+Quoted::Quoted(const char *plain) : text(plain)
+{
+    // What is not ASCII is no more than itself to either reader.
+    const auto is_plain = [](char c) {
+        return (c & 0x80) != 0 || isalnum(c) != 0 || strchr("_-.:,+@%/=", c) != nullptr;
+    };
+    if (std::all_of(plain, plain + strlen(plain), is_plain))
+        return;
+    own_ = static_cast<char *>(malloc(4 * strlen(plain) + 3));
+    if (own_ == nullptr)
+        return;
+    char *end = own_;
+    *end++ = '\'';
+    for (; *plain != '\0'; ++plain)
+        end = *plain == '\'' ? stpcpy(end, "'\\''") : (*end = *plain, end + 1);
+    strcpy(end, "'");
+    text = own_;
+}
+
+Quoted::~Quoted()
+{
+    free(own_);
 }
 
 Timestamp::Timestamp(time_t instant)

@@ -12,12 +12,27 @@ namespace ovuser
 // How many bytes the UTF-8 character at a place takes; 0 at the end, and where there is no well-formed one.
 size_t character_length(const char *text);
 
-// The number of the control character at a place, U+0000 to U+001F and U+007F to U+009F; -1 for any other.
-int control_character(const char *text);
+// The number of the character at a place if it cannot be seen: a control character, one that turns the direction of
+// what follows, or one without a width that is no part of the letter before; -1 for any other.
+int unseen_character(const char *text);
 
-// Writes a text that somebody else chose, with what could steer a terminal (control characters, and bytes that are not
-// UTF-8) in octal: \033. Fills up with blanks to a width. Returns how many bytes that took.
-int print_visible(FILE *stream, const char *text, int width = 0);
+// Writes a text that somebody else chose. What could steer a terminal or look like something else is made visible:
+// bytes that are not UTF-8 and ASCII's control characters as \033, other characters that cannot be seen as \u202e.
+// Fills up with blanks to a number of columns.
+void print_visible(FILE *stream, const char *text, int columns = 0);
+
+// A text as one word of a shell and of a file of clocks: in single quotes where it has to be.
+struct Quoted {
+    explicit Quoted(const char *plain);
+    ~Quoted();
+    Quoted(const Quoted &) = delete;
+    Quoted &operator=(const Quoted &) = delete;
+
+    const char *text; // the plain one itself where there is no memory
+
+  private:
+    char *own_ = nullptr;
+};
 
 // An instant as RFC 3339 has it, in local time: 2030-12-25T09:00:00+01:00. In UTC where the zone is not whole minutes
 // off. Beyond the years 1000 to 9999 it has no such form, and is written as @ and seconds since the epoch.

@@ -5,9 +5,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include "ovuser/command.h"
 #include "ovuser/hints.h"
+#include "ovuser/time_hints.h"
 
 namespace ovuser
 {
@@ -67,14 +69,6 @@ bool read_span(const char *typed, Span &span)
     return any;
 }
 
-char *refusal_of(int64_t value)
-{
-    char text[24], *message = nullptr;
-    snprintf(text, sizeof text, "@%" PRId64, value);
-    ov_read_time(text, &message);
-    return message;
-}
-
 static const char *name_of(int choice)
 {
     return when_options[choice - when_at].name;
@@ -82,10 +76,11 @@ static const char *name_of(int choice)
 
 static int read_number(int choice, int64_t least, int64_t most, int64_t &number)
 {
-    return read_whole_number(optarg, least, most, number)
-               ? done
-               : misunderstood("--%s takes a whole number from %" PRId64 " to %" PRId64 ", not '%s'", name_of(choice),
-                               least, most, optarg);
+    if (read_whole_number(optarg, least, most, number))
+        return done;
+    misunderstood("--%s takes a whole number from %" PRId64 " to %" PRId64 ", not '%s'", name_of(choice), least, most,
+                  optarg);
+    return check_rc(OV_BAD_TIME);
 }
 
 // A number as a text that the engine, which looks at no more than the digits, can be trusted with.
@@ -111,46 +106,76 @@ When::When()
     request_.speed = 1;
 }
 
-// The options of one distance go together, everything else that is a time excludes the rest.
+// The options of one distance go together, everything else that is a time excludes the rest; a rewinding is one of two.
 static bool go_together(int a, int b)
 {
     const auto is_part = [](int choice) { return choice >= when_years && choice <= when_minutes; };
+    const auto is_time = [](int choice) { return choice <= when_offset; };
+    if (!is_time(a) || !is_time(b))
+        return a != b && (a < when_rewind || b < when_rewind);
     const bool span_and_part = (a == when_in && is_part(b)) || (b == when_in && is_part(a));
     return a != b && a >= when_in && b >= when_in && !span_and_part;
 }
 
-// Notes an option of time down, or returns the earlier one that it cannot go with.
-int When::clash_with(int choice)
+// Notes an option down, unless there is an earlier one that it cannot go with.
+int When::note_down(int choice)
 {
-    for (int other = when_at; other <= when_offset; ++other)
-        if (seen_[other - when_at] && !go_together(choice, other))
-            return other;
-    seen_[choice - when_at] = time_given_ = true;
-    return 0;
+    for (int other = when_at; other < when_end; ++other) {
+        if (!seen_[other - when_at] || go_together(choice, other))
+            continue;
+        return other == choice
+                   ? misunderstood("--%s is given twice", name_of(choice))
+                   : misunderstood("--%s and --%s cannot be given together", name_of(other), name_of(choice));
+    }
+    seen_[choice - when_at] = true;
+    if (choice > when_offset)
+        return done;
+    time_given_ = true;
+    const size_t length = strlen(typed_);
+    if (choice != when_offset)
+        snprintf(typed_ + length, sizeof typed_ - length, "%s--%s '%s'", length > 0 ? " " : "", name_of(choice),
+                 optarg);
+    return done;
 }
 
-// Says what a time that was refused may be instead: the words behind it belong to it, it is a date alone, or any form.
-static void hint_on_time(const char *typed, int argc, char **argv)
+int When::refuse_value() const
 {
-    char joined[64];
-    snprintf(joined, sizeof joined, "%s", typed);
-    for (int i = optind; i < argc && i < optind + 4; ++i) {
-        const size_t length = strlen(joined);
-        snprintf(joined + length, sizeof joined - length, " %s", argv[i]);
-        if (ov_read_time(joined, nullptr) != 0)
-            return hint("a time of several words is quoted: --at '%s'", joined);
+    // In UTC and in the local zone.
+    char texts[2][2][64] = {};
+    for (int i = 0; i < 2; ++i) {
+        const time_t instant = i == 0 ? earliest_value : latest_value;
+        tm time = {};
+        if (gmtime_r(&instant, &time) == nullptr ||
+            strftime(texts[0][i], sizeof texts[0][i], "%F %T UTC", &time) == 0 ||
+            localtime_r(&instant, &time) == nullptr ||
+            strftime(texts[1][i], sizeof texts[1][i], "%F %T %Z", &time) == 0)
+            texts[1][i][0] = '\0';
     }
-    snprintf(joined, sizeof joined, "%s 00:00", typed);
-    if (ov_read_time(joined, nullptr) != 0)
-        return hint("write --at '%s', or --date %s for the present time of day", joined, typed);
-    hint("--at takes 'YYYY-MM-DD hh:mm', with :ss and with Z or +hh:mm behind, MMDDhhmmYYYY, @SECONDS, now, and times "
-         "as 'ovuser list' prints them");
+    const bool both = texts[1][0][0] != '\0' && texts[1][1][0] != '\0' && strcmp(texts[0][0], texts[1][0]) != 0;
+    misunderstood("%s is out of range: from %s%s%s%s to %s%s%s%s", typed_, texts[0][0], both ? " (" : "",
+                  both ? texts[1][0] : "", both ? ")" : "", texts[0][1], both ? " (" : "", both ? texts[1][1] : "",
+                  both ? ")" : "");
+    return check_rc(OV_BAD_TIME);
+}
+
+int When::check_distance() const
+{
+    if (request_.time_form == OV_ABSOLUTE_FORM || request_.x_date != nullptr || request_.rel_mode != 0)
+        return done;
+    char *message = nullptr;
+    const int64_t value = parse_reltime(request_.rel_years, request_.rel_days, request_.rel_hours, request_.rel_minutes,
+                                        request_.rel_origin, &message, 0);
+    if (message != nullptr && strstr(message, " -o option") != nullptr)
+        return conclude(OV_BAD_RELATIVE_TIME, message);
+    free(message);
+    return value != 0 && is_in_range(value + span_.seconds) ? int{done} : refuse_value();
 }
 
 // Whether that is all that is wrong with a time: its form is one.
 static bool is_out_of_range(const char *refusal)
 {
-    return refusal != nullptr && strstr(refusal, ", must not be ") != nullptr;
+    return refusal != nullptr &&
+           (strstr(refusal, ", must not be ") != nullptr || strstr(refusal, ", invalid year[") != nullptr);
 }
 
 int When::take_time(int argc, char **argv)
@@ -160,10 +185,12 @@ int When::take_time(int argc, char **argv)
     request_.virtime = ov_read_time(optarg, &message);
     if (request_.virtime != 0)
         return done;
-    const bool of_a_form = is_out_of_range(message);
+    if (is_out_of_range(message)) {
+        free(message);
+        return refuse_value();
+    }
     const int status = conclude(OV_BAD_TIME, message);
-    if (!of_a_form)
-        hint_on_time(optarg, argc, argv);
+    hint_on_time(optarg, argc - optind, argv + optind);
     return status;
 }
 
@@ -174,17 +201,31 @@ int When::take_date()
     request_.x_date = engine_date(optarg, date_);
     if (parse_Xtime(request_.x_date, &message, &code) != 0)
         return done;
-    const bool of_a_form = is_out_of_range(message);
+    if (is_out_of_range(message)) {
+        free(message);
+        return refuse_value();
+    }
     const int status = conclude(OV_BAD_TIME, message);
-    if (!of_a_form)
-        hint("--date takes YYYY-MM-DD or MMDDYYYY");
+    hint("--date takes YYYY-MM-DD or MMDDYYYY");
     return status;
+}
+
+int When::take_epoch()
+{
+    int64_t number;
+    const bool is_number = *optarg != '\0' && optarg[strspn(optarg, "+-0123456789")] == '\0';
+    if (is_number && !read_whole_number(optarg, earliest_value, latest_value, number))
+        return refuse_value();
+    request_.time_form = OV_ABSOLUTE_FORM;
+    return read_number(when_epoch, earliest_value, latest_value, request_.virtime);
 }
 
 int When::take_span()
 {
-    if (!read_span(optarg, span_))
-        return misunderstood("--in takes a span such as '2d 3h' or -90m, not '%s'", optarg);
+    if (!read_span(optarg, span_)) {
+        misunderstood("--in takes a span such as '2d 3h' or -90m, not '%s'", optarg);
+        return check_rc(OV_BAD_TIME);
+    }
     request_.rel_years = span_.parts[0];
     request_.rel_days = span_.parts[1];
     request_.rel_hours = span_.parts[2];
@@ -197,7 +238,7 @@ int When::take_speed()
     static constexpr struct {
         const char *word;
         int32_t speed;
-    } words[] = {{"frozen", OV_SPEED_FROZEN}, {"FROZEN", OV_SPEED_STOPPED}}; // as the listing has it
+    } words[] = {{"frozen", OV_SPEED_FROZEN}, {"Frozen", OV_SPEED_FROZEN}, {"FROZEN", OV_SPEED_STOPPED}};
     for (const auto &known : words) {
         if (strcmp(optarg, known.word) == 0) {
             request_.speed = known.speed;
@@ -210,6 +251,8 @@ int When::take_speed()
         return done;
     }
     misunderstood("wrong parameters for speed: %s, it must be an integer and belongs to  [-1000, 1000].", optarg);
+    if (optarg[strspn(optarg, "+-0123456789")] != '\0')
+        hint("--speed 60 is 60 times faster, --speed -60 is 60 times slower");
     return check_rc(OV_BAD_SPEED);
 }
 
@@ -221,8 +264,7 @@ int When::take_option(int choice, int argc, char **argv)
     case when_date:
         return take_date();
     case when_epoch:
-        request_.time_form = OV_ABSOLUTE_FORM;
-        return read_number(choice, INT64_MIN, INT64_MAX, request_.virtime);
+        return take_epoch();
     case when_in:
         return take_span();
     case when_years:
@@ -253,9 +295,8 @@ int When::take(int choice, int argc, char **argv, const option *known)
     choice = choice == 'X' ? int{when_date} : choice == 'o' ? int{when_origin} : choice;
     if (choice < when_at || choice >= when_end) // getopt has said what is wrong
         return fault_in_option(argv, known);
-    if (choice <= when_offset)
-        if (const int other = clash_with(choice))
-            return misunderstood("--%s and --%s cannot be given together", name_of(other), name_of(choice));
+    if (const int status = note_down(choice))
+        return status;
     return take_option(choice, argc, argv);
 }
 

@@ -26,8 +26,12 @@ bool read_span(const char *typed, Span &span);
 // A whole number and nothing else, within bounds.
 bool read_whole_number(const char *typed, int64_t least, int64_t most, int64_t &number);
 
-// Null for a clock value within the range of those that are taken, else the message that says so, for free().
-char *refusal_of(int64_t value);
+// The clock values that are taken.
+inline constexpr int64_t earliest_value = 32400, latest_value = 253402329599;
+constexpr bool is_in_range(int64_t value)
+{
+    return value >= earliest_value && value <= latest_value;
+}
 
 // What getopt returns for them. In the order of the options, of which those from in to offset are about a distance.
 enum WhenOption : int {
@@ -90,6 +94,12 @@ class When
     // exit status, with the reason told.
     int complete(const char *subcommand);
 
+    // Whether what was typed comes to a clock value that is taken; those of --offset are the kernel module's to judge.
+    // Anything but done is the exit status, with the reason told.
+    int check_distance() const;
+    // Says that what was typed is out of range, and what the range is. Returns the exit status.
+    int refuse_value() const;
+
     // Whether a clock that is there keeps its value: there is neither a time nor a distance.
     bool keeps_value() const { return !time_given_; }
     bool keeps_speed() const { return keeps_value() && !speed_given_; }
@@ -107,11 +117,13 @@ class When
     int take_date();
     int take_span();
     int take_speed();
-    int clash_with(int choice);
+    int take_epoch();
+    int note_down(int choice);
 
     ov_request request_ = {};
     Span span_ = {};
     char date_[9] = {};
+    char typed_[160] = {}; // the options of time
     bool seen_[when_end - when_at] = {};
     bool time_given_ = false, speed_given_ = false, rewind_given_ = false;
 };

@@ -77,6 +77,9 @@ class Utility : public testing::Test
 #define HINT "ovuser: hint: "
 #define NO_MODULE                                                                                                      \
     HINT "the kernel module is not there: load it with 'modprobe zynov', or run the command under zynov-sim\n"
+#define REPORT "ovuser: report: "
+#define GIVEN(who, type) REPORT who ": given 2030-12-25T09:00:00+00:00, " type "\n"
+#define DELETED(who) REPORT who ": back on the system clock\n"
 #define CHRISTMAS "Wed Dec 25 09:00:00 2030\n"
 #define HEADER "Id         Clock type                Clock date/time\n"
 #define OWN_HEADER "ovuser: report: Listing requested virtual clock:\n" HEADER

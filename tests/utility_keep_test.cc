@@ -24,9 +24,7 @@ TEST_F(Utility, AppliesAFile)
          "since the epoch)\n        The date would rewind at midnight.\n        It has no clock now.\n" //
          SUMMARY("./clocks (dry run)", "2", "0", "1", "0", "0") "0\n= 1"},
         {"$OV apply clocks; $OV apply clocks; $OV set nobody --speed 2 --in 9d >out; $OV apply - <clocks",
-         "ovuser: uid 65534 has been added with a Frozen virtual clock: " CHRISTMAS
-         "ovuser: gid 2 has been added with a FROZEN virtual clock: " CHRISTMAS
-         "        The date will rewind at midnight.\n" SUMMARY(
+         GIVEN("u:nobody (65534)", "Frozen") GIVEN("g:bin (2)", "FROZEN, rewinding at midnight") SUMMARY(
              "clocks", "2", "0", "0", "0",
              "0") "ovuser: report: clocks: nothing to change\novuser: report: standard input: nothing to change\n= 0"},
         {"$OV apply clocks --prune --replace | tail -n 1; $OV list | grep '^[ugp]:'; $OV delete nobody >out;"
@@ -60,14 +58,16 @@ TEST_F(Utility, AppliesAFile)
          "cmp groups listed && [ $(grep -c . groups) -gt 35 ] && $OV apply - <many",
          "ovuser: report: standard input: nothing to change\n= 0"},
         // What others may write is not for the superuser. Anybody may have a file of his own.
-        {"for file in '65534 600' '0 620' '0 602'; do chown ${file% *} clocks; chmod ${file#* } clocks; $OV apply "
+        {"for file in '65534 600' '0 620' '65534 602'; do chown ${file% *} clocks; chmod ${file#* } clocks; $OV apply "
          "clocks;"
          "done; mkfifo fifo; $OV apply fifo; $OV apply none; echo $?; $OV apply none none;"
          "echo '--in 1d' | $NOBODY $OV apply - | tail -n 1",
          "5\n" SUMMARY("standard input", "1", "0", "0", "0", "0") ERROR
-         "clocks: others than root may write it\n" AND_ERROR "clocks: others than root may write it\n" AND_ERROR
-         "clocks: others than root may write it\n" AND_ERROR "fifo: not a regular file; - is standard input\n" AND_ERROR
-         "none: No such file or directory\n" AND_ERROR "apply takes one file\n= 0"},
+         "clocks: others than root may write it: chown root clocks\n" AND_ERROR
+         "clocks: others than root may write it: chmod go-w clocks\n" AND_ERROR
+         "clocks: others than root may write it: chown root clocks && chmod go-w clocks\n" AND_ERROR
+         "fifo: not a regular file; - is standard input\n" AND_ERROR "none: No such file or directory\n" AND_ERROR
+         "apply takes one file\n= 0"},
     });
 }
 
@@ -77,8 +77,8 @@ TEST_F(Utility, AppliesNothingWhereALineIsWrong)
                                     "user:bin --in 1d\nu:bin --nonsense\n--in 1d\nu:'bin\nu:bin\\\n"
                                     "u:bin --in 1d --replace\n\"\\u:\\\"\" --in 1d\nu:bin --epoch 5");
     expect({
-        {"$OV apply wrong 2>&1 | grep ^ovuser:.error; $OV list | grep -c bin; printf 'u:bin --in 1d\\n\\0' | $OV apply "
-         "-",
+        {"$OV apply wrong 2>&1 | grep ^ovuser:.error; $OV list | grep -c bin; printf "
+         "'\\357\\273\\277u:bin --in 1d\\r\\n\\0\\0\\nu:ux --in 1d\\r\\nu:bin\\033 --in 1d' | $OV apply -",
          "ovuser: error: wrong:2: g:2 has a clock on line 1 already\n"
          "ovuser: error: wrong:3: Illegal virtual clock, invalid date format\n"
          "ovuser: error: wrong:4: a line is for one clock\n"
@@ -89,9 +89,15 @@ TEST_F(Utility, AppliesNothingWhereALineIsWrong)
          "ovuser: error: wrong:9: nothing follows the backslash\n"
          "ovuser: error: wrong:10: --help, --dry-run, --json and --replace are not for a line of a file\n"
          "ovuser: error: wrong:11: incorrect/non-existent username, or uid \\u:\" passed in\n"
-         "ovuser: error: wrong:12: Illegal virtual clock, must not be before Thu Jan 1 01:00:00 1970\n"
+         "ovuser: error: wrong:12: --epoch '5' is out of range: from 1970-01-01 09:00:00 UTC to 10000-01-01 07:59:59 "
+         "UTC\n"
          "ovuser: error: wrong: nothing has been changed\n0\n" ERROR
-         "standard input:2: a control character, \\000\n= 2"},
+         "standard input: a byte order mark at its beginning: save it as UTF-8 without one\n" AND_ERROR
+         "standard input:1: DOS line ends: sed -i 's/\\r$//' takes them out\n" AND_ERROR
+         "standard input:2: a control character, \\000\n" AND_ERROR
+         "standard input:4: a control character, \\033\n" AND_ERROR
+         "standard input:3: incorrect/non-existent username, or uid ux passed in\n" AND_ERROR
+         "standard input: nothing has been changed\n= 2"},
     });
 }
 
@@ -113,7 +119,7 @@ TEST_F(Utility, SavesWhatItApplies)
     const std::string christmas = " # 2030-12-25T09:00:00+00:00\n";
     expect({
         {"cat /etc/passwd people >passwd; chmod 644 passwd; unshare -m sh ./keep",
-         "[\"u:4323\"]\n'u:o'\\''d d' --epoch 1924419600 --speed frozen" + christmas +
+         "[\"u:4323\"]\nu:'o'\\''d d' --epoch 1924419600 --speed frozen" + christmas +
              "u:4322 --epoch 1924419600 --speed frozen" + christmas + "# u:4323 --epoch 1924419600 --speed frozen" +
              christmas + "# p:PID --epoch 1924419600 --speed frozen" + christmas +
              "u:nobody --epoch 1924419600 --speed -1000 --rewind" + christmas +

@@ -41,9 +41,10 @@ TEST_F(Utility, EndsAsTheCommandDid)
          " '--speed 2 --group bi' --help=no; do $OV run $fails echo ran; echo $?; done; $NOBODY $OV run --speed 2 "
          "--group nogroup echo ran; echo $?; $OV run --speed 2 --user news echo ran 2>&-; echo $?; "
          "$OV run --speed 2; $OV list | grep -c news",
-         "125\n125\n125\n125\n125\n125\n125\n1\n" ERROR "u:news already has a virtual clock\n" AND_ERROR
-         "uid '0' (root user) or gid '0' (root group) is not allowed\n" AND_ERROR
-         "--group and --user cannot be given together, nor twice\n" AND_ERROR
+         "125\n125\n125\n125\n125\n125\n125\n1\n" ERROR "u:news (9) already has a virtual clock\n" HINT
+         "perhaps of a run that was killed: 'ovuser list u:news' shows it, 'ovuser delete u:news' takes it "
+         "away\n" AND_ERROR "uid '0' (root user) or gid '0' (root group) is not allowed\n" AND_ERROR
+         "--group and --user cannot be given together\n" AND_ERROR
          "incorrect/non-existent groupname, or gid bi passed in\n" AND_ERROR
          "option '--help' doesn't allow an argument\n" AND_ERROR "only root can run a command as another user or "
          "group\n" AND_ERROR "run needs a command; 'ovuser run --help' says more\n= 0"},

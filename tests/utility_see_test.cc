@@ -111,9 +111,6 @@ TEST_F(Utility, WatchesTheClocks)
          "?1049h\n7mFrozen\n... and 3 more\n7mFrozen\n... and 2 more\n?1049l\n= 0"},
         {job + "(await more; kill -TSTP $(cat pid)) & watch; kill -TERM $(cat pid) & fg" + run + " | grep -v '[Fm]'",
          "?1049h\n?1049l\n?1049h\n?1049l\nstatus 143\n= 0"},
-        {"$OV list --watch=x; $OV list --watch=0.01",
-         ERROR "--watch takes seconds from 0.05 to 86400, not 'x'\n" AND_ERROR
-               "--watch takes seconds from 0.05 to 86400, not '0.01'\n= 2"},
     });
 }
 
@@ -142,11 +139,11 @@ TEST_F(Utility, ShowsControlCharacters)
     expect({
         {"x=$(printf 'a\n\033[31m\377\303\251\302\233'); $OV list \"$x\"; $OV \"$x\"; $OV add --epoch \"$x\"; $OV list "
          "\"--$x\"",
-         ERROR "incorrect/non-existent username, or uid a\\012\\033[31m\\377\303\251\\302\\233 passed in\n" AND_ERROR
-               "a\\012\\033[31m\\377\303\251\\302\\233 is not a subcommand; 'ovuser --help' lists them\n" AND_ERROR
-               "--epoch takes a whole number from -9223372036854775808 to 9223372036854775807, not "
-               "'a\\012\\033[31m\\377\303\251\\302\\233'\n" AND_ERROR
-               "unrecognized option '--a\\012\\033[31m\\377\303\251\\302\\233'\n= 2"},
+         ERROR "incorrect/non-existent username, or uid a\\012\\033[31m\\377\303\251\\u009b passed in\n" AND_ERROR
+               "a\\012\\033[31m\\377\303\251\\u009b is not a subcommand; 'ovuser --help' lists them\n" AND_ERROR
+               "--epoch takes a whole number from 32400 to 253402329599, not "
+               "'a\\012\\033[31m\\377\303\251\\u009b'\n" AND_ERROR
+               "unrecognized option '--a\\012\\033[31m\\377\303\251\\u009b'\n= 2"},
     });
     if (!can_mount())
         return;
@@ -155,9 +152,9 @@ TEST_F(Utility, ShowsControlCharacters)
          "'e\"\\\\\033[m\377\302\233\303\251:x:4321:1::/:/bin/sh\nUNKNOWN:x:4322:1::/:/bin/sh\n'; } >passwd; unshare "
          "-m "
          "sh -c "
-         "'mount --bind passwd /etc/passwd; ./ovuser add 4321 UNKNOWN $FREEZE | cut -c -16; ./ovuser list | grep u:; "
+         "'mount --bind passwd /etc/passwd; ./ovuser add 4321 UNKNOWN $FREEZE >out; ./ovuser list | grep u:; "
          "./ovuser list --json | jq -a .[].name'",
-         "ovuser: uid 4321\novuser: uid 4322\nu:e\"\\\\033[m\\377\\302\\233\303\251 Frozen                   "
+         "u:'e\"\\\\033[m\\377\\u009b\303\251' Frozen                   "
          " " CHRISTMAS "u:UNKNOWN  Frozen                    " CHRISTMAS
          "\"e\\\"\\\\\\u001b[m\\ufffd\\u009b\\u00e9\"\n\"UNKNOWN\"\n= 0"},
         // Every byte that a name may have: as JSON has it, and none that could steer a terminal.
@@ -167,7 +164,8 @@ TEST_F(Utility, ShowsControlCharacters)
          "qq(x%cy:x:%d:1::/:"
          "\\n), $_, 5000 + $_; print N $_ < 128 ? qq(x) . chr . qq(y) : qq(x\\xef\\xbf\\xbdy) }'; unshare -m sh -c "
          "'mount "
-         "--bind passwd /etc/passwd; ./ovuser list | LC_ALL=C grep -c \"^u:x[ -~]*y *Frozen\"; ./ovuser list --json | "
+         "--bind passwd /etc/passwd; ./ovuser list | LC_ALL=C grep -c \"^u:[!-~]*x[ -~]*y[!-~]* *Frozen\"; ./ovuser "
+         "list --json | "
          "jq -j "
          "\".[] | select(.id > 5000) | .name\" | cmp - names'",
          "253\n= 0"},

@@ -67,8 +67,7 @@ TEST_F(Utility, AnswersAsAKernel)
          "2\n1\n= 0"},
         // Somebody who keeps the lock.
         {"flock table ./ovuser add daemon $FREEZE; ./ovuser add daemon $FREEZE",
-         "ovuser: uid 1 has been added with a Frozen virtual clock: " CHRISTMAS ERROR
-         "an error occurred while executing this request, error = 16\n= 0"},
+         GIVEN("u:daemon (1)", "Frozen") ERROR "an error occurred while executing this request, error = 16\n= 0"},
     });
     // A real module, whose descriptor would come first.
     if (can_mount())

@@ -5,11 +5,11 @@
 namespace ov
 {
 
-// There where a process runs in a container, and the file that begins with the container's name.
+// The first file exists only in a container; the second one begins with the container's name.
 constexpr char container_marker[] = "/.dockerenv", container_name[] = "/etc/hostname";
 
-// What zyn_get_container_ID has left open last, or null. Where there are many calls it is closed behind each: without
-// descriptors the next one would find no name, and take this for the host.
+// The stream that zyn_get_container_ID left open last, or null. Callers with many requests close it after each: out of
+// descriptors, the next call would find no name and take the container for the host.
 inline FILE *left_open = nullptr;
 
 inline void close_left_open()

@@ -5,7 +5,7 @@
 namespace ov
 {
 
-// Gives errno back as it was when the scope ends: what a kernel command left there is read long after.
+// Restores errno at the end of the scope: what a kernel command left there is read much later.
 class ErrnoGuard
 {
   public:

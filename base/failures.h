@@ -1,4 +1,4 @@
-// What is said where the kernel module does not answer, by the engine and by the utility where it asks for itself.
+// The messages for a kernel module that does not answer, shared by the engine and the utility.
 #pragma once
 
 namespace ov

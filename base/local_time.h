@@ -7,7 +7,7 @@
 namespace ov
 {
 
-// An instant in local time; all zero when it cannot be broken down.
+// An instant in local time; all zero if localtime_r fails.
 inline tm local_time(time_t instant)
 {
     tm local;
@@ -16,7 +16,7 @@ inline tm local_time(time_t instant)
     return local;
 }
 
-// An instant as ctime writes it, line end included, for messages. A static text; errno is kept.
+// An instant as ctime writes it, with its line end, in a static buffer. Keeps errno.
 inline const char *time_text(time_t instant)
 {
     ErrnoGuard keep;

@@ -1,4 +1,4 @@
-// Which machines this runs on: the others are refused here.
+// Refuses machines that this does not run on.
 #pragma once
 
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,

@@ -24,7 +24,7 @@ void Message::set(const char *format, ...)
     char *text = nullptr;
     if (static_cast<unsigned>(length) < sizeof local) {
         text = strdup(local);
-    } else if (length > 0 && // GCOVR_EXCL_BR_LINE: as all are, but for more than 2 GiB of text
+    } else if (length > 0 && // GCOVR_EXCL_BR_LINE: below 2 GiB
                (text = static_cast<char *>(malloc(static_cast<size_t>(length) + 1)))) {
         va_start(arguments, format);
         vsnprintf(text, static_cast<size_t>(length) + 1, format, arguments);

@@ -3,9 +3,8 @@
 namespace ov
 {
 
-// A caller's message slot, which may be null: then nothing is formatted and nothing allocated. What the caller left
-// there is his, and may be no text from malloc: it is replaced, but only what this object put there is freed. Making a
-// message leaves errno as it is.
+// A caller's message slot. If it is null, nothing is formatted or allocated. A text that the caller left there need not
+// be from malloc: it is replaced and never freed. Keeps errno.
 class Message
 {
   public:
@@ -16,10 +15,10 @@ class Message
     // The pending text.
     const char *text() const { return *slot_; }
 
-    // Replaces what is there. Without memory the slot is left empty.
+    // Replaces the text. The slot is empty afterwards if memory runs out.
     void set(const char *format, ...) __attribute__((format(printf, 2, 3)));
 
-    // Takes over a text from malloc, null included.
+    // Takes over a text from malloc, or null.
     void take(char *text);
 
   private:

@@ -18,7 +18,7 @@ bool ProcessIds::gone() const
 
 ProcessIds process_ids(int32_t pid)
 {
-    char path[32], text[512]; // what is looked for stands among the first ten lines
+    char path[32], text[512]; // the ids are among the first ten lines
     snprintf(path, sizeof path, "/proc/%" PRId32 "/status", pid);
     const int file = open(path, O_RDONLY | O_CLOEXEC);
     if (file < 0)
@@ -28,7 +28,7 @@ ProcessIds process_ids(int32_t pid)
     close(file);
     text[length < 0 ? 0 : length] = '\0';
 
-    // The kernel writes a line end in the name of the program as \n, so none of these lines is part of that.
+    // The kernel escapes line ends in the program's name, so a name cannot fake these lines.
     ProcessIds ids = {0, 0, 0};
     const char *const uids = strstr(text, "\nUid:");
     const char *const gids = strstr(text, "\nGid:");

@@ -5,8 +5,8 @@
 namespace ov
 {
 
-// Whose a process is: its effective ids. failure is 0 when they are known, ENOENT or ESRCH when there is no such
-// process, and another errno when it cannot be told.
+// The effective ids of a process. failure is 0 if they are known, ENOENT or ESRCH if there is no such process, and
+// another errno if they cannot be read.
 struct ProcessIds {
     int failure;
     uint32_t uid, gid;
@@ -15,7 +15,7 @@ struct ProcessIds {
     bool gone() const;
 };
 
-// Reads them from /proc, without a shell. Changes errno. Reentrant.
+// Reads them from /proc. Changes errno. Reentrant.
 ProcessIds process_ids(int32_t pid);
 
 } // namespace ov

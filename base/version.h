@@ -1,4 +1,4 @@
-// The one place that says which version this is: the build reads it here, too.
+// The version; the build reads it here.
 #pragma once
 
 #define OV_VERSION "12.10"

@@ -14,7 +14,7 @@
 namespace ov
 {
 
-// Whom a process belongs to, by /proc itself. What it found stays for the row.
+// Asks /proc who owns a process, and keeps the answer for the row.
 struct ProcessFile {
     ProcessIds ids = {};
 
@@ -27,12 +27,12 @@ struct ProcessFile {
     {
         if (ids.known())
             return answer(low_32(ids.uid) == uid);
-        // Where /proc hides the processes of others, those that it hides are others'.
+        // /proc may be mounted so that it hides other users' processes.
         return ids.failure == EACCES || ids.failure == EPERM ? Answer::no : Answer::unknown;
     }
 };
 
-// What the databases leave in errno besides 0 when they know no such number.
+// The values of errno with which the user and group databases say that they have no such number.
 static bool says_that_there_is_none(int error)
 {
     return error == 0 || error == ENOENT || error == ESRCH || error == EBADF || error == EPERM;

@@ -9,7 +9,7 @@ uint64_t zyn_get_container_ID(void)
 {
     struct stat marker;
     const bool inside = stat(ov::container_marker, &marker) == 0;
-    // As ov_helper(3) says it stays open: nobody who watches a request sees a close.
+    // The stream stays open on purpose, as ov_helper(3) says.
     ov::left_open = inside ? fopen(ov::container_name, "r") : nullptr;
     unsigned long long container = 0;
     char line[256];

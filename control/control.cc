@@ -8,12 +8,13 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/errno_guard.h"
 #include "base/failures.h"
 #include "base/integer.h"
 #include "contract/clock.h"
 #include "ov_helper.h"
 
-// Kinds and speeds go to the kernel as a request has them.
+// A request's kinds and speeds are sent unchanged.
 static_assert(+OV_USER == ZYNOV_USER && +OV_GROUP == ZYNOV_GROUP && +OV_PROCESS == ZYNOV_PROCESS &&
               +OV_SPEED_LIMIT == ZYNOV_FASTEST);
 
@@ -26,6 +27,7 @@ ControlFile::ControlFile() : descriptor_(open(ZYNOV_PATH, O_RDONLY)) {}
 
 ControlFile::~ControlFile()
 {
+    ErrnoGuard keep;
     if (is_open())
         close(descriptor_);
 }
@@ -47,7 +49,7 @@ int zyn_get_usr_high_mark(int fd)
 {
     constexpr int unknown = 999;
     ov::clear_record();
-    // errno is read after success too: a module of another version may answer all the same. It may be an older call's.
+    // A module of another version may succeed and set EILSEQ. The value may also be stale, from an older call.
     if (ov::send_command(fd, ZYNOV_IOC_HIGH_MARK) == 0 && errno != EILSEQ)
         return ov::low_32(ov::theiov.speed);
     fprintf(stderr, ov::no_answer, strerror(errno));

@@ -5,11 +5,11 @@
 namespace ov
 {
 
-// The one kernel record, through which every command goes. Shared by the request engine, the listing and
-// the high-mark query; what the module left in it stays, from one command to the next, unless it is cleared.
+// The record of every command, shared by requests, the listing and the high-mark query. What the module leaves in it
+// stays until it is cleared.
 extern zynov_iov theiov;
 
-// The open control file of one request; closed when it goes out of scope, on every way out.
+// The control file of one request, closed at the end of the scope. errno stays as the last command left it.
 class ControlFile
 {
   public:
@@ -25,10 +25,10 @@ class ControlFile
     int descriptor_;
 };
 
-// Empties the record and stamps it with the interface version.
+// Empties the record and sets its version.
 void clear_record();
 
-// Sends the record with a command and returns what the module returns; errno is the module's too.
+// Sends the record with a command. Returns what the module returns; so is errno.
 int send_command(int descriptor, unsigned long command);
 
 } // namespace ov

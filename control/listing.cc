@@ -12,12 +12,12 @@
 namespace ov
 {
 
-// What the listing asks of a process, and how: through the shell, and whether it is alive once more just before.
+// Asks a shell who owns a process, as long as the process is alive.
 struct ProcessCommands {
     static Answer is_alive(int32_t pid) { return answer(is_pid_alive(pid) != 0); }
     static Answer belongs_to(int32_t pid, int uid)
     {
-        // It may have ended since it was first looked at; then nobody but uid 0 owns it.
+        // A process that has just ended belongs to uid 0.
         const int owner = is_pid_alive(pid) != 0 ? get_uid_from_pid(pid) : 0;
         return answer(owner == uid);
     }
@@ -29,7 +29,7 @@ static const char *listed_name(const zynov_iov &entry, uint64_t container, int u
     if (is_visible(entry, container, uid, ProcessCommands()) != Answer::yes)
         return nullptr;
     const char *name = get_username(kind_of(entry), static_cast<uint32_t>(entry.id));
-    // Numbers without a name are left out, and so is whoever is called this: that text is how get_username says no.
+    // get_username returns this for a number without a name, so a user of this name is left out, too.
     return strcmp(name, "UNKNOWN") != 0 ? name : nullptr;
 }
 
@@ -37,14 +37,13 @@ static void print_row(const zynov_iov &entry, const char *name)
 {
     const time_t instant = shown_time(entry);
     char date[26] = {};
-    ctime_r(&instant, date); // which leaves a year of five digits legible there when it fails for want of room
+    ctime_r(&instant, date); // fails for a year of five digits, but leaves a legible text
     printf("%c:%-8s %-25s %s\n", identity_letter(kind_of(entry)), name, clock_speed_string(low_32(entry.speed)), date);
 }
 
 } // namespace ov
 
-// No errno is kept here: that a process ended while its slot was shown (ENOENT) is to keep the slot's own failure
-// quiet.
+// errno is not kept here on purpose: the ENOENT of a process that ended silences the failure of its slot.
 int ovuser_list_user(int fd, int uid)
 {
     const uint64_t container = zyn_get_container_ID();

@@ -6,7 +6,7 @@
 namespace ov
 {
 
-// What clock_speed_string returns, call after call.
+// The result of clock_speed_string.
 static char speed_text[1024];
 
 } // namespace ov
@@ -21,7 +21,7 @@ char *clock_speed_string(int speed)
         strcpy(ov::speed_text, "Running");
     else if (speed > 0)
         snprintf(ov::speed_text, sizeof ov::speed_text, "%d times faster", speed);
-    else // in unsigned numbers, since the smallest int has no negation: it is shown as it is
+    else // unsigned, because the smallest int has no negation
         snprintf(ov::speed_text, sizeof ov::speed_text, "%d times slower",
                  static_cast<int>(0u - static_cast<unsigned>(speed)));
     return ov::speed_text;

@@ -23,10 +23,9 @@ constexpr int32_t kind_of(const zynov_iov &entry)
     return static_cast<int32_t>(entry.flags & ZYNOV_KIND_MASK);
 }
 
-// Which rows of the clock table a caller sees: the one rule. uid 0 sees all of his container; others their own clock,
-// that of the calling process's real group, and those of their processes. Nobody sees that of a process that has
-// ended. How to learn of a process is the callers' own: processes has is_alive(pid), asked first, and
-// belongs_to(pid, uid).
+// Decides which clocks a user sees. uid 0 sees all clocks of its container. Others see their own, that of their real
+// group, and those of their processes. Nobody sees the clock of a process that has ended. processes answers
+// is_alive(pid), which is asked first, and belongs_to(pid, uid).
 template <typename Processes>
 Answer is_visible(const zynov_iov &entry, uint64_t container, int uid, Processes &&processes)
 {

@@ -27,7 +27,7 @@ static int64_t absolute_value(const ov_request &request, char **note)
 
 int32_t read_clock_setting(const ov_request &request, ClockSetting &clock, Message &message)
 {
-    // The text names 1000, yet 1001 is let through: it is the only way to a clock that is shown as FROZEN.
+    // The text says 1000, but 1001 is valid on purpose: only it makes a clock that is shown as FROZEN.
     if (request.speed < -OV_SPEED_LIMIT || request.speed > OV_SPEED_STOPPED) {
         message.set("ovuser: error: wrong parameters for speed: %d, it must be an integer and belongs to  "
                     "[-1000, 1000].\n",
@@ -39,14 +39,14 @@ int32_t read_clock_setting(const ov_request &request, ClockSetting &clock, Messa
     char *note = nullptr;
     const int64_t value = relative ? relative_value(request, &note) : absolute_value(request, &note);
     if (value == 0) {
-        if (note != nullptr) // which comes with a failure alone
+        if (note != nullptr) // left by failures only
             message.take(note);
         else
             message.set("ovuser: error: parse %s clock error\n", relative ? "relative" : "virtual");
         return relative ? OV_BAD_RELATIVE_TIME : OV_BAD_TIME;
     }
 
-    // The origin goes to the kernel whatever the form; the relative mode only with a relative value.
+    // Every form sends the origin; only the relative one sends the relative mode.
     clock = {value, relative ? request.rel_mode : 0, request.rewind, request.rel_origin, request.speed};
     return OV_OK;
 }
@@ -67,7 +67,7 @@ static void report_added(int32_t kind, int32_t number, const ClockSetting &clock
 static int32_t add_clock(const ControlFile &control, int32_t kind, int32_t number, const ClockSetting &clock,
                          Message &message)
 {
-    // The fields not set here go back as the module left them for the identity before, and may mean something to it.
+    // The other fields keep what the module left in them for the identity before, on purpose: it may read them.
     theiov.id = number;
     theiov.vtime = clock.value;
     theiov.flags = clock_flags(kind, clock);
@@ -79,7 +79,7 @@ static int32_t add_clock(const ControlFile &control, int32_t kind, int32_t numbe
         report_added(kind, number, clock, message);
         return OV_OK;
     }
-    // No error, since who adds twice has his clock; and "uid" for every kind, since scripts know the text.
+    // This succeeds, and says "uid" for every kind, because scripts depend on both; EEXIST stays in errno for programs.
     if (outcome == -1 && errno == EEXIST) {
         message.set("ovuser: uid %d already has a virtual clock\n", number);
         return OV_OK;
@@ -87,7 +87,7 @@ static int32_t add_clock(const ControlFile &control, int32_t kind, int32_t numbe
     return outcome;
 }
 
-// Prints what is pending, so that the next identity starts with an empty slot.
+// Prints the pending message, so that the next identity starts with an empty slot.
 static void print_pending(int32_t result, Message &message)
 {
     if (!message.pending())
@@ -99,12 +99,12 @@ static void print_pending(int32_t result, Message &message)
     message.take(nullptr);
 }
 
-int32_t add_clocks(const ControlFile &control, const Identities &who, const ClockSetting &clock, Message &message)
+int32_t add_clocks(const ControlFile &control, const Targets &targets, const ClockSetting &clock, Message &message)
 {
     int32_t result = OV_OK;
-    for (int i = 0; i < who.count; ++i) {
-        result = add_clock(control, who.kinds[i], who.numbers[i], clock, message);
-        if (i + 1 < who.count)
+    for (int i = 0; i < targets.count; ++i) {
+        result = add_clock(control, targets.kinds[i], targets.numbers[i], clock, message);
+        if (i + 1 < targets.count)
             print_pending(result, message);
     }
     const char *const flaw = errno == EINVAL ? clock_too_early : errno == EOVERFLOW ? clock_too_late : nullptr;

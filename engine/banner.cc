@@ -16,7 +16,7 @@ int print_header(const char *path)
     if (path == nullptr)
         path = "";
     struct stat file;
-    // The time of the last access, not of a change: the year is that of the program's use, not of its making.
+    // The last access, not the last change: the copyright runs to the year of use.
     const time_t seen = stat(path, &file) == 0 ? file.st_atime : june_30_2012;
     const int year = std::max(ov::low_32(ov::local_time(seen).tm_year + int64_t{1900}), first_year_shown);
     fprintf(stdout, "Copyright (c) 1997-%d Orvane. All rights reserved.", year);

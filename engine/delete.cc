@@ -13,7 +13,7 @@ static int32_t delete_clock(const ControlFile &control, int32_t kind, int32_t nu
         return OV_NO_CLOCK;
     }
     theiov.id = number;
-    theiov.vtime = kind; // here, and not in the flags, the module looks for it; elsewhere it would find no clock
+    theiov.vtime = kind; // the module reads it here, and not in the flags
     theiov.container_id = zyn_get_container_ID();
     const int outcome = send_command(control.descriptor(), ZYNOV_IOC_DELETE_CLOCK);
     if (outcome == 0) {
@@ -27,11 +27,11 @@ static int32_t delete_clock(const ControlFile &control, int32_t kind, int32_t nu
     return outcome;
 }
 
-int32_t delete_clocks(const ControlFile &control, const Identities &who, Message &message)
+int32_t delete_clocks(const ControlFile &control, const Targets &targets, Message &message)
 {
     int32_t result = OV_OK;
-    for (int i = 0; i < who.count; ++i)
-        result = delete_clock(control, who.kinds[i], who.numbers[i], message);
+    for (int i = 0; i < targets.count; ++i)
+        result = delete_clock(control, targets.kinds[i], targets.numbers[i], message);
     return result;
 }
 

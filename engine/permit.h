@@ -7,13 +7,13 @@
 namespace ov
 {
 
-// What a caller is told who may not do what he asks for; null where he may.
+// Why a request is refused; null when it is permitted.
 struct Refusals {
-    const char *at_once = nullptr;   // before the time is read
-    const char *once_open = nullptr; // when the control file is open: where there is none, that is what he is told
+    const char *at_once = nullptr;   // reported before the time is read
+    const char *once_open = nullptr; // reported only if the control file can be opened
 };
 
-// Who may do what: the one rule. caller is a real uid.
-Refusals permit(int32_t operation, const Identities &who, int32_t caller);
+// Decides who may do what. The caller is a real uid.
+Refusals permit(int32_t operation, const Targets &targets, int32_t caller);
 
 } // namespace ov

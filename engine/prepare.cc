@@ -10,7 +10,7 @@ namespace ov
 
 static int32_t validate(const ov_request &request)
 {
-    // A signed test: negative operations pass and do nothing, as 5 to 8 do, and whoever sends one is not refused.
+    // The test is signed on purpose: programs send negative operations, which do nothing, as 5 to 8 do.
     if (request.operation == 0 || request.operation > OV_LAST_OPERATION)
         return OV_BAD_OPERATION;
     if (request.id_count < 0 || request.id_count > OV_MAX_IDENTITIES)
@@ -24,18 +24,18 @@ static int32_t validate(const ov_request &request)
     return OV_OK;
 }
 
-static int32_t resolve(const ov_request &request, int32_t caller, Identities &who, Message &message)
+static int32_t resolve(const ov_request &request, int32_t caller, Targets &targets, Message &message)
 {
-    if (request.id_count == 0) { // the caller himself; whether uid 0 may have a clock is then the module's to say
-        who = {1, {OV_USER}, {caller}};
+    if (request.id_count == 0) { // the caller; here the module decides whether uid 0 may have a clock
+        targets = {1, {OV_USER}, {caller}};
         return OV_OK;
     }
-    who.count = request.id_count;
-    std::copy_n(request.id_kind, who.count, who.kinds);
-    for (int i = 0; i < who.count; ++i) {
+    targets.count = request.id_count;
+    std::copy_n(request.id_kind, targets.count, targets.kinds);
+    for (int i = 0; i < targets.count; ++i) {
         uint32_t number;
-        if (parse_uid(request.id_text[i], who.kinds[i], &number) != 0) {
-            message.set("ovuser: error: incorrect/non-existent %s %s passed in\n", id_string(who.kinds[i]),
+        if (parse_uid(request.id_text[i], targets.kinds[i], &number) != 0) {
+            message.set("ovuser: error: incorrect/non-existent %s %s passed in\n", id_string(targets.kinds[i]),
                         request.id_text[i]);
             return OV_UNKNOWN_IDENTITY;
         }
@@ -43,7 +43,7 @@ static int32_t resolve(const ov_request &request, int32_t caller, Identities &wh
             message.set("ovuser: error: uid '0' (root user) or gid '0' (root group) is not allowed\n");
             return OV_ROOT_IDENTITY;
         }
-        who.numbers[i] = low_32(number);
+        targets.numbers[i] = low_32(number);
     }
     return OV_OK;
 }
@@ -56,16 +56,16 @@ int32_t refuse(const char *refusal, Message &message)
     return OV_NOT_PERMITTED;
 }
 
-int32_t prepare(const ov_request &request, int32_t caller, Plan &plan, Message &message)
+int32_t prepare(const ov_request &request, int32_t caller, PreparedRequest &prepared, Message &message)
 {
     if (const int32_t flaw = validate(request))
         return flaw;
-    if (const int32_t flaw = resolve(request, caller, plan.who, message))
+    if (const int32_t flaw = resolve(request, caller, prepared.targets, message))
         return flaw;
-    plan.refusals = permit(request.operation, plan.who, caller);
-    if (const int32_t refusal = refuse(plan.refusals.at_once, message))
+    prepared.refusals = permit(request.operation, prepared.targets, caller);
+    if (const int32_t refusal = refuse(prepared.refusals.at_once, message))
         return refusal;
-    return request.operation == OV_ADD ? read_clock_setting(request, plan.clock, message) : OV_OK;
+    return request.operation == OV_ADD ? read_clock_setting(request, prepared.clock, message) : OV_OK;
 }
 
 } // namespace ov

@@ -9,18 +9,18 @@
 namespace ov
 {
 
-// What a request comes to before anything is opened or sent.
-struct Plan {
-    Identities who;
-    ClockSetting clock; // of an add
-    Refusals refusals;  // at_once has been told when prepare() returns; once_open is for whoever opens
+// A request, checked and resolved, before anything is opened or sent.
+struct PreparedRequest {
+    Targets targets;
+    ClockSetting clock; // for an add
+    Refusals refusals;  // prepare() has reported at_once; once_open is left to the caller
 };
 
-// Checks a request, resolves its identities, looks at the caller's right and, for an add, reads the time. caller is
-// a real uid. Returns OV_OK, or what ov_process_request is to return, with its message; errno is of no account.
-int32_t prepare(const ov_request &request, int32_t caller, Plan &plan, Message &message);
+// Checks a request, resolves its identities, checks the caller's rights and, for an add, reads the time. The caller is
+// a real uid. Returns OV_OK or the result of ov_process_request, with its message. errno does not count.
+int32_t prepare(const ov_request &request, int32_t caller, PreparedRequest &prepared, Message &message);
 
-// Tells a caller that he may not, and returns OV_NOT_PERMITTED; OV_OK where there is no refusal.
+// Sets the message and returns OV_NOT_PERMITTED if there is a refusal; else returns OV_OK.
 int32_t refuse(const char *refusal, Message &message);
 
 } // namespace ov

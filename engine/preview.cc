@@ -8,12 +8,12 @@ int32_t ov_preview_request(const ov_request *request, int64_t *value, char **slo
     if (request == nullptr)
         return OV_BAD_OPERATION;
     Message message(slot);
-    Plan plan = {};
-    if (const int32_t flaw = prepare(*request, static_cast<int32_t>(getuid()), plan, message))
+    PreparedRequest prepared = {};
+    if (const int32_t flaw = prepare(*request, static_cast<int32_t>(getuid()), prepared, message))
         return flaw;
-    if (const int32_t refusal = refuse(plan.refusals.once_open, message))
+    if (const int32_t refusal = refuse(prepared.refusals.once_open, message))
         return refusal;
     if (request->operation == OV_ADD)
-        *value = plan.clock.value;
+        *value = prepared.clock.value;
     return OV_OK;
 }

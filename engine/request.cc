@@ -10,14 +10,14 @@
 namespace ov
 {
 
-static int32_t carry_out(int32_t operation, const Plan &plan, const ControlFile &control, int32_t caller,
+static int32_t carry_out(int32_t operation, const PreparedRequest &prepared, const ControlFile &control, int32_t caller,
                          Message &message)
 {
     switch (operation) {
     case OV_ADD:
-        return add_clocks(control, plan.who, plan.clock, message);
+        return add_clocks(control, prepared.targets, prepared.clock, message);
     case OV_DELETE:
-        return delete_clocks(control, plan.who, message);
+        return delete_clocks(control, prepared.targets, message);
     case OV_LIST:
         return list_clocks(control, caller, message);
     case OV_RESET:
@@ -27,8 +27,8 @@ static int32_t carry_out(int32_t operation, const Plan &plan, const ControlFile 
     }
 }
 
-// Explains a failure, or an error number in the record, that nothing has explained so far. errno is what the last
-// failing call left, an old one's included: a command that fails need not set it, and cleared it would say nothing.
+// Explains a failure, or an error number in the record, that has no message yet. errno is never cleared, because a
+// command that fails need not set it: an older call's value counts.
 static int32_t conclude(int32_t result, Message &message)
 {
     const bool quiet = errno == 0 || errno == ENOENT || errno == ENODATA;
@@ -46,8 +46,8 @@ static int32_t conclude(int32_t result, Message &message)
 static int32_t process(const ov_request &request, Message &message)
 {
     const auto caller = static_cast<int32_t>(getuid());
-    Plan plan = {};
-    if (const int32_t flaw = prepare(request, caller, plan, message)) // validate, resolve, permit, read the time
+    PreparedRequest prepared = {};
+    if (const int32_t flaw = prepare(request, caller, prepared, message)) // validate, resolve, permit, read the time
         return flaw;
 
     theiov = {};
@@ -57,9 +57,9 @@ static int32_t process(const ov_request &request, Message &message)
         return OV_NO_CONTROL_FILE;
     }
     theiov.version = ZYNOV_IOV_VERSION;
-    if (const int32_t refusal = refuse(plan.refusals.once_open, message))
+    if (const int32_t refusal = refuse(prepared.refusals.once_open, message))
         return refusal;
-    return conclude(carry_out(request.operation, plan, control, caller, message), message);
+    return conclude(carry_out(request.operation, prepared, control, caller, message), message);
 }
 
 } // namespace ov
@@ -68,7 +68,7 @@ int32_t ov_process_request(const ov_request *request, char **slot)
 {
     if (request == nullptr)
         return OV_BAD_OPERATION;
-    char *dropped = nullptr; // without a slot all goes as with one
+    char *dropped = nullptr; // stands in for a missing slot
     ov::Message message(slot != nullptr ? slot : &dropped);
     const int32_t result = ov::process(*request, message);
     free(dropped);

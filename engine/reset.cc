@@ -9,7 +9,7 @@ int32_t reset_clocks(const ControlFile &control, Message &message)
 {
     theiov.container_id = zyn_get_container_ID();
     const int outcome = send_command(control.descriptor(), ZYNOV_IOC_RESET_ALL);
-    // A plain -1 means that there was nothing to remove, whatever errno says.
+    // -1 means that there was nothing to remove, whatever errno says.
     const bool nothing_there = outcome == -1 || (outcome != 0 && errno == ENOENT);
     if (outcome != 0 && !nothing_there)
         return outcome;

@@ -2,10 +2,25 @@
 
 int32_t check_rc(int32_t code)
 {
-    // From 802 to 815. 801 is left out: an operation that nobody knows goes with everything else that is unknown.
-    static constexpr int8_t classes[] = {2, 2, 2, 2, 2, 1, 3, 4, 4, 5, 5, 5, 4, 2};
-    constexpr int32_t unknown = 5;
-    if (code == OV_OK)
+    switch (code) {
+    case OV_OK:
         return 0;
-    return code >= OV_NO_IDENTITY_TEXT && code <= OV_ROOT_IDENTITY ? classes[code - OV_NO_IDENTITY_TEXT] : unknown;
+    case OV_RESERVED_807:
+        return 1;
+    case OV_NO_IDENTITY_TEXT:
+    case OV_RESERVED_803:
+    case OV_TOO_MANY_IDENTITIES:
+    case OV_BAD_KIND:
+    case OV_UNKNOWN_IDENTITY:
+    case OV_ROOT_IDENTITY:
+        return 2;
+    case OV_BAD_SPEED:
+        return 3;
+    case OV_BAD_TIME:
+    case OV_BAD_RELATIVE_TIME:
+    case OV_NO_CLOCK:
+        return 4;
+    default: // OV_BAD_OPERATION, too
+        return 5;
+    }
 }

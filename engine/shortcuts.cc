@@ -5,7 +5,7 @@
 namespace ov
 {
 
-// Zero stands for what the delete operation does not read.
+// A delete does not read the fields that are left zero.
 static int32_t delete_one_clock(int32_t kind, const char *text)
 {
     ov_request request = {};

@@ -12,10 +12,10 @@
 namespace ov
 {
 
-// What get_username returns, call after call.
+// The result of get_username.
 static char display_name[1024];
 
-// A whole text as a decimal number, of which the low 32 bits are kept.
+// Reads a text that is a decimal number as a whole, and keeps its low 32 bits.
 static bool read_whole_decimal(const char *text, uint32_t &number)
 {
     char *end;
@@ -23,7 +23,7 @@ static bool read_whole_decimal(const char *text, uint32_t &number)
     return *end == '\0';
 }
 
-// A name gives the number of its entry; a number that the database knows stays as typed, whatever its entry says.
+// A name stands for the number in its entry. A number that the database knows stands for itself.
 static bool find_user(const char *text, uint32_t &uid)
 {
     if (const passwd *user = getpwnam(text)) {

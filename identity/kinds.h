@@ -7,7 +7,7 @@
 namespace ov
 {
 
-// Written before "id" in messages and before ":" in the listing.
+// The letter before "id" in messages and before ":" in the listing.
 constexpr char identity_letter(int32_t kind)
 {
     return kind == OV_USER ? 'u' : kind == OV_GROUP ? 'g' : 'p';

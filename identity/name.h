@@ -5,8 +5,8 @@
 namespace ov
 {
 
-// The name that the user or group database has for a number, or null: when it has none, when that cannot be found out
-// (errno says so, where it was 0 before), and for processes. A static text of the C library's.
+// The name of a user or group, in a static buffer of the C library. Null if there is none, for a process, or if the
+// database fails, which errno tells if it was 0 before.
 const char *name_of(int32_t kind, uint32_t number);
 
 } // namespace ov

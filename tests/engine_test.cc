@@ -76,6 +76,7 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
         EXPECT_EQ(outcome.message, said(c.message));
         EXPECT_EQ(outcome.err, said(c.err));
         EXPECT_EQ(script.sent.size(), c.kernel.size());
+        EXPECT_EQ(script.error == EEXIST, !c.kernel.empty() && c.kernel.back().second == EEXIST);
         EXPECT_EQ(run(request, "", false).result, c.result) << "without a slot";
         // The same without a control file, unless the request is refused before.
         const bool before = c.result > 800 && c.kernel.empty();

@@ -64,6 +64,7 @@ Outcome Script::run(const Call &call, const std::string &pending, bool with_slot
     sent.clear();
     opened = closed = calls = clock_readings = errno = 0;
     const int result = call(with_slot ? &message : nullptr);
+    error = errno;
     const int made = std::exchange(calls, INT_MIN); // what the test itself does goes well
     fclose(std::exchange(stdout, streams[0]));
     fclose(std::exchange(stderr, streams[1]));
@@ -141,7 +142,7 @@ int close(int descriptor)
     if (script == nullptr || script->opened == script->closed || descriptor != script->descriptor)
         return REAL(close)(descriptor);
     ++script->closed;
-    errno = EBADF; // comes too late to be seen by anybody
+    errno = EBADF; // is not to be seen by anybody
     return 0;
 }
 

@@ -76,6 +76,7 @@ struct Script {
     // What the engine did.
     std::vector<std::pair<unsigned long, zynov_iov>> sent;
     int opened = 0, closed = 0, calls = 0, clock_readings = 0;
+    int error = 0;                  // errno when a call returned
     std::vector<FILE *> host_names; // streams that the engine leaves open
     std::set<int> owners;           // descriptors of the streams that popen gave
 };

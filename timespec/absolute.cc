@@ -13,7 +13,7 @@ namespace ov
 {
 
 constexpr size_t text_length = 12;
-constexpr int year_2000 = 100; // a leap year, so that February has its 29th before the year is known
+constexpr int year_2000 = 100; // a leap year: the year itself is checked later
 constexpr int first_year = 1970, last_year = 9999;
 
 struct CivilTime {
@@ -27,8 +27,8 @@ static int read_field(const char *text, size_t length)
     return read_decimal(field);
 }
 
-// Twelve digits, as good as always, are read eight and four at a time: each byte becomes the value of its digit, and
-// the first of each pair then ten times itself and the second. False when any is no digit.
+// Reads twelve digits, eight and four at a time: each byte becomes its digit, then each pair its number. False if there
+// is anything but digits.
 static bool read_digits(const char *text, CivilTime &t)
 {
     uint64_t pairs;
@@ -37,7 +37,7 @@ static bool read_digits(const char *text, CivilTime &t)
     memcpy(&year, text + sizeof pairs, sizeof year);
     pairs ^= 0x3030303030303030;
     year ^= 0x30303030;
-    constexpr uint64_t to_sign = 0x7676767676767676, signs = 0x8080808080808080; // what is added makes 10 set the sign
+    constexpr uint64_t to_sign = 0x7676767676767676, signs = 0x8080808080808080; // 10 and above set the sign
     if (((pairs | (pairs + to_sign) | year | (year + (to_sign & 0xffffffff))) & signs) != 0)
         return false;
     pairs = 10 * pairs + (pairs >> 8);
@@ -47,7 +47,7 @@ static bool read_digits(const char *text, CivilTime &t)
     return true;
 }
 
-// Any twelve characters, with what strtol makes of each field.
+// Reads any twelve characters, each field as strtol does.
 [[gnu::cold]] static void read_fields(const char *text, CivilTime &t)
 {
     t = {read_field(text, 2), read_field(text + 2, 2), read_field(text + 4, 2), read_field(text + 6, 2),
@@ -64,7 +64,7 @@ static constexpr bool is_minute(int minute)
     return minute >= 0 && minute <= 59;
 }
 
-// Reads a text; what is wrong with it, or null.
+// Reads a text. Returns what is wrong with it, or null.
 static const char *flaw_in(const char *text, CivilTime &t)
 {
     if (text == nullptr)
@@ -113,7 +113,7 @@ int64_t zyn_parse_tm_time(const struct tm *record, const char **message)
     using namespace ov;
     const auto refuse = [&](const char *why) {
         if (message != nullptr)
-            *message = why; // a constant, which the caller must not free
+            *message = why; // a constant, not to be freed
         return 0;
     };
     if (record == nullptr)
@@ -131,11 +131,11 @@ int64_t zyn_parse_tm_time(const struct tm *record, const char **message)
         return refuse("Illegal year[<1970]");
     if (record->tm_year > last_year)
         return refuse("Illegal year[>9999]");
-    // Leap years by the full year, unlike zyn_parse_time, here and in the day count: its callers know these values.
+    // Leap years are judged by the full year on purpose, here and in the day count, unlike in zyn_parse_time.
     if (record->tm_mon == 2 && record->tm_mday > 28 && !is_leap(record->tm_year))
         return refuse("Illegal days with regard to year and month[1 ~ 28]");
 
-    // The seconds of whole days wrap around in 32 bits from 2038-01-21 on, for the same reason.
+    // The seconds of whole days wrap around in 32 bits from 2038-01-21 on, on purpose, too.
     const int64_t days = day_number(record->tm_year, record->tm_mon, record->tm_mday, full_year);
     tzset();
     return correct_daylight_saving(record->tm_hour * 3600 + record->tm_min * 60 + timezone + low_32(days * 86400));

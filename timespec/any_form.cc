@@ -13,13 +13,13 @@
 namespace ov
 {
 
-// The instant that a civil time names in the local zone: in standard time where it comes twice, and none where the
-// clocks are put forward past it. Seconds count as if the civil time were UTC.
+// Finds the instant of a local time, which is given in seconds as if it were UTC. A time that occurs twice is taken as
+// standard time; one that the change to daylight saving time skips is not found.
 static bool find_local(int64_t civil, int64_t &value)
 {
     bool found = false;
     tzset();
-    for (const int64_t day : {-86400, 86400}) { // what is in force before and behind a change
+    for (const int64_t day : {-86400, 86400}) { // the offsets before and after a change
         const int64_t candidate = civil - local_time(civil + day).tm_gmtoff;
         const tm local = local_time(candidate);
         if (local.tm_gmtoff == civil - candidate && (!found || local.tm_isdst == 0)) {
@@ -30,7 +30,7 @@ static bool find_local(int64_t civil, int64_t &value)
     return found;
 }
 
-// What zyn_parse_time makes of the same date and time.
+// Reads the date and time as zyn_parse_time does.
 static int64_t read_to_the_minute(const Timestamp &t, char **slot)
 {
     char text[13];

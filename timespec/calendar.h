@@ -1,5 +1,4 @@
-// Civil calendar arithmetic: pure integers, no zone, no clock. Years are as wide as the caller has them: 64 bits where
-// they might overflow.
+// Civil calendar arithmetic, without zones. Years have the caller's type: 64 bits where 32 might overflow.
 #pragma once
 
 #include <array>
@@ -11,18 +10,18 @@
 namespace ov
 {
 
-// What a count of years starts from. The full form takes years as if they began at 0 but keeps the rule of
-// the years since 1900, so that its leap centuries are 2100, 2500, ...: one parser depends on that.
+// The year that a count of years starts from. full_year keeps the leap rule for years since 1900, so that its leap
+// centuries are 2100, 2500, ...: one parser depends on that.
 enum YearBase : int { since_1900 = 1900, full_year = 0 };
 
-// A year counted from 1900: divisible by 4 and not by 100 (4 * 25), or, with 1900 added, by 400 (16 * 25). That only
-// this last test adds the 1900 shows where a full year is passed by mistake.
+// Whether a year counted from 1900 is a leap year; of a multiple of 4, 25 stands for 100 and 16 for 400. Only the last
+// test adds the 1900, so a full year gets other leap centuries.
 constexpr bool is_leap(int64_t year)
 {
     return year % 4 == 0 && (year % 25 != 0 || (year + 1900) % 16 == 0);
 }
 
-// The leap years up to and including a calendar year, short of a constant.
+// The leap years up to and including a calendar year, plus a constant.
 template <typename Year> constexpr Year leap_years_until(Year year, YearBase base = since_1900)
 {
     const Year counted = year - base, centuries = floor_div(counted, 100);
@@ -66,7 +65,7 @@ struct Date {
     constexpr bool operator==(const Date &) const = default; // GCOVR_EXCL_BR_LINE: for the checks below
 };
 
-// The date of a day number. Years are taken to begin in March, so that the leap day comes last.
+// The date of a day number. Its years begin in March, so that the leap day comes last.
 constexpr Date date_of(int64_t day_number)
 {
     constexpr int64_t days_per_cycle = 146097, march_of_year_0 = 719468;
@@ -83,8 +82,7 @@ static_assert(day_number(1970, 1, 1) == 0 && day_number(2000, 3, 1) == 11017 && 
 static_assert(day_number(2000, 3, 1, full_year) == 11016 && day_number(2101, 1, 1, full_year) == 47847);
 static_assert(date_of(-719469) == Date{0, 2, 29} && date_of(11016) == Date{2000, 2, 29});
 
-// One day forward or back. Only day, month and year are touched, and nothing is normalised: an impossible
-// date rolls over going forward, while going back takes the previous month's length as it comes.
+// Move a date by one day. They change day, month and year only, and normalise nothing.
 void add_one_day_to_tm(tm *date);
 void subtract_one_day_from_tm(tm *date);
 

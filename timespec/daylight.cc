@@ -11,9 +11,8 @@ int64_t correct_daylight_saving(int64_t value)
     return local != nullptr && local->tm_isdst != 0 ? value - 3600 : value;
 }
 
-// The bound is worked out anew after every step, so that it and the counter meet halfway: a gap of one hour is closed,
-// a larger one only in part, and those across midnight run on past it. Clocks have always been set so; a walk to the
-// wanted hour would set others in zones that change by more, and around midnight.
+// Each loop works its bound out anew after every step, on purpose: it closes a gap of one hour, a larger one in part,
+// and runs on past midnight. Clocks have always been set so.
 void align_hour(tm &t, int wanted)
 {
     const auto forward = [&](int until) {
@@ -28,7 +27,7 @@ void align_hour(tm &t, int wanted)
     const auto back = [&](int until) {
         int steps = 0;
         do {
-            --t.tm_hour; // which was above until, and so above 0
+            --t.tm_hour; // above until, so above 0
         } while (++steps < t.tm_hour - until);
     };
     if (t.tm_hour < wanted)

@@ -6,12 +6,12 @@
 namespace ov
 {
 
-// A clock value counted in standard time, as it is when daylight saving time is in effect at it: always one hour
-// less, whatever the zone's own shift.
+// Corrects a clock value that was counted in standard time: one hour less if daylight saving time is in effect then,
+// whatever the zone's own shift.
 int64_t correct_daylight_saving(int64_t value);
 
-// Brings the hour of a broken-down time back to the one that was left, after a change of daylight saving time in
-// between. Only a gap of one hour is closed for sure.
+// Moves the hour of a broken-down time to the wanted one, after a change of daylight saving time. Only a gap of one
+// hour is sure to be closed.
 void align_hour(tm &t, int wanted);
 
 } // namespace ov

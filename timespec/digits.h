@@ -3,7 +3,7 @@
 namespace ov
 {
 
-// Writes a number from 0 to 99 as two digits, without an end, and returns what comes behind them.
+// Writes a number from 0 to 99 as two digits, unterminated. Returns the position after them.
 inline char *write_pair(char *text, int number)
 {
     text[0] = static_cast<char>('0' + number / 10);

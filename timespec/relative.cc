@@ -16,22 +16,21 @@
 namespace ov
 {
 
-// The move that a relative specification asks for, besides its years.
-struct Distance {
+// How far a relative time moves a clock.
+struct Shift {
     int32_t days, hours, minutes;
 
     int64_t seconds() const { return int64_t{days} * 86400 + int64_t{hours} * 3600 + int64_t{minutes} * 60; }
 };
 
-static timeval real_time()
+static timeval present()
 {
     timeval now = {};
     gettimeofday(&now, nullptr);
     return now;
 }
 
-// The days that a number of years spans from today on. A year that starts before March is as long as it is
-// itself; one that starts later is as long as the next.
+// The days from today to the same day some years later. From March on, the next year's leap day counts.
 static int64_t days_in_years(int64_t count, const tm &today)
 {
     const int64_t year = int64_t{today.tm_year} + 1900;
@@ -50,7 +49,7 @@ static void move_days(tm &t, int64_t days)
 {
     if (days == 0)
         return;
-    // Only a time that could not be broken down has no day; going back, it counts as the first.
+    // The day is 0 only if localtime_r failed.
     const int day = days < 0 && t.tm_mday < 1 ? 1 : t.tm_mday;
     const Date moved = date_of(day_number(int64_t{t.tm_year} + 1900, t.tm_mon + 1, day) + days);
     t.tm_year = low_32(moved.year - 1900);
@@ -65,7 +64,7 @@ static void move_hours(tm &t, int64_t hours)
     move_days(t, floor_div(hour, 24));
 }
 
-// Minutes, then hours, on the wall clock: no zone and no daylight saving time has a part in it.
+// Moves the minutes, then the hours, without regard to the zone.
 static void move_time(tm &t, int32_t hours, int32_t minutes)
 {
     const int64_t minute = int64_t{t.tm_min} + minutes;
@@ -74,7 +73,7 @@ static void move_time(tm &t, int32_t hours, int32_t minutes)
     move_hours(t, hours);
 }
 
-// MMDDhhmmYYYY. A year of another length makes a text that the absolute parser refuses.
+// Writes MMDDhhmmYYYY. The absolute parser refuses a year of another length.
 static void write_text(const tm &t, char (&text)[64])
 {
     const int64_t year = t.tm_year + int64_t{1900};
@@ -85,16 +84,16 @@ static void write_text(const tm &t, char (&text)[64])
         snprintf(end, 32, "%04" PRId64, year);
 }
 
-// A move on the wall clock from the present moment; 0 when the date it leads to is no clock value. It reads the clock
-// anew, for the moment of the move, and leaves the seconds to the caller, who has them for every form from one reading.
-static int64_t move_on_wall_clock(const Distance &distance, char **slot)
+// Moves the wall clock from the present; 0 if the result is no clock value. Reads the clock again on purpose: the
+// caller adds the seconds of its own reading.
+static int64_t move_on_wall_clock(const Shift &shift, char **slot)
 {
-    const time_t now = real_time().tv_sec;
+    const time_t now = present().tv_sec;
     const tm local = local_time(now);
-    tm t = local_time(wrapping_add(now, int64_t{distance.days} * 86400));
+    tm t = local_time(wrapping_add(now, int64_t{shift.days} * 86400));
     t.tm_min = local.tm_min;
     align_hour(t, local.tm_hour);
-    move_time(t, distance.hours, distance.minutes);
+    move_time(t, shift.hours, shift.minutes);
 
     char text[64];
     write_text(t, text);
@@ -114,10 +113,10 @@ int64_t parse_reltime(const char *years, const char *days, const char *hours, co
 {
     using namespace ov;
     Message message(slot);
-    const timeval now = real_time();
+    const timeval now = present();
     const tm today = local_time(now.tv_sec);
     const int64_t year_days = days_in_years(read_decimal(years), today);
-    const Distance distance{low_32(read_decimal(days) + year_days), read_decimal(hours), read_decimal(minutes)};
+    const Shift shift{low_32(read_decimal(days) + year_days), read_decimal(hours), read_decimal(minutes)};
 
     int64_t value;
     if (origin != nullptr) {
@@ -128,12 +127,12 @@ int64_t parse_reltime(const char *years, const char *days, const char *hours, co
                         static_cast<long long>(start));
             return 0;
         }
-        value = start + distance.seconds();
+        value = start + shift.seconds();
     } else if (mode != 0) {
-        // The seconds of the minute come on top of now's own, a second time: what is in use depends on these values.
-        value = wrapping_add(now.tv_sec, distance.seconds() + today.tm_sec);
+        // The seconds of the minute are added twice on purpose: clocks have always been set so.
+        value = wrapping_add(now.tv_sec, shift.seconds() + today.tm_sec);
     } else {
-        value = move_on_wall_clock(distance, slot);
+        value = move_on_wall_clock(shift, slot);
         if (value == 0)
             return 0;
         value += today.tm_sec;

@@ -1,4 +1,4 @@
-// The texts that people and programs write for an instant, and the fields in them: no zone, no clock.
+// Reads the texts that people and programs write for an instant, without zones.
 #pragma once
 
 #include <cstdint>
@@ -20,17 +20,17 @@ struct Timestamp {
     Kind kind = unknown;
     bool to_the_minute = false;
     int64_t year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
-    int64_t weekday = -1; // from 0 on Sunday; -1 where none is written
+    int64_t weekday = -1; // 0 is Sunday, -1 none
     int64_t offset = 0;   // seconds east of UTC
     bool offset_is_one = true;
 
-    // Since the epoch, in UTC; of civil time, as if that were UTC.
+    // Since the epoch; civil time counts as if it were UTC.
     constexpr int64_t seconds() const
     {
         return kind == counted ? second : days() * 86400 + hour * 3600 + minute * 60 + second - offset;
     }
 
-    // What is wrong with the fields, or null. They are not negative.
+    // What is wrong with the fields, or null.
     constexpr const char *flaw() const
     {
         if (kind == counted)
@@ -54,7 +54,7 @@ struct Timestamp {
     constexpr int64_t days() const { return day_number(year, static_cast<int>(month), static_cast<int>(day)); }
 };
 
-// Passes over a number of so many digits; whether there is one.
+// Reads a number of so many digits and moves on. False if there is none.
 constexpr bool take_digits(const char *&text, int least, int most, int64_t &number)
 {
     int count = 0;
@@ -63,7 +63,7 @@ constexpr bool take_digits(const char *&text, int least, int most, int64_t &numb
     return count >= least;
 }
 
-// Passes over one of a row of names of three letters, counted from 0; whether there is one.
+// Reads one of a list of names of three letters, counted from 0, and moves on. False if there is none.
 constexpr bool take_name(const char *&text, const char *names, int64_t &number)
 {
     for (number = 0; *names != '\0'; names += 3, ++number) {
@@ -89,8 +89,8 @@ constexpr bool take_offset(const char *&text, Timestamp &t)
     return true;
 }
 
-// Reads the field that a letter stands for: strptime's letters, but T for a T or a blank, z for Z or +hh:mm, and s with
-// a sign. A fraction of a second is passed over.
+// Reads a field by its letter in strptime, but T is a T or a blank, z is Z or +hh:mm, and s has a sign. Skips a
+// fraction of a second.
 constexpr bool take_field(char letter, const char *&text, Timestamp &t)
 {
     switch (letter) {

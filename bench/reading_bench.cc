@@ -11,6 +11,7 @@
 #include "bench/pairs.h"
 #include "bench/program.h"
 #include "contract/zynov.h"
+#include "simulator/table/table.h"
 
 using namespace bench;
 
@@ -66,6 +67,19 @@ static void fill_table(uint64_t processes)
     }
     for (uint64_t container = 1; container <= processes; ++container)
         send(ZYNOV_IOC_ADD_CLOCK, 3, getpid(), container);
+}
+
+// Leaves the table as somebody does who is killed in the midst of a change.
+static void cut_change_short()
+{
+    const int file = open(getenv("ZYNOV_SIM_STATE"), O_RDWR | O_CLOEXEC);
+    uint64_t generation;
+    if (pread(file, &generation, sizeof generation, offsetof(sim::Table, generation)) != sizeof generation)
+        abort();
+    generation |= 1;
+    if (pwrite(file, &generation, sizeof generation, offsetof(sim::Table, generation)) != sizeof generation)
+        abort();
+    close(file);
 }
 
 static void change_table()
@@ -149,6 +163,12 @@ int main(int argc, char **argv)
     compare<change_table, change_floor>("add and delete", "floor: open, flock, close", {10}, 1, [] { fill_table(0); });
     compare<change_table, change_floor>("the same among 1,000 clocks of processes", "floor: open, flock, close", {40},
                                         1, [] { fill_table(1000); });
+    compare<[] { clock_gettime(CLOCK_REALTIME, &instant); }, [] { bare_clock_gettime(CLOCK_REALTIME, &instant); }>(
+        "clock_gettime, after a change cut short", "bare clock_gettime", {3}, 1, [] {
+            fill_table(1000);
+            give_clock(60, 0);
+            cut_change_short();
+        });
     const auto no_clock = [] {
         fill_table(0);
         give_clock(0, 0);

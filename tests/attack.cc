@@ -177,6 +177,7 @@ int main(int argc, char **argv)
         complain("lost, twice or torn", torn);
     ask_wrongly(control);
     look_for_a_handler();
+    cut_short_a_change(control);
     wreck(control, false);
     wreck(control, true);
     close(control);

@@ -106,4 +106,5 @@ inline void expect_change(int control)
 // What programs may ask, and what others may do to the table, without harm to anybody.
 void ask_wrongly(int control);
 void look_for_a_handler();
+void cut_short_a_change(int control);
 void wreck(int control, bool cut);

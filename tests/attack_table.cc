@@ -58,6 +58,44 @@ void look_for_a_handler()
         complain("a handler is to be seen", 1);
 }
 
+// A change that its maker did not live to end, and whose clock comes and goes in the table: what a reading has found
+// holds for a moment, not for good, and not once a change has ended.
+void cut_short_a_change(int control)
+{
+    constexpr time_t christmas = 1924419600;
+    const int file = open(getenv("ZYNOV_SIM_STATE"), O_RDWR | O_CLOEXEC);
+    auto *const table =
+        static_cast<sim::Table *>(mmap(nullptr, sizeof(sim::Table), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0));
+    zynov_iov clock = {ZYNOV_IOV_VERSION, 0, 0, getpid(), christmas, 3};
+    if (ioctl(control, ZYNOV_IOC_ADD_CLOCK, &clock) != 0)
+        complain("a process's clock could not be added", errno);
+    const uint64_t used = table->used;
+    const auto is_right = [&] { return (time(nullptr) == christmas) == (table->used != 0); };
+    int held = 0;
+    table->generation |= 1;
+    for (int turn = 0; turn < 1000; ++turn) {
+        table->used = turn % 2 * used;
+        held += !is_right();
+    }
+    if (held == 0)
+        complain("readings that searched the table each", 1000);
+    for (int turn = 0; turn < 2; ++turn) {
+        table->used = turn * used;
+        usleep(100000);
+        if (!is_right())
+            complain("a reading that holds for good", turn);
+    }
+    table->used = 0;
+    ++table->generation;
+    if (!is_right())
+        complain("a change that has ended, and is not seen", 1);
+    table->used = used;
+    clock.vtime = 3;
+    ioctl(control, ZYNOV_IOC_DELETE_CLOCK, &clock);
+    munmap(table, sizeof *table);
+    close(file);
+}
+
 // Readers and writers of a table that is scribbled over, and cut, under them.
 void wreck(int control, bool cut)
 {

@@ -72,7 +72,7 @@ __attribute__((noinline)) static Cache::Found look_up(uint64_t ids, Pace &pace)
     } while (generation.table != table.generation.load(std::memory_order_acquire));
     pace = Pace(clock);
     // A child that still runs in its parent's memory, on its way to another program, leaves that as it is.
-    if (generation.table % 2 == 0 && process == memory.process.load(std::memory_order_relaxed))
+    if (process == memory.process.load(std::memory_order_relaxed))
         memory.cache.store(generation, found, pace);
     return found;
 }
@@ -85,7 +85,10 @@ static uint64_t present_generation()
 __attribute__((noinline)) static Cache::Found find_anew(const timespec &real, Pace &pace)
 {
     const uint64_t ids = ask_ids(real);
-    const Cache::Found found = image_data.memory.cache.load({present_generation(), ids}, pace);
+    const uint64_t generation = present_generation();
+    // A change that was cut short has none of its own: what is found holds no longer than the ids.
+    const Cache::Found found =
+        generation % 2 == 0 ? image_data.memory.cache.load({generation, ids}, pace) : Cache::nothing;
     return found != Cache::nothing ? found : look_up(ids, pace);
 }
 

@@ -27,6 +27,10 @@ static std::atomic<bool> attached;
 
 static Cache cache;
 
+// What was found while a change was under way, and when.
+static Cache unsure;
+static std::atomic<int64_t> unsure_at = -1;
+
 // Of a program that asks the kernel past this library as well, and so has the clock in place of the kernel's functions:
 // the C library's own then say the clock's time too.
 static std::atomic<const ImageConfig *> image;
@@ -44,6 +48,7 @@ timespec real_time(clockid_t source)
 void begin_as_child()
 {
     cache.end_write();
+    unsure.end_write();
     know_oneself();
 }
 
@@ -89,20 +94,33 @@ static Generation present_generation(const Table &clocks)
     return {clocks.generation.load(std::memory_order_acquire), identity_version()};
 }
 
-// Looks it up anew. A change that is under way, or was cut short by the end of who made it, has no generation of its
-// own: until the next change, each reading then walks through the table.
+static int64_t coarse_instant()
+{
+    const timespec now = real_time(CLOCK_MONOTONIC_COARSE);
+    return now.tv_sec * 1'000'000'000 + now.tv_nsec;
+}
+
+// Looks it up anew. A change that is under way has no generation of its own, nor has one that was cut short by the end
+// of who made it, until the next one: what is found then holds until the coarse clock moves, since to search a full
+// table takes as long as a hundred readings.
 __attribute__((noinline)) static Cache::Found look_up(const Table &clocks, Pace &pace)
 {
+    Generation generation = present_generation(clocks);
+    const bool under_way = generation.table % 2 != 0;
+    const int64_t now = under_way ? coarse_instant() : 0;
+    Cache::Found found =
+        under_way && unsure_at.load(std::memory_order_acquire) == now ? unsure.load(generation, pace) : Cache::nothing;
+    if (found != Cache::nothing)
+        return found;
     Clock clock = {};
-    Generation generation;
-    Cache::Found found;
     do {
         generation = present_generation(clocks);
         found = search_clock(clocks, own_identity(), clock) ? Cache::clock : Cache::no_clock;
     } while (generation != present_generation(clocks));
     pace = Pace(clock);
-    if (generation.table % 2 == 0)
-        cache.store(generation, found, pace);
+    (generation.table % 2 == 0 ? cache : unsure).store(generation, found, pace);
+    if (under_way)
+        unsure_at.store(now, std::memory_order_release);
     return found;
 }
 

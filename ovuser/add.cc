@@ -13,6 +13,7 @@
 #include "ovuser/change.h"
 #include "ovuser/clocks.h"
 #include "ovuser/command.h"
+#include "ovuser/lock.h"
 #include "ovuser/plan.h"
 #include "ovuser/text.h"
 #include "ovuser/time_hints.h"
@@ -72,7 +73,10 @@ int AddWords::check()
 int AddWords::carry_out(bool replace)
 {
     const bool several = identities_.several();
-    int worst = done;
+    Lock lock;
+    int worst = lock.take();
+    if (worst != done)
+        return worst;
     if (!replace) {
         for (const Identity &who : identities_)
             worst = std::max(worst, add_clock(who, when_, checked_, several));

@@ -13,6 +13,7 @@
 #include "ovuser/clocks.h"
 #include "ovuser/command.h"
 #include "ovuser/hints.h"
+#include "ovuser/lock.h"
 #include "ovuser/owner.h"
 #include "ovuser/plan.h"
 
@@ -20,17 +21,18 @@ namespace ovuser
 {
 
 static constexpr char apply_help[] =
-    "usage: ovuser apply [FILE] [--prune] [--replace] [--dry-run [--json]]\n"
+    "usage: ovuser apply [FILE] [--prune [--empty]] [--replace] [--dry-run [--json]]\n"
     "\n"
     "Gives the clocks that FILE says (default: /etc/orvane/clocks; - for standard input): on each line one, in the\n"
     "words that 'ovuser add' takes. A clock that is there stays as it is. Where a line is wrong, nothing is changed.\n"
     "\n"
     "  --prune    delete the clocks that FILE does not name\n"
+    "  --empty    with --prune, take a FILE that names no clock at its word: delete all\n"
     "  --replace  set those anew that are there\n"
     "  --dry-run  only say what would be done; with --json for programs\n";
 
 struct ApplyOptions {
-    bool prune = false, replace = false, dry_run = false, json = false;
+    bool prune = false, empty = false, replace = false, dry_run = false, json = false;
 };
 
 // A line of a file: whose clock, and which.
@@ -133,6 +135,7 @@ int Application::read()
     if (const int status = file_.read())
         return status;
     int worst = file_.check_characters();
+    worst = std::max(worst, file_.check_end());
     char **words;
     for (int count; (count = file_.next_line(words)) != 0;) {
         int status = not_understood;
@@ -141,6 +144,10 @@ int Application::read()
             status = read_line(count, words);
         }
         worst = std::max(worst, status);
+    }
+    if (worst == done && first_ == nullptr && options_.prune && !options_.empty) { // more likely cut off than meant
+        worst = misunderstood("%s: there is no clock in it, and --prune would delete all", file_.name());
+        hint("--empty says that this is meant");
     }
     if (worst != done)
         misunderstood("%s: nothing has been changed", file_.name());
@@ -177,7 +184,9 @@ int Application::give(Line &line, const Clocks &table)
         return count(words.rehearse(options_.replace, table), counter);
     if (is_there)
         return count(replace_clock(line.who(), words.when(), words.checked(), true, table), counter);
-    return count(add_clock(line.who(), words.when(), words.checked(), true), counter);
+    bool was_there = false; // by somebody who does not use this utility
+    const int status = add_clock(line.who(), words.when(), words.checked(), true, &was_there);
+    return count(status, was_there ? left_ : added_);
 }
 
 void Application::sum_up() const
@@ -205,6 +214,9 @@ void Application::write_plan(const Clocks &table) const
 
 int Application::carry_out()
 {
+    Lock lock;
+    if (const int status = options_.dry_run ? int{done} : lock.take())
+        return status;
     const Clocks table;
     if (!table.complete())
         return table.conclude();
@@ -226,15 +238,22 @@ int Application::carry_out()
 int apply_command(int argc, char **argv)
 {
     static constexpr option known[] = {
-        {"prune", no_argument, nullptr, 'p'},   {"replace", no_argument, nullptr, 'r'},
-        {"dry-run", no_argument, nullptr, 'n'}, {"json", no_argument, nullptr, 'j'},
-        {"help", no_argument, nullptr, 'h'},    {},
+        {"prune", no_argument, nullptr, 'p'},
+        {"empty", no_argument, nullptr, 'e'},
+        {"replace", no_argument, nullptr, 'r'},
+        {"dry-run", no_argument, nullptr, 'n'},
+        {"json", no_argument, nullptr, 'j'},
+        {"help", no_argument, nullptr, 'h'},
+        {},
     };
     ApplyOptions options;
     for (int choice; (choice = getopt_long(argc, argv, "h", known, nullptr)) != -1;) {
         switch (choice) {
         case 'p':
             options.prune = true;
+            break;
+        case 'e':
+            options.empty = true;
             break;
         case 'r':
             options.replace = true;

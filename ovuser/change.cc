@@ -1,5 +1,7 @@
 #include "ovuser/change.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
@@ -10,6 +12,7 @@
 #include "ovuser/clocks.h"
 #include "ovuser/command.h"
 #include "ovuser/hints.h"
+#include "ovuser/signals.h"
 #include "ovuser/text.h"
 #include "ovuser/trace.h"
 
@@ -72,8 +75,10 @@ class Outcome
         who.put_into(request_);
         result_ = ov_process_request(&request_, &message_);
         error_ = errno;
-        ov::close_left_open();                      // who has many identities has no more descriptors for it
-        if (!was_there() && result_ != OV_NO_CLOCK) // of what changed nothing there is nothing to tell
+        ov::close_left_open(); // who has many identities has no more descriptors for it
+        was_there_ =
+            result_ == OV_OK && message_ != nullptr && strstr(message_, " already has a virtual clock\n") != nullptr;
+        if (!was_there_ && result_ != OV_NO_CLOCK) // of what changed nothing there is nothing to tell
             trace(request_, result_, message_);
     }
     ~Outcome() { free(message_); }
@@ -83,10 +88,8 @@ class Outcome
     int32_t result() const { return result_; }
 
     // To the engine an add of a clock that is there has succeeded; only its words tell.
-    bool was_there() const
-    {
-        return result_ == OV_OK && message_ != nullptr && strstr(message_, " already has a virtual clock\n") != nullptr;
-    }
+    bool was_there() const { return was_there_; }
+    bool has_added() const { return result_ == OV_OK && !was_there_; }
 
     // Says what became of it, once; former is the clock that it took the place of. Returns the exit status.
     int tell(bool several, const ov_clock *former = nullptr)
@@ -106,7 +109,7 @@ class Outcome
         const ClockWords given(request_.virtime, request_.speed, request_.rewind);
         if (request_.operation == OV_DELETE)
             report("%s: back on the system clock", who_.numbered());
-        else if (was_there())
+        else if (was_there_)
             report("%s already has a virtual clock; left as it is: 'ovuser set' gives it anew", who_.numbered());
         else if (former == nullptr)
             report("%s: given %s", who_.numbered(), given.text);
@@ -119,12 +122,16 @@ class Outcome
     ov_request request_;
     int32_t result_;
     int error_;
+    bool was_there_;
     char *message_ = nullptr;
 };
 
-int add_clock(const Identity &who, const When &when, int64_t checked, bool several)
+int add_clock(const Identity &who, const When &when, int64_t checked, bool several, bool *was_there)
 {
-    return Outcome(who, Wanted(when, checked, nullptr).request).tell(several);
+    Outcome outcome(who, Wanted(when, checked, nullptr).request);
+    if (was_there != nullptr)
+        *was_there = outcome.was_there();
+    return outcome.tell(several);
 }
 
 int delete_clock(const Identity &who, bool several)
@@ -161,12 +168,10 @@ int reclaim_clock(const Identity &who)
     return outcome.result() == OV_OK || outcome.result() == OV_NO_CLOCK ? int{done} : outcome.tell(true);
 }
 
-// Puts a clock back whose successor was refused.
-static void put_back(const Identity &who, const ov_clock &former)
+// A clock that was taken away, whose successor was refused.
+static void tell_of(const Identity &who, const ov_clock &former, bool is_back)
 {
-    char origin[24];
-    const Outcome outcome(who, request_for(former, origin));
-    if (outcome.result() == OV_OK && !outcome.was_there())
+    if (is_back)
         warn("%s has its former clock again%s", who.label(), former.mode != 0 ? ", but for --offset" : "");
     else
         warn("%s has lost its clock, which was --epoch %" PRId64 " --speed %d%s", who.label(), former.value,
@@ -181,6 +186,31 @@ int check_clock(Identities &identities, const When &when, int64_t &checked)
     return identities.check(request, &checked);
 }
 
+// Deletes and adds. No signal may leave it at the first.
+static int exchange_clock(const Identity &who, const ov_request &wanted, bool several, const ov_clock *former)
+{
+    ov_request removal = {}, return_of_former = {};
+    char origin[24];
+    removal.operation = OV_DELETE;
+    if (former != nullptr)
+        return_of_former = request_for(*former, origin);
+
+    HeldSignals held;
+    Outcome removed(who, removal);
+    if (removed.result() != OV_OK && removed.result() != OV_NO_CLOCK)
+        return removed.tell(several);
+    Outcome added(who, wanted);
+    const bool fails = added.result() != OV_OK;
+    const bool is_back = fails && former != nullptr && Outcome(who, return_of_former).has_added();
+    held.release();
+    if (added.was_there())
+        return failed("%s has been given another clock meanwhile, which stays", who.label());
+    const int status = added.tell(several, former);
+    if (fails && former != nullptr)
+        tell_of(who, *former, is_back);
+    return status;
+}
+
 int replace_clock(const Identity &who, const When &when, int64_t checked, bool several, const Clocks &table)
 {
     const ov_clock *present = table.find(who.kind, who.id);
@@ -192,24 +222,16 @@ int replace_clock(const Identity &who, const When &when, int64_t checked, bool s
         Outcome first(who, wanted.request);
         if (!first.was_there())
             return first.tell(several);
-        if (when.keeps_value()) // of somebody else's process
-            return failed("%s has a clock that you may not see: give a time", who.label());
+        if (when.keeps_value()) // of somebody else's process, or come after the table was read
+            return failed("%s has a clock that %s: give a time", who.label(),
+                          getuid() == 0 ? "somebody has just given" : "you may not see");
     }
     if (when.keeps_value() && !is_in_range(wanted.request.virtime)) {
         failed("%s: what its clock shows by now is out of range: give a time", who.label());
         return check_rc(OV_BAD_TIME);
     }
 
-    ov_request removal = {};
-    removal.operation = OV_DELETE;
-    Outcome removed(who, removal);
-    if (removed.result() != OV_OK && removed.result() != OV_NO_CLOCK)
-        return removed.tell(several);
-    Outcome added(who, wanted.request);
-    const int status = added.tell(several, present);
-    if (status != done && present != nullptr)
-        put_back(who, *present);
-    return added.was_there() ? int{not_carried_out} : status;
+    return exchange_clock(who, wanted.request, several, present);
 }
 
 } // namespace ovuser

@@ -32,8 +32,8 @@ struct Wanted {
 // others need.
 int check_clock(Identities &identities, const When &when, int64_t &checked);
 
-// Gives an identity a clock, unless it has one.
-int add_clock(const Identity &who, const When &when, int64_t checked, bool several);
+// Gives an identity a clock, unless it has one, which was_there then tells.
+int add_clock(const Identity &who, const When &when, int64_t checked, bool several, bool *was_there = nullptr);
 
 // Gives an identity a clock anew, whatever it has in the table.
 int replace_clock(const Identity &who, const When &when, int64_t checked, bool several, const Clocks &table);

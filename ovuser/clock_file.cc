@@ -105,6 +105,19 @@ int ClockFile::check_characters()
     return status;
 }
 
+// Others' files may end as they like.
+int ClockFile::check_end() const
+{
+    if (strncmp(text_, saved_first, strlen(saved_first)) != 0)
+        return done;
+    for (const char *line = text_; (line = strchr(line, '\n')) != nullptr;) {
+        const size_t length = strcspn(++line, "\n");
+        if (length == strlen(saved_last) && strncmp(line, saved_last, length) == 0)
+            return done;
+    }
+    return misunderstood("%s: not all of it was saved: the line '%s' is missing", name_, saved_last);
+}
+
 int ClockFile::read()
 {
     int descriptor = STDIN_FILENO;

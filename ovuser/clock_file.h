@@ -7,6 +7,9 @@
 namespace ovuser
 {
 
+// How the first line of a saved file begins, and its last one, without which not all of it was written.
+inline constexpr char saved_first[] = "# Virtual clocks as of ", saved_last[] = "# end";
+
 class ClockFile
 {
   public:
@@ -21,6 +24,8 @@ class ClockFile
     // Tells of every line that has characters in it which no line may have, and skips it from then on. Returns the exit
     // status.
     int check_characters();
+    // Whether a saved file has been saved to its end.
+    int check_end() const;
     // The words of the next line that has some, as a main function gets them, with the name of the file as the first;
     // they stay where they are, but the array is used again. Returns their number with the first, 0 behind the last
     // line, and -1 when it has been told what is wrong with a line.

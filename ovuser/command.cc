@@ -29,6 +29,7 @@ void report(const char *format, ...)
     va_list arguments;
     va_start(arguments, format);
     print_line(stdout, "ovuser: report: ", format, arguments);
+    output_works();
     va_end(arguments);
 }
 
@@ -125,6 +126,7 @@ int conclude(int32_t result, char *message, const Identity *who, int error)
     if (result == OV_OK) {
         if (message != nullptr)
             print_message(stdout, result, message);
+        output_works();
         free(message);
         return done;
     }

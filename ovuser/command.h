@@ -19,6 +19,7 @@ struct Subcommand {
     const char *word;
     int (*run)(int argc, char **argv);
     const char *help;
+    bool changes; // clocks
 };
 
 int add_command(int argc, char **argv);

@@ -7,6 +7,7 @@
 #include "ovuser/command.h"
 #include "ovuser/hints.h"
 #include "ovuser/identities.h"
+#include "ovuser/lock.h"
 
 namespace ovuser
 {
@@ -29,7 +30,10 @@ int delete_command(int argc, char **argv)
         status = identities.check(request);
     if (status != done)
         return status;
-    int worst = done;
+    Lock lock;
+    int worst = lock.take();
+    if (worst != done)
+        return worst;
     for (const Identity &who : identities)
         worst = std::max(worst, delete_clock(who, identities.several()));
     return worst;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -19,15 +20,15 @@ namespace ovuser
 static constexpr char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
 
 static constexpr Subcommand subcommands[] = {
-    {"add", add_command, "give identities a virtual clock"},
-    {"set", set_command, "the same, in place of any that they have"},
-    {"run", run_command, "run a command with a virtual clock of its own"},
-    {"delete", delete_command, "take their virtual clocks away"},
-    {"list", list_command, "show the virtual clocks that concern you"},
-    {"show", show_command, "show which clock somebody lives by"},
-    {"save", save_command, "print them as a file"},
-    {"apply", apply_command, "give the clocks of such a file"},
-    {"reset", reset_command, "take all virtual clocks away"},
+    {"add", add_command, "give identities a virtual clock", true},
+    {"set", set_command, "the same, in place of any that they have", true},
+    {"run", run_command, "run a command with a virtual clock of its own", false},
+    {"delete", delete_command, "take their virtual clocks away", true},
+    {"list", list_command, "show the virtual clocks that concern you", false},
+    {"show", show_command, "show which clock somebody lives by", false},
+    {"save", save_command, "print them as a file", false},
+    {"apply", apply_command, "give the clocks of such a file", true},
+    {"reset", reset_command, "take all virtual clocks away", true},
 };
 
 static void print_usage(FILE *stream)
@@ -71,6 +72,15 @@ static bool asks_for_help(const char *word)
     return strcmp(word, "help") == 0 || strcmp(word, "--help") == 0 || strcmp(word, "-h") == 0;
 }
 
+// What changes clocks goes on when nobody reads what it says, or no file has room for it; a report that has been
+// written is not lost with whoever is killed later.
+static void outlive_the_reader()
+{
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
+    setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+}
+
 static int run(int argc, char **argv)
 {
     const char *word = argc > 1 ? argv[1] : "";
@@ -97,6 +107,8 @@ static int run(int argc, char **argv)
             opterr = 0;                        // the subcommands say what is wrong
             if (const char *zone = getenv("TZ"); zone != nullptr && !is_time_zone(zone))
                 warn("TZ=%.64s is no time zone: UTC stands for it", zone);
+            if (subcommand.changes)
+                outlive_the_reader();
             return subcommand.run(argc - 1, argv + 1);
         }
     }

@@ -1,5 +1,9 @@
 #include "ovuser/output.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -22,18 +26,25 @@ bool output_works()
 
 void flush_output()
 {
+    errno = 0; // which an earlier failure has not left, where the reason for this one is known no more
     if (fflush(stdout) != 0)
-        output_works();
+        output_error = errno;
 }
 
 int finish_output(int status)
 {
-    if (output_works() && fflush(stdout) != 0)
+    flush_output();
+    bool lost = !output_works();
+    if (fclose(stdout) != 0 && errno != EBADF) { // some file systems tell only now that there is no room
+        lost = true;
         output_error = errno;
-    if (output_error == 0)
-        return status;
-    fprintf(stderr, "ovuser: error: standard output: %s\n", strerror(output_error));
-    return status != done ? status : not_carried_out;
+    }
+    if (lost)
+        fprintf(stderr, "ovuser: error: standard output: %s\n",
+                output_error != 0 ? strerror(output_error) : "some lines could not be written");
+    if (ferror(stderr) != 0 && fcntl(STDERR_FILENO, F_GETFD) >= 0) // who has closed it wants to hear nothing
+        lost = true;
+    return lost ? std::max(status, int{not_carried_out}) : status;
 }
 
 } // namespace ovuser

@@ -7,6 +7,7 @@
 #include "ovuser/clocks.h"
 #include "ovuser/command.h"
 #include "ovuser/hints.h"
+#include "ovuser/lock.h"
 #include "ovuser/trace.h"
 
 namespace ovuser
@@ -19,6 +20,9 @@ static constexpr char reset_help[] = "usage: ovuser reset\n"
 // The engine takes any refusal of the module's for an empty table, so its word is not enough.
 static int reset()
 {
+    Lock lock;
+    if (const int status = lock.take())
+        return status;
     ov_request request = {};
     request.operation = OV_RESET;
     char *message = nullptr;

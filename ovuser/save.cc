@@ -1,43 +1,119 @@
+#include <fcntl.h>
 #include <getopt.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "ovuser/clock_file.h"
 #include "ovuser/clocks.h"
 #include "ovuser/command.h"
 #include "ovuser/hints.h"
-#include "ovuser/output.h"
+#include "ovuser/lock.h"
 #include "ovuser/owner.h"
+#include "ovuser/signals.h"
 #include "ovuser/text.h"
 #include "ovuser/when.h"
 
 namespace ovuser
 {
 
-static constexpr char save_help[] = "usage: ovuser save\n"
-                                    "\n"
-                                    "Prints the virtual clocks, as they are now, as a file that 'ovuser apply' takes.\n"
-                                    "Those of processes, which no boot outlives, are comments in it.\n";
+static constexpr char save_help[] =
+    "usage: ovuser save [FILE]\n"
+    "\n"
+    "Writes the virtual clocks, as they are now, as a file that 'ovuser apply' takes; without FILE, prints it. Those "
+    "of\n"
+    "processes, which no boot outlives, are comments in it. FILE is replaced as a whole, or stays as it was.\n";
 
-static void print_speed(int32_t speed)
+static void print_speed(FILE *file, int32_t speed)
 {
     if (speed == OV_SPEED_FROZEN || speed > OV_SPEED_LIMIT)
-        printf(" --speed %s", speed == OV_SPEED_FROZEN ? "frozen" : "FROZEN");
+        fprintf(file, " --speed %s", speed == OV_SPEED_FROZEN ? "frozen" : "FROZEN");
     else if (speed != 1)
-        printf(" --speed %" PRId32, speed);
+        fprintf(file, " --speed %" PRId32, speed);
 }
 
-static void save(const ov_clock &clock)
+static void print_clock(FILE *file, const ov_clock &clock)
 {
     const Owner owner(clock);
     if (!owner.exists || clock.kind == OV_PROCESS || !is_in_range(clock.value))
-        fputs("# ", stdout);
-    printf("%.2s%s", owner.text, Quoted(owner.text + 2).text);
-    printf(" --epoch %" PRId64, clock.value);
-    print_speed(clock.speed);
-    printf("%s # %s\n", clock.rewind != 0 ? " --rewind" : "", Timestamp(clock.value).text);
+        fputs("# ", file);
+    fprintf(file, "%.2s%s", owner.text, Quoted(owner.text + 2).text);
+    fprintf(file, " --epoch %" PRId64, clock.value);
+    print_speed(file, clock.speed);
+    fprintf(file, "%s # %s\n", clock.rewind != 0 ? " --rewind" : "", Timestamp(clock.value).text);
+}
+
+// Returns the exit status. A file without the last line is one that apply refuses.
+static int print_clocks(FILE *file)
+{
+    Lock lock; // nobody's clock is to be missed between its deletion and its return
+    if (const int status = lock.take())
+        return status;
+    const Clocks table;
+    lock.release();
+    fprintf(file, "%s%s, for 'ovuser apply'\n", saved_first, Timestamp(real_time()).text);
+    for (const ov_clock &clock : table)
+        print_clock(file, clock);
+    const int status = table.conclude();
+    if (status == done)
+        fprintf(file, "%s\n", saved_last);
+    return status;
+}
+
+// Names in a text from malloc the folder of a file.
+static char *folder_of(const char *path)
+{
+    const char *slash = strrchr(path, '/');
+    return slash == nullptr ? strdup(".") : strndup(path, slash == path ? 1 : static_cast<size_t>(slash - path));
+}
+
+// Makes sure that a new name of a file is there after a power failure, too.
+static bool sync_folder(const char *path)
+{
+    char *const folder = folder_of(path);
+    const int descriptor = folder != nullptr ? open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
+    free(folder);
+    if (descriptor < 0)
+        return false;
+    const bool synced = fsync(descriptor) == 0 || errno == EINVAL; // which some file systems do not know
+    const int error = errno;
+    close(descriptor);
+    errno = error;
+    return synced;
+}
+
+// Writes the clocks to a file that takes the place of another only once it is complete.
+static int save_to(const char *path)
+{
+    struct stat present;
+    constexpr mode_t readable = 0644;
+    if (lstat(path, &present) == 0 && !S_ISREG(present.st_mode)) // a device, say, which would be gone
+        return failed("%s: not a regular file", path);
+    char *beside = nullptr;
+    if (asprintf(&beside, "%s.XXXXXX", path) < 0)
+        return failed("no memory");
+    const HeldSignals held; // which would leave the file beside
+    const int descriptor = mkostemp(beside, O_CLOEXEC);
+    FILE *const file = descriptor >= 0 ? fdopen(descriptor, "w") : nullptr;
+    int status = file != nullptr ? print_clocks(file) : not_carried_out;
+    bool whole = file != nullptr && fflush(file) == 0 && ferror(file) == 0 && fchmod(descriptor, readable) == 0 &&
+                 fsync(descriptor) == 0;
+    int error = errno;
+    if (file != nullptr && fclose(file) != 0 && whole)
+        whole = false, error = errno;
+    if (whole && status == done && (rename(beside, path) != 0 || !sync_folder(path)))
+        whole = false, error = errno;
+    if (!whole)
+        status = failed("%s: %s", path, strerror(error));
+    if (status != done && descriptor >= 0)
+        unlink(beside);
+    free(beside);
+    return status;
 }
 
 int save_command(int argc, char **argv)
@@ -45,13 +121,10 @@ int save_command(int argc, char **argv)
     int status;
     if (only_help(argc, argv, save_help, status))
         return status;
-    if (optind < argc)
-        return misunderstood("save takes no arguments");
-    const Clocks table;
-    printf("# Virtual clocks as of %s, for 'ovuser apply'\n", Timestamp(real_time()).text);
-    for (const ov_clock &clock : table)
-        save(clock);
-    return table.conclude();
+    if (optind + 1 < argc)
+        return misunderstood("save takes one file");
+    const char *path = optind < argc ? argv[optind] : "-";
+    return strcmp(path, "-") == 0 ? print_clocks(stdout) : save_to(path);
 }
 
 } // namespace ovuser

@@ -181,8 +181,15 @@ int main(int argc, char **argv)
     compare<[] { run(utility, "--version", no_environment); }, [] { run("/bin/true", nullptr, no_environment); }>(
         "ovuser --version", "/bin/true", {}, 1, no_clock);
 
-    if (access(static_true, X_OK) == 0)
+    if (access(static_true, X_OK) == 0) {
         compare<[] { run(static_true, nullptr, no_environment); }, run_bare_static>(
             "start of a static program", "the same, not reached", {}, 1, no_clock);
+        constexpr Aims of_start = {3.2}; // a millisecond more
+        compare<[] { run(static_true, nullptr, no_environment); }, run_bare_static>(
+            "the same, from a program of 1 GB", "the same, not reached", of_start, 1, [] {
+                static const std::vector<char> memory(1 << 30, 1);
+                benchmark::DoNotOptimize(memory.data());
+            });
+    }
     run_all();
 }

@@ -108,3 +108,5 @@ void ask_wrongly(int control);
 void look_for_a_handler();
 void cut_short_a_change(int control);
 void wreck(int control, bool cut);
+
+void start_programs(int control);

@@ -3,12 +3,9 @@
 #include <spawn.h>
 #include <unistd.h>
 
-#include <climits>
 #include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 
-#include "simulator/bare/memory.h"
 #include "simulator/bare/next.h"
 #include "simulator/exec/start.h"
 #include "simulator/table/state.h"
@@ -31,23 +28,11 @@ __attribute__((constructor)) static void begin()
         prepare_warnings();
 }
 
-// The path by which a descriptor's file is reached, or that of a name in a folder that is one.
-static const char *path_at(int descriptor, const char *name, int flags, char (&place)[PATH_MAX])
-{
-    char first = '/'; // also of what is no name, as the kernel will tell
-    read_given(first, const_cast<char *>(name));
-    if (first == '/' || (descriptor == AT_FDCWD && first != '\0'))
-        return name;
-    const bool file_itself = first == '\0' && (flags & AT_EMPTY_PATH) != 0;
-    snprintf(place, sizeof place, "/proc/self/fd/%d%s%s", descriptor, file_itself ? "" : "/", name);
-    return place;
-}
-
 } // namespace sim
 
 SIM_INTERPOSED int execve(const char *path, char *const *arguments, char *const *environment) noexcept
 {
-    const sim::Start start(path, sim::Traced::own_exec);
+    const sim::Start start({path}, sim::Traced::own_exec);
     return sim::next_execve(path, arguments, environment);
 }
 
@@ -58,8 +43,7 @@ SIM_INTERPOSED int execv(const char *path, char *const *arguments) noexcept
 
 SIM_INTERPOSED int execvpe(const char *name, char *const *arguments, char *const *environment) noexcept
 {
-    char place[PATH_MAX];
-    const sim::Start start(sim::find_program(name, place), sim::Traced::own_exec);
+    const sim::Start start({name, true}, sim::Traced::own_exec);
     return sim::next_execvpe(name, arguments, environment);
 }
 
@@ -70,16 +54,14 @@ SIM_INTERPOSED int execvp(const char *name, char *const *arguments) noexcept
 
 SIM_INTERPOSED int fexecve(int descriptor, char *const *arguments, char *const *environment) noexcept
 {
-    char place[PATH_MAX];
-    const sim::Start start(sim::path_at(descriptor, "", AT_EMPTY_PATH, place), sim::Traced::own_exec);
+    const sim::Start start({"", false, descriptor, AT_EMPTY_PATH}, sim::Traced::own_exec);
     return sim::next_fexecve(descriptor, arguments, environment);
 }
 
 SIM_INTERPOSED int execveat(int folder, const char *name, char *const *arguments, char *const *environment,
                             int flags) noexcept
 {
-    char place[PATH_MAX];
-    const sim::Start start(sim::path_at(folder, name, flags, place), sim::Traced::own_exec);
+    const sim::Start start({name, false, folder, flags}, sim::Traced::own_exec);
     return sim::next_execveat(folder, name, arguments, environment, flags);
 }
 
@@ -127,14 +109,13 @@ SIM_INTERPOSED int execle(const char *path, const char *first, ...) noexcept
 SIM_INTERPOSED int posix_spawn(pid_t *child, const char *path, const posix_spawn_file_actions_t *actions,
                                const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment)
 {
-    sim::Start start(path, sim::Traced::child);
+    sim::Start start({path}, sim::Traced::child);
     return start.outcome(sim::next_posix_spawn(child, path, actions, attributes, arguments, environment));
 }
 
 SIM_INTERPOSED int posix_spawnp(pid_t *child, const char *name, const posix_spawn_file_actions_t *actions,
                                 const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment)
 {
-    char place[PATH_MAX];
-    sim::Start start(sim::find_program(name, place), sim::Traced::child);
+    sim::Start start({name, true}, sim::Traced::child);
     return start.outcome(sim::next_posix_spawnp(child, name, actions, attributes, arguments, environment));
 }

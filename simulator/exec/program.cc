@@ -13,12 +13,14 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "simulator/bare/memory.h"
 #include "simulator/bare/system_call.h"
 
 namespace sim
 {
 
-const char *find_program(const char *name, char (&place)[PATH_MAX])
+// By PATH.
+static const char *find_in_folders(const char *name, char (&place)[PATH_MAX])
 {
     if (strchr(name, '/') != nullptr)
         return name;
@@ -34,6 +36,21 @@ const char *find_program(const char *name, char (&place)[PATH_MAX])
         folder += *folder == ':' ? 1 : 0;
     }
     return name;
+}
+
+const char *find_program(const Target &target, char (&place)[PATH_MAX])
+{
+    if (target.by_path)
+        return find_in_folders(target.name, place);
+    if (target.folder == AT_FDCWD)
+        return target.name;
+    char first = '/'; // also of what is no name, as the kernel will tell
+    read_given(first, const_cast<char *>(target.name));
+    if (first == '/')
+        return target.name;
+    const bool file_itself = first == '\0' && (target.flags & AT_EMPTY_PATH) != 0;
+    snprintf(place, sizeof place, "/proc/self/fd/%d%s%s", target.folder, file_itself ? "" : "/", target.name);
+    return place;
 }
 
 #if defined(__x86_64__)

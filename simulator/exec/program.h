@@ -1,6 +1,8 @@
 // What a file is, to those who are about to execute it: whether the preloaded library will get into it.
 #pragma once
 
+#include <fcntl.h>
+
 #include <climits>
 
 namespace sim
@@ -17,8 +19,16 @@ enum class Reach {
 // Follows scripts to their interpreters. Async-signal-safe, and leaves errno alone.
 Reach reach_of(const char *path);
 
-// The file that a name without a slash stands for, by PATH; the name itself when there is none, or it has a slash.
+// What a caller says that it will execute, by a name that may be wild.
+struct Target {
+    const char *name;
+    bool by_path = false; // a name without a slash is looked for in the folders of PATH
+    int folder = AT_FDCWD;
+    int flags = 0; // as execveat has them
+};
+
+// The path by which its file is reached; the name itself when there is none, or nothing has to be put before it.
 // Async-signal-safe.
-const char *find_program(const char *name, char (&place)[PATH_MAX]);
+const char *find_program(const Target &target, char (&place)[PATH_MAX]);
 
 } // namespace sim

@@ -7,10 +7,13 @@
 
 #include <atomic>
 #include <bit>
+#include <cerrno>
+#include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
+#include "simulator/bare/signals.h"
 #include "simulator/bare/small_file.h"
 #include "simulator/bare/system_call.h"
 #include "simulator/table/state.h"
@@ -46,51 +49,85 @@ static bool is_news(const char *path)
     return (remembered[hash / 8].fetch_or(bit, std::memory_order_relaxed) & bit) == 0;
 }
 
-static void say(const char *path, const char *why)
+// Texts that a caller's stack, which may be a signal's and small, is spared.
+struct Scratch {
+    char place[PATH_MAX], status[4096], line[1024];
+};
+
+static void say(const char *path, const char *why, Scratch &scratch)
 {
     const char *parts[] = {"zynov-sim: warning: ", path, ": keeps the real time, since it ", why, "\n"};
-    char line[1024];
     size_t length = 0;
     for (const char *part : parts)
-        for (; *part != '\0' && length < sizeof line; ++part) // a name is not to talk to the terminal
-            line[length++] = static_cast<unsigned char>(*part) < ' ' && *part != '\n' ? '?' : *part;
-    system_call(SYS_write, STDERR_FILENO, line, length);
+        for (; *part != '\0' && length < sizeof scratch.line; ++part) // a name is not to talk to the terminal
+            scratch.line[length++] = static_cast<unsigned char>(*part) < ' ' && *part != '\n' ? '?' : *part;
+    system_call(SYS_write, STDERR_FILENO, scratch.line, length);
 }
 
-// Whether a child of this process may trace it, and the program can make the calls that this takes.
-static bool is_traceable()
+static bool is_same_file(const char *path, const char *other)
 {
-    char status[2048];
-    return read_small_file("/proc/thread-self/status", status) && strstr(status, "\nTracerPid:\t0\n") != nullptr &&
-           strstr(status, "\nSeccomp:\t0\n") != nullptr;
+    struct stat file = {}, beside = {};
+    return system_call(SYS_newfstatat, AT_FDCWD, path, &file, 0) == 0 &&
+           system_call(SYS_newfstatat, AT_FDCWD, other, &beside, 0) == 0 && file.st_ino == beside.st_ino &&
+           file.st_dev == beside.st_dev;
 }
 
-static const char *const untraceable[] = {"is linked statically, or by Go",
-                                          "is linked statically, or by Go, and its parent is traced or filtered",
-                                          "is linked statically, or by Go, and may not be traced"};
-
-Start::Start(const char *path, Traced what)
+// Why no child of this process may trace it, or what traces it cannot do its work; null when there is nothing in the
+// way.
+static const char *find_obstacle(Scratch &scratch)
 {
-    const char *state = getenv(state_variable);
-    if (state == nullptr)
+    if (!read_small_file("/proc/thread-self/status", scratch.status) ||
+        strstr(scratch.status, "\nTracerPid:\t0\n") == nullptr || strstr(scratch.status, "\nSeccomp:\t0\n") == nullptr)
+        return "is linked statically, or by Go, and its parent is traced or filtered";
+    // A tracer would be the first process of the new namespace, and the end of that.
+    if (!is_same_file("/proc/thread-self/ns/pid", "/proc/thread-self/ns/pid_for_children"))
+        return "is linked statically, or by Go, and the children of its parent are in another pid namespace";
+    return nullptr;
+}
+
+const char *Start::prepare(const char *path, Traced what, const Choices &choices, Scratch &scratch)
+{
+    const Reach reach = reach_of(path);
+    if (reach == Reach::foreign)
+        return "is for another architecture";
+    if (reach == Reach::privileged)
+        return "gets rights of its own";
+    if (reach == Reach::image && (choices.no_static || !can_trace))
+        return "is linked statically, or by Go";
+    if (reach != Reach::image && what != Traced::descendants)
+        return nullptr;
+    if (const char *obstacle = find_obstacle(scratch))
+        return obstacle;
+    switch (tracer_.emplace(what, getenv(state_variable)).error()) {
+    case 0:
+        return nullptr;
+    case EACCES:
+        return "is linked statically, or by Go, and its parent has given up rights in memory that others share";
+    case ECHILD:
+        return "is linked statically, or by Go, and its tracer was killed";
+    default:
+        return "is linked statically, or by Go, and may not be traced";
+    }
+}
+
+Start::Start(const Target &target, Traced what)
+{
+    if (getenv(state_variable) == nullptr)
         return;
     const Choices choices = read_choices(getenv(choices_variable));
     if (choices.descendants && what != Traced::descendants)
-        return; // whoever follows all looks at each
-    const Reach reach = reach_of(path);
-    const char *why = nullptr;
-    if (reach == Reach::foreign)
-        why = "is for another architecture";
-    else if (reach == Reach::privileged)
-        why = "gets rights of its own";
-    else if (reach == Reach::image && (choices.no_static || !can_trace))
-        why = untraceable[0];
-    else if ((reach == Reach::image || what == Traced::descendants) && !is_traceable())
-        why = untraceable[1];
-    else if ((reach == Reach::image || what == Traced::descendants) && tracer_.emplace(what, state).error() != 0)
-        why = untraceable[2];
+        return;             // whoever follows all looks at each
+    const SignalsHeld held; // a handler that leaves by a jump would leave all this behind
+    const long pages =
+        system_call(SYS_mmap, nullptr, sizeof(Scratch), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (pages < 0 && pages > -4096)
+        return;
+    auto &scratch = *std::bit_cast<Scratch *>(pages);
+    const char *path = find_program(target, scratch.place);
+    const char *why = prepare(path, what, choices, scratch);
     if (why != nullptr && !choices.quiet && is_news(path))
-        say(path, why);
+        say(path, why, scratch);
+    system_call(SYS_munmap, pages, sizeof scratch);
 }
 
 } // namespace sim

@@ -27,7 +27,7 @@ Choices read_choices(const char *words);
 class Start
 {
   public:
-    Start(const char *path, Traced what);
+    Start(const Target &target, Traced what);
 
     // Of making a child: an errno, or 0. Returns it.
     int outcome(int error)
@@ -38,6 +38,9 @@ class Start
     }
 
   private:
+    // Why it keeps the real time; null when it does not.
+    const char *prepare(const char *path, Traced what, const Choices &choices, struct Scratch &scratch);
+
     std::optional<Tracer> tracer_;
 };
 

@@ -27,9 +27,9 @@ struct ImageConfig {
     int (*gettimeofday)(timeval *, void *);
     int (*clock_getres)(clockid_t, timespec *);
     long (*getcpu)(unsigned *, unsigned *, void *);
-    void *program_entry; // where the program was to start, ...
-    int64_t tracer;      // the child of this process that put the image here, to be waited for; 0 for none
-    int64_t process;     // ... and how it is known by clocks
+    void *program_entry;         // where the program was to start, ...
+    std::array<int, 16> tracers; // the children of this process that are to be waited for; 0 for none
+    int64_t process;             // ... and how it is known by clocks
     uint64_t pid_namespace, birth, container_id;
     char state[2048]; // the file of the clock table
 };

@@ -33,8 +33,9 @@ extern "C" __attribute__((visibility("hidden"))) void *image_prepare()
         data.config.state[0] = '\0';
     data.memory.process.store(system_call(SYS_getpid), std::memory_order_relaxed);
     system_call(SYS_mprotect, &data.config, page_size, PROT_READ);
-    if (data.config.tracer != 0)
-        system_call(SYS_wait4, data.config.tracer, nullptr, __WALL, nullptr);
+    for (const int tracer : data.config.tracers)
+        if (tracer > 0)
+            system_call(SYS_wait4, tracer, nullptr, __WCLONE, nullptr);
     return data.config.program_entry;
 }
 

@@ -23,19 +23,18 @@ using Registers = user_regs_struct;
 // How long the tracer waits for anything that it expects.
 constexpr int64_t patience_seconds = 10;
 
-// Waits for the next stop, or the end, of a thread that is traced, of any for -1. Returns its id, 0 when nothing comes
-// in time, or none is left. With SIGCHLD blocked and not ignored, which tells of it.
+// Waits for the next stop, or the end, of a thread that is traced, of any for -1. Returns its id, 0 when none is left,
+// or nothing comes in time and patience has an end. With SIGCHLD blocked and not ignored, which tells of it.
 inline int next_stop(int which, bool patient, int &status)
 {
     const SignalMask child_signal = SignalMask(1) << (SIGCHLD - 1);
     const timespec longest = {patience_seconds, 0};
     for (;;) {
-        const long stopped = system_call(SYS_wait4, which, &status, __WALL | WNOHANG, nullptr);
+        const long stopped = system_call(SYS_wait4, which, &status, patient ? __WALL : __WALL | WNOHANG, nullptr);
         if (stopped != 0 && stopped != -EINTR)
             return stopped > 0 ? static_cast<int>(stopped) : 0;
-        const long told =
-            system_call(SYS_rt_sigtimedwait, &child_signal, nullptr, patient ? nullptr : &longest, sizeof child_signal);
-        if (told == -EAGAIN)
+        if (!patient &&
+            system_call(SYS_rt_sigtimedwait, &child_signal, nullptr, &longest, sizeof child_signal) == -EAGAIN)
             return 0;
     }
 }

@@ -21,9 +21,10 @@ enum class Traced {
 class Tracer
 {
   public:
-    // With the file of the clock table.
+    // With the file of the clock table, and all signals held off.
     Tracer(Traced what, const char *state);
-    // Only reached when an own exec failed, or the child was made: waits for the tracer to be gone.
+    // Only reached when an own exec failed, or the child was made: waits for the tracer to be gone. Until then no
+    // handler runs in this thread.
     ~Tracer();
     Tracer(const Tracer &) = delete;
     Tracer &operator=(const Tracer &) = delete;
@@ -31,11 +32,16 @@ class Tracer
     // There will be no child.
     void give_up();
 
-    // The errno that tracing failed with, 0 when it is under way.
+    // The errno that tracing failed with, 0 when it is under way. EACCES: this process has given up rights, and others
+    // have the same memory.
     int error() const { return error_; }
 
   private:
+    int attach();
+    void reap();
+
     Traced what_;
+    struct Room *room_ = nullptr;
     long process_ = 0;
     int error_ = 0;
 };

@@ -1,5 +1,5 @@
-// What a file of 1,000 clocks costs, for as many users, whom a user database of this process's own has. To be run under
-// zynov-sim as root; others cannot, and get no row.
+// The cost of applying a file of 1,000 clocks of 1,000 users, from a user database of this process's own. Runs as root
+// under zynov-sim; others get no row.
 #include <fcntl.h>
 #include <pwd.h>
 #include <sched.h>
@@ -25,7 +25,7 @@ static std::string user_name(int number)
     return "user" + std::to_string(number);
 }
 
-// Users with a database that only this process and its children see.
+// Users in a database that only this process and its children see.
 static bool make_users(const std::string &folder)
 {
     const std::string path = folder + "/passwd";

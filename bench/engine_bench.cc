@@ -29,7 +29,7 @@ static void years(const char *count)
 int main(int argc, char **argv)
 {
     benchmark::Initialize(&argc, argv);
-    // The listing goes to a file (in memory, where no disk disturbs it), the lines to where the output went.
+    // The listing goes to a file in memory, the rows to standard output.
     FILE *output = fdopen(dup(STDOUT_FILENO), "w");
     if (output == nullptr || dup2(memfd_create("listing", 0), STDOUT_FILENO) < 0)
         return 1;
@@ -40,7 +40,7 @@ int main(int argc, char **argv)
     compare<parse_time, parse_time_by_cctz>("zyn_parse_time", "cctz::parse", {0.75, 0.75, 0, 0}, 2, load_zone);
     compare<parse_time_floor, parse_time_by_cctz>("floor: tzset, localtime", "cctz::parse", {}, 2, load_zone);
 
-    // Far from now the C library's own work is another, so that an aim holds where that does not matter, in UTC.
+    // Aims are for UTC only: far from now, the C library's own cost differs from zone to zone.
     constexpr Aims in_utc = {1.2, 0, 0, 0};
     constexpr int64_t far_seconds = 2147483647LL * 60, year_days = 365, far_year_days = 2556698;
     compare<[] { minutes("2147483647"); }, [] { minutes("1"); }>("parse_reltime, 2147483647 minutes",

@@ -1,5 +1,5 @@
-// One operation, called once for callgrind to count: instructions OPERATION. What the first call alone has to do (read
-// the zone, open the user database) is done before.
+// Calls one operation once, for callgrind to count: instructions OPERATION. An earlier call has read the zone and
+// opened the user database.
 #include "bench/operations.h"
 
 using namespace bench;
@@ -20,7 +20,7 @@ static constexpr struct {
     {"delete_floor", delete_clock_floor},
 };
 
-// The name that callgrind is told.
+// callgrind knows this name.
 extern "C" __attribute__((noinline)) void counted(void (*call)())
 {
     call();

@@ -1,5 +1,5 @@
-// A kernel module that does next to nothing: the calls of the engine and of the floors that would reach it end here
-// (the linker puts these in their place), and cost as good as nothing on either side.
+// A kernel module that does next to nothing. The linker puts these calls in place of the real ones, for the engine and
+// for the floors.
 #include "bench/kernel.h"
 
 #include <sys/stat.h>
@@ -10,7 +10,7 @@
 int bench::table_size = 0;
 bool bench::of_processes = false;
 
-// Every slot holds the same clock, of a user that the database finds early, or of this process.
+// Every slot holds the same clock: of a user who is early in the database, or of this process.
 static void fill_slot(zynov_iov &record)
 {
     record.id = bench::of_processes ? getpid() : static_cast<int>(bench::user);
@@ -34,7 +34,7 @@ int __wrap_close(int descriptor)
     return descriptor == bench::control_file ? 0 : __real_close(descriptor);
 }
 
-// On the host, wherever this runs: in a container every request would read its name besides.
+// Always the host: in a container every request would read its name, too.
 int __real_stat(const char *path, struct stat *status);
 
 int __wrap_stat(const char *path, struct stat *status)

@@ -11,7 +11,7 @@ namespace bench
 {
 
 constexpr int control_file = 100;
-inline const unsigned user = getuid() != 0 ? getuid() : 1; // whom the caller may give a clock; 1 is daemon
+inline const unsigned user = getuid() != 0 ? getuid() : 1; // may get a clock from the caller; 1 is daemon
 inline const std::string user_text = std::to_string(user);
 constexpr int clock_speed = 60;
 constexpr char speed_text[] = "60 times faster";
@@ -19,6 +19,6 @@ constexpr time_t instant = 1924419600; // 2030-12-25 09:00 in UTC
 constexpr char instant_text[] = "122509002030";
 
 extern int table_size;    // slots that the listing finds
-extern bool of_processes; // what they hold: clocks of processes, or else of users
+extern bool of_processes; // clocks of processes, not of users
 
 } // namespace bench

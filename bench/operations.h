@@ -1,4 +1,4 @@
-// What is measured, and the floors: the C library calls that an operation cannot do without, with the same
+// The operations that are measured, and their floors: the C library calls that an operation needs, with the same
 // arguments, and nothing else.
 #pragma once
 
@@ -20,7 +20,7 @@
 namespace bench
 {
 
-// Makes the compiler believe that a result is looked at.
+// Keeps the compiler from dropping an unused result.
 template <typename Result> inline void use(const Result &result)
 {
     asm volatile("" : : "m"(result) : "memory");
@@ -82,7 +82,7 @@ inline void parse_relative(const char *years, const char *days, const char *minu
     use(parse_reltime(years, days, nullptr, minutes, nullptr, &message, 0));
 }
 
-// A distance is days, which lead to the first instant, and seconds, which lead from there to the result.
+// A shift has days, which lead to the first instant, and seconds, which lead from there to the result.
 inline void parse_relative_floor(int64_t days, int64_t seconds)
 {
     timeval now;
@@ -130,7 +130,7 @@ inline void request(ov_operation operation)
     free(message);
 }
 
-// What every request for one user does, around the part that makes the text of its message.
+// The calls of every request for one user, except for its message.
 template <typename MessageText> inline void request_floor(unsigned long command, MessageText message_text)
 {
     use(getuid());
@@ -179,7 +179,7 @@ inline void delete_clock_floor()
     });
 }
 
-// On standard output, which is to be a file; it starts from the beginning each time, and so stays small.
+// Standard output has to be a file; it is written from the beginning each time, to stay small.
 inline void list_clocks(int slots)
 {
     table_size = slots;

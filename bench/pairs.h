@@ -1,4 +1,4 @@
-// Pairs of operations, measured in turns in one process.
+// Measures pairs of operations in turns, in one process.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -33,7 +33,7 @@ constexpr Aims everywhere(double aim)
     return {aim, aim, aim, aim};
 }
 
-// The processor's time of this process and of those that it has waited for: other processes' turns do not count.
+// The CPU time of this process and of its children that have ended.
 inline double processor_seconds()
 {
     timespec own;
@@ -53,8 +53,7 @@ template <auto Operation> double seconds(int calls)
     return processor_seconds() - start;
 }
 
-// One step is a turn of the operation, two of what it is beside, and one of the operation again. What disturbs a
-// step does not reach the median.
+// One step runs the operation once, its peer twice, and the operation once more. The median drops disturbed steps.
 template <auto Operation, auto Beside> void measure(benchmark::State &state)
 {
     constexpr double turn = 100e-6;
@@ -73,7 +72,7 @@ template <auto Operation, auto Beside> void measure(benchmark::State &state)
     state.counters["ratio"] = *middle;
 }
 
-// Has a pair measured in the first so many zones; prepare is called before each measurement.
+// Registers a pair for the first so many zones; prepare runs before each measurement.
 template <auto Operation, auto Beside>
 void compare(const std::string &operation, const std::string &beside, const Aims &aims,
              size_t zone_count = zones.size(), const std::function<void()> &prepare = nullptr)
@@ -91,7 +90,7 @@ void compare(const std::string &operation, const std::string &beside, const Aims
     }
 }
 
-// Writes a line for each ratio, from which table.awk makes the table.
+// Writes a line for each ratio, for table.awk.
 class Lines : public benchmark::BenchmarkReporter
 {
   public:

@@ -13,7 +13,7 @@ namespace bench
 
 inline char *no_environment[] = {nullptr};
 
-// Its output is dropped, and it has to succeed.
+// Drops its output. It has to succeed.
 inline void run(const char *program, const char *argument, char **environment, const char *second = nullptr)
 {
     posix_spawn_file_actions_t actions;

@@ -1,6 +1,5 @@
-// What a reading of the time costs under the simulator, beside the C library's own calls, and what a whole command
-// costs. To be run under zynov-sim, by somebody who has no clock; it gives itself one in between. Or, with a name
-// alone, under another tool of that name: what there is of these under that.
+// The cost of reading the time under the simulator, beside the C library's own calls, and of a whole command. Runs
+// under zynov-sim, for a user without a clock; it gives itself one. With a tool's name alone, it runs under that tool.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -15,7 +14,7 @@
 
 using namespace bench;
 
-// The C library's own call, which the simulator's does not come before.
+// The C library's own call, past the simulator's.
 template <typename Function> static Function *bare(Function *, const char *name)
 {
     static void *const libc = dlopen("libc.so.6", RTLD_NOW);
@@ -56,7 +55,7 @@ static void send(unsigned long command, uint64_t kind, int64_t id, uint64_t cont
         abort();
 }
 
-// Makes as many clocks of processes that live, each in a container of its own.
+// Makes so many clocks of live processes, each in a container of its own.
 static void fill_table(uint64_t processes)
 {
     zynov_iov none = {};
@@ -69,7 +68,7 @@ static void fill_table(uint64_t processes)
         send(ZYNOV_IOC_ADD_CLOCK, 3, getpid(), container);
 }
 
-// Leaves the table as somebody does who is killed in the midst of a change.
+// Leaves the table as a writer does that is killed during a change.
 static void cut_change_short()
 {
     const int file = open(getenv("ZYNOV_SIM_STATE"), O_RDWR | O_CLOEXEC);

@@ -1,6 +1,5 @@
-// What a reading of the time costs a program that is linked statically, beside the kernel's own function that its image
-// stands in front of. To be run under zynov-sim; the argument says which clock it has. Google Benchmark is not to be
-// had for static programs: this prints the line that table.awk reads.
+// The cost of reading the time in a static program, beside the kernel's own function. Runs under zynov-sim; the
+// argument names its clock. Google Benchmark does not link statically, so this prints the line for table.awk itself.
 #include <sys/auxv.h>
 
 #include <algorithm>
@@ -29,7 +28,7 @@ static void image_reading()
     clock_gettime(CLOCK_REALTIME, &instant);
 }
 
-// As the C library calls it.
+// Called as the C library does.
 __attribute__((noinline)) static int bare_clock_gettime(clockid_t source, timespec *time)
 {
     const int error = image->clock_gettime(source, time);

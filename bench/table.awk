@@ -1,5 +1,5 @@
-# Makes the table of the lines that the benchmarks write: operation, what it is beside, zone, aim (0 for none) and ratio.
-# Each ratio that is shown is the median, and behind it are the quartiles.
+# Makes a table from the lines of the benchmarks: operation, peer, zone, aim (0 for none) and ratio. Shows the median of
+# each ratio, and its quartiles.
 BEGIN {
     FS = "\t"
     zones = split("UTC,New York,CET rule,TZ unset", zone, ",")

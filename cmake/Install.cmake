@@ -1,14 +1,13 @@
-# What is installed, and where Debian keeps it. Three components, which are also the packages: the shared library,
-# what programs are built against, and the tools.
+# Installs what Debian's folders hold, in components that are also the packages.
 
-# However loose the umask, no folder is open to others' writing.
+# Whatever the umask, others cannot write to folders.
 set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
 set(config_folder ${CMAKE_INSTALL_LIBDIR}/cmake/ov_helper)
 set(library_version ${PROJECT_VERSION}.${ORVANE_RELEASE})
 
-# Other projects say ov_helper::ov_helper for the shared library, ov_helper::ov_helper_static for the other.
+# Other projects link to ov_helper::ov_helper or ov_helper::ov_helper_static.
 set_target_properties(ov_helper_shared PROPERTIES EXPORT_NAME ov_helper)
 set_target_properties(ov_helper PROPERTIES EXPORT_NAME ov_helper_static)
 install(TARGETS ov_helper_shared EXPORT ov_helper
@@ -26,7 +25,7 @@ write_basic_package_version_file(ov_helperConfigVersion.cmake VERSION ${library_
 install(EXPORT ov_helper NAMESPACE ov_helper:: FILE ov_helperConfig.cmake DESTINATION ${config_folder} COMPONENT dev)
 install(FILES ${PROJECT_BINARY_DIR}/ov_helperConfigVersion.cmake DESTINATION ${config_folder} COMPONENT dev)
 
-# Written as it is installed, since --prefix has its say only then.
+# Written on installation, because --prefix is known only then.
 foreach(folder INCLUDEDIR LIBDIR) # an absolute one takes the place of the prefix
   set(pc_${folder} "\${prefix}")
   cmake_path(APPEND pc_${folder} ${CMAKE_INSTALL_${folder}})
@@ -50,7 +49,7 @@ endforeach()
 install(FILES completion/ovuser completion/zynov-sim
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
 
-# As with ov_helper.pc, --prefix has its say only when it is installed. It is not enabled: the superuser does that.
+# Written on installation, like ov_helper.pc. The superuser enables the unit.
 cmake_path(SET ovuser_in_prefix ${CMAKE_INSTALL_SBINDIR})
 cmake_path(APPEND ovuser_in_prefix ovuser)
 install(CODE "

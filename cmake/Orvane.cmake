@@ -1,9 +1,9 @@
-# What every target of the project has in common.
+# Shared by all targets.
 
 add_library(orvane_warnings INTERFACE)
 target_compile_options(orvane_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
                                                  $<$<BOOL:${ORVANE_WERROR}>:-Werror>
-                                                 # A pragma may name a warning that only GCC has.
+                                                 # Some pragmas name warnings of GCC.
                                                  $<$<CXX_COMPILER_ID:Clang>:-Wno-unknown-warning-option>)
 
 add_library(orvane_instrumentation INTERFACE) # for sanitizers or coverage
@@ -17,7 +17,7 @@ if(ORVANE_COVERAGE)
   target_link_options(orvane_instrumentation INTERFACE --coverage)
 endif()
 
-# What is installed runs as root: the compiler's and the loader's guards are on. Sanitizers bring their own.
+# Hardening, because this runs as root. Sanitizers bring their own.
 include(CheckPIESupported)
 check_pie_supported()
 add_library(orvane_hardening INTERFACE)
@@ -31,15 +31,15 @@ if(NOT ORVANE_SANITIZE)
   target_link_options(orvane_hardening INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 endif()
 
-# A part of the product: one source unit, only the public names visible, nothing but the C library at run time. At
-# -O3 the library is a page larger, and nothing that the benchmarks measure is faster.
+# A target of the product: one source unit, only public names visible, only the C library at run time. -O3 makes the
+# library a page larger and no benchmark faster.
 function(orvane_product target)
   target_compile_features(${target} PRIVATE cxx_std_20)
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_options(${target} PRIVATE -fno-exceptions -fno-rtti -fno-threadsafe-statics
                                            -fno-semantic-interposition $<$<CONFIG:Release>:-O2>)
   target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,-Bsymbolic-functions)
-  # A preloaded library goes into programs that know no sanitizer, and defines what the fortified headers redefine.
+  # A preloaded library goes into programs without sanitizers, and defines names that fortified headers redefine.
   set(exports exports.map)
   if(ARGN STREQUAL "PRELOADED")
     set(exports simulator.map)

@@ -1,5 +1,5 @@
-# Packages of what is installed, one for each component: cpack -G DEB and cpack -G RPM. Only a build that is configured
-# for /usr and with the family's library folder, as scripts/package does it, puts the library where it is looked for.
+# One package for each component: cpack -G DEB and cpack -G RPM. The build has to be configured for /usr, with the
+# distribution's library folder, as scripts/package does.
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)

@@ -1,5 +1,4 @@
-# The Python package, where Debian's interpreters find it, with what tells pytest of its plugin. It is only copied: the
-# library is found when it is imported.
+# Copies the Python package to where Debian's interpreters look, with the entry point of its pytest plugin.
 set(python_folder lib/python3/dist-packages)
 set(python_info ${PROJECT_BINARY_DIR}/python/orvane-${library_version}.dist-info)
 file(WRITE ${python_info}/METADATA "Metadata-Version: 2.1

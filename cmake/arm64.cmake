@@ -1,4 +1,4 @@
-# For --toolchain: Debian's compiler for 64-bit ARM, and what it builds run by qemu-user.
+# For --toolchain: Debian's cross compiler for 64-bit ARM, whose programs qemu-user runs.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)

@@ -1,4 +1,4 @@
-# Run by cpack in the trees of the packages: what a package has and a plain installation does not.
+# cpack runs this in the trees of the packages, to add what a plain installation does not have.
 
 set(family ${CPACK_GENERATOR})
 if(family STREQUAL "DEB")

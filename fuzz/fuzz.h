@@ -1,4 +1,4 @@
-// What the fuzz targets share. Texts come from the front of an input, numbers from its end.
+// Shared by the fuzz targets. Texts come from the front of an input, numbers from its end.
 #pragma once
 
 #include <fuzzer/FuzzedDataProvider.h>

@@ -1,4 +1,4 @@
-// parse_uid on any text against a plain look into the databases, and the way back from number to name.
+// parse_uid on any text, checked against the databases, and get_username back from the number.
 #include "fuzz/fuzz.h"
 #include "tests/scripted_libc.h"
 
@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     assert(parse_uid(text.c_str(), kind, &number) == (expected >= 0 ? 0 : -1));
     assert(number == (expected >= 0 ? expected : 0xdead));
     const std::string shown = get_username(kind, static_cast<uint32_t>(id));
-    const bool named = kind == OV_USER || kind == OV_GROUP; // cut to what there is room for
+    const bool named = kind == OV_USER || kind == OV_GROUP; // cut to the buffer
     assert(named ? look_up(script, shown, kind) == static_cast<uint32_t>(id) || shown.size() == 1023
                  : shown == std::to_string(static_cast<int>(id)));
     return 0;

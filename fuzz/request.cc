@@ -1,4 +1,4 @@
-// A whole request, whoever asks for it, whatever the kernel answers, and whichever call fails.
+// Whole requests of any caller, with any answers of the kernel, and any call failing.
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -8,14 +8,14 @@
 #include "fuzz/fuzz.h"
 #include "tests/scripted_libc.h"
 
-// Runs a request on the kernel's answers that the rest of the input holds; at its end no command succeeds.
+// Runs a request on the kernel's answers in the rest of the input; after those, every command fails.
 static Outcome run(Script &script, const ov_request &request, const std::string &rest, bool with_slot = true)
 {
     FuzzedDataProvider answers(reinterpret_cast<const uint8_t *>(rest.data()), rest.size());
     script.kernel = [&](unsigned long, zynov_iov &record) {
         const bool end = answers.remaining_bytes() == 0;
         answers.ConsumeData(&record, sizeof record);
-        if (answers.ConsumeBool()) { // as this container's table may hold it
+        if (answers.ConsumeBool()) { // a valid entry of this container
             record.id = answers.PickValueInArray({1000, 1001, 100, 5, 4242, 4343});
             record.container_id = script.host_name != nullptr ? 0xcafe : 0;
         }
@@ -48,7 +48,7 @@ static void expect_what_always_holds(const Script &script, const ov_request &req
     for (uint32_t i = 0; i < sent.size(); ++i) {
         const auto &[command, r] = sent[i];
         const zynov_iov unset = {171, i - (i > 0)};
-        const uint64_t kind = adds ? r.flags % 16 : r.vtime; // none but the caller's own, or a process
+        const uint64_t kind = adds ? r.flags % 16 : r.vtime; // the caller's own, or a process
         assert(command == (lists && i == 0 ? ZYNOV_IOC_HIGH_MARK : commands[request.operation]));
         assert(lists ? memcmp(&r, &unset, sizeof r) == 0
                      : r.container_id == (container ? 0xcafe : 0) || script.failing_call);
@@ -97,7 +97,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     Outcome outcome = run(script, request, rest);
     assert(outcome == run(script, request, rest));
     expect_what_always_holds(script, request, outcome);
-    outcome.message.clear(); // is all that is missing without a slot
+    outcome.message.clear(); // without a slot, only this is missing
     assert(outcome == run(script, request, rest, false));
     return 0;
 }

@@ -21,7 +21,7 @@ static void send_commands(FuzzedDataProvider &input, Table &table, bool fresh)
         return changes_table(command) ? change_table(table, command, r, now, circumstances(command, r))
                                       : query_table(table, command, r, now);
     };
-    while (input.ConsumeBool()) { // clocks of identities that neither come nor go
+    while (input.ConsumeBool()) { // identities that do not change
         const auto which = input.ConsumeIntegralInRange<size_t>(0, 4);
         const unsigned long command = commands[which];
         const int again = second_answers[which];
@@ -29,7 +29,7 @@ static void send_commands(FuzzedDataProvider &input, Table &table, bool fresh)
                        any() % 4};
         r.version -= any() % 16 == 1;
         r.flags = any() & ~8, r.speed = any(), r.origin = any(), r.container_id = any() & 1;
-        if (command == ZYNOV_IOC_ADD_CLOCK) // for which it is not the kind
+        if (command == ZYNOV_IOC_ADD_CLOCK) // for a delete it is the kind
             r.vtime = input.PickValueInArray<int64_t>({32399, 32400, 253402329599, 253402329600, any()});
         const int error = send(command, r);
         const bool refused = error == EILSEQ || error == EINVAL || error == EOVERFLOW || error == ENOSPC ||

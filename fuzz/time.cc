@@ -1,4 +1,4 @@
-// The parsers of times and speeds on any texts, at any time, in any zone, against the naive ones.
+// The parsers of times and speeds on any texts, at any time and in any zone, checked against naive ones.
 #include <regex>
 
 #include "fuzz/fuzz.h"
@@ -19,7 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     script.later = script.now + (input.ConsumeBool() ? 1 : 0);
     assert(read_otherwise(script, texts) == "");
 
-    // What is read in any form has one, and what is refused is told why.
+    // A text that is read has a form, and a refusal has a message.
     static const std::regex forms(
         R"(\+?\d{4,5}-\d\d-\d\d[ Tt]\d\d:\d\d(:\d\d(\.\d{1,18})?)?([zZ]|[+-]\d\d:\d\d)?|@-?\d{1,18}|now|[^]{12}|)"
         R"([SMTWF][a-z]{2} +[A-Z][a-z]{2} +\d\d? +\d\d:\d\d:\d\d(\.\d{1,18})? +\+?\d{4,5})");

@@ -1,4 +1,4 @@
-// The spans that people write, against regular expressions.
+// The spans that people write, checked against regular expressions.
 #include <map>
 #include <regex>
 

@@ -1,4 +1,4 @@
-// What the tests of the engine share: requests in words, and a script of the C library to run them on.
+// Shared by the tests of the engine: requests in words, and a script of the C library.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@
 inline constexpr int64_t nine = 1924419600; // 2030-12-25 09:00 UTC
 inline const ov_request usual = {.speed = 1, .time_form = 1, .virtime = nine};
 
-// A request about identities in words: "u:alice g:staff". A kind of ? is an unknown one, and no text is a null one.
+// A request for identities in words: "u:alice g:staff". A kind of ? is unknown; an empty text is null.
 inline ov_request make_request(int operation, const std::string &identities = "", ov_request request = usual)
 {
     static std::list<std::string> texts; // for as long as any request

@@ -1,5 +1,4 @@
-// The engine against scripted kernel answers: results, messages, the bytes that reach the kernel, and that
-// the control file is closed whatever happens.
+// The engine on scripted kernel answers: its results and messages, and the bytes that reach the kernel.
 #include "tests/engine.h"
 
 #include <iostream>
@@ -21,7 +20,7 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
         int operation;
         std::string identities;
         uid_t uid;
-        Answers kernel; // as many as commands are to be sent
+        Answers kernel; // one for each command that is sent
         int result;
         std::string message = "";
         ov_request fields = usual;
@@ -49,7 +48,7 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
         {OV_ADD, "u:bob", 0, {{3, 0}}, 3},
         {OV_ADD, "u:bob", 0, {{17, ENOENT}}, 17, reported, usual, 5},
         {OV_ADD, "u:bob", 0, {{-1, EINVAL}}, -1, later, usual, 5, later},
-        // A refusal of another than the last is told on standard error, but only what is pending.
+        // The failure of another identity than the last prints the pending message only.
         {OV_ADD, "u:alice u:bob", 0, {{-1, EPERM}, {0, 0}}, 0, "uid 1001" + running, usual, 0, later, later},
         {OV_DELETE, "", 1000, {{-1, EL2HLT}}, 814, "warning: Specified id does not have a virtual clock"},
         {OV_DELETE, "u:alice u:bob", 0, {{0, 0}, {-1, EPERM}}, -1, "report: Virtual clock for uid 1000" + deleted},
@@ -61,7 +60,7 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
         {OV_RESET, "", 0, {{0, 0}}, 0, later, usual, 0, later},
         {OV_LIST, "g:100 u:1001", 0, {{0, 0}, {-1, ENOENT}}, -1, reported, usual, 5},
         {OV_LIST, "", 0, {{0, EPERM}, {0, 0}}, 0, all_listed, usual, 0, later},
-        // A success is taken for a mismatch when EILSEQ is left from before; then slots 0 to 999 are walked.
+        // EILSEQ in errno makes a success a mismatch; then slots 0 to 999 are read.
         {OV_LIST, "", 0, Answers(1001, {0, EILSEQ}), 0, all_listed, usual, 0, "", mismatch},
     };
     int64_t value;
@@ -78,7 +77,7 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
         EXPECT_EQ(script.sent.size(), c.kernel.size());
         EXPECT_EQ(script.error == EEXIST, !c.kernel.empty() && c.kernel.back().second == EEXIST);
         EXPECT_EQ(run(request, "", false).result, c.result) << "without a slot";
-        // The same without a control file, unless the request is refused before.
+        // Without a control file, only an earlier refusal is the same.
         const bool before = c.result > 800 && c.kernel.empty();
         const auto preview = [&](char **) { return ov_preview_request(&request, &value, nullptr); };
         EXPECT_TRUE(!before || run(preview).result == c.result);
@@ -88,7 +87,7 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
         EXPECT_EQ(closed.message, said(before ? c.message : "error: Open of /proc/zynov failed; error = 13"));
         script.open_error = 0;
     }
-    // Done, with an error number in the record, and no memory for the report.
+    // An error number in the record, and no memory for a message.
     script.no_messages = true;
     script.kernel_error = 5;
     for (const auto &[error_number, result] : Answers{{0, OV_KERNEL_ERROR}, {ENODATA, OV_OK}}) {
@@ -120,7 +119,7 @@ TEST_F(Engine, SendsTheRecordByteForByte)
         return outcome.out;
     };
     ov_request request = make_request(OV_ADD, "u:1000 g:staff", {0, -1000, 1, 1, -2});
-    request.x_date = "1"; // of no account
+    request.x_date = "1"; // ignored
     request.rel_origin = "4294967290x";
     request.virtime = nine;
     EXPECT_EQ(expect_sent(request, 0xC0505302,
@@ -128,7 +127,7 @@ TEST_F(Engine, SendsTheRecordByteForByte)
                            {171, 77, 5, 100, nine, 0xfffffffffffffe02, -1000, -1, -6, 3}}),
               "ovuser: uid 77 has been added with a 1000 times slower virtual clock: Wed Dec 25 09:01:00 2030\n"
               "        The date will rewind at midnight.\n");
-    // The mode goes with relative values only, sign and all.
+    // Only relative values send the mode, with its sign.
     expect_sent(make_request(OV_ADD, "u:1000", {.rel_mode = -1, .rel_origin = "1000000"}), 0xC0505302,
                 {{171, 0, 0, 77, 1000000, 0xfffffffffffffff1, 0, 0, 1000000}});
     expect_sent(make_request(OV_DELETE, "g:100 p:4242"), 0x40505303,
@@ -139,8 +138,8 @@ TEST_F(Engine, SendsTheRecordByteForByte)
         expect_sent(make_request(OV_RESET), 0x40505305, {{171}}, name, id);
 }
 
-// For any request and any call that fails: the control file is closed, the result is a known one, the message is one
-// of the engine's, and the next request knows nothing of it.
+// Whichever call fails, the control file is closed, result and message are known ones, and the next request is as
+// usual.
 TEST_F(Engine, SurvivesTheFailureOfEachCallInTurn)
 {
     script.host_name = "beef";

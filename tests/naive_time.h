@@ -1,4 +1,4 @@
-// The time parsers by the C library: what the fast ones are held against.
+// The time parsers again, slowly and by the C library, to check the fast ones.
 #pragma once
 
 #include <algorithm>
@@ -13,7 +13,7 @@
 
 using Parsed = std::pair<int64_t, std::string>;
 
-// What a parser makes of a slot; a value that depends on there being one is shown as a message that nobody expects.
+// The result of a parser. A value that depends on the slot becomes an unexpected message.
 template <typename Parse> inline Parsed with_message(Parse parse)
 {
     char *message = nullptr;
@@ -53,8 +53,7 @@ inline Parsed naive_range(time_t value, const std::string &specified)
                                   : Parsed(value, "");
 }
 
-// What is wrong with a date of a full year, in the words of the parser of texts or those of the other; null when
-// nothing.
+// What is wrong with a date, in the words of one parser or the other; null if nothing.
 inline const char *flaw_in(const tm &t, bool text)
 {
     tm in_2000 = {.tm_mday = t.tm_mday, .tm_mon = t.tm_mon - 1, .tm_year = 100};
@@ -100,7 +99,7 @@ inline Parsed naive_parse(const std::string &text)
     return {summer_time(standard.first), standard.second};
 }
 
-// zyn_parse_tm_time, whose leap centuries are 2100, 2500, ..., and whose whole days are seconds in 32 bits.
+// zyn_parse_tm_time: its leap centuries are 2100, 2500, ..., and the seconds of whole days have 32 bits.
 inline Parsed naive_broken_down(const tm &t)
 {
     if (const char *flaw = flaw_in(t, false))
@@ -111,14 +110,14 @@ inline Parsed naive_broken_down(const tm &t)
     return {summer_time(int64_t{static_cast<int32_t>(days)} + t.tm_hour * 3600 + t.tm_min * 60 + timezone), ""};
 }
 
-// parse_reltime at two readings of the clock, with a wall clock that the C library counts the seconds of.
+// parse_reltime at two readings of the clock.
 inline Parsed naive_relative(time_t first, time_t second, int years, int days, int64_t hours, int64_t minutes,
                              const char *origin, int mode)
 {
     tm today, now, t;
     localtime_r(&first, &today);
     localtime_r(&second, &now);
-    const auto day_of_year = [&](int year) { // from which the whole years are counted
+    const auto day_of_year = [&](int year) { // where whole years count from
         tm start = {.tm_mday = 1, .tm_mon = today.tm_mon < 2 ? 0 : 2, .tm_year = year};
         return timegm(&start) / 86400;
     };
@@ -156,7 +155,7 @@ inline Parsed naive_relative(time_t first, time_t second, int years, int days, i
     return parsed.first != 0 ? judged(parsed.first + today.tm_sec) : parsed;
 }
 
-// ov_read_time, short of the words for what is refused, of texts that are hardly spoilt.
+// ov_read_time for nearly valid texts, without the words of refusals.
 inline int64_t naive_any_form(std::string text)
 {
     if (text[0] == '@' && text.find_first_not_of("0123456789", text[1] == '-' ? 2 : 1) == text.npos)
@@ -209,7 +208,7 @@ struct TimeTexts {
     int mode = 0;
 };
 
-// Which of the texts is not read as the naive parsers read it, at the script's time; empty when all are.
+// The first text that the naive parsers read differently at the script's time; empty if there is none.
 inline std::string read_otherwise(Script &script, const TimeTexts &t)
 {
     if (with_message([&](char **slot) { return zyn_parse_time(t.absolute.c_str(), slot); }) != naive_parse(t.absolute))

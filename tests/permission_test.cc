@@ -1,4 +1,4 @@
-// Who may do what, and who sees which rows of the table.
+// Who may do what, and who sees which clocks.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -7,14 +7,13 @@
 
 #include "tests/engine.h"
 
-// Who may do what, by hand: the first row that fits a cell holds. {"o", "12", "1", "2", "#rgh", 811, ...} says: an
-// ordinary caller who adds or deletes (1, 2) the clock of one identity that he calls a group (2) is refused, where that
-// text names a group at all. In texts, @ is the report for the identity and $ is its text.
+// The first row that matches holds. {"o", "12", "1", "2", "#rgh", 811, ...}: an ordinary caller who adds or deletes (1,
+// 2) the clock of one group (2) is refused, if the text names a group. In messages, @ is the report and $ the text.
 TEST_F(Engine, PermitsWhatTheMatrixSays)
 {
     script.groups = {{"root", 0}, {"staff", 100}, {"wheel", 1001}}; // the last by the number of the user
     script.gid = 100;
-    script.descriptor = 0; // as good as any
+    script.descriptor = 0; // valid, too
     const std::tuple<char, const char *, int> identities[] = {
         {'n', "bob", 1001},  {'#', "1001", 1001},  {'a', "alice", 1000}, {'r', "root", 0},
         {'g', "staff", 100}, {'h', "wheel", 1001}, {'p', "4343", 4343},  {'q', "4242", 4242}};

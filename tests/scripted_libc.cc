@@ -19,10 +19,10 @@
 
 static Script *&script = Script::in_force;
 
-// The C library's own function.
+// The real function.
 #define REAL(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
 
-// How the texts of the engine begin, behind "ovuser: ".
+// The beginnings of the engine's messages, after "ovuser: ".
 static const char *const beginnings[] = {"uid ",
                                          "gid ",
                                          "pid ",
@@ -55,7 +55,7 @@ static bool is_known(const std::string &message)
 
 Outcome Script::run(const Call &call, const std::string &pending, bool with_slot)
 {
-    const auto left = const_cast<char *>(pending.empty() ? nullptr : pending.c_str()); // nobody is to free that
+    const auto left = const_cast<char *>(pending.empty() ? nullptr : pending.c_str()); // must not be freed
     char *message = left, *out, *err;
     size_t size;
     FILE *const streams[] = {stdout, stderr};
@@ -65,7 +65,7 @@ Outcome Script::run(const Call &call, const std::string &pending, bool with_slot
     opened = closed = calls = clock_readings = errno = 0;
     const int result = call(with_slot ? &message : nullptr);
     error = errno;
-    const int made = std::exchange(calls, INT_MIN); // what the test itself does goes well
+    const int made = std::exchange(calls, INT_MIN); // the test's own calls do not fail
     fclose(std::exchange(stdout, streams[0]));
     fclose(std::exchange(stderr, streams[1]));
     Outcome outcome = {result, made, opened == closed, message != nullptr ? message : "", out, err, ""};
@@ -79,7 +79,7 @@ Outcome Script::run(const Call &call, const std::string &pending, bool with_slot
     return outcome;
 }
 
-// Counts a scripted call; true when it is the one to fail.
+// Counts a scripted call. True if it is the one to fail.
 static bool fails()
 {
     if (script == nullptr || ++script->calls != script->failing_call)
@@ -88,7 +88,7 @@ static bool fails()
     return true;
 }
 
-// The entry of the user or group database with that name or, without one, that number.
+// Looks an entry up by name or, if that is null, by number.
 template <typename Entry>
 static Entry *find(const std::map<std::string, unsigned> &database, char *Entry::*name, unsigned Entry::*id,
                    const char *wanted_name, unsigned wanted_id = 0)
@@ -99,7 +99,7 @@ static Entry *find(const std::map<std::string, unsigned> &database, char *Entry:
         if ((wanted_name != nullptr ? entry == wanted_name : number == wanted_id) && !fails()) {
             found_name = entry;
             found.*name = found_name.data();
-            found.*id = wanted_name != nullptr ? number : ~number; // which is not what was asked for
+            found.*id = wanted_name != nullptr ? number : ~number; // not the number that was asked for
             return &found;
         }
     }
@@ -142,7 +142,7 @@ int close(int descriptor)
     if (script == nullptr || script->opened == script->closed || descriptor != script->descriptor)
         return REAL(close)(descriptor);
     ++script->closed;
-    errno = EBADF; // is not to be seen by anybody
+    errno = EBADF; // must not be seen
     return 0;
 }
 
@@ -183,8 +183,7 @@ FILE *fopen(const char *path, const char *mode)
     return script->host_names.emplace_back(fmemopen(const_cast<char *>(script->host_name), readable, mode));
 }
 
-// A sanitizer that is linked into the program comes first: it is to forget the stream, whose place another one will
-// take.
+// A sanitizer has to forget the stream, because another one will have its address.
 __attribute__((weak)) int __interceptor_fclose(FILE *stream);
 
 int fclose(FILE *stream)
@@ -226,7 +225,7 @@ tm *localtime(const time_t *instant) noexcept
     return local;
 }
 
-// Those that return a value and do nothing else.
+// Calls that only return a value.
 #define SCRIPTED(function, ...)                                                                                        \
     function                                                                                                           \
     {                                                                                                                  \
@@ -245,7 +244,7 @@ SCRIPTED(char *ctime(const time_t *instant) noexcept, fails() ? nullptr : (errno
 SCRIPTED(tm *localtime_r(const time_t *__restrict instant, tm *__restrict local) noexcept,
          fails() ? nullptr : REAL(localtime_r)(instant, local))
 
-// Linked in place of the calls to malloc, which the C library's own do not go through.
+// Linked in place of malloc.
 void *__real_malloc(size_t);
 SCRIPTED(void *__wrap_malloc(size_t size), fails() ? nullptr : __real_malloc(size))
 }

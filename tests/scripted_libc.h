@@ -1,5 +1,5 @@
-// The C library as the engine sees it, scripted: users, processes, files, the real clock and the kernel's
-// answers. While no script is in force every call goes through.
+// Scripts the C library for the engine: users, processes, files, the real clock and the kernel. Without a script in
+// force, calls reach the real C library.
 #pragma once
 
 #include <sys/types.h>
@@ -16,8 +16,7 @@
 #include "contract/zynov.h"
 #include "ov_helper.h"
 
-// What came of a call. It is good when the control file and the streams of popen were closed, and the message is one
-// of the engine's.
+// The outcome of a call. It is good if the control file and the streams of popen were closed and the message is known.
 struct Outcome {
     int result, calls;
     bool good;
@@ -39,7 +38,7 @@ struct Script {
             fclose(stream);
     }
 
-    // Makes a call as if it were the first, with a message that is pending, or without a slot.
+    // Makes a call with a pending message, or without a slot. errno is 0 before.
     Outcome run(const Call &call, const std::string &pending = "", bool with_slot = true);
     Outcome run(const ov_request &request, const std::string &pending = "", bool with_slot = true)
     {
@@ -51,12 +50,12 @@ struct Script {
     std::map<std::string, unsigned> users = {{"root", 0}, {"alice", 1000}, {"bob", 1001}, {"1000", 77}};
     std::map<std::string, unsigned> groups = {{"root", 0}, {"staff", 100}, {"100", 5}};
     std::map<int, int> processes = {{1, 0}, {4242, 1000}, {4343, 1001}}; // pid to effective uid
-    std::map<int, std::string> statuses; // what a process's status file says, or the errno when it is opened or read
-    int no_entry = 0;                    // errno when the user or group database has no such entry
-    const char *host_name = nullptr;     // set: inside a container
-    int64_t now = 0;                     // 0: the real clock's
-    int64_t later = 0;                   // what the clock says from its second reading on
-    bool summer = false;                 // daylight saving time is in effect, says localtime, and no other call
+    std::map<int, std::string> statuses;                                 // the text of a status file, or its errno
+    int no_entry = 0;                                                    // the databases' errno for an unknown number
+    const char *host_name = nullptr;                                     // set: inside a container
+    int64_t now = 0;                                                     // 0: the real clock's
+    int64_t later = 0;                                                   // the clock's second and later readings
+    bool summer = false;                                                 // localtime alone sets tm_isdst
     int open_error = 0;
     Answers answers = {{0, 0}};
     int kernel_error = 0; // left in the record

@@ -1,4 +1,4 @@
-// What readers of the table, and of what is remembered of it, see while others write.
+// Readers of the table and of the cache, while others write.
 #include <gtest/gtest.h>
 
 #include <sys/time.h>
@@ -15,7 +15,7 @@
 
 using namespace sim;
 
-// A writer without a pause in one slot, as no table has it, and a reader of all words.
+// One writer without a pause, and a reader of all words.
 TEST(Simulator, ShowsReadersNoHalfOfAClock)
 {
     Slot slot = {};
@@ -36,8 +36,7 @@ TEST(Simulator, ShowsReadersNoHalfOfAClock)
     EXPECT_EQ(torn, 0);
 }
 
-// Readings by threads, and by a signal handler in the midst of each other's: what they find is whole, and of the
-// generation that they ask for.
+// Threads and a signal handler read while each other writes: what they find is whole and of their generation.
 static Cache cache;
 static std::atomic<uint64_t> generation;
 static std::atomic<int> odd, found;

@@ -1,4 +1,4 @@
-// The simulated module: its rules on a table of its own, its clocks, and a table that many share.
+// The simulated module: its rules, and a table with many writers.
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -44,7 +44,7 @@ TEST(Simulator, KeepsTheModulesRules)
     zynov_iov old = {170};
     EXPECT_EQ(change_table(table, RESET, old, start, {}), EILSEQ);
     EXPECT_EQ(query_table(table, ZYNOV_IOC_HIGH_MARK, old, start), EILSEQ);
-    // Kind, id, value (to delete: the kind) and container; the answer, and the highest slot that is then in use.
+    // Kind, id, value (the kind for a delete) and container; the answer, and the high mark afterwards.
     const std::tuple<unsigned long, uint64_t, int64_t, int64_t, uint64_t, int, int64_t> steps[] = {
         {RESET, 0, 0, 0, 0, ENOENT, -1},
         {ADD, 1, 5, 99999, 0, 0, 0},
@@ -72,7 +72,7 @@ TEST(Simulator, KeepsTheModulesRules)
     EXPECT_EQ(change(table, ADD, 1, 99), ENOSPC);
     EXPECT_EQ(change(table, RESET, 0, 0), 0);
 
-    // What the listing needs: the present time, and the date that base and origin add up to.
+    // The listing needs the time shown, and the date in base and origin.
     EXPECT_EQ(change_table(table, ADD, {171, 0, 0, 5, 1924419600, 0x101, 60, 0, -7, 0, 9}, start, {}), 0);
     const zynov_iov clock = query(ZYNOV_IOC_GET_SLOT, 0, {start.tv_sec + 1000, start.tv_nsec});
     EXPECT_TRUE(clock.vtime == 1924419600 + 60000 - 86400 && clock.base == clock.vtime + 7 && clock.origin == -7);
@@ -81,8 +81,7 @@ TEST(Simulator, KeepsTheModulesRules)
     EXPECT_EQ(query_table(table, ZYNOV_IOC_GET_SLOT, past, start), EINVAL);
 }
 
-// A clock in the first slot: what is to be seen of it, what adding, deleting and resetting one's own come to, and
-// whether its slot is free after the reset.
+// Clocks of processes: whether they are seen, what add, delete and reset return, and whether a reset frees the slot.
 TEST(Simulator, TakesNoLivingProcessItsClock)
 {
     const int64_t pid = getpid();
@@ -118,7 +117,7 @@ TEST(Simulator, TakesNoLivingProcessItsClock)
     }
     EXPECT_EQ(change(*std::make_unique<Table>(), ADD, 3, INT_MAX), ESRCH);
 
-    // A full one, where only the last has ended: none of the living has to go for a new one.
+    // In a full table only the ended process gives up its slot.
     const auto full = std::make_unique<Table>();
     full->used = Table::capacity;
     for (uint32_t i = 0; i < Table::capacity; ++i)
@@ -135,7 +134,7 @@ TEST(Simulator, TakesNoLivingProcessItsClock)
     setrlimit(RLIMIT_NOFILE, &kept);
 }
 
-// Whether something holds for a child in a namespace of its own; what it does to its parent that makes it comes first.
+// Whether something holds for a child in a namespace of its own, after a preparation.
 static bool holds_in(int kind, const std::function<bool()> &prepare, const std::function<bool()> &look)
 {
     int status = 1;
@@ -150,7 +149,7 @@ static bool holds_in(int kind, const std::function<bool()> &prepare, const std::
     return status == 0;
 }
 
-// What older kernels tell processes by.
+// The start times of processes, for older kernels.
 TEST(Simulator, KnowsWhenAProcessStartedInAnyNamespace)
 {
     const pid_t pid = getpid();
@@ -171,7 +170,7 @@ TEST(Simulator, KnowsWhenAProcessStartedInAnyNamespace)
         CLONE_NEWPID, [] { return true; }, [&] { return read_start(1, birth) == EACCES; }));
 }
 
-// Eight processes over one inherited descriptor, and one of them killed in the midst of a change.
+// Eight processes share an inherited descriptor; one is killed during a change.
 TEST(Simulator, LosesNothingToManyWritersNorToOneThatIsKilled)
 {
     const std::string path = PROGRAMS "/table." + std::to_string(getpid());
@@ -206,7 +205,7 @@ TEST(Simulator, LosesNothingToManyWritersNorToOneThatIsKilled)
     EXPECT_EQ(Change(descriptor).table()->generation % 2, 0u); // a whole change makes up for the one cut short
     EXPECT_EQ(dup(descriptor), next);
 
-    // A change whose table is cut short under it comes to nothing, and the next has the file's again.
+    // A change of a truncated table is lost, and the next one has the file's table again.
     const Table *used;
     {
         const Change cut(descriptor);
@@ -215,7 +214,7 @@ TEST(Simulator, LosesNothingToManyWritersNorToOneThatIsKilled)
     EXPECT_FALSE(give_up_table(used)); // which is nobody's now
     EXPECT_EQ(change(*Change(descriptor).table(), DELETE, 0, 1001, 1), 0);
 
-    // A child that was made in the midst of a change, by no fork(3), keeps no lock, and finds none kept.
+    // A child made by clone(2) during a change keeps no lock and finds none.
     int go[2];
     ASSERT_EQ(pipe(go), 0);
     pid_t child;

@@ -1,4 +1,4 @@
-// The fast time arithmetic against naive walks, and the parsers' answers to the letter.
+// The fast time arithmetic against naive walks, and the exact answers of the parsers.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -22,7 +22,7 @@ static Day moved(const Day &day, void (*move)(tm *))
 TEST(Time, CountsDaysAsAWalkDoes)
 {
     set_zone("UTC");
-    Day day = {-1950, 0, 1}; // 51 years before the first, so that centuries and cycles are crossed
+    Day day = {-1950, 0, 1}; // early enough to cross centuries and cycles
     for (int64_t number = ov::day_number(-50, 1, 1); day[0] < 8100; ++number) {
         const int year = day[0] + 1900, month = day[1] + 1, mday = day[2];
         ASSERT_EQ(ov::date_of(number), (ov::Date{year, month, mday}));
@@ -60,7 +60,7 @@ TEST(Time, ReadsTextsAsTheNaiveParsersDo)
     };
     std::vector<std::string> zones = {"UTC",  "America/New_York", "Europe/Berlin", "Australia/Lord_Howe", "UTC10",
                                       "PST8", "XXX8:01"};
-    for (int shift = -23; shift <= 23; ++shift) // every gap between the hour that was left and the one that is met
+    for (int shift = -23; shift <= 23; ++shift) // every gap between two hours
         zones.push_back("AAA0BBB" + std::to_string(-shift) + ",M3.5.0/0,M10.5.0/0");
     for (const std::string &zone : zones) {
         set_zone(zone.c_str());

@@ -108,8 +108,12 @@ constexpr bool take_field(char letter, const char *&text, Timestamp &t)
     case 'M':
         return take_digits(text, 2, 2, t.minute);
     case 'S': {
+        if (!take_digits(text, 2, 2, t.second))
+            return false;
+        if (*text != '.')
+            return true;
         int64_t fraction = 0;
-        return take_digits(text, 2, 2, t.second) && (*text != '.' || take_digits(++text, 1, 18, fraction));
+        return take_digits(++text, 1, 18, fraction);
     }
     case 'T':
         if (*text != 'T' && *text != 't' && *text != ' ')

@@ -1,4 +1,4 @@
-# What Debian wants to know. The tools have the engine inside, so that they need neither of the other two.
+# Debian's fields. The tools contain the engine and need no other package.
 
 set(runtime_package libov-helper${PROJECT_VERSION_MAJOR})
 set(debian_version ${library_version}-1)

@@ -1,4 +1,4 @@
-# What RPM wants to know, with the names that are usual there.
+# RPM's fields, with the names that are usual there.
 
 set(rpm_runtime_package libov_helper${PROJECT_VERSION_MAJOR})
 set(rpm_dev_package libov_helper-devel)
@@ -13,7 +13,7 @@ set(CPACK_RPM_PACKAGE_VENDOR Orvane)
 set(CPACK_RPM_PACKAGE_AUTOREQ ON)
 set(CPACK_RPM_PACKAGE_AUTOPROV ON)
 set(CPACK_RPM_PACKAGE_RELOCATABLE OFF)
-# Folders that belong to others.
+# Folders that belong to other packages.
 set(share ${CPACK_PACKAGING_INSTALL_PREFIX}/share)
 set(lib ${CPACK_PACKAGING_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR})
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
@@ -21,7 +21,7 @@ set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
     ${share}/man/man8 ${share}/cockpit ${share}/bash-completion ${share}/bash-completion/completions
     ${lib}/cmake ${lib}/pkgconfig
     ${CPACK_PACKAGING_INSTALL_PREFIX}/lib/systemd ${CPACK_PACKAGING_INSTALL_PREFIX}/lib/systemd/system)
-# The same bytes wherever and whenever they are packed.
+# For reproducible packages.
 set(CPACK_RPM_SPEC_MORE_DEFINE "%global _buildhost orvane
 %global use_source_date_epoch_as_buildtime 1
 %global clamp_mtime_to_source_date_epoch 1

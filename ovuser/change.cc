@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
@@ -12,6 +13,7 @@
 #include "ovuser/clocks.h"
 #include "ovuser/command.h"
 #include "ovuser/hints.h"
+#include "ovuser/lock.h"
 #include "ovuser/signals.h"
 #include "ovuser/text.h"
 #include "ovuser/trace.h"
@@ -99,6 +101,8 @@ class Outcome
             tell_success(former);
             return done;
         }
+        if (result_ == OV_UNKNOWN_IDENTITY) // the number that was handed on, which was there a moment ago
+            return failed("%s: not found any more", who_.label());
         message_ = nullptr;
         return conclude(result_, message, several ? &who_ : nullptr, error_);
     }
@@ -141,7 +145,15 @@ int delete_clock(const Identity &who, bool several)
     return Outcome(who, request).tell(several);
 }
 
-int lend_clock(const Identity &who, const When &when, int64_t checked)
+static int take_back(const Identity &who)
+{
+    ov_request request = {};
+    request.operation = OV_DELETE;
+    Outcome outcome(who, request);
+    return outcome.result() == OV_OK || outcome.result() == OV_NO_CLOCK ? int{done} : outcome.tell(true);
+}
+
+static int lend(const Identity &who, const When &when, int64_t checked)
 {
     const Wanted wanted(when, checked, nullptr);
     Outcome first(who, wanted.request);
@@ -155,17 +167,60 @@ int lend_clock(const Identity &who, const When &when, int64_t checked)
              who.text);
         return not_carried_out;
     }
-    reclaim_clock(who);
+    take_back(who);
     Outcome second(who, wanted.request);
     return second.result() == OV_OK ? int{done} : second.tell(false);
 }
 
-int reclaim_clock(const Identity &who)
+int lend_clock(const Identity &who, const When &when, int64_t checked, Loan &loan)
 {
-    ov_request request = {};
-    request.operation = OV_DELETE;
-    Outcome outcome(who, request);
-    return outcome.result() == OV_OK || outcome.result() == OV_NO_CLOCK ? int{done} : outcome.tell(true);
+    if (const int status = lend(who, when, checked))
+        return status;
+    const Clocks table;
+    if (const ov_clock *given = table.find(who.kind, who.id)) {
+        loan.given = *given;
+        loan.since = real_time();
+        loan.known = true;
+    }
+    return done;
+}
+
+// Whether a clock is the one that was lent, by what it shows: to the second, at its rate, and somewhere in the day
+// where its date rewinds.
+static bool is_lent(const ov_clock &clock, const Loan &loan)
+{
+    const ov_clock &given = loan.given;
+    if (clock.speed != given.speed || clock.rewind != given.rewind || clock.origin != given.origin)
+        return false;
+    constexpr int64_t day = 90000; // the longest one of the year
+    const int64_t rate = is_frozen(given) ? 0 : std::max<int64_t>(given.speed, 1);
+    const int64_t slowness = given.speed < -1 ? -int64_t{given.speed} : 1;
+    const int64_t passed = (real_time() - loan.since) * rate / slowness;
+    const int64_t slack = given.rewind != 0 ? day : 2 * rate;
+    const int64_t expected = given.value + (given.rewind != 0 ? 0 : passed);
+    return clock.value >= expected - slack && clock.value <= expected + slack;
+}
+
+int reclaim_clock(const Identity &who, const Loan &loan)
+{
+    Lock lock;
+    int status = lock.take();
+    if (status == done) {
+        const Clocks table;
+        const ov_clock *present = table.find(who.kind, who.id);
+        if (present != nullptr && loan.known && !is_lent(*present, loan)) {
+            warn("%s has been given another clock meanwhile, which stays", who.numbered());
+            return done;
+        }
+        status = take_back(who);
+    }
+    if (status == done)
+        return done;
+    if (who.kind == OV_PROCESS)
+        hint("its clock may be left, which only 'ovuser reset' takes away");
+    else
+        hint("its clock is left: 'ovuser delete %s' takes it away", who.text);
+    return not_carried_out;
 }
 
 // A clock that was taken away, whose successor was refused.

@@ -2,6 +2,8 @@
 // for an outcome do not name the identity, and it is one of several, they are made to.
 #pragma once
 
+#include <ctime>
+
 #include "ov_helper.h"
 #include "ovuser/identities.h"
 #include "ovuser/when.h"
@@ -40,9 +42,17 @@ int replace_clock(const Identity &who, const When &when, int64_t checked, bool s
 
 int delete_clock(const Identity &who, bool several);
 
-// Gives an identity that has no clock one for as long as a command runs, and takes it away again. Only failures are
-// told; who has a clock already is one, but for a process, which has just been born: the clock is an earlier one's.
-int lend_clock(const Identity &who, const When &when, int64_t checked);
-int reclaim_clock(const Identity &who);
+// A clock that was given for as long as a command runs.
+struct Loan {
+    ov_clock given;
+    time_t since;       // in real time
+    bool known = false; // the two, since the table showed it
+};
+
+// Gives an identity that has no clock one, and takes it away again, unless somebody has given another one meanwhile.
+// Only failures are told; who has a clock already is one, but for a process, which has just been born: the clock is an
+// earlier one's.
+int lend_clock(const Identity &who, const When &when, int64_t checked, Loan &loan);
+int reclaim_clock(const Identity &who, const Loan &loan);
 
 } // namespace ovuser

@@ -1,5 +1,6 @@
 #include "ovuser/child.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
@@ -14,6 +15,8 @@
 #include <cstring>
 
 #include "ovuser/command.h"
+#include "ovuser/environment.h"
+#include "ovuser/terminal.h"
 
 namespace ovuser
 {
@@ -29,16 +32,15 @@ static void fill_standard_streams()
 }
 
 // The groups first: afterwards the right to change them is gone.
-static bool live_as(int32_t kind, uint32_t number)
+static bool live_as(const Launch &launch)
 {
-    if (kind == OV_GROUP)
-        return setgid(number) == 0;
-    if (kind != OV_USER)
+    if (launch.kind == OV_GROUP)
+        return setgid(launch.number) == 0;
+    if (launch.kind != OV_USER)
         return true;
-    const passwd *user = getpwuid(number);
+    const passwd *user = getpwuid(launch.number);
     return user != nullptr && initgroups(user->pw_name, user->pw_gid) == 0 && setgid(user->pw_gid) == 0 &&
-           setuid(number) == 0 && setenv("HOME", user->pw_dir, 1) == 0 && setenv("USER", user->pw_name, 1) == 0 &&
-           setenv("LOGNAME", user->pw_name, 1) == 0;
+           setuid(launch.number) == 0 && live_in_environment_of(*user, launch.preserved_variables);
 }
 
 // Lets a signal do here what it does by default.
@@ -55,18 +57,32 @@ static void suffer(int signal)
     sigprocmask(SIG_SETMASK, &kept, nullptr);
 }
 
-Child::Child(char **command, int32_t kind, uint32_t number) : ends_{-1, -1}, pid_(-1), ready_(false)
+// All but the standard streams end where the command begins.
+static bool close_descriptors()
+{
+    DIR *const folder = opendir("/proc/self/fd");
+    if (folder == nullptr)
+        return false;
+    while (const dirent *entry = readdir(folder))
+        if (const int descriptor = atoi(entry->d_name); descriptor > STDERR_FILENO)
+            fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    closedir(folder);
+    return true;
+}
+
+Child::Child(const Launch &launch, Terminal &terminal)
+    : launch_(launch), terminal_(terminal), ends_{-1, -1}, pid_(-1), ready_(false)
 {
     fill_standard_streams();
     sigfillset(&all_);
-    sigprocmask(SIG_BLOCK, &all_, &inherited_mask_);
+    sigprocmask(SIG_BLOCK, nullptr, &inherited_mask_);
     struct sigaction action = {}; // where SIGCHLD is ignored, nobody can wait for a child
     action.sa_handler = SIG_DFL;
     sigaction(SIGCHLD, &action, &inherited_action_);
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends_) == 0 && (pid_ = fork()) == 0)
-        execute(command, kind, number);
+        execute();
     if (pid_ < 0) {
-        failed("%s: %s", command[0], strerror(errno));
+        failed("%s: %s", launch_.command[0], strerror(errno));
         return;
     }
     close(ends_[1]);
@@ -74,10 +90,35 @@ Child::Child(char **command, int32_t kind, uint32_t number) : ends_{-1, -1}, pid
     ready_ = recv(ends_[0], &word, 1, 0) == 1;
 }
 
-void Child::execute(char **command, int32_t kind, uint32_t number) const
+// Leads a session of its own, where no terminal of the caller's is, and goes on in a child, the command-to-be. A leader
+// stays in between, since a group without a parent in its session cannot be stopped from the terminal.
+void Child::supervise()
+{
+    setsid();
+    terminal_.attach();
+    hold_signals();
+    pid_ = fork();
+    if (pid_ != 0) {
+        setpgid(pid_, pid_);
+        close(ends_[1]);
+        leads_ = true;
+        if (pid_ > 0)
+            stand_in();
+        _exit(pid_ > 0 ? reap() : int{own_failure});
+    }
+    setpgid(0, 0);
+    terminal_.bring_forward();
+    sigprocmask(SIG_SETMASK, &inherited_mask_, nullptr);
+}
+
+void Child::execute()
 {
     close(ends_[0]);
-    if (!live_as(kind, number)) {
+    ends_[0] = -1;
+    if (launch_.apart)
+        supervise();
+    char **const command = launch_.command;
+    if ((launch_.apart && !launch_.keeps_descriptors && !close_descriptors()) || !live_as(launch_)) {
         failed("%s: cannot run as that user or group: %s", command[0], strerror(errno));
         _exit(own_failure);
     }
@@ -85,11 +126,15 @@ void Child::execute(char **command, int32_t kind, uint32_t number) const
     if (send(ends_[1], &word, 1, 0) != 1 || recv(ends_[1], &word, 1, 0) != 1) // there is no clock, or nobody to end it
         _exit(own_failure);
     sigaction(SIGCHLD, &inherited_action_, nullptr);
-    sigprocmask(SIG_SETMASK, &inherited_mask_, nullptr);
     execvp(command[0], command);
     const Start status = errno == ENOENT ? not_found : cannot_execute;
     failed("%s: %s", command[0], strerror(errno));
     _exit(status);
+}
+
+void Child::hold_signals()
+{
+    sigprocmask(SIG_BLOCK, &all_, nullptr);
 }
 
 void Child::let_go() const
@@ -99,32 +144,46 @@ void Child::let_go() const
 }
 
 // The shell is to see a stopped job, and to wake it up again.
-void Child::stop_alike(int signal) const
+void Child::stop_alike(int signal)
 {
-    suffer(signal);
+    if (terminal_.is_entered()) { // as its keys would stop all of the caller's job
+        terminal_.leave();
+        kill(0, SIGTSTP);
+        signal = SIGTSTP;
+    }
+    suffer(leads_ ? SIGSTOP : signal);
     // What woke this process up has mostly woken the child up too, being for the whole job.
     sigset_t waking;
     sigemptyset(&waking);
     sigaddset(&waking, SIGCONT);
     const timespec at_once = {};
     sigtimedwait(&waking, nullptr, &at_once);
+    if (!leads_)
+        terminal_.enter();
     siginfo_t change = {};
     waitid(P_PID, static_cast<id_t>(pid_), &change, WCONTINUED | WNOHANG);
     if (change.si_pid == 0)
-        kill(pid_, SIGCONT);
+        kill(leads_ ? -pid_ : pid_, SIGCONT);
 }
 
-void Child::stand_in() const
+void Child::stand_in()
 {
     const auto child = static_cast<id_t>(pid_);
+    const bool has_terminal = !leads_ && terminal_.is_there();
     for (;;) {
         siginfo_t signal, change = {};
-        if (sigwaitinfo(&all_, &signal) < 0)
+        if (has_terminal)
+            terminal_.wait(all_, signal);
+        else if (sigwaitinfo(&all_, &signal) < 0)
             continue;
+        if (signal.si_signo == SIGWINCH && has_terminal) {
+            terminal_.resize();
+            continue;
+        }
         if (signal.si_signo != SIGCHLD) {
-            // What the terminal sends goes to the whole job.
-            if (signal.si_code <= 0)
-                kill(pid_, signal.si_signo);
+            // What the terminal sends goes to the whole job, but not to another session.
+            if (launch_.apart || signal.si_code <= 0)
+                kill(leads_ ? -pid_ : pid_, signal.si_signo);
             continue;
         }
         if (waitid(P_PID, child, &change, WSTOPPED | WNOHANG) == 0 && change.si_pid != 0)
@@ -135,7 +194,7 @@ void Child::stand_in() const
     }
 }
 
-int Child::bury() const
+int Child::reap(bool live) const
 {
     int status;
     close(ends_[0]);
@@ -144,8 +203,10 @@ int Child::bury() const
             return own_failure;
     if (WIFEXITED(status))
         return WEXITSTATUS(status);
-    prctl(PR_SET_DUMPABLE, 0); // the command's own core is enough
-    suffer(WTERMSIG(status));
+    if (!live) {
+        prctl(PR_SET_DUMPABLE, 0); // the command's own core is enough
+        suffer(WTERMSIG(status));
+    }
     return 128 + WTERMSIG(status); // for who is number 1 in a container, and does not die of it
 }
 

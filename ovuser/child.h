@@ -9,38 +9,53 @@
 namespace ovuser
 {
 
+class Terminal;
+
 // Those of env and its like; all others are the command's.
 enum Start { own_failure = 125, cannot_execute = 126, not_found = 127 };
 
-// Signals are kept waiting from the start on: none of them comes between a clock and its removal.
+// How a command is to live.
+struct Launch {
+    char **command;
+    int32_t kind; // as a user (OV_USER), as a group (OV_GROUP), or as the caller does (any other)
+    uint32_t number;
+    bool apart; // in a session of its own, and without the caller's descriptors
+    bool keeps_descriptors;
+    const char *preserved_variables; // of a user's, as live_in_environment_of() has them
+};
+
 class Child
 {
   public:
-    // Forks. The child lives as a user (OV_USER), as a group (OV_GROUP), or as the caller does (any other kind), and
-    // executes the command when it is let go.
-    Child(char **command, int32_t kind, uint32_t number);
+    // Forks. The child executes the command when it is let go. A terminal that is there becomes its own.
+    Child(const Launch &launch, Terminal &terminal);
 
     // False when there is no child, or none that could take its place; why has been said.
     bool is_ready() const { return ready_; }
     pid_t pid() const { return pid_; }
 
+    // From here on signals wait: none of them comes between a clock and its removal. Until then they end both.
+    void hold_signals();
     void let_go() const;
     // Hands on the signals that are for the command and stops when it stops, until it has ended. It is a zombie then,
     // so that no other process has its number.
-    void stand_in() const;
+    void stand_in();
     // Lets it go in peace: without having been let go, it does not execute the command. Returns its exit status, or
-    // dies of the signal that it died of.
-    int bury() const;
+    // dies of the signal that it died of, unless it is to live.
+    int reap(bool live = false) const;
 
   private:
-    [[noreturn]] void execute(char **command, int32_t kind, uint32_t number) const;
-    void stop_alike(int signal) const;
+    [[noreturn]] void execute();
+    void supervise();
+    void stop_alike(int signal);
 
+    const Launch launch_;
+    Terminal &terminal_;
     sigset_t all_, inherited_mask_;
     struct sigaction inherited_action_; // of SIGCHLD
     int ends_[2];                       // of one line: this process's and the child's
     pid_t pid_;
-    bool ready_;
+    bool ready_, leads_ = false; // the command's session, between it and the utility
 };
 
 } // namespace ovuser

@@ -45,11 +45,18 @@ const char *Identity::numbered() const
     return own;
 }
 
+// The blank makes it a number even where it is somebody's name.
+void Identity::resolve()
+{
+    snprintf(digits, sizeof digits, " %" PRIu32, id);
+    resolved = true;
+}
+
 void Identity::put_into(ov_request &request) const
 {
     request.id_count = name != nullptr ? 1 : 0; // none is the caller
     request.id_kind[0] = kind;
-    request.id_text[0] = name;
+    request.id_text[0] = resolved ? digits : name;
 }
 
 // The highest process id that this kernel gives.
@@ -90,10 +97,10 @@ int read_identity(const char *text, Identity &identity)
         char letter;
         ov_kind kind;
     } prefixes[] = {{'u', OV_USER}, {'g', OV_GROUP}, {'p', OV_PROCESS}};
-    identity = {text, text, OV_USER, 0, false};
+    identity = {text, text, OV_USER, 0, false, false, ""};
     for (const auto &prefix : prefixes)
         if (text[0] == prefix.letter && text[1] == ':')
-            identity = {text, text + 2, prefix.kind, 0, false};
+            identity = {text, text + 2, prefix.kind, 0, false, false, ""};
     constexpr size_t longest = 65000; // a name service may not stand more
     if (strlen(text) > longest)
         return misunderstood("an identity of %zu characters names nobody", strlen(text));
@@ -131,7 +138,7 @@ int Identities::read_or_caller(const char *subcommand, int count, char **texts)
         return misunderstood("%s whom? root has no clock; write u:USER, g:GROUP or p:PID", subcommand);
     if (!make_room(1))
         return failed("no memory");
-    list_[count_++] = {"", nullptr, OV_USER, getuid(), false};
+    list_[count_++] = {"", nullptr, OV_USER, getuid(), false, false, ""};
     return done;
 }
 
@@ -153,6 +160,9 @@ int Identities::check(ov_request &request, int64_t *value)
                 misunderstood("nothing has been changed for any of them");
             return status;
         }
+        if (!found && look_up(identity.name, identity.kind, &identity.id) != 0) // whom the engine has found
+            return failed("%s: looked up twice, and found but once: try again", identity.label());
+        identity.resolve();
     }
     return done;
 }

@@ -16,13 +16,18 @@ struct Identity {
     const char *name; // behind its prefix; null for the caller
     int32_t kind;
     uint32_t id;
-    bool met; // in the clock table
+    bool met;        // in the clock table
+    bool resolved;   // the id is known
+    char digits[12]; // then, for the engine
 
     // As typed, or u:NAME for the caller. A static text.
     const char *label() const;
 
     // By name and number: u:alice (2001), p:4242. A static text; the identity is a resolved one.
     const char *numbered() const;
+
+    // To be called when its id is known: requests are about that from then on, whoever may get the name meanwhile.
+    void resolve();
 
     // Makes a request one about this identity alone.
     void put_into(ov_request &request) const;

@@ -17,7 +17,12 @@ struct Owner {
     // False where there is no such user, group or process any more, and the text is its number.
     bool exists;
 
-    Identity identity() const { return {text, text + 2, kind_, id_, false}; }
+    Identity identity() const
+    {
+        Identity identity = {text, text + 2, kind_, id_, false, false, ""};
+        identity.resolve();
+        return identity;
+    }
 
   private:
     int32_t kind_;

@@ -6,19 +6,26 @@
 #include "ovuser/change.h"
 #include "ovuser/child.h"
 #include "ovuser/command.h"
+#include "ovuser/lock.h"
+#include "ovuser/terminal.h"
 #include "ovuser/time_hints.h"
 
 namespace ovuser
 {
 
 static constexpr char run_usage[] =
-    "usage: ovuser run WHEN [--speed N] [--rewind] [--group GROUP | --user USER] [--] COMMAND [ARGS...]\n"
+    "usage: ovuser run WHEN [--speed N] [--rewind] [--group GROUP | --user USER [--no-pty] [--keep-fds]\n"
+    "                  [--preserve-env[=NAMES]]] [--] COMMAND [ARGS...]\n"
     "\n"
     "Runs COMMAND with a virtual clock, takes the clock away when COMMAND ends, and ends as it did. The clock is that\n"
     "of COMMAND's process alone, and what it starts keeps the real time; for all of it there are\n"
     "\n"
     "  --group GROUP       run it as GROUP, whose clock it is\n"
-    "  --user USER         run it as USER, whose clock it is\n"
+    "  --user USER         run it as USER, whose clock it is, in her environment, without any other open file than\n"
+    "                      the standard streams, and in a terminal of its own where one of them is one\n"
+    "  --no-pty            in your session, and on your terminal\n"
+    "  --keep-fds          with all open files\n"
+    "  --preserve-env      with your environment but for HOME, USER, LOGNAME and SHELL; =NAME,NAME: those variables\n"
     "\n"
     "which only the superuser may. The exit status is COMMAND's; 127 when it is not found, 126 when it cannot be\n"
     "executed, and 125 when nothing was run for another reason.\n"
@@ -26,11 +33,14 @@ static constexpr char run_usage[] =
     "WHEN is one of\n"
     "\n";
 
-enum RunOption { run_group = 1, run_user };
+enum RunOption { run_group = 1, run_user, run_no_pty, run_keep_fds, run_preserve_env };
 
 static constexpr OptionsWithWhen run_options({
     {"group", required_argument, nullptr, run_group},
     {"user", required_argument, nullptr, run_user},
+    {"no-pty", no_argument, nullptr, run_no_pty},
+    {"keep-fds", no_argument, nullptr, run_keep_fds},
+    {"preserve-env", optional_argument, nullptr, run_preserve_env},
     {"help", no_argument, nullptr, 'h'},
 });
 
@@ -39,34 +49,58 @@ struct Errand {
     When when;
     char *owner = nullptr; // u:USER or g:GROUP; null where the clock is to be the process's
     char **command = nullptr;
-    bool help = false;
+    const char *preserved = nullptr, *for_user = nullptr; // an option that goes with --user
+    bool help = false, no_pty = false, keep_fds = false;
 
     ~Errand() { free(owner); }
     int read(int argc, char **argv);
+
+  private:
+    int take(int choice);
 };
+
+int Errand::take(int choice)
+{
+    switch (choice) {
+    case run_no_pty:
+        no_pty = true;
+        for_user = "no-pty";
+        return done;
+    case run_keep_fds:
+        keep_fds = true;
+        for_user = "keep-fds";
+        return done;
+    case run_preserve_env:
+        preserved = optarg != nullptr ? optarg : "";
+        for_user = "preserve-env";
+        return done;
+    default:
+        break;
+    }
+    const bool group = choice == run_group;
+    if (owner != nullptr)
+        return *owner == (group ? 'g' : 'u') ? misunderstood("--%s is given twice", group ? "group" : "user")
+                                             : misunderstood("--group and --user cannot be given together");
+    return asprintf(&owner, "%c:%s", group ? 'g' : 'u', optarg) < 0 ? failed("no memory") : int{done};
+}
 
 int Errand::read(int argc, char **argv)
 {
     for (int choice; (choice = getopt_long(argc, argv, "+X:o:h", run_options.list, nullptr)) != -1;) {
-        int status = done;
         if (choice == 'h') {
             help = true;
             return done;
         }
-        if (choice != run_group && choice != run_user)
-            status = when.take(choice, argc, argv, run_options.list);
-        else if (owner != nullptr)
-            status = *owner == (choice == run_group ? 'g' : 'u')
-                         ? misunderstood("--%s is given twice", choice == run_group ? "group" : "user")
-                         : misunderstood("--group and --user cannot be given together");
-        else if (asprintf(&owner, "%c:%s", choice == run_group ? 'g' : 'u', optarg) < 0)
-            status = failed("no memory");
+        const bool own = choice >= run_group && choice <= run_preserve_env;
+        const int status = own ? take(choice) : when.take(choice, argc, argv, run_options.list);
         if (status != done)
             return status;
     }
     if (optind == argc)
         return misunderstood("run needs a command; 'ovuser run --help' says more");
     command = argv + optind;
+    if (for_user != nullptr && (owner == nullptr || *owner != 'u'))
+        return misunderstood("--%s goes with --user", for_user);
     const int status = when.complete("run");
     if (status != done)
         hint_on_stray_time(argc - optind, command);
@@ -79,6 +113,41 @@ struct ProcessText {
     explicit ProcessText(pid_t pid) { snprintf(text, sizeof text, "p:%d", static_cast<int>(pid)); }
     char text[16];
 };
+
+static int run_for(Identity who, const Errand &errand, int64_t checked)
+{
+    const bool apart = who.kind == OV_USER && !errand.no_pty;
+    Terminal terminal;
+    if (apart && terminal.open(who.id) != done)
+        return own_failure;
+    Child child({errand.command, who.kind, who.id, apart, errand.keep_fds, errand.preserved}, terminal);
+    if (!child.is_ready())
+        return child.reap();
+    const ProcessText process(child.pid());
+    if (who.kind == OV_PROCESS) {
+        read_identity(process.text, who);
+        who.id = static_cast<uint32_t>(child.pid());
+        who.resolve();
+    }
+    Lock lock;
+    Loan loan;
+    int status = lock.take();
+    child.hold_signals();
+    if (status == done)
+        status = lend_clock(who, errand.when, checked, loan);
+    lock.release();
+    if (status != done) {
+        child.reap();
+        return own_failure;
+    }
+    terminal.begin();
+    child.let_go();
+    child.stand_in();
+    terminal.finish();
+    status = reclaim_clock(who, loan); // while its number is still its own
+    const int command_status = child.reap(status != done);
+    return status != done ? status : command_status;
+}
 
 static int run_errand(const Errand &errand)
 {
@@ -96,21 +165,7 @@ static int run_errand(const Errand &errand)
     if (status != done)
         return own_failure;
 
-    Identity who = *identities.begin();
-    const Child child(errand.command, who.kind, who.id);
-    if (!child.is_ready())
-        return child.bury();
-    const ProcessText process(child.pid());
-    if (who.kind == OV_PROCESS)
-        read_identity(process.text, who);
-    if (lend_clock(who, errand.when, checked) != done) {
-        child.bury();
-        return own_failure;
-    }
-    child.let_go();
-    child.stand_in();
-    reclaim_clock(who); // while its number is still its own
-    return child.bury();
+    return run_for(*identities.begin(), errand, checked);
 }
 
 int run_command(int argc, char **argv)

@@ -6,7 +6,9 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <pthread.h>
+#include <pwd.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
@@ -95,6 +97,27 @@ int timerfd_settime(int timer, int flags, const struct itimerspec *wanted, struc
 uid_t geteuid(void)
 {
     return 0;
+}
+
+/* As a name service that does not answer now and then: FORGETS has the first and the last look-up that fail. */
+static int is_forgotten(void)
+{
+    static int count;
+    int first = 0, last = 0;
+    const char *range = getenv("FORGETS");
+    return range != NULL && sscanf(range, "%d %d", &first, &last) == 2 && ++count >= first && count <= last;
+}
+
+struct passwd *getpwnam(const char *name)
+{
+    struct passwd *(*next)(const char *) = (struct passwd * (*)(const char *)) dlsym(RTLD_NEXT, "getpwnam");
+    return is_forgotten() ? NULL : next(name);
+}
+
+struct passwd *getpwuid(uid_t uid)
+{
+    struct passwd *(*next)(uid_t) = (struct passwd * (*)(uid_t)) dlsym(RTLD_NEXT, "getpwuid");
+    return is_forgotten() ? NULL : next(uid);
 }
 
 static void *use_all(void *unused)

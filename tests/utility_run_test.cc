@@ -49,8 +49,14 @@ TEST_F(Utility, EndsAsTheCommandDid)
          "option '--help' doesn't allow an argument\n" AND_ERROR "only root can run a command as another user or "
          "group\n" AND_ERROR "run needs a command; 'ovuser run --help' says more\n= 0"},
         // A clock that an earlier process of the same number has left is not in the way.
-        {"$SIM --fault 1:-1:17 $OV run $FREEZE date +%s; $SIM --fault 2:-1:5 $OV run --group bin $FREEZE true",
-         CHRISTMAS_SECOND ERROR "g:bin: an error occurred while executing this request, error = 5\n= 0"},
+        {"$SIM --fault 1:-1:17 $OV run $FREEZE date +%s; $SIM --fault 8:-1:5 $OV run --group bin $FREEZE true",
+         CHRISTMAS_SECOND ERROR "g:bin: an error occurred while executing this request, error = 5\n" HINT
+                                "its clock is left: 'ovuser delete g:bin' takes it away\n= 5"},
+        // What somebody else has given meanwhile is his.
+        {"mkfifo -m 666 up go; for speed in 1000 3; do $OV reset >out; $OV run --user sys --in 1d --speed $speed sh -c "
+         "'echo >up; read x <go; sleep 1.2; exit 4' & read x <up; [ $speed = 1000 ] || $OV set sys --speed 1000 >out; "
+         "echo >go; wait $!; echo $? $($OV list | grep -c sys); done",
+         "4 0\n4 1\n! ovuser: warning: u:sys (3) has been given another clock meanwhile, which stays\n= 0"},
     });
 }
 
@@ -75,4 +81,47 @@ TEST_F(Utility, HandsSignalsOn)
          "'exec ./ovuser run --speed 2 perl counts' /dev/null",
          "^C1= 0"},
     });
+}
+
+// Root's terminal, open files and variables are not for whom a command is run as.
+TEST_F(Utility, KeepsWhatIsRootsFromAUser)
+{
+    const std::string at_terminal = "on() { timeout 20 script -qec \"sh ./$1 $2\" /dev/null </dev/null | "
+                                    "sed 's/\\^@//; s/\\r//; s,\\(pts/\\).*,\\1,'; }\n";
+    std::ofstream(folder / "names") << "tty; $OV run --user news $FREEZE $1 tty; exec </dev/null\n"
+                                       "$OV run --user news $FREEZE $1 sh -c ': </dev/tty' >out 2>&1 || echo none\n";
+    std::ofstream(folder / "modes") << "stty rows 33; tty >which; stty -a >before; $OV run --user news $FREEZE "
+                                       "sh -c 'stty size; kill -9 $$'; echo $?; stty -a | cmp - before\n";
+    std::ofstream(folder / "keys") << "$OV run --user news $FREEZE perl counts; echo $?\n";
+    expect({
+        {at_terminal + "on names | sort | uniq -c | tr -s ' '; on names --no-pty",
+         " 2 /dev/pts/\n 1 none\n/dev/pts/\n/dev/pts/\n= 0"},
+        {"export FOO=1 BAR=2 USER=root; exec 7<script; for kept in '' --keep-fds --preserve-env "
+         "--preserve-env=FOO,USER; do $OV "
+         "run --user news $FREEZE $kept sh -c 'echo $(ls /proc/self/fd | grep -c 7) $FOO $BAR $USER $HOME $SHELL'; "
+         "done",
+         "0 news /var/spool/news /usr/sbin/nologin\n1 news /var/spool/news /usr/sbin/nologin\n"
+         "0 1 2 news /var/spool/news /usr/sbin/nologin\n0 1 root /var/spool/news /usr/sbin/nologin\n= 0"},
+        // The caller's terminal is as it was, and has the command's size, its keys and its end.
+        {at_terminal + "on modes", "33 0\nKilled\n137\n= 0"},
+        {"mkfifo -m 666 line; echo '$SIG{INT} = sub { ++$n }; open L, q(>line); close L; select(undef, undef, undef, "
+         "0.05) until $n; select(undef, undef, undef, 0.3); print qq($n\\n)' >counts; { timeout 20 cat line; printf "
+         "'\\003'; } | script -qec 'sh ./keys' /dev/null | tr -d '\\r'",
+         "^C1\n0\n= 0"},
+        // It stops with the command, and is continued with it.
+        {"perl -e '$p = fork; if (!$p) { setpgrp; exec qw(./ovuser run --user news --speed 2 perl -e), q($SIG{CONT} = "
+         "sub { ++$n }; kill STOP => $$; select(undef, undef, undef, 0.3); exit $n) } waitpid($p, 2); kill CONT => $p;"
+         "waitpid($p, 0); print $? >> 8'",
+         "1= 0"},
+    });
+}
+
+// As long as nothing has begun, a signal ends it at once.
+TEST_F(Utility, EndsBeforeItBegins)
+{
+    expect(
+        {{"echo 'use Fcntl; open L, q(+<table); $l = pack(q(ssx4qqix4), 1, 0, 0, 0, 0); fcntl(L, 37, $l) or die;"
+          "system(q(timeout -s INT -k 2 0.5 ./ovuser run --user news --speed 2 echo ran; echo $?))' >hold; perl hold; "
+          "$OV list | grep -c news",
+          "124\n0\n= 1"}});
 }

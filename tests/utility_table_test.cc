@@ -59,6 +59,13 @@ TEST_F(Utility, AnswersAsAKernel)
         // A pipe in the table's place, which nobody writes to.
         {"mkfifo pipe; ./zynov-sim --state pipe true; echo $?; ZYNOV_SIM_STATE=pipe ./ovuser list",
          "125\n! zynov-sim: pipe: not a regular file\n" AND_ERROR "Open of /proc/zynov failed; error = 74\n= 5"},
+        // Other paths, of which the last is no control file's, and a stream.
+        {"od -An -c -N4 /proc/zynov; cd /proc; exec perl -e 'for (qw(zynov ./zynov //proc/zynov /sys/../proc//zynov "
+         "self/zynov)) { print open(F, $_) + 0, (-e $_) + 0, q( ) }'",
+         "   y   n   o   v\n11 11 11 11 00 = 0"},
+        {"mkdir '$LIB'; cp zynov-sim libzynov_sim.so '$LIB'; './$LIB/zynov-sim' --state table true 2>&1 | grep -c "
+         "'with .LIB,'",
+         "1\n= 0"},
         // One descriptor, for the loader and then for the table.
         {"./ovuser add p:$$ $FREEZE >/dev/null; exec 3>&-; ulimit -n 4; exec date +%s", "1924419600\n= 0"},
         // The table of a machine that has been started anew.

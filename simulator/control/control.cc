@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -25,14 +26,15 @@ namespace sim
 
 static SIM_NEXT(open, int(const char *, int, ...));
 static SIM_NEXT(openat, int(int, const char *, int, ...));
+static SIM_NEXT(fopen, FILE *(const char *, const char *));
 static SIM_NEXT(ioctl, int(int, unsigned long, ...));
 
 static std::atomic<uint64_t> commands_sent;
 
 // What an opening gives, once the C library has looked at the path. A success leaves errno as it was before.
-static int open_simulated(int opened, const char *path, int flags, int kept)
+static int open_simulated(int opened, int folder, const char *path, int flags, int kept)
 {
-    const char *state = in_place_of(path, opened < 0 ? errno : 0);
+    const char *state = in_place_of(folder, path, opened < 0 ? errno : 0);
     if (state == nullptr)
         return opened;
     if (opened >= 0) // a real module is there
@@ -103,7 +105,7 @@ SIM_INTERPOSED int open(const char *path, int flags, ...)
     va_start(rest, flags);
     const int descriptor = sim::next_open(path, flags, sim::has_mode(flags) ? va_arg(rest, mode_t) : 0);
     va_end(rest);
-    return sim::open_simulated(descriptor, path, flags, kept);
+    return sim::open_simulated(descriptor, AT_FDCWD, path, flags, kept);
 }
 
 SIM_INTERPOSED int openat(int directory, const char *path, int flags, ...)
@@ -113,8 +115,24 @@ SIM_INTERPOSED int openat(int directory, const char *path, int flags, ...)
     va_start(rest, flags);
     const int descriptor = sim::next_openat(directory, path, flags, sim::has_mode(flags) ? va_arg(rest, mode_t) : 0);
     va_end(rest);
-    return sim::open_simulated(descriptor, path, flags, kept);
+    return sim::open_simulated(descriptor, directory, path, flags, kept);
 }
+
+// Which opens past the others.
+SIM_INTERPOSED FILE *fopen(const char *path, const char *mode)
+{
+    const int kept = errno;
+    FILE *const file = sim::next_fopen(path, mode);
+    const char *state = sim::in_place_of(AT_FDCWD, path, file == nullptr ? errno : 0);
+    if (state == nullptr)
+        return file;
+    if (file != nullptr)
+        fclose(file);
+    const int descriptor = sim::open_state(state, strchr(mode, 'e') != nullptr ? O_CLOEXEC : 0);
+    errno = descriptor < 0 ? -descriptor : kept;
+    return descriptor < 0 ? nullptr : fdopen(descriptor, "r");
+}
+SIM_INTERPOSED FILE *fopen64(const char *, const char *) __attribute__((alias("fopen")));
 
 SIM_INTERPOSED int ioctl(int descriptor, unsigned long request, ...)
 {

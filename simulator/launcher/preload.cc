@@ -47,9 +47,23 @@ static void put_in_front(const char *variable, const char *first)
         fail("%s: %s", variable, strerror(errno));
 }
 
+// Whether the loader would put a folder of its own in the place of a word.
+static bool has_word_of_loader(const char *path)
+{
+    while ((path = strchr(path, '$')) != nullptr) {
+        path += path[1] == '{' ? 2 : 1;
+        for (const char *word : {"LIB", "ORIGIN", "PLATFORM"})
+            if (strncmp(path, word, strlen(word)) == 0)
+                return true;
+    }
+    return false;
+}
+
 void preload_library()
 {
     char *library = find_library();
+    if (has_word_of_loader(library))
+        fail("%s: a library in a folder with $LIB, $ORIGIN or $PLATFORM in its name cannot be preloaded", library);
     if (strpbrk(library, " :") == nullptr)
         return put_in_front("LD_PRELOAD", library);
     // A list of libraries is split at blanks too, one of folders is not.

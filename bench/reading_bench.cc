@@ -96,6 +96,11 @@ static void change_floor()
     }
 }
 
+static void fork_from_shell(char **environment)
+{
+    run("/bin/sh", "-c", environment, "i=0; while [ $i -lt 100 ]; do (:); i=$((i+1)); done");
+}
+
 static const char *utility, *static_true;
 
 static void run_bare_static()
@@ -121,6 +126,34 @@ static void compare_start(const std::string &tool, const Prepare &prepare)
 {
     compare<[] { run("/bin/true", nullptr, environ); }, [] { run("/bin/true", nullptr, no_environment); }>(
         "/bin/true under " + tool, "/bin/true", {}, 1, prepare);
+}
+
+static void compare_programs()
+{
+    const auto no_clock = [] {
+        fill_table(0);
+        give_clock(0, 0);
+    };
+    compare_start("the simulator", no_clock);
+    compare<[] { fork_from_shell(environ); }, [] { fork_from_shell(no_environment); }>(
+        "100 forks of a shell under the simulator", "the same", {1.3}, 1, no_clock);
+    compare<[] { run(utility, "list", environ); }, [] { run("/bin/true", nullptr, no_environment); }>(
+        "ovuser list under an empty simulator", "/bin/true", {}, 1, no_clock);
+    compare<[] { run(utility, "list", environ); }, [] { run("/bin/true", nullptr, environ); }>(
+        "ovuser list under an empty simulator", "/bin/true, likewise", {}, 1, no_clock);
+    compare<[] { run(utility, "--version", no_environment); }, [] { run("/bin/true", nullptr, no_environment); }>(
+        "ovuser --version", "/bin/true", {}, 1, no_clock);
+
+    if (access(static_true, X_OK) == 0) {
+        compare<[] { run(static_true, nullptr, no_environment); }, run_bare_static>(
+            "start of a static program", "the same, not reached", {}, 1, no_clock);
+        constexpr Aims of_start = {3.2}; // a millisecond more
+        compare<[] { run(static_true, nullptr, no_environment); }, run_bare_static>(
+            "the same, from a program of 1 GB", "the same, not reached", of_start, 1, [] {
+                static const std::vector<char> memory(1 << 30, 1);
+                benchmark::DoNotOptimize(memory.data());
+            });
+    }
 }
 
 static void run_all()
@@ -168,27 +201,6 @@ int main(int argc, char **argv)
             give_clock(60, 0);
             cut_change_short();
         });
-    const auto no_clock = [] {
-        fill_table(0);
-        give_clock(0, 0);
-    };
-    compare_start("the simulator", no_clock);
-    compare<[] { run(utility, "list", environ); }, [] { run("/bin/true", nullptr, no_environment); }>(
-        "ovuser list under an empty simulator", "/bin/true", {}, 1, no_clock);
-    compare<[] { run(utility, "list", environ); }, [] { run("/bin/true", nullptr, environ); }>(
-        "ovuser list under an empty simulator", "/bin/true, likewise", {}, 1, no_clock);
-    compare<[] { run(utility, "--version", no_environment); }, [] { run("/bin/true", nullptr, no_environment); }>(
-        "ovuser --version", "/bin/true", {}, 1, no_clock);
-
-    if (access(static_true, X_OK) == 0) {
-        compare<[] { run(static_true, nullptr, no_environment); }, run_bare_static>(
-            "start of a static program", "the same, not reached", {}, 1, no_clock);
-        constexpr Aims of_start = {3.2}; // a millisecond more
-        compare<[] { run(static_true, nullptr, no_environment); }, run_bare_static>(
-            "the same, from a program of 1 GB", "the same, not reached", of_start, 1, [] {
-                static const std::vector<char> memory(1 << 30, 1);
-                benchmark::DoNotOptimize(memory.data());
-            });
-    }
+    compare_programs();
     run_all();
 }

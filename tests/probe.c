@@ -183,7 +183,7 @@ static void make_children(void)
     printf("%ld ", (long)time(NULL));
 }
 
-/* A clock that comes while the process may only read, write, end and read the clock. */
+/* A clock of its own that comes while the process may only read, write, end and read the clock. */
 static void live_in_filter(void)
 {
     const struct sock_filter rules[] = {
@@ -197,6 +197,7 @@ static void live_in_filter(void)
     };
     const struct sock_fprog filter = {COUNT(rules), (struct sock_filter *)rules};
     int go[2], answer[2], status;
+    char command[64];
     long now;
     if (pipe(go) + pipe(answer) != 0)
         return;
@@ -213,7 +214,8 @@ static void live_in_filter(void)
     close(go[0]), close(answer[1]);
     for (int round = 0; round < 2 && read(answer[0], &now, sizeof now) > 0; ++round) {
         printf("%ld ", now);
-        if (system("./ovuser add $FREEZE >/dev/null") >= 0 && write(go[1], "", 1) != 1)
+        snprintf(command, sizeof command, "./ovuser add p:%d $FREEZE >/dev/null", (int)child);
+        if (system(command) >= 0 && write(go[1], "", 1) != 1)
             break;
     }
     close(go[1]);

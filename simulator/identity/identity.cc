@@ -1,5 +1,7 @@
 #include "simulator/identity/identity.h"
 
+#include <sys/prctl.h>
+
 #include <atomic>
 
 #include "base/integer.h"
@@ -22,8 +24,13 @@ static int64_t ask_group()
     return ov::low_32(system_call(SYS_getegid));
 }
 
-static std::atomic<uint64_t> container_id, own_pid_namespace, birth;
+static std::atomic<uint64_t> container_id;
 static std::atomic<int64_t> process, user, group;
+
+// The process that they are of, so that a child has not its parent's, comes last.
+static std::atomic<uint64_t> own_pid_namespace, birth;
+static std::atomic<int64_t> born;
+
 static std::atomic<uint64_t> version, last_version;
 
 // The ids of a thread that changed them alone, until the whole process does: while the version is still the same.
@@ -42,11 +49,13 @@ uint64_t identity_version()
 Identity own_identity()
 {
     const bool is_alone = alone.process_version == version.load(std::memory_order_acquire);
-    return {process.load(std::memory_order_acquire),
+    const int64_t pid = process.load(std::memory_order_acquire);
+    const bool is_born = born.load(std::memory_order_acquire) == pid;
+    return {pid,
             is_alone ? alone.user : user.load(std::memory_order_acquire),
             is_alone ? alone.group : group.load(std::memory_order_acquire),
-            own_pid_namespace.load(std::memory_order_acquire),
-            birth.load(std::memory_order_acquire),
+            is_born ? own_pid_namespace.load(std::memory_order_acquire) : 0,
+            is_born ? birth.load(std::memory_order_acquire) : 0,
             container_id.load(std::memory_order_acquire)};
 }
 
@@ -65,15 +74,45 @@ static void ask_ids()
     } while (!version.compare_exchange_strong(present, next_version(), std::memory_order_acq_rel));
 }
 
-void know_oneself()
+static void know_birth()
 {
-    const int64_t pid = system_call(SYS_getpid);
+    const int64_t pid = process.load(std::memory_order_acquire);
     uint64_t found = 0;
-    read_birth(pid, found);
-    process.store(pid, std::memory_order_release);
+    if (born.load(std::memory_order_acquire) == pid || read_birth(pid, found) != 0)
+        return;
     own_pid_namespace.store(pid_namespace(), std::memory_order_release);
     birth.store(found, std::memory_order_release);
+    born.store(pid, std::memory_order_release);
+}
+
+void know_oneself()
+{
+    process.store(system_call(SYS_getpid), std::memory_order_release);
+    know_birth();
     ask_ids();
+}
+
+void begin_as_oneself()
+{
+    const Identity parent = own_identity(); // and of the thread that forked
+    process.store(system_call(SYS_getpid), std::memory_order_release);
+    user.store(parent.user, std::memory_order_release);
+    group.store(parent.group, std::memory_order_release);
+    version.store(next_version(), std::memory_order_release);
+}
+
+void find_own_birth(Identity &who)
+{
+    know_birth();
+    const Identity known = own_identity();
+    who.birth = known.birth;
+    who.pid_namespace = known.pid_namespace;
+}
+
+void prepare_for_filter()
+{
+    if (process.load(std::memory_order_relaxed) != 0) // or there is no table
+        know_birth();
 }
 
 // A child that still runs in its parent's memory, on its way to another program, leaves the parent's alone.
@@ -121,3 +160,14 @@ SIM_CHANGES_IDENTITY(setgid, (gid_t gid), (gid))
 SIM_CHANGES_IDENTITY(setegid, (gid_t gid), (gid))
 SIM_CHANGES_IDENTITY(setregid, (gid_t real, gid_t effective), (real, effective))
 SIM_CHANGES_IDENTITY(setresgid, (gid_t real, gid_t effective, gid_t saved), (real, effective, saved))
+
+// Behind a filter it may be too late to ask.
+SIM_INTERPOSED int seen_prctl(int option, long a, long b, long c, long d) __asm__("prctl");
+
+SIM_INTERPOSED int seen_prctl(int option, long a, long b, long c, long d)
+{
+    static SIM_NEXT(prctl, int(int, long, long, long, long));
+    if (option == PR_SET_SECCOMP)
+        sim::prepare_for_filter();
+    return next_prctl(option, a, b, c, d);
+}

@@ -2,8 +2,6 @@
 // not at each reading.
 #include "simulator/image/reading.h"
 
-#include <algorithm>
-
 #include "base/integer.h"
 #include "simulator/bare/system_call.h"
 #include "simulator/identity/pidfd.h"
@@ -31,21 +29,13 @@ static uint64_t ask_ids(const timespec &real)
     return ids;
 }
 
-// Of a child that the program forked it is found out only where a clock may be its own, since that takes a descriptor,
-// of which the program knows nothing, for a moment.
-static uint64_t birth_of(int64_t process)
+static void find_birth(Identity &who)
 {
     const ImageConfig &config = image_data.config;
-    if (process == config.process)
-        return config.birth;
-    uint64_t birth = 0;
-    const auto slots = image_data.table.used_slots();
-    if (std::any_of(slots.begin(), slots.end(), [&](const Slot &slot) {
-            const Clock clock = slot.load();
-            return clock.kind() == ZYNOV_PROCESS && clock.id == process && clock.pid_namespace == config.pid_namespace;
-        }))
-        read_inode(process, birth);
-    return birth;
+    if (who.process == config.process)
+        who.birth = config.birth;
+    else // a child that the program forked
+        read_inode(who.process, who.birth);
 }
 
 __attribute__((noinline)) static Cache::Found look_up(uint64_t ids, Pace &pace)
@@ -56,19 +46,18 @@ __attribute__((noinline)) static Cache::Found look_up(uint64_t ids, Pace &pace)
     const int64_t process = system_call(SYS_getpid);
     if (memory.process.load(std::memory_order_relaxed) == 0)
         memory.process.store(process, std::memory_order_relaxed);
-    Identity who = {process,
-                    static_cast<int32_t>(ids >> 32),
-                    static_cast<int32_t>(ids),
-                    config.pid_namespace,
-                    0,
-                    config.container_id};
+    const Identity who = {process,
+                          static_cast<int32_t>(ids >> 32),
+                          static_cast<int32_t>(ids),
+                          config.pid_namespace,
+                          0,
+                          config.container_id};
     Clock clock = {};
     Generation generation;
     Cache::Found found;
     do {
         generation = {table.generation.load(std::memory_order_acquire), ids};
-        who.birth = birth_of(process);
-        found = search_clock(table, who, clock) ? Cache::clock : Cache::no_clock;
+        found = search_clock(table, who, clock, find_birth) ? Cache::clock : Cache::no_clock;
     } while (generation.table != table.generation.load(std::memory_order_acquire));
     pace = Pace(clock);
     // A child that still runs in its parent's memory, on its way to another program, leaves that as it is.

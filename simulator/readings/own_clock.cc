@@ -49,7 +49,7 @@ void begin_as_child()
 {
     cache.end_write();
     unsure.end_write();
-    know_oneself();
+    begin_as_oneself();
 }
 
 static const Table *open_table(const char *state)
@@ -115,7 +115,7 @@ __attribute__((noinline)) static Cache::Found look_up(const Table &clocks, Pace 
     Clock clock = {};
     do {
         generation = present_generation(clocks);
-        found = search_clock(clocks, own_identity(), clock) ? Cache::clock : Cache::no_clock;
+        found = search_clock(clocks, own_identity(), clock, find_own_birth) ? Cache::clock : Cache::no_clock;
     } while (generation != present_generation(clocks));
     pace = Pace(clock);
     (generation.table % 2 == 0 ? cache : unsure).store(generation, found, pace);

@@ -6,7 +6,7 @@ namespace sim
 // By what a process has a clock, the strongest last.
 enum Claim { none, by_group, by_user, its_own };
 
-static Claim claim(const Clock &clock, const Identity &who)
+static Claim claim(const Clock &clock, Identity &who, FindBirth *find_birth)
 {
     if (clock.container_id != who.container_id)
         return none;
@@ -16,19 +16,22 @@ static Claim claim(const Clock &clock, const Identity &who)
     case ZYNOV_USER:
         return clock.id == who.user ? by_user : none;
     case ZYNOV_PROCESS: // it may have been left by an earlier process of the same number, or be of another namespace
-        return clock.id == who.process && clock.birth == who.birth && clock.pid_namespace == who.pid_namespace ? its_own
-                                                                                                               : none;
+        if (clock.id != who.process)
+            return none;
+        if (who.birth == 0)
+            find_birth(who);
+        return clock.birth == who.birth && clock.pid_namespace == who.pid_namespace ? its_own : none;
     default:
         return none;
     }
 }
 
-bool search_clock(const Table &table, const Identity &who, Clock &clock)
+bool search_clock(const Table &table, Identity who, Clock &clock, FindBirth *find_birth)
 {
     Claim strongest = none;
     for (const Slot &slot : table.used_slots()) {
         const Clock candidate = slot.load();
-        const Claim its_claim = claim(candidate, who);
+        const Claim its_claim = claim(candidate, who, find_birth);
         if (its_claim > strongest) {
             strongest = its_claim;
             clock = candidate;

@@ -1,6 +1,7 @@
 // What stands in for the C library's syscall: the system calls that the other stand-ins would not see. The kernel
 // answers first, so that wild pointers are its own matter; then the answer is made to fit the process's clock.
 #include <linux/sched.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
@@ -31,6 +32,11 @@ static bool shares_memory(long number, long first)
     return number != SYS_fork && (flags & CLONE_VM) != 0;
 }
 
+static bool sets_filter(long number, long first)
+{
+    return number == SYS_seccomp || (number == SYS_prctl && first == PR_SET_SECCOMP);
+}
+
 } // namespace sim
 
 // Under a name of its own, and with all the words that a system call can have.
@@ -40,6 +46,8 @@ SIM_INTERPOSED long seen_syscall(long number, long a, long b, long c, long d, lo
 {
     const auto kernel = [=] { return sim::next_syscall(number, a, b, c, d, e, f); };
     long result;
+    if (sim::sets_filter(number, a))
+        sim::prepare_for_filter();
     switch (number) {
     case SYS_clock_gettime:
         result = kernel();

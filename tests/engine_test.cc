@@ -3,66 +3,68 @@
 
 #include <iostream>
 
+static const std::string long_name(70000, 'x'), edge(964, 'x'), unknown = "error: incorrect/non-existent process id ";
+static const std::string bad_speed = ", it must be an integer and belongs to  [-1000, 1000].";
+static const std::string bad = "error: Illegal virtual clock, invalid ";
+static const std::string outside = "error: Illegal virtual clock, must not be ",
+                         given = "\nyou specified " + christmas + "\n";
+static const std::string error = "error: an error occurred while executing this request, error = ";
+static const std::string reported = "error: OV kernel module reported error = 5", later = "something later";
+static const std::string nothing = "warning: Reset Orvane completed with no entry in it.",
+                         deleted = " has been deleted";
+static const std::string mismatch = "error: Orvane kernel module not installed properly or version mismatch(Invalid or "
+                                    "incomplete multibyte or wide character).";
+static const ov_request stopped = {.speed = 1001, .time_form = 1, .virtime = 1};
+static const struct {
+    int operation;
+    std::string identities;
+    uid_t uid;
+    Answers kernel; // one for each command that is sent
+    int result;
+    std::string message = "";
+    ov_request fields = usual;
+    int kernel_error = 0;
+    std::string pending = "", err = "";
+} cases[] = {
+    {OV_DELETE, "?:", 0, {}, 802},
+    {OV_DELETE, "?:x u:", 0, {}, 805},
+    {OV_ADD, "", 0, {}, 804, "", {.id_count = -1}},
+    {OV_ADD, "p:" + long_name, 0, {}, 806, unknown + long_name + " passed in"},
+    {OV_ADD, "p:" + edge, 0, {}, 806, unknown + edge + " passed in"},
+    {OV_ADD, "u:bob g:0 u:?", 1000, {}, 815, no_zero},
+    {OV_ADD, "u:1001", 1000, {}, 811, not_for_others, {.speed = 1002}},
+    {OV_ADD, "", 0, {}, 808, "error: wrong parameters for speed: 1002" + bad_speed, {.speed = 1002}},
+    {OV_ADD, "", 0, {}, 808, "error: wrong parameters for speed: -1001" + bad_speed, {.speed = -1001}},
+    {OV_ADD, "", 0, {}, 809, "error: parse virtual clock error", {.time_form = 1}},
+    {OV_ADD, "", 0, {}, 809, bad + "date format", {.time_form = 1, .abs_time = "1", .virtime = 1}},
+    {OV_ADD, "", 0, {}, 809, bad + "X date format", {.x_date = "1"}},
+    {OV_ADD, "", 0, {}, 810, "error: parse relative clock error", {.rel_mode = 1, .rel_origin = "0"}},
+    {OV_ADD, "g:staff", 0, {{-1, EEXIST}}, 0, "uid 100 already has a virtual clock", stopped},
+    {OV_ADD, "u:bob", 0, {{-7, EINVAL}}, -7, outside + "before Thu Jan 1 01:00:00 1970" + given},
+    {OV_ADD, "u:bob", 0, {{-7, EOVERFLOW}}, -7, outside + "after Fri Dec 31 23:59:59 9999" + given},
+    {OV_ADD, "u:bob", 0, {{3, EEXIST}}, 3, error + "17"},
+    {OV_ADD, "u:bob", 0, {{-1, ENODATA}}, -1, "", usual, 5},
+    {OV_ADD, "u:bob", 0, {{3, 0}}, 3},
+    {OV_ADD, "u:bob", 0, {{17, ENOENT}}, 17, reported, usual, 5},
+    {OV_ADD, "u:bob", 0, {{-1, EINVAL}}, -1, later, usual, 5, later},
+    // The failure of another identity than the last prints the pending message only.
+    {OV_ADD, "u:alice u:bob", 0, {{-1, EPERM}, {0, 0}}, 0, "uid 1001" + running, usual, 0, later, later},
+    {OV_DELETE, "", 1000, {{-1, EL2HLT}}, 814, "warning: Specified id does not have a virtual clock"},
+    {OV_DELETE, "u:alice u:bob", 0, {{0, 0}, {-1, EPERM}}, -1, "report: Virtual clock for uid 1000" + deleted},
+    {OV_DELETE, "u:alice p:1", 0, {{-1, EL2HLT}, {0, 0}}, 0, "report: Virtual clock for pid 1" + deleted},
+    {OV_DELETE, "u:bob", 0, {{811, EL2HLT}}, 811, error + "51"},
+    {OV_RESET, "", 0, {{-1, EPERM}}, 0, nothing},
+    {OV_RESET, "", 0, {{3, ENOENT}}, 0, nothing},
+    {OV_RESET, "", 0, {{3, EPERM}}, 3, error + "1"},
+    {OV_RESET, "", 0, {{0, 0}}, 0, later, usual, 0, later},
+    {OV_LIST, "g:100 u:1001", 0, {{0, 0}, {-1, ENOENT}}, -1, reported, usual, 5},
+    {OV_LIST, "", 0, {{0, EPERM}, {0, 0}}, 0, all_listed, usual, 0, later},
+    // EILSEQ in errno makes a success a mismatch; then slots 0 to 999 are read.
+    {OV_LIST, "", 0, Answers(1001, {0, EILSEQ}), 0, all_listed, usual, 0, "", mismatch},
+};
+
 TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
 {
-    const std::string long_name(70000, 'x'), edge(964, 'x'), unknown = "error: incorrect/non-existent process id ";
-    const std::string bad_speed = ", it must be an integer and belongs to  [-1000, 1000].";
-    const std::string bad = "error: Illegal virtual clock, invalid ";
-    const std::string outside = "error: Illegal virtual clock, must not be ",
-                      given = "\nyou specified " + christmas + "\n";
-    const std::string error = "error: an error occurred while executing this request, error = ";
-    const std::string reported = "error: OV kernel module reported error = 5", later = "something later";
-    const std::string nothing = "warning: Reset Orvane completed with no entry in it.", deleted = " has been deleted";
-    const std::string mismatch = "error: Orvane kernel module not installed properly or version mismatch(Invalid or "
-                                 "incomplete multibyte or wide character).";
-    const ov_request stopped = {.speed = 1001, .time_form = 1, .virtime = 1};
-    const struct {
-        int operation;
-        std::string identities;
-        uid_t uid;
-        Answers kernel; // one for each command that is sent
-        int result;
-        std::string message = "";
-        ov_request fields = usual;
-        int kernel_error = 0;
-        std::string pending = "", err = "";
-    } cases[] = {
-        {OV_DELETE, "?:", 0, {}, 802},
-        {OV_DELETE, "?:x u:", 0, {}, 805},
-        {OV_ADD, "", 0, {}, 804, "", {.id_count = -1}},
-        {OV_ADD, "p:" + long_name, 0, {}, 806, unknown + long_name + " passed in"},
-        {OV_ADD, "p:" + edge, 0, {}, 806, unknown + edge + " passed in"},
-        {OV_ADD, "u:bob g:0 u:?", 1000, {}, 815, no_zero},
-        {OV_ADD, "u:1001", 1000, {}, 811, not_for_others, {.speed = 1002}},
-        {OV_ADD, "", 0, {}, 808, "error: wrong parameters for speed: 1002" + bad_speed, {.speed = 1002}},
-        {OV_ADD, "", 0, {}, 808, "error: wrong parameters for speed: -1001" + bad_speed, {.speed = -1001}},
-        {OV_ADD, "", 0, {}, 809, "error: parse virtual clock error", {.time_form = 1}},
-        {OV_ADD, "", 0, {}, 809, bad + "date format", {.time_form = 1, .abs_time = "1", .virtime = 1}},
-        {OV_ADD, "", 0, {}, 809, bad + "X date format", {.x_date = "1"}},
-        {OV_ADD, "", 0, {}, 810, "error: parse relative clock error", {.rel_mode = 1, .rel_origin = "0"}},
-        {OV_ADD, "g:staff", 0, {{-1, EEXIST}}, 0, "uid 100 already has a virtual clock", stopped},
-        {OV_ADD, "u:bob", 0, {{-7, EINVAL}}, -7, outside + "before Thu Jan 1 01:00:00 1970" + given},
-        {OV_ADD, "u:bob", 0, {{-7, EOVERFLOW}}, -7, outside + "after Fri Dec 31 23:59:59 9999" + given},
-        {OV_ADD, "u:bob", 0, {{3, EEXIST}}, 3, error + "17"},
-        {OV_ADD, "u:bob", 0, {{-1, ENODATA}}, -1, "", usual, 5},
-        {OV_ADD, "u:bob", 0, {{3, 0}}, 3},
-        {OV_ADD, "u:bob", 0, {{17, ENOENT}}, 17, reported, usual, 5},
-        {OV_ADD, "u:bob", 0, {{-1, EINVAL}}, -1, later, usual, 5, later},
-        // The failure of another identity than the last prints the pending message only.
-        {OV_ADD, "u:alice u:bob", 0, {{-1, EPERM}, {0, 0}}, 0, "uid 1001" + running, usual, 0, later, later},
-        {OV_DELETE, "", 1000, {{-1, EL2HLT}}, 814, "warning: Specified id does not have a virtual clock"},
-        {OV_DELETE, "u:alice u:bob", 0, {{0, 0}, {-1, EPERM}}, -1, "report: Virtual clock for uid 1000" + deleted},
-        {OV_DELETE, "u:alice p:1", 0, {{-1, EL2HLT}, {0, 0}}, 0, "report: Virtual clock for pid 1" + deleted},
-        {OV_DELETE, "u:bob", 0, {{811, EL2HLT}}, 811, error + "51"},
-        {OV_RESET, "", 0, {{-1, EPERM}}, 0, nothing},
-        {OV_RESET, "", 0, {{3, ENOENT}}, 0, nothing},
-        {OV_RESET, "", 0, {{3, EPERM}}, 3, error + "1"},
-        {OV_RESET, "", 0, {{0, 0}}, 0, later, usual, 0, later},
-        {OV_LIST, "g:100 u:1001", 0, {{0, 0}, {-1, ENOENT}}, -1, reported, usual, 5},
-        {OV_LIST, "", 0, {{0, EPERM}, {0, 0}}, 0, all_listed, usual, 0, later},
-        // EILSEQ in errno makes a success a mismatch; then slots 0 to 999 are read.
-        {OV_LIST, "", 0, Answers(1001, {0, EILSEQ}), 0, all_listed, usual, 0, "", mismatch},
-    };
     int64_t value;
     for (const auto &c : cases) {
         SCOPED_TRACE(&c - cases);
@@ -87,13 +89,17 @@ TEST_F(Engine, AnswersEveryRequestWithItsResultAndMessage)
         EXPECT_EQ(closed.message, said(before ? c.message : "error: Open of /proc/zynov failed; error = 13"));
         script.open_error = 0;
     }
-    // An error number in the record, and no memory for a message.
+}
+
+TEST_F(Engine, GoesOnWithoutMemoryForAMessage)
+{
     script.no_messages = true;
     script.kernel_error = 5;
     for (const auto &[error_number, result] : Answers{{0, OV_KERNEL_ERROR}, {ENODATA, OV_OK}}) {
         script.answers = {{0, error_number}};
         const Outcome outcome = run(make_request(OV_ADD, "u:alice"), later);
-        EXPECT_TRUE(outcome.result == result && outcome.message.empty());
+        EXPECT_EQ(outcome.result, result);
+        EXPECT_EQ(outcome.message, "");
     }
 }
 
@@ -174,7 +180,8 @@ TEST_F(Engine, SurvivesTheFailureOfEachCallInTurn)
             const Outcome bad = run(call);
             script.failing_call = 0;
             EXPECT_TRUE((bad.result >= 801 && bad.result <= 815) || (bad.result >= -2 && bad.result <= 5));
-            EXPECT_TRUE(bad.calls >= n && run(call) == good);
+            EXPECT_GE(bad.calls, n);
+            EXPECT_TRUE(run(call) == good);
         }
     }
     std::cout << tried << " failures tried\n";
@@ -189,6 +196,8 @@ TEST_F(Engine, ShortcutsFoldResultsIntoClasses)
     const int classes[] = {5, 2, 2, 2, 2, 2, 1, 3, 4, 4, 5, 5, 5, 4, 2, 5}; // 801 to 816
     for (int code = 801; code <= 816; ++code)
         EXPECT_EQ(check_rc(code), classes[code - 801]) << code;
-    EXPECT_TRUE(check_rc(0) == 0 && check_rc(-1) == 5);
-    EXPECT_TRUE(ov_process_request(nullptr, nullptr) == 801 && ov_preview_request(nullptr, nullptr, nullptr) == 801);
+    EXPECT_EQ(check_rc(0), 0);
+    EXPECT_EQ(check_rc(-1), 5);
+    EXPECT_EQ(ov_process_request(nullptr, nullptr), 801);
+    EXPECT_EQ(ov_preview_request(nullptr, nullptr, nullptr), 801);
 }

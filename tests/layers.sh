@@ -49,7 +49,7 @@ awk -v open='ovuser' '
         }
         next
     }
-    FNR == 1 { longest = FILENAME ~ /^tests/ ? 90 : 60; begin = 0 }
+    FNR == 1 { longest = FILENAME ~ /^tests/ ? 50 : 60; begin = 0 }
     FNR == 351 { complain(FILENAME " has more than 350 lines") }
     /^[{]$/ { begin = FNR }
     /^[}]$/ {

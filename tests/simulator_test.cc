@@ -33,8 +33,7 @@ static int change(Table &table, unsigned long command, uint64_t kind, int64_t id
 TEST(Simulator, KeepsTheModulesRules)
 {
     setenv("TZ", "UTC", 1);
-    const auto owner = std::make_unique<Table>();
-    Table &table = *owner;
+    static Table table;
     const auto query = [&](unsigned long command, uint32_t slot = 0, timespec now = start) {
         zynov_iov record = {171, slot};
         EXPECT_EQ(query_table(table, command, record, now), 0);
@@ -75,8 +74,12 @@ TEST(Simulator, KeepsTheModulesRules)
     // The listing needs the time shown, and the date in base and origin.
     EXPECT_EQ(change_table(table, ADD, {171, 0, 0, 5, 1924419600, 0x101, 60, 0, -7, 0, 9}, start, {}), 0);
     const zynov_iov clock = query(ZYNOV_IOC_GET_SLOT, 0, {start.tv_sec + 1000, start.tv_nsec});
-    EXPECT_TRUE(clock.vtime == 1924419600 + 60000 - 86400 && clock.base == clock.vtime + 7 && clock.origin == -7);
-    EXPECT_TRUE(clock.flags == 0x101 && clock.speed == 60 && clock.container_id == 9);
+    EXPECT_EQ(clock.vtime, 1924419600 + 60000 - 86400);
+    EXPECT_EQ(clock.base, clock.vtime + 7);
+    EXPECT_EQ(clock.origin, -7);
+    EXPECT_EQ(clock.flags, 0x101u);
+    EXPECT_EQ(clock.speed, 60);
+    EXPECT_EQ(clock.container_id, 9u);
     zynov_iov past = {171, Table::capacity};
     EXPECT_EQ(query_table(table, ZYNOV_IOC_GET_SLOT, past, start), EINVAL);
 }
@@ -155,7 +158,9 @@ TEST(Simulator, KnowsWhenAProcessStartedInAnyNamespace)
     const pid_t pid = getpid();
     uint64_t birth = 0;
     ASSERT_EQ(read_start(pid, birth), 0);
-    EXPECT_TRUE(!has_ended(pid, birth) && !has_ended(pid, birth - 1) && has_ended(pid, birth - 2));
+    EXPECT_FALSE(has_ended(pid, birth));
+    EXPECT_FALSE(has_ended(pid, birth - 1));
+    EXPECT_TRUE(has_ended(pid, birth - 2));
     if (geteuid() != 0)
         GTEST_SKIP() << "needs the superuser";
     const auto set_offset = [=] {
@@ -170,51 +175,79 @@ TEST(Simulator, KnowsWhenAProcessStartedInAnyNamespace)
         CLONE_NEWPID, [] { return true; }, [&] { return read_start(1, birth) == EACCES; }));
 }
 
-// Eight processes share an inherited descriptor; one is killed during a change.
-TEST(Simulator, LosesNothingToManyWritersNorToOneThatIsKilled)
+// A table in a file, and a descriptor of it.
+class SimulatorTable : public testing::Test
 {
+  protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(create_state(path.c_str(), 0600), 0);
+        ASSERT_EQ(create_state(path.c_str(), 0600), EEXIST);
+        descriptor = open(path.c_str(), O_RDONLY);
+        ASSERT_EQ(flaw_in_state(descriptor), nullptr);
+    }
+    void TearDown() override
+    {
+        close(descriptor);
+        unlink(path.c_str());
+    }
+    int send(unsigned long command, uint64_t kind, int64_t id, int64_t value = 99999)
+    {
+        return change(*Change(descriptor).table(), command, kind, id, value);
+    }
+
     const std::string path = PROGRAMS "/table." + std::to_string(getpid());
-    ASSERT_EQ(create_state(path.c_str(), 0600), 0);
-    ASSERT_EQ(create_state(path.c_str(), 0600), EEXIST);
-    const int descriptor = open(path.c_str(), O_RDONLY);
-    ASSERT_EQ(flaw_in_state(descriptor), nullptr);
-    const int next = dup(descriptor); // and to be the next again
+    int descriptor = -1;
+};
+
+TEST_F(SimulatorTable, LosesNothingToManyWritersNorToOneThatIsKilled)
+{
+    const int next = dup(descriptor);
     close(next);
     constexpr int writers = 8, rounds = 60;
     for (int writer = 0; writer < writers; ++writer) {
         if (fork() != 0)
             continue;
-        const auto send = [&](unsigned long command, uint64_t kind, int64_t id, int64_t value = 99999) {
-            return change(*Change(descriptor).table(), command, kind, id, value) == 0;
-        };
-        bool good = true;
+        int failures = 0;
         for (int64_t id = 1000 * writer + 1; id <= 1000 * writer + rounds; ++id)
-            good &= send(ADD, 1, id) && send(ADD, 2, id) && send(DELETE, 0, id, 2);
+            failures += send(ADD, 1, id) != 0 || send(ADD, 2, id) != 0 || send(DELETE, 0, id, 2) != 0;
         const Change change(descriptor);
         if (writer == 0)
             change.table()->generation |= 1, raise(SIGKILL);
-        _exit(good ? 0 : 1);
+        _exit(failures);
     }
     int killed = 0, failed = 0, kept = 0;
     for (int status; wait(&status) > 0;)
         killed += WIFSIGNALED(status), failed += WIFEXITED(status) && WEXITSTATUS(status) != 0;
     for (const Slot &slot : attach_state(descriptor)->slots)
         kept += slot.load().kind() != 0;
-    EXPECT_TRUE(killed == 1 && failed == 0 && kept == writers * rounds) << kept;
-    EXPECT_EQ(change(*Change(descriptor).table(), DELETE, 0, 1, 1), 0);
+    EXPECT_EQ(killed, 1);
+    EXPECT_EQ(failed, 0);
+    EXPECT_EQ(kept, writers * rounds);
+    EXPECT_EQ(send(DELETE, 0, 1, 1), 0);
     EXPECT_EQ(Change(descriptor).table()->generation % 2, 0u); // a whole change makes up for the one cut short
-    EXPECT_EQ(dup(descriptor), next);
+    EXPECT_EQ(dup(descriptor), next);                          // nothing was left open
+    close(next);
+}
 
-    // A change of a truncated table is lost, and the next one has the file's table again.
+// The change is lost, and the next one has the file's table again.
+TEST_F(SimulatorTable, SurvivesItsTruncation)
+{
+    EXPECT_EQ(send(ADD, 1, 1001), 0);
     const Table *used;
     {
         const Change cut(descriptor);
-        EXPECT_TRUE(give_up_table(used = cut.table()) && cut.mapping().was_cut());
+        used = cut.table();
+        EXPECT_TRUE(give_up_table(used));
+        EXPECT_TRUE(cut.mapping().was_cut());
     }
     EXPECT_FALSE(give_up_table(used)); // which is nobody's now
-    EXPECT_EQ(change(*Change(descriptor).table(), DELETE, 0, 1001, 1), 0);
+    EXPECT_EQ(send(DELETE, 0, 1001, 1), 0);
+}
 
-    // A child made by clone(2) during a change keeps no lock and finds none.
+// A child made by clone(2) during a change keeps no lock and finds none.
+TEST_F(SimulatorTable, IsNotLockedByAChildOfAWriter)
+{
     int go[2];
     ASSERT_EQ(pipe(go), 0);
     pid_t child;
@@ -229,7 +262,4 @@ TEST(Simulator, LosesNothingToManyWritersNorToOneThatIsKilled)
     int status = 1;
     waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);
-    close(descriptor);
-    close(next);
-    unlink(path.c_str());
 }

@@ -45,7 +45,9 @@ TEST(Time, CountsDaysAsAWalkDoes)
         EXPECT_EQ(moved(from, ov::add_one_day_to_tm), next);
         EXPECT_EQ(moved(from, ov::subtract_one_day_from_tm), previous);
     }
-    EXPECT_TRUE(is_leap_year(2000) == 0 && is_leap_year(2100) == 1 && is_leap_year(INT_MAX) == 0);
+    EXPECT_EQ(is_leap_year(2000), 0);
+    EXPECT_EQ(is_leap_year(2100), 1);
+    EXPECT_EQ(is_leap_year(INT_MAX), 0);
 }
 
 TEST(Time, ReadsTextsAsTheNaiveParsersDo)

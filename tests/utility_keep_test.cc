@@ -11,10 +11,12 @@ static void write_private(const fs::path &path, const std::string &text)
     fs::permissions(path, fs::perms(0600));
 }
 
+static const char two_clocks[] = "# Christmas\n\n  u:nobody --epoch 1924419600\t--speed frozen #not a word\n"
+                                 "'g:'b\"in\" --at \"2030-12-25 09:00\" --speed FR\\OZEN --rewind";
+
 TEST_F(Utility, AppliesAFile)
 {
-    write_private(folder / "clocks", "# Christmas\n\n  u:nobody --epoch 1924419600\t--speed frozen #not a word\n"
-                                     "'g:'b\"in\" --at \"2030-12-25 09:00\" --speed FR\\OZEN --rewind");
+    write_private(folder / "clocks", two_clocks);
     expect({
         {"$OV add news $FREEZE >out; $OV apply ./clocks --dry-run --prune; $OV list | grep -c nobody",
          "ovuser: report: u:news would lose its clock\n"
@@ -33,6 +35,13 @@ TEST_F(Utility, AppliesAFile)
                                                     "g:bin      FROZEN                    " CHRISTMAS //
                                                         SUMMARY("clocks", "0", "0", "0", "1", "1") ERROR
          "clocks:3: u:nobody: an error occurred while executing this request, error = 5\n= 5"},
+    });
+}
+
+TEST_F(Utility, AppliesAFileForProgramsAndForMany)
+{
+    write_private(folder / "clocks", two_clocks);
+    expect({
         // What would be, for programs: nothing is changed, and where it cannot be told nothing is written.
         {"$OV reset >out; $OV add nobody news $FREEZE >out; j='--dry-run --json'\n"
          "p() { jq -c 'map_values(map([.identity, .line, .from.epoch, .to.epoch, .to.speed]))'; }\n"

@@ -94,9 +94,8 @@ def adding(identity: str, at: Instant, speed: Speed, rewind: bool) -> lib.Reques
 
 def conclude(code: int, slot: c.c_char_p) -> None:
     """Raises what a request came to, unless it was carried out."""
-    already = lib.ALREADY in (slot.value or b"")
     message = lib.take_message(slot)
-    if already:
+    if code == lib.OK and lib.was_there():
         raise lib.AlreadyHasClock(code, message)
     if code != lib.OK:
         raise lib.failure(code, message)
@@ -104,6 +103,7 @@ def conclude(code: int, slot: c.c_char_p) -> None:
 
 def carry_out(request: lib.Request) -> None:
     slot = c.c_char_p()
+    c.set_errno(0)
     conclude(lib.process_request(c.byref(request), c.byref(slot)), slot)
 
 

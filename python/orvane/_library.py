@@ -10,7 +10,6 @@ USER, GROUP, PROCESS = 1, 2, 3
 NOTHING, ADD, DELETE = 0, 1, 2
 ABSOLUTE = 1
 OK, NOT_PERMITTED, NO_CONTROL_FILE, NO_CLOCK = 0, 811, 812, 814
-ALREADY = b"already has a virtual clock"
 
 
 class Request(c.Structure):
@@ -45,6 +44,14 @@ library.parse_uid.argtypes = [c.c_char_p, c.c_int, c.POINTER(c.c_uint32)]
 leave = c.PYFUNCTYPE(None, c.c_void_p, c.c_void_p, c.py_object, c.py_object, c.py_object)(
     ("ov_process_request", library))
 process_request = library.ov_process_request
+
+
+def was_there() -> bool:
+    """Whether the last request was to add a clock where there is one, which to the library has succeeded. Before it
+    errno was set to 0."""
+    return c.get_errno() == errno.EEXIST
+
+
 _free = c.PyDLL(None).free
 _free.argtypes = [c.c_void_p]
 

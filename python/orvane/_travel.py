@@ -60,19 +60,19 @@ class clock:
     def __enter__(self) -> clock:
         slot = c.c_char_p()
         adding_it, slot_place = c.byref(adding(self.identity, self._at, self._speed, self._rewind)), c.byref(slot)
-        process_request, leave, refused, already = lib.process_request, self._leave, lib.ALREADY, False
+        process_request, leave = lib.process_request, self._leave
         lib.request_for(lib.DELETE, self.identity, self._leaving)
         _to_leave[:] = [each for each in _to_leave if each() is not None] + [weakref.ref(self._leaving)]
+        c.set_errno(0)
         # An interrupt may be raised behind any call of these, but not before the first: whatever it was raised
         # behind, the clock is taken away again, unless it was there before.
         try:
             code = process_request(adding_it, slot_place)
-            already = refused in (slot.value or b"")
             conclude(code, slot)
         except lib.OrvaneError:
             raise
         except BaseException:
-            if not already and refused not in (slot.value or b""):
+            if not lib.was_there():
                 leave(None, None, None)
             raise
         return self

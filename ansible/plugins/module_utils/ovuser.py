@@ -4,18 +4,31 @@
 from __future__ import absolute_import, division, print_function
 __metaclass__ = type
 
+import grp
 import json
+import pwd
 
 NO_CLOCK = 4  # the exit status of "list IDENTITY" for somebody who has none
+NOT_KNOWN = 2  # and for somebody who does not exist
 
 
 class OvuserError(Exception):
-    """A command that ovuser refused, with its words and its exit status."""
+    """A command that failed, with its words and its exit status."""
 
     def __init__(self, command, status, message):
         super(OvuserError, self).__init__(message)
         self.command = command
         self.status = status
+
+
+def name_of(kind, number):
+    """The name of a user or group of this host, or None."""
+    try:
+        if kind == "user":
+            return pwd.getpwuid(number).pw_name
+        return grp.getgrgid(number).gr_name if kind == "group" else None
+    except (KeyError, OverflowError):
+        return None
 
 
 class Ovuser(object):
@@ -25,20 +38,38 @@ class Ovuser(object):
         self._run = module.run_command
         self._program = module.get_bin_path("ovuser", required=True, opt_dirs=["/usr/local/sbin", "/usr/sbin"])
 
-    def run(self, arguments, may_end_with=(0,)):
+    def run(self, arguments, may_end_with=(0,), text=None):
         """Status and output; anything but the named statuses is an OvuserError."""
         command = [self._program] + arguments
-        status, output, errors = self._run(command, environ_update={"LC_ALL": "C.UTF-8"})
+        status, output, errors = self._run(command, data=text, environ_update={"LC_ALL": "C.UTF-8"})
         if status not in may_end_with:
             raise OvuserError(command, status, errors.strip() or output.strip())
         return status, output
 
-    def clocks(self):
-        """All clocks that the caller may see."""
-        return json.loads(self.run(["list", "--json"])[1])
+    def clocks(self, identities=()):
+        """All clocks that the caller may see, or those of some identities."""
+        output = self.run(["list", "--json", "--"] + list(identities), (0, NO_CLOCK) if identities else (0,))[1]
+        return json.loads(output)
 
-    def clock(self, identity):
-        """The clock of one identity, or None."""
-        status, output = self.run(["list", "--json", "--", identity], (0, NO_CLOCK))
-        clocks = json.loads(output) if status == 0 else []
-        return clocks[0] if clocks else None
+    def plan(self, arguments, text=None):
+        """What a command would do, each clock with its owner's name."""
+        output = self.run(arguments[:1] + ["--dry-run", "--json"] + arguments[1:], text=text)[1]
+        plan = json.loads(output)
+        for entries in plan.values():
+            for entry in entries:
+                entry["name"] = name_of(entry["kind"], entry["id"])
+        return plan
+
+    def removal(self, identity):
+        """A plan that takes the clock of one identity away. Who does not exist has none that could be."""
+        plan = dict((kind, []) for kind in ("added", "changed", "deleted", "left", "failed"))
+        status, output = self.run(["list", "--json", "--", identity], (0, NO_CLOCK, NOT_KNOWN))
+        for clock in json.loads(output) if status == 0 else []:
+            plan["deleted"].append(dict(((name, clock[name]) for name in ("kind", "id", "name")),
+                                        identity=identity, to=None, **{"from": clock}))
+        return plan
+
+
+def clock_of(owner, state):
+    """A clock as "ovuser list --json" tells of it, from a plan's entry and a clock of that."""
+    return dict(state, **dict((name, owner[name]) for name in ("kind", "id", "name")))

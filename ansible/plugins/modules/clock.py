@@ -12,7 +12,10 @@ short_description: Give users, groups and processes virtual clocks, or take them
 version_added: "12.10.6"
 description:
   - Gives one identity of a host a virtual clock of its own, or takes it away, by way of C(ovuser).
-  - A clock that is there is left as it is, whatever it shows, unless I(replace) says otherwise.
+  - A clock that is there is changed where it differs from what is wanted, and only there. Its speed and its rewinding
+    are compared, and the time where the clock stands still. The time of a clock that runs, which has left the one that
+    it began with, is compared where I(within) says how far it may be off.
+  - For all clocks of a host at once there is M(orvane.clocks.clocks).
 author:
   - Orvane maintainers (@orvane)
 options:
@@ -20,11 +23,12 @@ options:
     description:
       - Whose clock, as C(ovuser) takes it, C(u:USER), C(g:GROUP) or C(p:PID), by name or by number.
       - Without a prefix it is a user.
-    type: str
+    type: raw
     required: true
   state:
     description:
-      - C(present) gives the identity a clock where it has none, C(absent) takes it away.
+      - C(present) sees to it that the identity has the clock, C(absent) that it has none.
+      - Whoever does not exist has none.
     type: str
     choices: [present, absent]
     default: present
@@ -32,46 +36,57 @@ options:
     description:
       - The time that the clock starts at, in any form that C(ovuser add --at) takes, such as C(2030-12-25 09:00) in
         the host's local time, C(2030-12-25T09:00:00Z), or C(now).
-    type: str
+      - Mutually exclusive with I(in), I(date) and I(epoch).
+    type: raw
   in:
     description:
       - A distance from the host's present time, such as C(2d 3h) or C(-90m).
-    type: str
+      - A number without a unit is refused. YAML makes one of C(1:30).
+    type: raw
   date:
     description:
       - A date at the host's present time of day, C(YYYY-MM-DD).
-    type: str
+    type: raw
   epoch:
     description:
       - Seconds since 1970-01-01 00:00:00 UTC.
-    type: int
+    type: raw
   speed:
     description:
       - N times faster, or -N times slower, up to 1000 either way; C(0) or C(frozen) lets the clock stand still.
-    type: str
+      - C(off), which YAML reads as C(false), is refused.
+      - With a time and without I(speed) the clock runs at the normal pace; with neither it keeps its speed.
+    type: raw
   rewind:
     description:
       - Whether the clock goes back to the same date at every midnight.
+      - With a time and without I(rewind) it does not; with neither it keeps to what it does.
     type: bool
-    default: false
+  within:
+    description:
+      - How far the time of a clock that is there may be off, such as C(60s) or C(1h 30m), before it is set anew.
+      - This makes sense of I(in) and I(date) at the normal pace, where the clock stays as far from real time as it was.
+      - Without it the time of a clock that stands still is compared to the second if I(at) or I(epoch) says it, and
+        no other time is.
+    type: raw
   replace:
     description:
-      - Sets the clock anew where the identity has one already. That is a change each time.
-      - With none of I(at), I(in), I(date) and I(epoch), such a clock goes on from the time that it shows, at the same
-        speed unless I(speed) says otherwise.
+      - Whether a clock that is there is changed where it differs.
+      - With C(false) it is left as it is, whatever it shows, and C(differs) in what is returned tells what differs.
     type: bool
-    default: false
+    default: true
 attributes:
   check_mode:
     description: Finds out whether the clock could be set, and what it would show, but does not set it.
     support: full
   diff_mode:
-    description: Shows speed, rewinding and the time of the clock before and after.
+    description: Shows the clock before and after, in words.
     support: full
 notes:
   - One of I(at), I(in), I(date), I(epoch), I(speed) and I(rewind) is needed where a clock is to be set.
   - An ordinary user may set his own clock and those of processes.
 seealso:
+  - module: orvane.clocks.clocks
   - module: orvane.clocks.clock_info
 '''
 
@@ -82,12 +97,16 @@ EXAMPLES = r'''
     at: '2030-12-25 09:00'
     speed: 60
 
-- name: The day over and over again for all testers, set anew
+- name: All testers a year ahead, to the minute
   orvane.clocks.clock:
     identity: g:testers
-    date: '2038-01-19'
-    rewind: true
-    replace: true
+    in: 1y
+    within: 60s
+
+- name: Let it stand still, at what it shows
+  orvane.clocks.clock:
+    identity: u:alice
+    speed: frozen
 
 - name: Real time again
   orvane.clocks.clock:
@@ -98,8 +117,8 @@ EXAMPLES = r'''
 RETURN = r'''
 clock:
   description:
-    - The clock that the identity has now, as C(ovuser list --json) tells of it.
-    - In check mode, of one that would be set, C(epoch), C(speed) and C(rewind).
+    - The clock that the identity has now, as C(ovuser list --json) tells of it; in check mode the one that it would
+      have.
   returned: when there is one
   type: dict
   sample:
@@ -108,14 +127,25 @@ clock:
     name: alice
     time: '2030-12-25T09:00:00+00:00'
     epoch: 1924419600
+    ahead: 129168000
+    real: '2026-11-21T09:00:00+00:00'
     speed: 60
+    speed_text: 60 times faster
+    frozen: false
     rewind: false
+    origin: null
+differs:
+  description: What of a clock that was there was not as it is wanted, of C(speed), C(rewind) and C(time).
+  returned: success
+  type: list
+  elements: str
+  sample: [speed]
 commands:
   description: The arguments that ovuser was called with to make the change, or would be.
   returned: success
   type: list
   elements: list
-  sample: [[add, '--at=2030-12-25 09:00', '--speed=60', --, 'u:alice']]
+  sample: [[set, '--at=2030-12-25 09:00', '--speed=60', --, 'u:alice']]
 status:
   description: The exit status of ovuser, where it refused.
   returned: failure
@@ -123,89 +153,58 @@ status:
   sample: 2
 '''
 
-import re
-
 from ansible.module_utils.basic import AnsibleModule
-from ansible_collections.orvane.clocks.plugins.module_utils.ovuser import Ovuser, OvuserError
-
-WHEN = ("at", "in", "date", "epoch")
-
-
-def setting(command, wanted):
-    """The words of "ovuser add" or "ovuser set" for what is wanted."""
-    words = [command]
-    for name in WHEN + ("speed",):
-        if wanted[name] is not None:
-            words.append("--%s=%s" % (name, wanted[name]))
-    if wanted["rewind"]:
-        words.append("--rewind")
-    elif command == "set":
-        words.append("--no-rewind")
-    return words + ["--", wanted["identity"]]
+from ansible_collections.orvane.clocks.plugins.module_utils import steps
+from ansible_collections.orvane.clocks.plugins.module_utils.ovuser import Ovuser, OvuserError, clock_of
 
 
-def plan(present, wanted):
-    """The commands that lead from the clock that is present, or None, to what is wanted."""
-    if wanted["state"] == "absent":
-        return [["delete", "--", wanted["identity"]]] if present else []
-    if present is None:
-        return [setting("add", wanted)]
-    return [setting("set", wanted)] if wanted["replace"] else []
+def find_steps(ovuser, options):
+    """What leads to the clock that is wanted, and whose that is."""
+    given = dict((name, options[name]) for name in steps.KNOWN)
+    identity = steps.read_identity(given["identity"])
+    if options["state"] == "absent":
+        return steps.steps(ovuser.removal(identity), [])
+    wanted = steps.read_options(given)
+    return steps.steps(ovuser.plan(["set"] + wanted.words), [wanted], options["replace"])
 
 
-def foreseen(present, wanted, rehearsal):
-    """The clock that there will be, by what ovuser said of it in its rehearsal."""
-    epoch = re.search(r"\((-?\d+) seconds since the epoch\)", rehearsal)
-    speed = wanted["speed"]
-    if speed is None:
-        speed = present["speed"] if present and not any(wanted[name] for name in WHEN) else 1
-    return {"epoch": int(epoch.group(1)) if epoch else None,
-            "speed": 0 if speed == "frozen" else int(speed), "rewind": wanted["rewind"]}
-
-
-def shown(clock):
-    """What a difference shows of a clock: what can be set of it."""
-    return {} if clock is None else {name: clock[name] for name in ("epoch", "speed", "rewind")}
-
-
-def act(ovuser, wanted, check):
-    present = ovuser.clock(wanted["identity"])
-    commands = plan(present, wanted)
-    result = {"changed": bool(commands), "commands": commands}
-    after = present
-    for command in commands:
-        if not check:
-            ovuser.run(command)
-            after = ovuser.clock(wanted["identity"])
-        elif command[0] == "delete":
-            after = None
-        else:
-            after = foreseen(present, wanted, ovuser.run(command[:1] + ["--dry-run"] + command[1:])[1])
-    if after is not None:
-        result["clock"] = after
+def act(ovuser, options, check):
+    found = find_steps(ovuser, options)
+    commands = [step["command"] for step in found if step["command"]]
+    result = {"changed": bool(commands), "commands": commands, "differs": sum([step["differs"] for step in found], [])}
+    for step in found:
+        after = [clock_of(step, step["to"])] if step["to"] else []
+        if step["command"] and not check:
+            ovuser.run(step["command"])
+            after = ovuser.clocks([step["identity"]])
+        if after:
+            result["clock"] = after[0]
     if commands:
-        result["diff"] = {"before": shown(present), "after": shown(after)}
+        result["diff"] = steps.difference_of(found)
     return result
 
 
 def main():
     module = AnsibleModule(
         argument_spec={
-            "identity": {"type": "str", "required": True},
+            "identity": {"type": "raw", "required": True},
             "state": {"type": "str", "choices": ["present", "absent"], "default": "present"},
-            "at": {"type": "str"},
-            "in": {"type": "str"},
-            "date": {"type": "str"},
-            "epoch": {"type": "int"},
-            "speed": {"type": "str"},
-            "rewind": {"type": "bool", "default": False},
-            "replace": {"type": "bool", "default": False},
+            "at": {"type": "raw"},
+            "in": {"type": "raw"},
+            "date": {"type": "raw"},
+            "epoch": {"type": "raw"},
+            "speed": {"type": "raw"},
+            "rewind": {"type": "bool"},
+            "within": {"type": "raw"},
+            "replace": {"type": "bool", "default": True},
         },
-        mutually_exclusive=[WHEN],
+        mutually_exclusive=[steps.WHEN],
         supports_check_mode=True,
     )
     try:
         result = act(Ovuser(module), module.params, module.check_mode)
+    except steps.Refused as refused:
+        module.fail_json(msg=str(refused))
     except OvuserError as error:
         module.fail_json(msg=str(error), status=error.status, command=error.command)
     module.exit_json(**result)

@@ -14,19 +14,38 @@ description:
   - Lists the virtual clocks that the caller may see, as C(ovuser list --json) does.
 author:
   - Orvane maintainers (@orvane)
-options: {}
+options:
+  identity:
+    description:
+      - Whose clocks alone, each as C(ovuser) takes it, C(u:USER), C(g:GROUP) or C(p:PID).
+      - Whoever has none is not told of; who does not exist is an error.
+    type: list
+    elements: str
+    default: []
+  kind:
+    description: Clocks of these kinds alone.
+    type: list
+    elements: str
+    choices: [user, group, process]
+    default: [user, group, process]
 attributes:
   check_mode:
     description: Changes nothing in any mode.
     support: full
 seealso:
   - module: orvane.clocks.clock
+  - module: orvane.clocks.clocks
 '''
 
 EXAMPLES = r'''
 - name: Look at the clocks
   orvane.clocks.clock_info:
   register: virtual
+
+- name: Which processes have clocks
+  orvane.clocks.clock_info:
+    kind: process
+  register: processes
 
 - name: Nobody may live in the past here
   ansible.builtin.assert:
@@ -64,12 +83,19 @@ from ansible_collections.orvane.clocks.plugins.module_utils.ovuser import Ovuser
 
 
 def main():
-    module = AnsibleModule(argument_spec={}, supports_check_mode=True)
+    kinds = ["user", "group", "process"]
+    module = AnsibleModule(
+        argument_spec={
+            "identity": {"type": "list", "elements": "str", "default": []},
+            "kind": {"type": "list", "elements": "str", "choices": kinds, "default": kinds},
+        },
+        supports_check_mode=True,
+    )
     try:
-        clocks = Ovuser(module).clocks()
+        clocks = Ovuser(module).clocks(module.params["identity"])
     except OvuserError as error:
         module.fail_json(msg=str(error), status=error.status, command=error.command)
-    module.exit_json(changed=False, clocks=clocks)
+    module.exit_json(changed=False, clocks=[clock for clock in clocks if clock["kind"] in module.params["kind"]])
 
 
 if __name__ == "__main__":

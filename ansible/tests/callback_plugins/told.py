@@ -23,7 +23,13 @@ class CallbackModule(CallbackBase):
     def keep(self, result, **_):
         self.tasks.setdefault(result._task.get_name(), {})[result._host.get_name()] = result._result
 
-    v2_runner_on_ok = v2_runner_on_failed = v2_runner_on_unreachable = keep
+    v2_runner_on_ok = keep
+
+    def keep_failed(self, result, **_):
+        self.keep(result)
+        result._result["failed"] = True
+
+    v2_runner_on_failed = v2_runner_on_unreachable = keep_failed
 
     def v2_playbook_on_stats(self, stats):
         hosts = {host: stats.summarize(host) for host in stats.processed}

@@ -24,6 +24,17 @@ TEST_F(Utility, RefusesATableThatIsNone)
                     "--shared)\nzynov-sim: 1: not a fault script\n= 125");
 }
 
+// Who owns a table can set the clock of whoever uses it.
+TEST_F(Utility, RefusesATableOfAnotherUserButRoot)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root";
+    EXPECT_EQ(shell("./zynov-sim --state theirs --shared true; $NOBODY ./zynov-sim --state theirs echo roots; chown "
+                    "65534 theirs; ./zynov-sim --state theirs echo taken; ./zynov-sim --state theirs --shared echo "
+                    "shared; $NOBODY ./zynov-sim --state theirs echo own"),
+              "roots\nshared\nown\n! zynov-sim: theirs: belongs to another user\n= 0");
+}
+
 // No other user, and no mask, keeps a user from his table, and no file system that is full leaves half a one.
 TEST_F(Utility, MakesAWholeTableForItsUserAlone)
 {

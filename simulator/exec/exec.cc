@@ -8,7 +8,6 @@
 
 #include "simulator/bare/next.h"
 #include "simulator/exec/start.h"
-#include "simulator/table/state.h"
 
 namespace sim
 {
@@ -24,8 +23,7 @@ static SIM_NEXT(posix_spawnp, Spawn);
 
 __attribute__((constructor)) static void begin()
 {
-    if (getenv(state_variable) != nullptr)
-        prepare_warnings();
+    prepare_starts();
 }
 
 } // namespace sim
@@ -109,13 +107,13 @@ SIM_INTERPOSED int execle(const char *path, const char *first, ...) noexcept
 SIM_INTERPOSED int posix_spawn(pid_t *child, const char *path, const posix_spawn_file_actions_t *actions,
                                const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment)
 {
-    sim::Start start({path}, sim::Traced::child);
+    sim::Start start({path, false, AT_FDCWD, 0, actions != nullptr}, sim::Traced::child);
     return start.outcome(sim::next_posix_spawn(child, path, actions, attributes, arguments, environment));
 }
 
 SIM_INTERPOSED int posix_spawnp(pid_t *child, const char *name, const posix_spawn_file_actions_t *actions,
                                 const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment)
 {
-    sim::Start start({name, true}, sim::Traced::child);
+    sim::Start start({name, true, AT_FDCWD, 0, actions != nullptr}, sim::Traced::child);
     return start.outcome(sim::next_posix_spawnp(child, name, actions, attributes, arguments, environment));
 }

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -75,6 +76,7 @@ class File
     File(const File &) = delete;
     File &operator=(const File &) = delete;
 
+    int error() const { return descriptor_ < 0 ? static_cast<int>(-descriptor_) : 0; }
     size_t read(uint64_t offset, void *memory, size_t size) const
     {
         const long length = system_call(SYS_pread64, descriptor_, memory, size, offset);
@@ -161,6 +163,8 @@ Reach reach_of(const char *path)
     constexpr int deepest = 5;  // as many scripts
     for (int depth = 0; depth < deepest; ++depth) {
         const File file(path);
+        if (file.error() == EMFILE || file.error() == ENFILE)
+            return Reach::unseen;
         const size_t length = file.read(0, line.data(), line.size());
         Elf64_Ehdr header;
         static_assert(sizeof header <= sizeof line);

@@ -13,6 +13,7 @@ enum class Reach {
     image,      // nothing loads libraries, or the program asks the kernel past them: static programs, and Go's
     foreign,    // of another architecture, or of 32 bits
     privileged, // set-user-ID, set-group-ID or with capabilities of its own, beyond what the caller has
+    unseen,     // there is no descriptor to look by
     unknown     // cannot be read, or is no program: whoever executes it will be told
 };
 
@@ -24,7 +25,8 @@ struct Target {
     const char *name;
     bool by_path = false; // a name without a slash is looked for in the folders of PATH
     int folder = AT_FDCWD;
-    int flags = 0; // as execveat has them
+    int flags = 0;      // as execveat has them
+    bool moves = false; // who executes it may go to another folder before
 };
 
 // The path by which its file is reached; the name itself when there is none, or nothing has to be put before it.

@@ -1,7 +1,9 @@
 #include "simulator/exec/start.h"
 
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,56 +15,59 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "simulator/bare/memory.h"
 #include "simulator/bare/signals.h"
 #include "simulator/bare/small_file.h"
 #include "simulator/bare/system_call.h"
 #include "simulator/table/state.h"
 
+#ifndef PR_GET_MDWE
+constexpr int PR_GET_MDWE = 66;
+#endif
+
 namespace sim
 {
+
+// Behind a word and a colon: two numbers, with another colon between.
+static ErrorFile read_error_file(const char *words)
+{
+    const char *place = words != nullptr ? strstr(words, error_word) : nullptr;
+    ErrorFile file = {};
+    for (uint64_t *number : {&file.device, &file.inode})
+        for (place = place != nullptr ? strchr(place, ':') : nullptr;
+             place != nullptr && place[1] >= '0' && place[1] <= '9'; ++place)
+            *number = *number * 10 + static_cast<uint64_t>(place[1] - '0');
+    return file;
+}
 
 Choices read_choices(const char *words)
 {
     const auto has = [words](const char *word) { return words != nullptr && strstr(words, word) != nullptr; };
-    return {has("quiet"), has("no-static"), has("descendants") && !has("no-static"), has("file-times")};
+    return {has("quiet"), has("no-static"), has("descendants") && !has("no-static"), has("file-times"),
+            read_error_file(words)};
 }
 
-// A bit for each file that was spoken of, by a hash: memory that forked children share, since it is they who exec.
-constexpr size_t remembered_bytes = 4096;
-static std::atomic<uint8_t> *remembered;
+// What this process was started with: it may start others without it, as env -i does.
+static struct {
+    char state[2048], choices[256]; // a longer one fits in no image
+} begun_with;
 
-void prepare_warnings()
+void prepare_starts()
 {
-    const long page =
-        system_call(SYS_mmap, nullptr, remembered_bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (page > 0 || page < -4095)
-        remembered = std::bit_cast<std::atomic<uint8_t> *>(page);
-}
-
-static bool is_news(const char *path)
-{
-    struct stat file = {};
-    if (remembered == nullptr || system_call(SYS_newfstatat, AT_FDCWD, path, &file, 0) != 0)
-        return true;
-    const uint64_t hash = (file.st_ino * 31 + file.st_dev) * 0x9e3779b97f4a7c15 >> 49; // 15 bits
-    const auto bit = static_cast<uint8_t>(1u << hash % 8);
-    return (remembered[hash / 8].fetch_or(bit, std::memory_order_relaxed) & bit) == 0;
+    const char *state = getenv(state_variable);
+    const char *choices = getenv(choices_variable);
+    if (state == nullptr || strlen(state) >= sizeof begun_with.state)
+        return;
+    strcpy(begun_with.state, state);
+    if (choices != nullptr && strlen(choices) < sizeof begun_with.choices)
+        strcpy(begun_with.choices, choices);
+    prepare_warnings();
 }
 
 // Texts that a caller's stack, which may be a signal's and small, is spared.
 struct Scratch {
     char place[PATH_MAX], status[4096], line[1024];
 };
-
-static void say(const char *path, const char *why, Scratch &scratch)
-{
-    const char *parts[] = {"zynov-sim: warning: ", path, ": keeps the real time, since it ", why, "\n"};
-    size_t length = 0;
-    for (const char *part : parts)
-        for (; *part != '\0' && length < sizeof scratch.line; ++part) // a name is not to talk to the terminal
-            scratch.line[length++] = static_cast<unsigned char>(*part) < ' ' && *part != '\n' ? '?' : *part;
-    system_call(SYS_write, STDERR_FILENO, scratch.line, length);
-}
 
 static bool is_same_file(const char *path, const char *other)
 {
@@ -72,49 +77,94 @@ static bool is_same_file(const char *path, const char *other)
            file.st_dev == beside.st_dev;
 }
 
+// The words that the kernel tells of a thread, as a number to a base; 0 where there are none.
+static uint64_t read_field(const char *status, const char *field, int base)
+{
+    const char *place = strstr(status, field);
+    return place != nullptr ? strtoull(place + strlen(field), nullptr, base) : 0;
+}
+
+// Whether root's next program gets capabilities that this one has not: of those a tracer who may not trace all would
+// leave it only what this one has.
+static bool gains_capabilities(const char *status)
+{
+    const char *user = strstr(status, "\nUid:\t"); // the real one, and the effective one
+    if (user == nullptr || (strtoul(user + 6, nullptr, 10) != 0 && strtoul(strchr(user + 6, '\t'), nullptr, 10) != 0))
+        return false;
+    const uint64_t next = read_field(status, "\nCapInh:\t", 16) | read_field(status, "\nCapBnd:\t", 16);
+    return (next & ~read_field(status, "\nCapPrm:\t", 16)) != 0 &&
+           (read_field(status, "\nCapEff:\t", 16) >> CAP_SYS_PTRACE & 1) == 0;
+}
+
 // Why no child of this process may trace it, or what traces it cannot do its work; null when there is nothing in the
 // way.
-static const char *find_obstacle(Scratch &scratch)
+static const char *find_obstacle(const char *state, char (&status)[4096])
 {
-    if (!read_small_file("/proc/thread-self/status", scratch.status) ||
-        strstr(scratch.status, "\nTracerPid:\t0\n") == nullptr || strstr(scratch.status, "\nSeccomp:\t0\n") == nullptr)
-        return "is linked statically, or by Go, and its parent is traced or filtered";
+    switch (load_small_file("/proc/thread-self/status", status)) {
+    case 0:
+        break;
+    case EMFILE:
+    case ENFILE:
+        return "no descriptor is left to look at it by";
+    default:
+        return "there is no /proc";
+    }
+    if (read_field(status, "\nTracerPid:\t", 10) != 0)
+        return "its parent is traced";
+    if (read_field(status, "\nSeccomp:\t", 10) != 0)
+        return "its parent is under a filter of system calls";
+    if (gains_capabilities(status))
+        return "it gets capabilities that its parent has not";
+    if (system_call(SYS_prctl, PR_GET_MDWE, 0, 0, 0, 0) > 0)
+        return "its parent may make no memory executable";
     // A tracer would be the first process of the new namespace, and the end of that.
     if (!is_same_file("/proc/thread-self/ns/pid", "/proc/thread-self/ns/pid_for_children"))
-        return "is linked statically, or by Go, and the children of its parent are in another pid namespace";
+        return "its parent's children are in another pid namespace";
+    const int table = open_state(state, O_CLOEXEC);
+    if (table < 0)
+        return table == -EMFILE ? "no descriptor is left for the clock table"
+                                : "the clock table cannot be read from here";
+    system_call(SYS_close, table);
     return nullptr;
 }
 
-const char *Start::prepare(const char *path, Traced what, const Choices &choices, Scratch &scratch)
+// As the loader, and the kernel, see it: then neither a library nor an image gets in.
+static bool has_other_ids()
 {
-    const Reach reach = reach_of(path);
-    if (reach == Reach::foreign)
-        return "is for another architecture";
-    if (reach == Reach::privileged)
-        return "gets rights of its own";
-    if (reach == Reach::image && (choices.no_static || !can_trace))
-        return "is linked statically, or by Go";
-    if (reach != Reach::image && what != Traced::descendants)
-        return nullptr;
-    if (const char *obstacle = find_obstacle(scratch))
+    return system_call(SYS_getuid) != system_call(SYS_geteuid) || system_call(SYS_getgid) != system_call(SYS_getegid);
+}
+
+// A name that cannot be read is none.
+static bool is_relative(const char *path)
+{
+    char first = '/';
+    read_given(first, const_cast<char *>(path));
+    return first != '/';
+}
+
+const char *Start::trace(Traced what, const char *state, bool looks, char (&status)[4096])
+{
+    if (const char *obstacle = find_obstacle(state, status))
         return obstacle;
-    switch (tracer_.emplace(what, getenv(state_variable)).error()) {
+    switch (tracer_.emplace(what, state, looks).error()) {
     case 0:
         return nullptr;
     case EACCES:
-        return "is linked statically, or by Go, and its parent has given up rights in memory that others share";
+        return "its parent has given up rights in memory that others share";
     case ECHILD:
-        return "is linked statically, or by Go, and its tracer was killed";
+        return "its tracer was killed";
     default:
-        return "is linked statically, or by Go, and may not be traced";
+        return "it may not be traced";
     }
 }
 
 Start::Start(const Target &target, Traced what)
 {
-    if (getenv(state_variable) == nullptr)
+    const bool in_environment = getenv(state_variable) != nullptr;
+    const char *state = in_environment ? getenv(state_variable) : begun_with.state;
+    if (*state == '\0')
         return;
-    const Choices choices = read_choices(getenv(choices_variable));
+    const Choices choices = read_choices(in_environment ? getenv(choices_variable) : begun_with.choices);
     if (choices.descendants && what != Traced::descendants)
         return;             // whoever follows all looks at each
     const SignalsHeld held; // a handler that leaves by a jump would leave all this behind
@@ -124,9 +174,27 @@ Start::Start(const Target &target, Traced what)
         return;
     auto &scratch = *std::bit_cast<Scratch *>(pages);
     const char *path = find_program(target, scratch.place);
-    const char *why = prepare(path, what, choices, scratch);
-    if (why != nullptr && !choices.quiet && is_news(path))
-        say(path, why, scratch);
+    const bool unseen = target.moves && is_relative(path);
+    const Reach reach = unseen ? Reach::unknown : reach_of(path);
+    const bool untouched = reach == Reach::image && (choices.no_static || !can_trace);
+    const bool traced = !choices.no_static && can_trace &&
+                        (reach == Reach::image || unseen || what == Traced::descendants) && !has_other_ids();
+    Reason reason = {"keeps the real time, since it "};
+    if (reach == Reach::foreign)
+        reason[1] = "is for another architecture";
+    else if (reach == Reach::privileged)
+        reason[1] = "gets rights of its own";
+    else if (reach == Reach::unseen)
+        reason = {"may keep the real time, since ", "no descriptor is left to look at it by"};
+    else if (reach != Reach::unknown && has_other_ids())
+        reason[1] = "has other effective ids than real ones";
+    else if (untouched)
+        reason[1] = "is linked statically, or by Go";
+    else if (const char *obstacle = traced ? trace(what, state, unseen, scratch.status) : nullptr; obstacle && !unseen)
+        reason = what == Traced::descendants ? Reason{"what it starts may keep the real time, since ", obstacle}
+                                             : Reason{reason[0], "is linked statically, or by Go, and ", obstacle};
+    if (reason[1] != nullptr && !choices.quiet)
+        warn(path, reason, choices.error_file, scratch.line);
     system_call(SYS_munmap, pages, sizeof scratch);
 }
 

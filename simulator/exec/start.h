@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "simulator/exec/program.h"
+#include "simulator/exec/warning.h"
 #include "simulator/trace/tracer.h"
 
 namespace sim
@@ -18,7 +19,9 @@ struct Choices {
     bool no_static;   // programs that nothing can be preloaded into are left alone
     bool descendants; // all are followed from the start, so that nobody else has to
     bool file_times;  // files are shown with times by the clock of who looks
+    ErrorFile error_file;
 };
+constexpr char error_word[] = "stderr:"; // before the numbers of that file's device and inode, with a colon between
 Choices read_choices(const char *words);
 
 // From before a program is started until that has failed, or its child is made: sees to it that it lives by its clock,
@@ -38,13 +41,13 @@ class Start
     }
 
   private:
-    // Why it keeps the real time; null when it does not.
-    const char *prepare(const char *path, Traced what, const Choices &choices, struct Scratch &scratch);
+    // Why it cannot be; null when it is under way.
+    const char *trace(Traced what, const char *state, bool looks, char (&status)[4096]);
 
     std::optional<Tracer> tracer_;
 };
 
-// Makes place for what was said, before there are children. Called once.
-void prepare_warnings();
+// Remembers how this process was started, and makes place for what is said, before there are children. Called once.
+void prepare_starts();
 
 } // namespace sim

@@ -80,8 +80,11 @@ void prepare_state(const char *path, bool shared)
         fail("%s: %s", path, errno == ELOOP ? "is a symbolic link" : strerror(errno));
     if (const char *flaw = flaw_in_state(descriptor))
         fail("%s: %s", path, flaw);
-    struct stat file;
-    if (shared && fstat(descriptor, &file) == 0 && (file.st_mode & mode) != mode && fchmod(descriptor, mode) != 0)
+    struct stat file = {};
+    // Another user could set the clock of who runs it.
+    if (fstat(descriptor, &file) != 0 || (!shared && file.st_uid != geteuid() && file.st_uid != 0))
+        fail("%s: belongs to another user", path);
+    if (shared && (file.st_mode & mode) != mode && fchmod(descriptor, mode) != 0)
         fail("%s: %s", path, strerror(errno));
     forget_earlier_boots(descriptor);
     close(descriptor);

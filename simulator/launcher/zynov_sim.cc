@@ -1,8 +1,10 @@
 // zynov-sim: runs a command, and all that it starts, with a simulated kernel module.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -38,6 +40,16 @@ static void set(const char *variable, const char *value)
     _exit(status); // the command was to have all that is allocated here
 }
 
+// What was chosen, and which file is standard error, for those who have something to say there.
+static const char *all_choices(const char *chosen)
+{
+    struct stat file;
+    if (fstat(STDERR_FILENO, &file) != 0)
+        return chosen;
+    return text("%s%s%s%ju:%ju", chosen != nullptr ? chosen : "", chosen != nullptr ? "," : "", error_word,
+                static_cast<uintmax_t>(file.st_dev), static_cast<uintmax_t>(file.st_ino));
+}
+
 } // namespace sim
 
 int main(int argc, char **argv)
@@ -51,7 +63,8 @@ int main(int argc, char **argv)
         fail("%s: %s", state, strerror(errno));
     set(state_variable, whole_path);
     set(faults_variable, options.faults);
-    set(choices_variable, options.choices);
+    const char *choices = all_choices(options.choices);
+    set(choices_variable, choices);
     preload_library();
-    run(options.command, read_choices(options.choices));
+    run(options.command, read_choices(choices));
 }

@@ -6,7 +6,7 @@
 namespace sim
 {
 
-Tracer::Tracer(Traced what, const char *) : what_(what), error_(ENOSYS) {}
+Tracer::Tracer(Traced what, const char *, bool) : what_(what), error_(ENOSYS) {}
 Tracer::~Tracer() {} // NOLINT(performance-trivially-destructible): elsewhere it has work to do
 void Tracer::give_up() {}
 

@@ -29,7 +29,8 @@ struct Room {
     std::atomic<int> said;            // by the tracer
     std::atomic<SignalMask> held_off; // the maker's signals, to be sent again once the tracer is gone
     Traced what;
-    int maker; // the thread that is to exec, or to make the child
+    bool looks; // at what has exec'ed, which was not known beforehand
+    int maker;  // the thread that is to exec, or to make the child
     const Room *self;
     std::atomic<int> *tracer, no_place; // where the tracer's id stands
     ImageConfig config;
@@ -139,7 +140,7 @@ static bool follow(Room &room, long options)
             pass_on(room, tracee, status);
             continue;
         }
-        if (!descendants || wants_image(thread))
+        if (!room.looks || wants_image(thread))
             inject(room, tracee, options);
         if (room.what == Traced::own_exec) {
             room.tracer->store(0); // what may be the parent's memory knows nothing of it any more
@@ -242,7 +243,7 @@ int Tracer::attach()
     return said;
 }
 
-Tracer::Tracer(Traced what, const char *state) : what_(what)
+Tracer::Tracer(Traced what, const char *state, bool looks) : what_(what)
 {
     if (strlen(state) >= sizeof ImageConfig::state) {
         error_ = ENAMETOOLONG;
@@ -257,6 +258,7 @@ Tracer::Tracer(Traced what, const char *state) : what_(what)
     room_ = std::bit_cast<Room *>(pages);
     room_->self = room_;
     room_->what = what;
+    room_->looks = looks || what == Traced::descendants;
     room_->maker = static_cast<int>(system_call(SYS_gettid));
     // Once it is attached the tracer calls nothing of the C library's, whose storage of this thread it has.
     ImageConfig &config = room_->config;

@@ -22,7 +22,8 @@ class Tracer
 {
   public:
     // With the file of the clock table, and all signals held off.
-    Tracer(Traced what, const char *state);
+    // Where it looks, only what turns out to be a program that nothing can be preloaded into gets the image.
+    Tracer(Traced what, const char *state, bool looks);
     // Only reached when an own exec failed, or the child was made: waits for the tracer to be gone. Until then no
     // handler runs in this thread.
     ~Tracer();

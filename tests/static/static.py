@@ -156,7 +156,7 @@ def choose():
     real, virtual = str(int(time.time()))[:7], str(FUTURE)
     for options, argv, seen, said in (
             ([], date, virtual, ""),
-            (["--state", "cut"], ["sh", "-c", ": >cut; exec /bin/busybox date +%s"], real, ""),
+            (["--descendants", "--state", "cut"], ["sh", "-c", ": >cut; exec /bin/busybox date +%s"], real, ""),
             (["--no-static"], date, real, static),
             (["--no-static", "--quiet", "--descendants"], ["sh", "-c", "/bin/busybox date +%s; true"], real, ""),
             (["--no-static"], ["sh", "-c", "/bin/busybox true; /bin/busybox date +%s"], real, static),  # said once
@@ -174,7 +174,7 @@ def choose():
         status, output, errors = say(*sim, *options, *argv, **nobody)
         check(f"{options} {argv}", status == 0 and errors == said and
               (output == seen if seen != real else output.startswith(seen)), (output, errors))
-    seen = say("/usr/bin/python3", "-c", GIVE_RIGHTS_UP)
+    seen = say(*sim, "/usr/bin/python3", "-c", GIVE_RIGHTS_UP)
     check("a process that has given up rights, from a vforked child", seen[1][:7] == real and seen[1][-2:] == "\n0" and
           seen[2] == static + ", and its parent has given up rights in memory that others share", seen)
     server = subprocess.Popen(["./server", "--web.listen-address=127.0.0.1:0", "--collector.disable-defaults"],

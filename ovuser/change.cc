@@ -263,24 +263,25 @@ static int exchange_clock(const Identity &who, const ov_request &wanted, bool se
     const int status = added.tell(several, former);
     if (fails && former != nullptr)
         tell_of(who, *former, is_back);
+    else if (fails)
+        warn("%s has lost its clock, which could not be seen", who.label());
     return status;
 }
 
 int replace_clock(const Identity &who, const When &when, int64_t checked, bool several, const Clocks &table)
 {
-    const ov_clock *present = table.find(who.kind, who.id);
+    const ov_clock *known = table.find(who.kind, who.id);
     ov_clock now; // the table may have been read a while ago
-    if (present != nullptr)
-        present = table.look_again(*present, now) ? &now : nullptr;
-    const Wanted wanted(when, checked, present);
-    if (present == nullptr) {
-        Outcome first(who, wanted.request);
+    const ov_clock *present = known != nullptr && table.look_again(*known, now) ? &now : known;
+    if (present != &now) {
+        Outcome first(who, Wanted(when, checked, nullptr).request);
         if (!first.was_there())
             return first.tell(several);
-        if (when.keeps_value()) // of somebody else's process, or come after the table was read
+        if (when.keeps_value() && known == nullptr) // of somebody else's process, or come after the table was read
             return failed("%s has a clock that %s: give a time", who.label(),
                           getuid() == 0 ? "somebody has just given" : "you may not see");
     }
+    const Wanted wanted(when, checked, present);
     if (when.keeps_value() && !is_in_range(wanted.request.virtime)) {
         failed("%s: what its clock shows by now is out of range: give a time", who.label());
         return check_rc(OV_BAD_TIME);

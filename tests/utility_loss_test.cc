@@ -18,6 +18,10 @@ TEST_F(Utility, MissesNoLineThatCannotBeWritten)
         {"mkdir -p room; unshare -m sh ./fill 2>&1 | sed s/^.ovuser/ovuser/",
          "ovuser: error: room/clocks: No space left on device\n5\n" AND_ERROR + full + "5\n" AND_ERROR + full +
              "5\novuser: warning: u:bin: Specified id does not have a virtual clock\n" AND_ERROR + full + "5\n0\n= 0"},
+        // Nothing is opened in the place of a closed one, and written to.
+        {"$OV set bin --speed 3 >&-; echo "
+         "$?; $OV list bin | grep -c '3 times'; $OV delete bin >out",
+         "5\n1\n" ERROR "standard output: Bad file descriptor\n= 0"},
         // What is saved takes the place of a file as a whole, whatever the mask, and of nothing else.
         {"$OV add bin $FREEZE >out; echo former >clocks; umask 077; $OV save clocks; stat -c %a clocks; sed 1d clocks;"
          "ln -s clocks link; $OV save link; $SIM --fault 2:-1:5 $OV save clocks; grep -c end clocks; ls clocks.*",

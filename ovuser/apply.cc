@@ -274,9 +274,11 @@ int apply_command(int argc, char **argv)
         return misunderstood("--json goes with --dry-run");
     if (optind + 1 < argc)
         return misunderstood("apply takes one file");
-    Application application(optind < argc ? argv[optind] : "/etc/orvane/clocks", options);
+    static constexpr char usual_file[] = "/etc/orvane/clocks";
+    const char *file = optind < argc ? argv[optind] : usual_file;
+    Application application(file, options);
     const int status = application.read();
-    if (optind == argc && access("/etc/orvane/clocks", F_OK) != 0)
+    if (file == usual_file && access(file, F_OK) != 0)
         hint("standard input is read where it is named: ovuser apply -");
     return status == done ? application.carry_out() : status;
 }

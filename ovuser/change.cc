@@ -58,15 +58,11 @@ ov_clock Wanted::clock_of(const Identity &who) const
     return clock;
 }
 
-// 2030-12-25T09:00:00+01:00, Frozen, rewinding at midnight
-struct ClockWords {
-    ClockWords(int64_t value, int32_t speed, int32_t rewind)
-    {
-        snprintf(text, sizeof text, "%s, %s%s", Timestamp(value).text, clock_speed_string(speed),
-                 rewind != 0 ? ", rewinding at midnight" : "");
-    }
-    char text[128];
-};
+ClockWords::ClockWords(int64_t value, int32_t speed, int32_t rewind)
+{
+    snprintf(text, sizeof text, "%s, %s%s", Timestamp(value).text, clock_speed_string(speed),
+             rewind != 0 ? ", rewinding at midnight" : "");
+}
 
 // What came of a request to the engine.
 class Outcome
@@ -110,7 +106,7 @@ class Outcome
   private:
     void tell_success(const ov_clock *former) const
     {
-        const ClockWords given(request_.virtime, request_.speed, request_.rewind);
+        const ClockWords given(request_);
         if (request_.operation == OV_DELETE)
             report("%s: back on the system clock", who_.numbered());
         else if (was_there_)
@@ -118,8 +114,7 @@ class Outcome
         else if (former == nullptr)
             report("%s: given %s", who_.numbered(), given.text);
         else
-            report("%s: set anew, %s; was %s", who_.numbered(), given.text,
-                   ClockWords(former->value, former->speed, former->rewind).text);
+            report("%s: set anew, %s; was %s", who_.numbered(), given.text, ClockWords(*former).text);
     }
 
     const Identity &who_;

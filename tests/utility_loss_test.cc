@@ -62,9 +62,11 @@ TEST_F(Utility, ChangesOneAtATime)
                      "<many3 >out; wait; $OV list | grep -o '[23] times' | sort -u | grep -c .; done",
          "1\n1\n1\n1\n1\n1\n1\n1\n= 0"},
         {"$OV add bin sys $FREEZE >out; echo 'use Fcntl; open L, q(+<table); $l = pack(q(ssx4qqix4), 1, 0, 0, 0, 0); "
-         "fcntl(L, 37, $l) or die; open R, q(>held); close R; sleep shift' >hold; mkfifo held; perl hold 2 & read x "
-         "<held; "
-         "$OV delete sys; perl hold 11 & read x <held; $OV add sys --in 1d & $OV set bin --speed 2; echo $?; wait $!; "
+         "fcntl(L, 37, $l) or die; open R, q(>held); close R; sleep shift' >hold; mkfifo held; perl hold 2 & timeout "
+         "20 cat "
+         "held; $OV delete sys; perl hold 11 & timeout 20 cat held; $OV add sys --in 1d & $OV set bin --speed 2; echo "
+         "$?; "
+         "wait $!; "
          "echo $?; $OV list | grep -c bin.*Frozen",
          "ovuser: report: u:sys (3): back on the system clock\n5\n5\n1\n! ovuser: warning: waiting for another "
          "ovuser, which is changing clocks\novuser: warning: waiting for another ovuser, which is changing clocks\n"

@@ -1,0 +1,82 @@
+/* SPDX-License-Identifier: GPL-2.0 */
+/* What differs between kernels 6.1 and 6.12, and what they keep to themselves. */
+#ifndef ZYNOV_COMPAT_H
+#define ZYNOV_COMPAT_H
+
+#include <linux/alarmtimer.h>
+#include <linux/hrtimer.h>
+#include <linux/mm.h>
+#include <linux/version.h>
+#include <linux/wait.h>
+
+#ifndef CONFIG_X86_64
+#error "The module knows the vDSO of x86-64 alone."
+#endif
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(6, 13, 0)
+#error "From 6.13 on the vDSO's data lies elsewhere, which the module does not know."
+#endif
+#ifdef CONFIG_PREEMPT_RT
+#error "The module takes locks that sleep under PREEMPT_RT."
+#endif
+
+/* DECLARE_VVAR(128, ...) in asm/vvar.h: where the vDSO's data begins in its page. */
+#define VDSO_DATA_OFFSET 128
+
+/* With the mmap lock held for writing. Keeps out faults that take the lock of the vma alone. */
+static inline void wipe_on_fork(struct vm_area_struct *vma)
+{
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(6, 3, 0)
+	vm_flags_set(vma, VM_WIPEONFORK);
+#else
+	vma->vm_flags |= VM_WIPEONFORK;
+#endif
+}
+
+/* The page frame behind an address that has been faulted in, under the mmap lock. */
+static inline int frame_behind(struct vm_area_struct *vma,
+			       unsigned long address, unsigned long *frame)
+{
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(6, 12, 0)
+	struct follow_pfnmap_args args = { .vma = vma, .address = address };
+	int error = follow_pfnmap_start(&args);
+
+	if (error)
+		return error;
+	*frame = args.pfn;
+	follow_pfnmap_end(&args);
+	return 0;
+#else
+	return follow_pfn(vma, address, frame);
+#endif
+}
+
+/* kernel/futex/futex.h: the flag of a wait until an instant of CLOCK_REALTIME. */
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(6, 7, 0)
+#define FUTEX_OF_REALTIME 0x20
+#else
+#define FUTEX_OF_REALTIME 0x02
+#endif
+
+/* The beginning of struct timerfd_ctx in fs/timerfd.c. */
+struct timerfd_beginning {
+	union {
+		struct hrtimer tmr;
+		struct alarm alarm;
+	} t;
+	ktime_t tintv;
+	ktime_t moffs;
+	wait_queue_head_t wqh;
+	u64 ticks;
+	int clockid;
+};
+
+/* struct io_timeout_data in io_uring/timeout.c. */
+struct uring_timeout {
+	struct io_kiocb *req;
+	struct hrtimer timer;
+	struct timespec64 ts;
+	enum hrtimer_mode mode;
+	u32 flags;
+};
+
+#endif

@@ -1,0 +1,195 @@
+// SPDX-License-Identifier: GPL-2.0
+#include <linux/delay.h>
+#include <linux/ftrace.h>
+#include <linux/kallsyms.h>
+#include <linux/kprobes.h>
+#include <linux/module.h>
+
+#include "hooks.h"
+#include "ids.h"
+#include "inside.h"
+#include "reading.h"
+#include "vvar.h"
+#include "wait.h"
+#include "whose.h"
+
+/*
+ * A function of the kernel's, and what is called instead, or before it with
+ * the registers that hold its arguments. Optional is what a kernel may be built without.
+ */
+static struct hook {
+	const char *name;
+	void *instead;
+	void (*before)(struct pt_regs *regs);
+	bool optional;
+	unsigned long address;
+} hooks[] = {
+	/* The more often called, the earlier. */
+	{ "posix_get_realtime_timespec", read_realtime },
+	{ "get_task_pid", get_task_pid_instead },
+	{ "futex_setup_timer", futex_setup_timer_instead },
+	{ "__x64_sys_gettimeofday", read_gettimeofday },
+	{ "__x64_sys_time", read_time },
+	{ "posix_get_realtime_coarse", read_coarse },
+	{ "vvar_fault", vvar_fault_instead },
+	{ "commit_creds", commit_creds_instead },
+	{ "finalize_exec", finalize_exec_instead },
+	{ "posix_get_tai_timespec", read_tai },
+	{ "alarm_clock_get_timespec", read_alarm, .optional = true },
+	{ "__ia32_compat_sys_gettimeofday", read_gettimeofday_32, .optional = true },
+	{ "__ia32_sys_time32", read_time_32, .optional = true },
+	{ "cap_settime", may_set_time },
+	{ "common_nsleep", .before = before_nsleep },
+	{ "common_hrtimer_arm", .before = before_timer_arm },
+	{ "do_timerfd_settime", .before = before_timerfd, .optional = true },
+	{ "do_mq_timedsend", .before = before_mq, .optional = true },
+	{ "do_mq_timedreceive", .before = before_mq, .optional = true },
+	{ "io_timeout", .before = before_uring_timeout, .optional = true },
+	{ "io_queue_linked_timeout", .before = before_uring_timeout, .optional = true },
+	{ "alarm_timer_arm", .before = before_timer_arm, .optional = true },
+	{ "alarm_timer_nsleep", .before = before_alarm_nsleep, .optional = true },
+	{ "__do_adjtimex", .before = before_adjtimex },
+};
+
+/* Of kernel_clone, the one caller of get_task_pid that is meant. */
+static unsigned long clone_begin, clone_end;
+
+/* ftrace's call lies within the first bytes of a function. */
+static __always_inline const struct hook *hook_at(unsigned long address)
+{
+	const struct hook *hook = hooks;
+
+	while (address - hook->address >= 16)
+		hook++;
+	return hook;
+}
+
+static void notrace redirect(unsigned long address, unsigned long parent,
+			     struct ftrace_ops *ops, struct ftrace_regs *fregs)
+{
+	const struct hook *hook = hook_at(address);
+
+	if (within_module(parent, THIS_MODULE))
+		return;
+	if (hook->instead == get_task_pid_instead &&
+	    (parent < clone_begin || parent >= clone_end))
+		return;
+	ftrace_get_regs(fregs)->ip = (unsigned long)hook->instead;
+}
+
+static void notrace change_arguments(unsigned long address, unsigned long parent,
+				     struct ftrace_ops *ops, struct ftrace_regs *fregs)
+{
+	if (table_in_use())
+		hook_at(address)->before(ftrace_get_regs(fregs));
+}
+
+#define OPS_FLAGS (FTRACE_OPS_FL_SAVE_REGS | FTRACE_OPS_FL_PERMANENT)
+
+static struct ftrace_ops redirect_ops = {
+	.func = redirect,
+	.flags = OPS_FLAGS | FTRACE_OPS_FL_IPMODIFY,
+};
+
+static struct ftrace_ops arguments_ops = {
+	.func = change_arguments,
+	.flags = OPS_FLAGS,
+};
+
+/* From a kprobe that is never armed: an exported way to find a function. */
+static unsigned long address_of(const char *name)
+{
+	struct kprobe probe = { .symbol_name = name, .flags = KPROBE_FLAG_DISABLED };
+	unsigned long address;
+
+	if (register_kprobe(&probe))
+		return 0;
+	address = (unsigned long)probe.addr;
+	unregister_kprobe(&probe);
+	return address;
+}
+
+/* The kernel prints where an address is as NAME+0x0/0xSIZE. */
+static int find_clone(void)
+{
+	char text[KSYM_SYMBOL_LEN];
+	unsigned long size = 0;
+	char *slash;
+
+	clone_begin = address_of("kernel_clone");
+	if (clone_begin) {
+		sprint_symbol(text, clone_begin);
+		slash = strchr(text, '/');
+		if (slash)
+			size = simple_strtoul(slash + 1, NULL, 16);
+	}
+	clone_end = clone_begin + size;
+	if (!size)
+		pr_err("zynov: cannot find the function kernel_clone in this kernel\n");
+	return size ? 0 : -ENOENT;
+}
+
+static int choose(void)
+{
+	struct hook *hook;
+	int error;
+
+	for (hook = hooks; hook < hooks + ARRAY_SIZE(hooks); hook++) {
+		hook->address = address_of(hook->name);
+		error = hook->address ? ftrace_set_filter_ip(hook->instead ? &redirect_ops :
+									      &arguments_ops,
+							     hook->address, 0, 0) : -ENOENT;
+		if (error && !hook->optional) {
+			pr_err("zynov: cannot hook the function %s of this kernel: error %d\n",
+			       hook->name, -error);
+			return error;
+		}
+		if (error)
+			hook->address = 0;
+	}
+	return 0;
+}
+
+static void let_go(void)
+{
+	ftrace_free_filter(&redirect_ops);
+	ftrace_free_filter(&arguments_ops);
+}
+
+static int hook_all(void)
+{
+	int error = register_ftrace_function(&arguments_ops);
+
+	if (!error) {
+		error = register_ftrace_function(&redirect_ops);
+		if (error)
+			unregister_ftrace_function(&arguments_ops);
+	}
+	if (error == -EBUSY)
+		pr_err("zynov: a livepatch or another module has replaced a function of the kernel that is needed, or kernel.ftrace_enabled is 0\n");
+	else if (error)
+		pr_err("zynov: cannot hook the kernel's functions: error %d\n", -error);
+	return error;
+}
+
+int hooks_init(void)
+{
+	int error = find_clone() ?: choose() ?: hook_all();
+
+	if (error)
+		let_go();
+	return error;
+}
+
+void hooks_exit(void)
+{
+	unregister_ftrace_function(&redirect_ops);
+	unregister_ftrace_function(&arguments_ops);
+	let_go();
+	/* Who has just been redirected is counted then, or gone. */
+	synchronize_rcu_tasks();
+	while (is_any_inside())
+		msleep(1);
+	/* Who has counted himself out has returned. */
+	synchronize_rcu_tasks();
+}

@@ -1,0 +1,17 @@
+/* SPDX-License-Identifier: GPL-2.0 */
+/* What decides by which clock a task lives, when it changes. */
+#ifndef ZYNOV_IDS_H
+#define ZYNOV_IDS_H
+
+#include <linux/binfmts.h>
+#include <linux/cred.h>
+#include <linux/pid.h>
+
+/* In the place of the kernel's. */
+int commit_creds_instead(struct cred *new);
+void finalize_exec_instead(struct linux_binprm *program);
+
+/* get_task_pid of a task that kernel_clone has made, and does not run yet. */
+struct pid *get_task_pid_instead(struct task_struct *child, enum pid_type type);
+
+#endif

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: GPL-2.0
+/* Virtual clocks for chosen users, groups and processes. */
+#include <linux/module.h>
+
+#include "hooks.h"
+#include "proc.h"
+#include "process.h"
+#include "table.h"
+#include "tree.h"
+#include "vvar.h"
+
+static int __init zynov_init(void)
+{
+	int error;
+
+	error = vvar_init();
+	if (error)
+		return error;
+	tree_call(table_lose_ended);
+	error = process_init();
+	if (error)
+		goto no_processes;
+	error = hooks_init();
+	if (error)
+		goto no_hooks;
+	error = proc_init();
+	if (error)
+		goto no_file;
+	return 0;
+
+no_file:
+	hooks_exit();
+no_hooks:
+	process_exit();
+no_processes:
+	vvar_exit();
+	return error;
+}
+
+static void __exit zynov_exit(void)
+{
+	proc_exit();
+	table_empty();
+	hooks_exit();
+	process_exit();
+	vvar_exit();
+}
+
+module_init(zynov_init);
+module_exit(zynov_exit);
+MODULE_LICENSE("GPL");
+MODULE_DESCRIPTION("Virtual clocks for users, groups and processes");
+MODULE_AUTHOR("Orvane");

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: GPL-2.0
+#include <linux/cred.h>
+#include <linux/moduleparam.h>
+#include <linux/sched.h>
+
+#include "permit.h"
+#include "whose.h"
+
+static bool own_processes;
+module_param(own_processes, bool, 0644);
+MODULE_PARM_DESC(own_processes,
+		 "let ordinary users give clocks to processes of their own only");
+
+bool permit_all(void)
+{
+	return uid_eq(current_uid(), GLOBAL_ROOT_UID);
+}
+
+/* Whose a process is: the effective user, as /proc shows it. */
+static bool is_own_process(struct pid *pid)
+{
+	struct task_struct *task;
+	bool own = false;
+
+	rcu_read_lock();
+	task = pid_task(pid, PIDTYPE_TGID);
+	if (task)
+		own = uid_eq(task_euid(task), current_uid());
+	rcu_read_unlock();
+	return own;
+}
+
+int permit_change(const struct target *target)
+{
+	if (permit_all())
+		return 0;
+	switch (target->kind) {
+	case ZYNOV_USER:
+		return uid_eq(target->uid, current_uid()) ? 0 : -EPERM;
+	case ZYNOV_PROCESS:
+		if (own_processes && target->pid && !is_own_process(target->pid))
+			return -EPERM;
+		return 0;
+	default:
+		return -EPERM;
+	}
+}
+
+bool permit_see(const struct vclock *clock)
+{
+	const u64 container = container_of_current();
+
+	if (container && clock->container != container)
+		return false;
+	if (permit_all())
+		return true;
+	switch (clock->kind) {
+	case ZYNOV_USER:
+		return uid_eq(clock->uid, current_uid());
+	case ZYNOV_GROUP:
+		return gid_eq(clock->gid, current_gid());
+	default:
+		return is_own_process(clock->pid);
+	}
+}
+
+int permit_container(u64 *container)
+{
+	const u64 own = container_of_current();
+
+	if (!own || *container == own)
+		return 0;
+	if (*container)
+		return -EPERM;
+	/* Who does not know his container can mean no other than it. */
+	*container = own;
+	return 0;
+}

@@ -1,0 +1,326 @@
+// SPDX-License-Identifier: GPL-2.0
+#include <linux/hashtable.h>
+#include <linux/sched/signal.h>
+#include <linux/slab.h>
+#include <linux/tracepoint.h>
+
+#include "process.h"
+#include "tree.h"
+
+/* A process that has a clock, or lives by one that was passed on. */
+struct member {
+	struct hlist_node node;
+	struct signal_struct *process;
+	struct vclock __rcu *own;
+	struct tree *tree; /* that it was made in; stays */
+	int generation;
+	struct rcu_head rcu;
+};
+
+static DEFINE_HASHTABLE(members, 12);
+static DEFINE_SPINLOCK(members_lock); /* for changes; never taken in interrupts */
+static atomic_t member_count = ATOMIC_INIT(0);
+
+static struct hlist_head *chain_of(const struct signal_struct *process)
+{
+	return &members[hash_ptr(process, HASH_BITS(members))];
+}
+
+static struct member *find(const struct signal_struct *process)
+{
+	struct member *member;
+
+	hlist_for_each_entry_rcu(member, chain_of(process), node,
+				 lockdep_is_held(&members_lock))
+		if (member->process == process)
+			return member;
+	return NULL;
+}
+
+struct vclock *process_clock(struct signal_struct *process)
+{
+	struct member *member;
+	struct vclock *clock;
+	struct tree *tree;
+
+	if (!atomic_read(&member_count))
+		return NULL;
+	member = find(process);
+	if (!member)
+		return NULL;
+	clock = rcu_dereference(member->own);
+	tree = member->tree;
+	return clock ?: tree_clock(&tree);
+}
+
+struct vclock *process_inherited(struct signal_struct *process, int *generations)
+{
+	struct member *member = find(process);
+	struct tree *tree = member ? member->tree : NULL;
+	struct vclock *clock = tree_clock(&tree);
+
+	if (clock)
+		*generations = member->generation - tree->first;
+	return clock;
+}
+
+/* What a process is told by, while it runs and the caller needs it. */
+static struct task_struct *get_process(struct pid *pid)
+{
+	return get_pid_task(pid, PIDTYPE_TGID);
+}
+
+/*
+ * Enters a process, or finds it; NULL when it is about to end. The count is
+ * raised before its life is looked at, and on_exit does the reverse.
+ */
+static struct member *enter(struct signal_struct *process, struct member *new)
+{
+	struct member *member;
+
+	atomic_inc(&member_count);
+	smp_mb__after_atomic();
+	spin_lock(&members_lock);
+	member = find(process);
+	if (!member && atomic_read(&process->live)) {
+		member = new;
+		hlist_add_head_rcu(&member->node, chain_of(process));
+	}
+	spin_unlock(&members_lock);
+	if (member != new)
+		atomic_dec(&member_count);
+	return member;
+}
+
+static void leave(struct member *member)
+{
+	hlist_del_rcu(&member->node);
+	atomic_dec(&member_count);
+}
+
+static struct member *make_member(struct signal_struct *process)
+{
+	struct member *member = kzalloc(sizeof(*member), GFP_KERNEL);
+
+	if (member)
+		member->process = process;
+	return member;
+}
+
+int process_give(struct pid *pid, struct vclock *clock)
+{
+	struct task_struct *task = get_process(pid);
+	struct member *member, *new;
+
+	if (!task)
+		return -ESRCH;
+	new = make_member(task->signal);
+	if (!new) {
+		put_task_struct(task);
+		return -ENOMEM;
+	}
+	RCU_INIT_POINTER(new->own, clock);
+	member = enter(task->signal, new);
+	if (member != new) {
+		kfree(new);
+		/* By that of a zombie nobody lives; it is shown until that is reaped. */
+		if (member && !rcu_access_pointer(member->own))
+			rcu_assign_pointer(member->own, clock);
+	}
+	put_task_struct(task);
+	return 0;
+}
+
+/*
+ * Takes a clock off its process. Whoever finds it there under the lock, this or
+ * the process's end, counts the process out of the clock's tree.
+ */
+static bool take_own(struct member *member, struct vclock *clock)
+{
+	if (!member || rcu_access_pointer(member->own) != clock)
+		return false;
+	RCU_INIT_POINTER(member->own, NULL);
+	return true;
+}
+
+void process_take(struct vclock *clock)
+{
+	struct task_struct *task = get_process(clock->pid);
+	struct tree *tree = clock->tree;
+	bool taken = false;
+
+	if (task) {
+		spin_lock(&members_lock);
+		taken = take_own(find(task->signal), clock);
+		spin_unlock(&members_lock);
+		put_task_struct(task);
+	}
+	if (!tree)
+		return;
+	RCU_INIT_POINTER(tree->clock, NULL);
+	if (taken)
+		tree_end_life(tree);
+	tree_put(tree);
+}
+
+int process_pass_on(struct vclock *clock, bool lasting)
+{
+	struct task_struct *task;
+	struct member *member;
+	struct tree *tree;
+	int error = -ENOENT;
+
+	if (clock->tree) {
+		clock->tree->lasting |= lasting;
+		return 0;
+	}
+	task = get_process(clock->pid);
+	if (!task)
+		return error;
+	spin_lock(&members_lock);
+	member = find(task->signal);
+	if (member && rcu_access_pointer(member->own) == clock) {
+		tree = tree_make(clock, member->tree, member->generation);
+		error = tree ? 0 : -ENOMEM;
+		if (tree) {
+			tree->lasting = lasting;
+			/* Those who read it see it whole. */
+			smp_store_release(&clock->tree, tree);
+		}
+	}
+	spin_unlock(&members_lock);
+	put_task_struct(task);
+	return error;
+}
+
+bool process_has_ended(const struct vclock *clock)
+{
+	const struct tree *tree = clock->tree;
+
+	if (!tree)
+		return !pid_has_task(clock->pid, PIDTYPE_TGID);
+	return tree->lasting ? !atomic_read(&tree->living) :
+			       !rcu_access_pointer(tree->clock);
+}
+
+bool process_has_heirs(const struct vclock *clock)
+{
+	return clock->tree && atomic_read(&clock->tree->living);
+}
+
+/* What a process passes on; under RCU. */
+static struct tree *tree_for_children(const struct member *parent)
+{
+	struct vclock *own = rcu_dereference(parent->own);
+	struct tree *tree = own ? smp_load_acquire(&own->tree) : NULL;
+
+	return tree ?: parent->tree;
+}
+
+void process_begin(struct task_struct *child)
+{
+	struct member *parent, *member;
+	struct tree *tree = NULL;
+	int generation = 0;
+
+	if (!atomic_read(&member_count) || child->signal == current->signal)
+		return;
+	rcu_read_lock();
+	parent = find(current->signal);
+	if (parent) {
+		tree = tree_get(tree_for_children(parent));
+		generation = parent->generation + 1;
+	}
+	rcu_read_unlock();
+	if (!tree)
+		return;
+	member = make_member(child->signal);
+	if (!member) {
+		pr_warn_ratelimited("zynov: no memory: process %d keeps the real time\n",
+				    task_tgid_nr(child));
+		tree_put(tree);
+		return;
+	}
+	member->tree = tree;
+	member->generation = generation;
+	atomic_inc(&tree->living);
+	enter(child->signal, member);
+}
+
+/* A process's own clock when it ends; under RCU. */
+static void end_own(struct vclock *own)
+{
+	struct tree *tree = smp_load_acquire(&own->tree);
+
+	if (tree && !READ_ONCE(tree->lasting))
+		RCU_INIT_POINTER(tree->clock, NULL);
+	tree_end_life(tree);
+	tree_call_now();
+}
+
+/*
+ * Any thread's end. The last one has counted itself out before it comes here,
+ * by an operation that is a full barrier.
+ */
+static void on_exit(void *unused, struct task_struct *task)
+{
+	struct member *member;
+	struct vclock *own;
+
+	if (!atomic_read(&member_count) || atomic_read(&task->signal->live))
+		return;
+	rcu_read_lock();
+	spin_lock(&members_lock);
+	member = find(task->signal);
+	if (member) {
+		leave(member);
+		own = rcu_dereference(member->own);
+		take_own(member, own);
+	}
+	spin_unlock(&members_lock);
+	if (member) {
+		if (own)
+			end_own(own);
+		tree_end_life(member->tree);
+		tree_put(member->tree);
+		kfree_rcu(member, rcu);
+	}
+	rcu_read_unlock();
+}
+
+static struct tracepoint *exit_point;
+
+static void find_exit_point(struct tracepoint *point, void *unused)
+{
+	if (!strcmp(point->name, "sched_process_exit"))
+		exit_point = point;
+}
+
+int process_init(void)
+{
+	int error;
+
+	for_each_kernel_tracepoint(find_exit_point, NULL);
+	error = exit_point ? tracepoint_probe_register(exit_point, on_exit, NULL) : -ENOENT;
+	if (error)
+		pr_err("zynov: cannot follow the tracepoint sched_process_exit: error %d\n",
+		       -error);
+	return error;
+}
+
+void process_exit(void)
+{
+	struct member *member;
+	struct hlist_node *next;
+	int chain;
+
+	tracepoint_probe_unregister(exit_point, on_exit, NULL);
+	tracepoint_synchronize_unregister();
+	tree_stop_calls();
+	hash_for_each_safe(members, chain, next, member, node) {
+		leave(member);
+		tree_put(member->tree);
+		kfree_rcu(member, rcu);
+	}
+	rcu_barrier();
+}

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: GPL-2.0
+#include <linux/alarmtimer.h>
+#include <linux/capability.h>
+#include <linux/compat.h>
+#include <linux/time.h>
+#include <linux/time_namespace.h>
+#include <linux/timekeeping.h>
+#include <linux/uaccess.h>
+
+#include "inside.h"
+#include "reading.h"
+#include "whose.h"
+
+/* From the real time to the caller's, whose rate is read while it is there. */
+static void show(struct timespec64 *time)
+{
+	struct vclock *clock;
+
+	if (!table_in_use())
+		return;
+	rcu_read_lock();
+	clock = clock_of_current();
+	if (clock)
+		*time = time_of(zynov_shown(&rcu_dereference(clock->rate)->rate,
+					    instant_of(time)));
+	rcu_read_unlock();
+}
+
+static void now(struct timespec64 *time)
+{
+	ktime_get_real_ts64(time);
+	show(time);
+}
+
+/* The instant of the last tick, as time() and the coarse clocks have it in the vDSO. */
+static void now_coarse(struct timespec64 *time)
+{
+	ktime_get_coarse_real_ts64(time);
+	show(time);
+}
+
+int read_realtime(clockid_t which, struct timespec64 *time)
+{
+	now(time);
+	return 0;
+}
+
+int read_coarse(clockid_t which, struct timespec64 *time)
+{
+	now_coarse(time);
+	return 0;
+}
+
+int read_tai(clockid_t which, struct timespec64 *time)
+{
+	const ktime_t ahead = ktime_mono_to_any(0, TK_OFFS_TAI) - ktime_mono_to_any(0, TK_OFFS_REAL);
+
+	now(time);
+	*time = timespec64_add(*time, ns_to_timespec64(ahead));
+	return 0;
+}
+
+int read_alarm(clockid_t which, struct timespec64 *time)
+{
+	if (!alarmtimer_get_rtcdev())
+		return -EINVAL;
+	if (which == CLOCK_REALTIME_ALARM) {
+		now(time);
+	} else {
+		ktime_get_boottime_ts64(time);
+		timens_add_boottime(time);
+	}
+	return 0;
+}
+
+/* These wait for memory of the caller's, and so are counted; see hooks.h. */
+static long give_time_of_day(struct __kernel_old_timeval __user *tv,
+			     struct old_timeval32 __user *tv32,
+			     struct timezone __user *zone)
+{
+	struct timespec64 time;
+
+	now(&time);
+	if (tv && (put_user(time.tv_sec, &tv->tv_sec) ||
+		   put_user(time.tv_nsec / NSEC_PER_USEC, &tv->tv_usec)))
+		return -EFAULT;
+	if (tv32 && (put_user((s32)time.tv_sec, &tv32->tv_sec) ||
+		     put_user((s32)(time.tv_nsec / NSEC_PER_USEC), &tv32->tv_usec)))
+		return -EFAULT;
+	if (zone && copy_to_user(zone, &sys_tz, sizeof(sys_tz)))
+		return -EFAULT;
+	return 0;
+}
+
+long read_gettimeofday(const struct pt_regs *regs)
+{
+	long result;
+
+	hook_enter();
+	result = give_time_of_day((void __user *)regs->di, NULL, (void __user *)regs->si);
+	hook_leave();
+	return result;
+}
+
+long read_gettimeofday_32(const struct pt_regs *regs)
+{
+	long result;
+
+	hook_enter();
+	result = give_time_of_day(NULL, compat_ptr(regs->bx), compat_ptr(regs->cx));
+	hook_leave();
+	return result;
+}
+
+long read_time(const struct pt_regs *regs)
+{
+	__kernel_old_time_t __user *user = (void __user *)regs->di;
+	struct timespec64 time;
+	long result;
+
+	hook_enter();
+	now_coarse(&time);
+	result = user && put_user(time.tv_sec, user) ? -EFAULT : time.tv_sec;
+	hook_leave();
+	return result;
+}
+
+long read_time_32(const struct pt_regs *regs)
+{
+	old_time32_t __user *user = compat_ptr(regs->bx);
+	struct timespec64 time;
+	long result;
+
+	hook_enter();
+	now_coarse(&time);
+	result = user && put_user((s32)time.tv_sec, user) ? -EFAULT : (s32)time.tv_sec;
+	hook_leave();
+	return result;
+}
+
+/* The real time is not a clocked program's to set. */
+int may_set_time(const struct timespec64 *time, const struct timezone *zone)
+{
+	bool own;
+
+	rcu_read_lock();
+	own = clock_of_current() != NULL;
+	rcu_read_unlock();
+	return !own && capable(CAP_SYS_TIME) ? 0 : -EPERM;
+}
+
+void before_adjtimex(struct pt_regs *regs)
+{
+	show((struct timespec64 *)regs->si);
+}

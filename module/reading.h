@@ -1,0 +1,22 @@
+/* SPDX-License-Identifier: GPL-2.0 */
+/* What shows the time by system call, in the place of the kernel's own. */
+#ifndef ZYNOV_READING_H
+#define ZYNOV_READING_H
+
+#include <linux/ptrace.h>
+#include <linux/time64.h>
+
+int read_realtime(clockid_t which, struct timespec64 *time);
+int read_coarse(clockid_t which, struct timespec64 *time);
+int read_tai(clockid_t which, struct timespec64 *time);
+int read_alarm(clockid_t which, struct timespec64 *time);
+long read_gettimeofday(const struct pt_regs *regs);
+long read_gettimeofday_32(const struct pt_regs *regs);
+long read_time(const struct pt_regs *regs);
+long read_time_32(const struct pt_regs *regs);
+int may_set_time(const struct timespec64 *time, const struct timezone *zone);
+
+/* Before __do_adjtimex(record, time, ...), with the timekeeper's locks. */
+void before_adjtimex(struct pt_regs *regs);
+
+#endif

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: GPL-2.0
+#include <linux/slab.h>
+#include <linux/workqueue.h>
+
+#include "tree.h"
+
+static void (*call)(void);
+
+static void run_call(struct work_struct *work)
+{
+	call();
+}
+static DECLARE_WORK(call_work, run_call);
+
+void tree_call(void (*function)(void))
+{
+	call = function;
+}
+
+void tree_call_now(void)
+{
+	schedule_work(&call_work);
+}
+
+void tree_stop_calls(void)
+{
+	cancel_work_sync(&call_work);
+}
+
+/* With a reference, and a life, for the process whose clock it is. */
+struct tree *tree_make(struct vclock *clock, struct tree *outer, int first)
+{
+	struct tree *tree = kzalloc(sizeof(*tree), GFP_ATOMIC);
+
+	if (!tree)
+		return NULL;
+	RCU_INIT_POINTER(tree->clock, clock);
+	refcount_set(&tree->references, 1);
+	atomic_set(&tree->living, 1);
+	tree->first = first;
+	tree->outer = outer;
+	if (outer) {
+		refcount_inc(&outer->references);
+		atomic_inc(&outer->living);
+	}
+	return tree;
+}
+
+void tree_put(struct tree *tree)
+{
+	struct tree *outer;
+
+	for (; tree && refcount_dec_and_test(&tree->references); tree = outer) {
+		outer = tree->outer;
+		kfree_rcu(tree, rcu);
+	}
+}
+
+/* Those without a clock are left behind. */
+struct tree *tree_get(struct tree *tree)
+{
+	for (; tree; tree = tree->outer)
+		if (rcu_access_pointer(tree->clock) &&
+		    refcount_inc_not_zero(&tree->references))
+			return tree;
+	return NULL;
+}
+
+struct vclock *tree_clock(struct tree **tree)
+{
+	struct vclock *clock;
+
+	for (; *tree; *tree = (*tree)->outer) {
+		clock = rcu_dereference((*tree)->clock);
+		if (clock)
+			return clock;
+	}
+	return NULL;
+}
+
+void tree_end_life(struct tree *tree)
+{
+	for (; tree && atomic_dec_and_test(&tree->living); tree = tree->outer)
+		tree_call_now();
+}

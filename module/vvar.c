@@ -1,0 +1,308 @@
+// SPDX-License-Identifier: GPL-2.0
+#include <linux/mm.h>
+#include <linux/nsproxy.h>
+#include <linux/pid_namespace.h>
+#include <linux/sched/mm.h>
+#include <linux/sched/signal.h>
+#include <linux/sched/task.h>
+#include <linux/slab.h>
+#include <linux/time_namespace.h>
+#include <linux/workqueue.h>
+#include <asm/vdso.h>
+
+#include "compat.h"
+#include "inside.h"
+#include "page.h"
+#include "vvar.h"
+#include "whose.h"
+
+static bool is_vvar(struct vm_area_struct *vma)
+{
+	const char *name = NULL;
+
+	if ((vma->vm_flags & VM_PFNMAP) && !vma->vm_file && vma->vm_ops &&
+	    vma->vm_ops->name)
+		name = vma->vm_ops->name(vma);
+	return name && !strcmp(name, "[vvar]");
+}
+
+/* With the mmap lock held for writing. A program may have moved it, or parts of it, anywhere. */
+static void forget_locked(struct mm_struct *mm)
+{
+	struct vm_area_struct *vma;
+	VMA_ITERATOR(vmi, mm, 0);
+
+	for_each_vma(vmi, vma) {
+		if (!is_vvar(vma))
+			continue;
+		/*
+		 * A child that is forked must not take over the page: nobody
+		 * finds it while it is being made. This also keeps out faults
+		 * that lock nothing but the vma.
+		 */
+		wipe_on_fork(vma);
+		zap_vma_ptes(vma, vma->vm_start, vma->vm_end - vma->vm_start);
+	}
+}
+
+void vvar_forget(struct mm_struct *mm)
+{
+	mmap_write_lock(mm);
+	forget_locked(mm);
+	mmap_write_unlock(mm);
+}
+
+/* Of any thread that still has one; the first may have ended before the others. */
+static struct mm_struct *get_process_mm(struct pid *pid)
+{
+	struct task_struct *process, *thread;
+	struct mm_struct *mm = NULL;
+
+	rcu_read_lock();
+	process = pid_task(pid, PIDTYPE_TGID);
+	if (process && !(process->flags & PF_KTHREAD))
+		for_each_thread(process, thread) {
+			mm = get_task_mm(thread);
+			if (mm)
+				break;
+		}
+	rcu_read_unlock();
+	return mm;
+}
+
+void vvar_forget_task(struct pid *pid)
+{
+	struct mm_struct *mm = get_process_mm(pid);
+
+	if (!mm)
+		return;
+	vvar_forget(mm);
+	mmput(mm);
+}
+
+/*
+ * By number, so that nothing is locked meanwhile. Who comes later finds the
+ * table as it is now, and so does who is being forked; see vvar_begin.
+ */
+void vvar_forget_all(void)
+{
+	struct pid *pid;
+	int number = 0;
+
+	for (;;) {
+		rcu_read_lock();
+		pid = get_pid(find_ge_pid(number + 1, &init_pid_ns));
+		rcu_read_unlock();
+		if (!pid)
+			return;
+		number = pid_nr(pid);
+		vvar_forget_task(pid);
+		put_pid(pid);
+		cond_resched();
+	}
+}
+
+/*
+ * A new address space is in nobody's sight until its task is. What is there
+ * then is marked by who changes the table, or here: one of the two sees the
+ * other. Only a first mark costs more than a look.
+ */
+void vvar_begin(struct mm_struct *mm)
+{
+	unsigned long vdso = (unsigned long)mm->context.vdso;
+	struct vm_area_struct *vma;
+	bool marked;
+
+	mmap_read_lock(mm);
+	vma = vdso ? find_vma(mm, vdso - PAGE_SIZE) : NULL;
+	marked = vma && vma->vm_start < vdso && is_vvar(vma) &&
+		 (vma->vm_flags & VM_WIPEONFORK);
+	mmap_read_unlock(mm);
+	if (!marked)
+		vvar_forget(mm);
+}
+
+/*
+ * Address spaces that have the mixed page. Each finds its page anew after a
+ * while, since whoever made it necessary may be gone.
+ */
+struct mixed {
+	struct list_head node;
+	struct mm_struct *mm;
+};
+static LIST_HEAD(mixed_spaces);
+static DEFINE_SPINLOCK(mixed_lock);
+
+static void forget_mixed(struct work_struct *work)
+{
+	struct mixed *mixed, *next;
+	LIST_HEAD(found);
+
+	spin_lock(&mixed_lock);
+	list_splice_init(&mixed_spaces, &found);
+	spin_unlock(&mixed_lock);
+	list_for_each_entry_safe(mixed, next, &found, node) {
+		if (mmget_not_zero(mixed->mm)) {
+			vvar_forget(mixed->mm);
+			mmput(mixed->mm);
+		}
+		mmdrop(mixed->mm);
+		kfree(mixed);
+	}
+}
+static DECLARE_DELAYED_WORK(forget_mixed_work, forget_mixed);
+
+static bool note_mixed(struct mm_struct *mm)
+{
+	struct mixed *mixed = kmalloc(sizeof(*mixed), GFP_KERNEL);
+
+	if (!mixed)
+		return false;
+	mmgrab(mm);
+	mixed->mm = mm;
+	spin_lock(&mixed_lock);
+	list_add(&mixed->node, &mixed_spaces);
+	spin_unlock(&mixed_lock);
+	schedule_delayed_work(&forget_mixed_work, msecs_to_jiffies(50));
+	return true;
+}
+
+static bool process_differs(struct task_struct *process, struct mm_struct *mm,
+			    const struct vclock *clock)
+{
+	struct task_struct *thread;
+
+	for_each_thread(process, thread)
+		if (thread->mm == mm && clock_of_task(thread) != clock)
+			return true;
+	return false;
+}
+
+/* Whether all who share the caller's address space live by his clock; under RCU. */
+static bool all_share(const struct vclock *clock)
+{
+	struct mm_struct *mm = current->mm;
+	struct task_struct *process;
+
+	if (atomic_read(&mm->mm_users) == 1)
+		return true;
+	if (process_differs(current, mm, clock))
+		return false;
+	if (atomic_read(&mm->mm_users) <= get_nr_threads(current))
+		return true;
+	for_each_process(process)
+		if (!(process->flags & PF_KTHREAD) && process_differs(process, mm, clock))
+			return false;
+	return true;
+}
+
+/* The page of the caller's clock, or NULL for the kernel's own. */
+static struct page *page_of_current(bool *mixed)
+{
+	struct page *page = NULL;
+	struct vclock *clock;
+
+	rcu_read_lock();
+	clock = clock_of_current();
+	*mixed = !all_share(clock);
+	if (*mixed) {
+		page = mixed_page;
+	} else if (clock) {
+		page_refresh(clock);
+		page = clock->page;
+	}
+	rcu_read_unlock();
+	return page;
+}
+
+static bool in_time_namespace(void)
+{
+	return current->nsproxy && current->nsproxy->time_ns->vvar_page;
+}
+
+/*
+ * The page stays a clock's as long as this fault's lock is held: who takes it
+ * away wants that lock first, for each address space.
+ */
+static vm_fault_t find_page(const struct vm_special_mapping *mapping,
+			    struct vm_area_struct *vma, struct vm_fault *vmf)
+{
+	const struct vdso_image *image = vma->vm_mm->context.vdso_image;
+	const bool shifted = in_time_namespace();
+	unsigned long address = vmf->address;
+	struct page *page = NULL;
+	bool mixed = false;
+	vm_fault_t result;
+	long at;
+
+	if (!image || !table_in_use() || vma->vm_mm != current->mm)
+		return mapping->fault(mapping, vma, vmf);
+	at = (long)(vmf->pgoff << PAGE_SHIFT) + image->sym_vvar_start;
+	if (at == image->sym_vvar_page || (shifted && at == image->sym_timens_page))
+		page = page_of_current(&mixed);
+	if (!page || (mixed && !note_mixed(vma->vm_mm)))
+		return page ? VM_FAULT_OOM : mapping->fault(mapping, vma, vmf);
+	/* In a time namespace its own page stays the first, and this comes second. */
+	if (shifted)
+		address += image->sym_timens_page - at;
+	if (address < vma->vm_start || address >= vma->vm_end)
+		return mapping->fault(mapping, vma, vmf);
+	result = vmf_insert_pfn(vma, address, page_to_pfn(page));
+	if (!shifted || at == image->sym_timens_page || (result & VM_FAULT_ERROR))
+		return result;
+	return mapping->fault(mapping, vma, vmf);
+}
+
+vm_fault_t vvar_fault_instead(const struct vm_special_mapping *mapping,
+			      struct vm_area_struct *vma, struct vm_fault *vmf)
+{
+	vm_fault_t result;
+
+	hook_enter();
+	result = find_page(mapping, vma, vmf);
+	hook_leave();
+	return result;
+}
+
+/* As the process that loads the module has it. */
+static int find_kernel_data(const struct vdso_data **data)
+{
+	struct mm_struct *mm = current->mm;
+	const struct vdso_image *image = mm ? mm->context.vdso_image : NULL;
+	unsigned long address, frame = 0;
+	struct vm_area_struct *vma;
+	int error;
+
+	if (!image || !mm->context.vdso)
+		return -ENOENT;
+	address = (unsigned long)mm->context.vdso +
+		  (in_time_namespace() ? image->sym_timens_page : image->sym_vvar_page);
+	mmap_read_lock(mm);
+	error = fixup_user_fault(mm, address, 0, NULL);
+	vma = find_vma(mm, address);
+	if (!error)
+		error = vma && is_vvar(vma) ? frame_behind(vma, address, &frame) : -ENOENT;
+	mmap_read_unlock(mm);
+	if (!error)
+		*data = pfn_to_kaddr(frame) + VDSO_DATA_OFFSET;
+	return error;
+}
+
+int vvar_init(void)
+{
+	const struct vdso_data *data;
+	int error = find_kernel_data(&data);
+
+	if (error) {
+		pr_err("zynov: cannot find the vDSO's data page: error %d\n", -error);
+		return error;
+	}
+	return page_init(data);
+}
+
+void vvar_exit(void)
+{
+	flush_delayed_work(&forget_mixed_work);
+	vvar_forget_all();
+	page_exit();
+}

@@ -47,9 +47,10 @@ TEST_F(Utility, MakesAWholeTableForItsUserAlone)
     // What an image of a container holds is copied when it is first written, and whoever runs is to see what follows.
     if (can_mount()) {
         EXPECT_EQ(
-            shell("mkdir image own work seen; ./zynov-sim --state image/table true; unshare -m sh -c 'mount -t tmpfs "
-                  "tmpfs own; mkdir own/upper own/work; mount -t overlay -o lowerdir=image,upperdir=own/upper,"
-                  "workdir=own/work overlay seen; ./zynov-sim --state seen/table perl -e \"system(q(./ovuser add p:) . "
+            shell("mkdir image changed mounted; ./zynov-sim --state image/table true; unshare -m sh -c 'mount -t tmpfs "
+                  "tmpfs changed; mkdir changed/upper changed/work; mount -t overlay -o lowerdir=image,"
+                  "upperdir=changed/upper,workdir=changed/work overlay mounted; ./zynov-sim --state mounted/table perl "
+                  "-e \"system(q(./ovuser add p:) . "
                   "\\$\\$ . q( $FREEZE >/dev/null)); print time\"'"),
             "1924419600= 0");
     }

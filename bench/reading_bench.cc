@@ -183,7 +183,7 @@ int main(int argc, char **argv)
         int64_t speed;
         uint64_t rewind;
     } clocks[] = {{"no clock", 0, 0}, {"60 times faster", 60, 0}, {"60 times slower, rewinding", -60, 1}};
-    constexpr Aims with_clock = {2.5}, without_clock = {1.8}, of_time = {1.5}, of_wait = {1.3};
+    constexpr Aims with_clock = {2.5}, without_clock = {1.8}, of_time = {0.8}, of_wait = {1.3};
     for (const auto &clock : clocks) {
         const auto prepare = [=] { give_clock(clock.speed, clock.rewind); };
         compare_readings(clock.name, clock.speed != 0 ? with_clock : without_clock, of_time, prepare);

@@ -26,6 +26,8 @@
 #include <unistd.h>
 #include <utime.h>
 
+#include "contract/zynov.h"
+
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations" /* ftime's */
 #define COUNT(array) (sizeof(array) / sizeof *(array))
 
@@ -223,6 +225,28 @@ static void live_in_filter(void)
     printf("%d", status);
 }
 
+/* How often the seconds of time and the coarse clock do not fit the exact ones as the kernel's own do: they may lag,
+   but by no more than one, and not behind what a clock was set to. */
+static void read_seconds(void)
+{
+    enum { christmas = 1924419600, process = 3 };
+    const int control = open(ZYNOV_PATH, O_RDONLY);
+    int odd = 0;
+    for (int turn = 0; turn < 300; ++turn) {
+        static const int speeds[] = {1, 100, 1000};
+        struct zynov_iov clock = {.version = ZYNOV_IOV_VERSION, .id = getpid(), .vtime = christmas, .flags = process};
+        clock.speed = speeds[turn % 3];
+        odd += ioctl(control, ZYNOV_IOC_ADD_CLOCK, &clock) != 0;
+        odd += time(NULL) < christmas;
+        usleep(1000);
+        const long before = seconds(CLOCK_REALTIME), whole = time(NULL), coarse = seconds(CLOCK_REALTIME_COARSE);
+        odd += whole < before - 1 || coarse < whole || seconds(CLOCK_REALTIME) < coarse;
+        clock.vtime = process;
+        odd += ioctl(control, ZYNOV_IOC_DELETE_CLOCK, &clock) != 0;
+    }
+    printf("%d", odd);
+}
+
 #ifdef __x86_64__
 #define STAT_VERSION 1
 #else
@@ -283,6 +307,8 @@ int main(int argc, char **argv)
         make_children();
     else if (strcmp(part, "filter") == 0)
         live_in_filter();
+    else if (strcmp(part, "seconds") == 0)
+        read_seconds();
     else if (strcmp(part, "files") == 0)
         date_file("dated by probe");
     else

@@ -149,4 +149,17 @@ bool read_clock(timespec &time)
     return has_clock;
 }
 
+bool read_coarse_clock(timespec &time)
+{
+    Pace pace;
+    const bool has_clock = find_pace(pace);
+    if (has_clock) {
+        timespec real = real_time(pace.may_be_coarse() ? CLOCK_REALTIME_COARSE : CLOCK_REALTIME);
+        if (pace.began_after(real)) [[unlikely]]
+            real = real_time();
+        time = pace.at(real);
+    }
+    return has_clock;
+}
+
 } // namespace sim

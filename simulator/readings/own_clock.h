@@ -14,8 +14,10 @@ namespace sim
 // searches. Async-signal-safe.
 bool own_clock(Pace &pace);
 
-// The time that this process is to see; false when that is the real time. Async-signal-safe.
+// The time that this process is to see; false when that is the real time. Async-signal-safe. The coarse one, which
+// costs half, is as the kernel's: it lags a little, and time() has its seconds.
 bool read_clock(timespec &time);
+bool read_coarse_clock(timespec &time);
 
 // The C library's own.
 extern Next<int(clockid_t, timespec *), SYS_clock_gettime> next_clock_gettime;

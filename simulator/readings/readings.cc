@@ -26,6 +26,8 @@ int64_t atomic_offset()
 
 [[gnu::cold]] static bool read_rare_source(clockid_t source, timespec &time)
 {
+    if (source == CLOCK_REALTIME_COARSE)
+        return read_coarse_clock(time);
     if (source == CLOCK_REALTIME_ALARM) // which a machine need not have
         return next_clock_gettime(source, &time) == 0 && read_clock(time);
     if (source != CLOCK_TAI || !read_clock(time))
@@ -36,7 +38,7 @@ int64_t atomic_offset()
 
 bool read_source(clockid_t source, timespec &time)
 {
-    if (source == CLOCK_REALTIME || source == CLOCK_REALTIME_COARSE) [[likely]]
+    if (source == CLOCK_REALTIME) [[likely]]
         return read_clock(time);
     return read_rare_source(source, time);
 }
@@ -73,7 +75,7 @@ SIM_INTERPOSED int __gettimeofday(timeval *, void *) __attribute__((alias("getti
 SIM_INTERPOSED time_t time(time_t *time) noexcept
 {
     timespec now;
-    if (!sim::read_clock(now))
+    if (!sim::read_coarse_clock(now))
         return sim::next_time(time);
     if (time != nullptr)
         *time = now.tv_sec;

@@ -62,7 +62,7 @@ SIM_INTERPOSED long seen_syscall(long number, long a, long b, long c, long d, lo
     case SYS_time: {
         timespec now;
         result = kernel();
-        if (result == -1 || !sim::read_clock(now))
+        if (result == -1 || !sim::read_coarse_clock(now))
             return result;
         if (a != 0)
             *reinterpret_cast<time_t *>(a) = now.tv_sec;

@@ -46,6 +46,11 @@ class Pace
 
     timespec at(const timespec &real) const { return plain(zynov_shown(&rate_, exact(real))); }
 
+    // Whether a coarse real time serves. It lags by a tick of the kernel's, a hundredth of a second at the most, and
+    // what the clock shows is to lag by no more than a second, nor behind its start.
+    bool may_be_coarse() const { return rate_.multiplier <= 100; }
+    bool began_after(const timespec &real) const { return zynov_is_before(exact(real), rate_.real) != 0; }
+
     // The real instant at which a wait ends that began at the real instant now and is for what the clock shows.
     timespec when(const timespec &shown, const timespec &now) const
     {

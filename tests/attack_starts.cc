@@ -1,58 +1,15 @@
 // Starts of a program that nothing can be preloaded into, at bad moments and in bad places.
-#include "tests/attack.h"
+#include "tests/attack_starts.h"
 
-#include <linux/capability.h>
 #include <pthread.h>
 #include <sched.h>
 #include <spawn.h>
 #include <sys/mman.h>
-#include <sys/mount.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
 
 #include <atomic>
-#include <climits>
 #include <csetjmp>
-#include <cstring>
-#include <filesystem>
-#include <string>
-
-constexpr int nobody = 65534, with_clock = 0, in_real_time = 1, with_child = 2;
-static char program[PATH_MAX];
-static char *const arguments[] = {program, nullptr};
-
-// Of each file it is said but once why it keeps the real time: from now on a copy is started.
-static int copies;
-static void copy_program()
-{
-    std::string name = program;
-    name.resize(name.rfind("started") + strlen("started"));
-    const std::string copy = name + '.' + std::to_string(++copies);
-    std::filesystem::copy_file(name, copy, std::filesystem::copy_options::overwrite_existing);
-    strcpy(program, copy.c_str());
-}
-
-static void execute()
-{
-    execv(program, arguments);
-    _exit(127);
-}
-
-// The status of a child that does something, 128 and more for a signal.
-static int outcome(const std::function<void()> &work)
-{
-    int status = 0;
-    waitpid(start(work), &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
-
-static void expect(const char *what, int expected, const std::function<void()> &work)
-{
-    if (const int seen = outcome(work); seen != expected)
-        complain(what, seen);
-}
 
 static void become_nobody()
 {
@@ -211,108 +168,6 @@ static void start_as_eight()
         });
 }
 
-// What is said of a program that keeps the real time: neither a full pipe nor a broken one holds anything up, and it is
-// not said into a file of the program's own.
-static void warn_into_pipes()
-{
-    int broken[2], full[2];
-    char much[65536] = {};
-    if (pipe(broken) != 0 || pipe2(full, O_NONBLOCK) != 0)
-        abort();
-    close(broken[0]);
-    while (write(full[1], much, sizeof much) > 0)
-        ;
-    fcntl(full[1], F_SETFL, 0);
-    const int own = open("/tmp", O_TMPFILE | O_WRONLY, 0600);
-    for (const int errors : {broken[1], full[1], own}) {
-        copy_program();
-        expect("a warning", in_real_time, [=] {
-            struct stat file = {};
-            fstat(errors, &file);
-            const std::string begun_with = std::to_string(file.st_dev) + ":" + std::to_string(file.st_ino);
-            setenv("ZYNOV_SIM_CHOICES", ("no-static,stderr:" + (errors == own ? "1:1" : begun_with)).c_str(), 1);
-            dup2(errors, STDERR_FILENO);
-            alarm(5);
-            execute();
-        });
-    }
-    if (lseek(own, 0, SEEK_END) != 0)
-        complain("a warning in a file", lseek(own, 0, SEEK_END));
-    for (const int descriptor : {broken[1], full[0], full[1], own})
-        close(descriptor);
-}
-
-// What a program is told of why another keeps the real time, after it has done something.
-static void expect_reason(const char *reason, const std::function<void()> &work)
-{
-    int errors[2];
-    char said[2048] = {};
-    if (pipe(errors) != 0)
-        abort();
-    copy_program();
-    expect(reason, *reason != '\0' ? in_real_time : with_clock, [&] {
-        struct stat file = {};
-        fstat(errors[1], &file);
-        setenv("ZYNOV_SIM_CHOICES",
-               ("stderr:" + std::to_string(file.st_dev) + ":" + std::to_string(file.st_ino)).c_str(), 1);
-        dup2(errors[1], STDERR_FILENO);
-        close(errors[0]), close(errors[1]);
-        work();
-        execute();
-    });
-    close(errors[1]);
-    for (size_t length = 0; const ssize_t more = read(errors[0], said + length, sizeof said - 1 - length);
-         length += static_cast<size_t>(more))
-        if (more < 0)
-            abort();
-    close(errors[0]);
-    if (strstr(said, reason) == nullptr || (*reason == '\0' && *said != '\0'))
-        printf("said: %s\n", said), complain(reason, 1);
-}
-
-static void drop_capabilities(uint32_t kept)
-{
-    __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
-    __user_cap_data_struct data[2] = {{kept, kept, 0}, {0, 0, 0}};
-    syscall(SYS_capset, &header, data);
-}
-
-static void name_reasons()
-{
-    expect_reason("children are in another pid namespace", [] { unshare(CLONE_NEWPID); });
-    expect_reason("capabilities that its parent has not", [] { drop_capabilities(1); });
-    expect_reason("", [] { drop_capabilities(1 << CAP_SYS_PTRACE); });
-    expect_reason("may make no memory executable", [] { prctl(65 /* PR_SET_MDWE */, 1, 0, 0, 0); });
-    expect_reason("other effective ids", [] { syscall(SYS_setresgid, -1, nobody - 1, -1); });
-    expect_reason("no descriptor is left", [] {
-        const rlimit three = {3, 3};
-        setrlimit(RLIMIT_NOFILE, &three);
-        syscall(SYS_close_range, 3, ~0u, 0);
-    });
-    expect_reason("clock table cannot be read", [] {
-        unshare(CLONE_NEWNS);
-        mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
-        mount("/dev/null", getenv("ZYNOV_SIM_STATE"), nullptr, MS_BIND, nullptr);
-    });
-    expect_reason("there is no /proc", [] {
-        unshare(CLONE_NEWNS);
-        mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
-        mount("none", "/proc", "tmpfs", 0, nullptr);
-    });
-    expect_reason("", [] { clearenv(); });
-    expect_reason("", [] {
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addchdir_np(&actions, std::string(program, strrchr(program, '/')).c_str());
-        pid_t child;
-        int status = 0;
-        posix_spawn(&child, std::string(".").append(strrchr(program, '/')).c_str(), &actions, nullptr, arguments,
-                    environ);
-        waitpid(child, &status, 0);
-        _exit(WEXITSTATUS(status));
-    });
-}
-
 void start_programs(int control)
 {
     const ssize_t size = readlink("/proc/self/exe", program, sizeof program - 1);
@@ -329,6 +184,7 @@ void start_programs(int control)
         expect("a jump", 0, jump_out);
         warn_into_pipes();
         name_reasons();
+        live_in_filter();
         setenv("ZYNOV_SIM_CHOICES", "quiet", 1);
         steal();
         for (; copies > 0; --copies)

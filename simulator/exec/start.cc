@@ -162,7 +162,7 @@ Start::Start(const Target &target, Traced what)
 {
     const bool in_environment = getenv(state_variable) != nullptr;
     const char *state = in_environment ? getenv(state_variable) : begun_with.state;
-    if (*state == '\0')
+    if (*state == '\0' || is_filtered())
         return;
     const Choices choices = read_choices(in_environment ? getenv(choices_variable) : begun_with.choices);
     if (choices.descendants && what != Traced::descendants)

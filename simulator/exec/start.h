@@ -4,15 +4,13 @@
 
 #include <optional>
 
+#include "simulator/bare/filter.h"
 #include "simulator/exec/program.h"
 #include "simulator/exec/warning.h"
 #include "simulator/trace/tracer.h"
 
 namespace sim
 {
-
-// In the environment of every process under the simulator: words for what was chosen, with commas between.
-constexpr char choices_variable[] = "ZYNOV_SIM_CHOICES";
 
 struct Choices {
     bool quiet;       // nothing is said on standard error

@@ -1,10 +1,12 @@
 #include "simulator/identity/identity.h"
 
+#include <sys/auxv.h>
 #include <sys/prctl.h>
 
 #include <atomic>
 
 #include "base/integer.h"
+#include "simulator/bare/filter.h"
 #include "simulator/bare/next.h"
 #include "simulator/bare/system_call.h"
 #include "simulator/identity/container.h"
@@ -88,6 +90,13 @@ static void know_birth()
 void know_oneself()
 {
     process.store(system_call(SYS_getpid), std::memory_order_release);
+    if (is_filtered()) { // the kernel has told the ids anyway, and when it was born is asked when a clock has its
+                         // number
+        user.store(ov::low_32(static_cast<long>(getauxval(AT_EUID))), std::memory_order_release);
+        group.store(ov::low_32(static_cast<long>(getauxval(AT_EGID))), std::memory_order_release);
+        version.store(next_version(), std::memory_order_release);
+        return;
+    }
     know_birth();
     ask_ids();
 }
@@ -113,6 +122,7 @@ void prepare_for_filter()
 {
     if (process.load(std::memory_order_relaxed) != 0) // or there is no table
         know_birth();
+    filtered.store(Filtered::yes, std::memory_order_relaxed);
 }
 
 // A child that still runs in its parent's memory, on its way to another program, leaves the parent's alone.

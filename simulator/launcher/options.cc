@@ -26,7 +26,10 @@ static constexpr char help[] =
     "  --descendants   stay with all that COMMAND starts, to reach those that such programs start\n"
     "  --file-times    show file times by the clock of who looks\n"
     "  --quiet         do not say which programs keep the real time\n"
-    "  --help          print this text\n";
+    "  --help          print this text\n"
+    "\n"
+    "The real time is kept by programs with more rights than who starts them, by those for another architecture, and\n"
+    "by statically linked ones where they cannot be traced; these always wait by it until an instant.\n";
 
 static constexpr option known[] = {{"state", required_argument, nullptr, 's'},
                                    {"shared", no_argument, nullptr, 'S'},

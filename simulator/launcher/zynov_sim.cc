@@ -40,14 +40,14 @@ static void set(const char *variable, const char *value)
     _exit(status); // the command was to have all that is allocated here
 }
 
-// What was chosen, and which file is standard error, for those who have something to say there.
+// What was chosen, and what this process has from its beginning that others are compared with.
 static const char *all_choices(const char *chosen)
 {
-    struct stat file;
-    if (fstat(STDERR_FILENO, &file) != 0)
-        return chosen;
-    return text("%s%s%s%ju:%ju", chosen != nullptr ? chosen : "", chosen != nullptr ? "," : "", error_word,
-                static_cast<uintmax_t>(file.st_dev), static_cast<uintmax_t>(file.st_ino));
+    struct stat file = {};
+    fstat(STDERR_FILENO, &file);
+    return text("%s%s%s%ju:%ju,%s%lu", chosen != nullptr ? chosen : "", chosen != nullptr ? "," : "", error_word,
+                static_cast<uintmax_t>(file.st_dev), static_cast<uintmax_t>(file.st_ino), filters_word,
+                count_filters());
 }
 
 } // namespace sim

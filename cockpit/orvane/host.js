@@ -1,62 +1,97 @@
-// The host, by way of its utility alone. What it says of a failure is what people are shown.
+// The host, by way of its utility and a few commands that every host has.
 /* global cockpit */
+import { _, format } from "./format.js";
 
-const words = {
-    "not-found": "ovuser is not installed on this host: install the package orvane-tools.",
-    "access-denied": "This needs administrative access, which you do not have here.",
-};
+export const admin = cockpit.permission({ admin: true });
+let me = null;
+cockpit.user().then(user => me = user);
 
-function failure({ problem, message }) {
-    const lost = problem ? `The connection to the host is lost: ${problem}.` : "";
-    return new Error(words[problem] || lost || (message || "ovuser failed without a word").trim());
+// Whether the reader may change somebody's clock: the superuser all, others their own and those of processes.
+export const mayChange = found => admin.allowed !== false || found.kind === "process" ||
+    (found.kind === "user" && me !== null && found.id === me.id);
+export const ownName = () => me === null ? "" : me.name;
+
+// Of a command that did not do what it should: its exit status and words, or the console's reason that it never ran.
+export class Failure extends Error {
+    constructor({ problem, message, exit_status: status }) {
+        const words = {
+            "not-found": _("The host does not have this command."),
+            "access-denied": _("This needs administrative access."),
+        };
+        const said = (message || "").replace(/^ovuser: (error|hint|warning): /gm, "").trim();
+        super(words[problem] || (problem ? format(_("The connection to the host is lost: $0"), problem) : said));
+        Object.assign(this, { problem, status });
+    }
 }
 
 // Over a connection that is gone nothing fails, and nothing comes.
 function silence() {
-    return new Promise((_resolve, reject) => setTimeout(reject, 8000, { problem: "it does not answer" }));
+    return new Promise((_resolve, reject) => setTimeout(reject, 8000, { problem: _("it does not answer") }));
 }
 
-// Standard output of one call; an Error when it ends with another status than 0.
-export async function ovuser(...args) {
-    const call = cockpit.spawn(["ovuser", ...args], { superuser: "try", err: "message",
-                                                     environ: ["LC_ALL=C.UTF-8"] });
+function spawn(command) {
+    return cockpit.spawn(command, { superuser: "try", err: "message", environ: ["LC_ALL=C.UTF-8"] });
+}
+
+// Standard output of one call.
+export async function run(...command) {
     try {
-        return await Promise.race([call, silence()]);
+        return await Promise.race([spawn(command), silence()]);
     } catch (error) {
-        throw failure(error);
+        throw new Failure(error);
     }
 }
 
-// The words of a call, and the class that they are shown in.
-export function outcomeOf(call) {
-    return call.then(said => [said.trim(), ""], failure => [failure.message, "failed"]);
+export const ovuser = (...args) => run("ovuser", ...args);
+
+// Hears of each change: take(changes) gets those that came together, the first time all clocks that there are; and
+// ended(failure) when nothing more comes. Returns what stops it.
+export function watchClocks(take, ended) {
+    let rest = "";
+    let begun = false;
+    let changes = [];
+    const call = spawn(["ovuser", "list", "--watch", "--json"]);
+    let open = true;
+    const end = error => open && ended(new Failure(error || {}));
+    call.stream(text => {
+        const lines = (rest + text).split("\n");
+        rest = lines.pop();
+        changes.push(...lines.map(line => JSON.parse(line)));
+        if (begun || changes.some(change => change.change === "real")) {
+            take(changes, !begun);
+            [begun, changes] = [true, []];
+        }
+    });
+    call.then(() => end(), end);
+    return () => {
+        open = false;
+        call.close("terminated"); // without a reason the host waits for it to end
+    };
 }
 
-export async function listClocks() {
-    return JSON.parse(await ovuser("list", "--json"));
+// Why there is no table of clocks: "absent" and "unloaded" for the kernel module, else "".
+export async function moduleState() {
+    const loaded = await cockpit.file("/proc/modules").read().catch(() => "");
+    if (/^zynov /m.test(loaded || ""))
+        return "";
+    return run("modinfo", "-F", "name", "zynov").then(() => "unloaded", () => "absent");
 }
 
 // The names in the first column of a database such as /etc/passwd.
 async function names(path) {
     const text = await cockpit.file(path).read().catch(() => "");
-    return (text || "").split("\n").map(line => line.split(":")[0]).filter(name => name && !/^[#+-]/.test(name));
+    return (text || "").split("\n").map(line => line.split(":")[0]).filter(name => name && !/^[#+-]|^root$/.test(name));
 }
 
-function processes() {
-    return new Promise(resolve => {
-        const found = [];
-        const channel = cockpit.channel({ payload: "fslist1", path: "/proc", watch: false });
-        channel.addEventListener("message", (_event, data) => {
-            const entry = JSON.parse(data);
-            if (/^[1-9][0-9]*$/.test(entry.path))
-                found.push("p:" + entry.path);
-        });
-        channel.addEventListener("close", () => resolve(found));
-    });
+export async function processes() {
+    const text = await run("ps", "-e", "-o", "pid=,euid=,egid=,comm=").catch(() => "");
+    return [...text.matchAll(/^ *(\d+) +(\d+) +(\d+) +(.*)$/gm)].map(([, pid, uid, gid, command]) =>
+        ({ pid: Number(pid), uid: Number(uid), gid: Number(gid), command }));
 }
 
-// Whom a clock can be set for, as far as the host's own files tell.
-export async function identities() {
-    const [users, groups, pids] = await Promise.all([names("/etc/passwd"), names("/etc/group"), processes()]);
-    return [...users.map(name => "u:" + name), ...groups.map(name => "g:" + name), ...pids];
+// Whom a clock can be set for: pairs of a name and what else is known.
+export async function candidates(kind) {
+    if (kind === "process")
+        return (await processes()).map(({ pid, command }) => [pid, command]);
+    return (await names(kind === "user" ? "/etc/passwd" : "/etc/group")).map(name => [name, ""]);
 }

@@ -1,112 +1,149 @@
-// The page: looks the clocks up, has them shown, and carries out what is asked for.
+// The page: hears of the clocks, has them shown, and carries out what is asked for.
 /* global cockpit */
-import { Clock, host, iso, steadyNow } from "./clock.js";
-import { listClocks, outcomeOf, ovuser } from "./host.js";
-import { chosenClocks, filterBy, showClocks, sortBy, tick } from "./table.js";
-import { changeInForm, prepareForm } from "./form.js";
-import { make } from "./dom.js";
-import { plot } from "./plot.js";
+import { Clock, host, keyOf, steadyNow } from "./clock.js";
+import { tell } from "./alerts.js";
+import "./access.js";
+import { ask } from "./dialog.js";
+import { put } from "./dom.js";
+import { _, dateTime, format, iso, whose } from "./format.js";
+import { admin, ovuser, watchClocks } from "./host.js";
+import { forget, forgetAll, keep, keptLine, watchKept } from "./keep.js";
+import { plot, plotAgain } from "./plot.js";
+import { openSettings } from "./settings.js";
+import { showContent, showFailure, showNone } from "./states.js";
+import { chosenClocks, filterBy, pointOut, prepareTable, refreshAll, showClocks, tick } from "./table.js";
 
-const pause = 1500; // milliseconds between two look-ups
-const outcome = document.querySelector("#outcome");
-const trouble = document.querySelector("#trouble");
+const pause = 3000; // milliseconds until it tries again what has failed
+const real = document.querySelector("#real");
 let clocks = new Map();
-let next = 0;
-let looking = false;
-let busy = false;
-let plotted = 0;
+let stop = null;
+let again = 0;
+let fresh = ""; // whose clock was set here, and is to be pointed out
 
-function replot() {
-    plotted = steadyNow();
-    plot(chosenClocks(), plotted);
-}
+const replot = () => plot(chosenClocks(), steadyNow());
 
-async function look() {
-    clearTimeout(next);
-    if (looking || cockpit.hidden) // as it is, too, while the console shows another page
-        return;
-    looking = true;
-    try {
-        const found = await listClocks();
-        const moment = steadyNow();
-        let changed = found.length !== clocks.size;
-        if (found.length)
-            host.take(found[0], moment);
-        clocks = new Map(found.map(entry => {
-            const number = entry.kind[0] + ":" + entry.id;
-            const clock = clocks.get(number) || new Clock(entry);
-            changed = clock.take(entry, moment) || changed;
-            return [number, clock];
-        }));
-        showClocks(clocks, moment, { choose: replot, change: changeInForm, remove });
-        trouble.hidden = true;
-        document.querySelector("#empty").hidden = clocks.size > 0;
-        document.querySelector("#clocks").hidden = clocks.size === 0;
-        if (changed || moment - plotted > 10)
-            replot();
-    } catch (failure) {
-        trouble.textContent = failure.message;
-        trouble.hidden = false;
-    }
-    looking = false;
-    next = setTimeout(look, pause);
-}
-
-// One change at a time: what is clicked meanwhile, as by a double click, is not sent.
-async function act(change) {
-    if (busy)
-        return;
-    busy = true;
-    [outcome.textContent, outcome.className] = await outcomeOf(change());
-    busy = false;
-    look();
-}
-
-function ask(...question) {
-    const dialog = document.querySelector("#ask");
-    document.querySelector("#question").replaceChildren(...question);
-    dialog.returnValue = "no";
-    dialog.showModal();
-    return new Promise(resolve => {
-        dialog.addEventListener("close", () => resolve(dialog.returnValue === "yes"), { once: true });
+function show() {
+    if (clocks.size === 0)
+        showNone(add);
+    else
+        showContent();
+    showClocks(clocks, () => {
+        replot();
+        if (clocks.has(fresh)) {
+            pointOut(fresh);
+            fresh = "";
+        }
     });
 }
 
-async function remove(clock) {
-    const who = make("bdi", {}, clock.identity); // a name's own direction
-    if (await ask("Take away the clock of ", who, "? It will be back on real time."))
-        act(() => ovuser("delete", "--", clock.number));
+function take(changes, all) {
+    const moment = steadyNow();
+    const before = clocks;
+    if (all)
+        clocks = new Map();
+    for (const found of changes) {
+        if (found.change === "real") {
+            host.take(found.epoch, found.real, moment);
+            continue;
+        }
+        const key = keyOf(found);
+        if (found.change === "gone") {
+            clocks.delete(key);
+            continue;
+        }
+        const clock = before.get(key) || new Clock(found);
+        clock.take(found, moment);
+        clocks.set(key, clock);
+    }
+    show();
 }
 
-document.querySelector("#reset").addEventListener("click", async () => {
-    if (await ask("Take away all virtual clocks of this host?"))
-        act(() => ovuser("reset"));
+// Not while the console shows another page.
+function listen() {
+    clearTimeout(again);
+    stop?.();
+    stop = cockpit.hidden ? null : watchClocks(take, failure => {
+        showFailure(failure, listen);
+        again = setTimeout(listen, pause);
+    });
+}
+
+function done(key, words) {
+    fresh = key;
+    if (clocks.has(key) && key)
+        pointOut(key);
+    tell("success", words);
+}
+
+function add() {
+    openSettings(null, found => done(keyOf(found), format(_("The clock of $0 is set."), whose(found))));
+}
+
+prepareTable({
+    choose: replot,
+    change: clock => openSettings(clock, found => done(keyOf(found), format(_("The clock of $0 is set."), whose(found)))),
+    async keep(clock, control) {
+        const { found } = clock;
+        try {
+            await (control.checked ? keep(found) : forget(found));
+        } catch (failure) {
+            tell("danger", format(_("What is kept of the clock of $0 could not be changed"), whose(found)), failure.message);
+        }
+        control.checked = Boolean(keptLine(found));
+    },
+    remove(clock) {
+        const { found } = clock;
+        ask(format(_("Take away the clock of $0?"), whose(found)), _("The real time is back at once."), _("Take away"),
+            async () => {
+                await ovuser("delete", "--", clock.key);
+                if (keptLine(found) && admin.allowed !== false)
+                    await forget(found);
+                tell("success", format(_("The clock of $0 is taken away."), whose(found)));
+            });
+    },
+});
+
+document.querySelector("#new").addEventListener("click", add);
+document.querySelector("#reset").addEventListener("click", () => {
+    ask(_("Take all clocks away?"), _("Everybody on this host is back on the real time at once, and no clock is kept."),
+        _("Take all away"), async () => {
+            await ovuser("reset");
+            await forgetAll();
+            tell("success", _("All clocks are taken away."));
+        });
 });
 document.querySelector("#filter").addEventListener("input", event => {
     filterBy(event.target.value);
     replot();
 });
-for (const heading of document.querySelectorAll("[data-sort]"))
-    heading.addEventListener("click", () => sortBy(heading.dataset.sort, steadyNow()));
-cockpit.addEventListener("visibilitychange", look);
-prepareForm(act);
+cockpit.addEventListener("visibilitychange", listen);
+admin.addEventListener("changed", () => {
+    document.querySelector("#reset").hidden = admin.allowed === false;
+    refreshAll();
+});
+watchKept(refreshAll);
 
 setInterval(() => {
     const moment = steadyNow();
     if (cockpit.hidden || !host.start)
         return;
     tick(moment);
-    document.querySelector("#real").textContent = "Real time: " + iso(host.at(moment), host.offset);
+    const now = host.at(moment);
+    put(real, dateTime(now, host.offset));
+    real.title = real.dateTime = iso(now, host.offset);
+    plotAgain(moment);
 }, 200);
 
 // As the console around the page is: light, dark, or as the browser says.
 const darkness = matchMedia("(prefers-color-scheme: dark)");
 function dress() {
     const style = localStorage.getItem("shell:style") || "auto";
-    document.documentElement.classList.toggle("dark", style === "dark" || (style === "auto" && darkness.matches));
+    document.documentElement.classList.toggle("pf-theme-dark", style === "dark" || (style === "auto" && darkness.matches));
 }
 darkness.addEventListener("change", dress);
 addEventListener("storage", dress);
 addEventListener("cockpit-style", dress);
 dress();
-look();
+document.documentElement.lang = cockpit.language || "en";
+cockpit.translate();
+listen();

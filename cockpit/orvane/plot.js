@@ -1,6 +1,7 @@
 // Virtual time against real time, for the clocks that were chosen: how far each gets from what it shows now.
-import { day, host, iso, modulo } from "./clock.js";
+import { day, host, modulo } from "./clock.js";
 import { make } from "./dom.js";
+import { _, dateTime, iso, whose } from "./format.js";
 
 const svg = document.querySelector("#plot svg");
 const moment = document.querySelector("#moment"); // in the host's real local time, as seconds
@@ -54,7 +55,7 @@ function grid() {
     }
     for (const share of [-1, 0, 1, 2]) {
         const height = y(share * seconds());
-        const label = share ? `${share > 0 ? "+" : "−"}${Math.abs(share) * seconds() / unit} ${name}` : "shows now";
+        const label = share ? `${share > 0 ? "+" : "−"}${Math.abs(share) * seconds() / unit} ${name}` : _("shows now");
         line("grid", box.left, box.right, height, height);
         draw(svg, "text", { x: box.left - 6, y: height + 4, "text-anchor": "end" }, label);
     }
@@ -64,12 +65,13 @@ function read() {
     const later = Math.max(0, moment.value - local);
     svg.querySelector(".guide")?.remove();
     line("guide", x(later), x(later), box.top, box.bottom);
-    const lines = [["real time", iso(local + later - host.offset, host.offset), "real"]];
+    const lines = [[_("Real time"), local + later - host.offset, host.offset, "real"]];
     for (const clock of clocks)
-        lines.push([clock.identity, iso(clock.at(begun + later), clock.offset), clock.colour]);
-    reading.replaceChildren(...lines.map(([who, time, className]) =>
-        make("li", { className }, make("bdi", {}, who), " " + time)));
-    moment.setAttribute("aria-valuetext", lines.map(([who, time]) => who + " " + time).join(", "));
+        lines.push([whose(clock.found), clock.at(begun + later), clock.offset, clock.colour]);
+    reading.replaceChildren(...lines.map(([who, epoch, offset, className]) =>
+        make("li", { className }, make("bdi", {}, who), " ",
+             make("time", { title: iso(epoch, offset), dateTime: iso(epoch, offset) }, dateTime(epoch, offset)))));
+    moment.setAttribute("aria-valuetext", lines.map(([who, epoch, offset]) => who + " " + dateTime(epoch, offset)).join(", "));
 }
 
 // Draws anew from now on.
@@ -92,8 +94,14 @@ export function plot(chosen, now) {
                                       viewBox: `${box.left} ${box.top} ${width} ${height}` });
     draw(inside, "path", { d: `M${point(0, 0)}L${point(seconds(), seconds())}`, class: "curve real" });
     for (const clock of clocks)
-        draw(inside, "path", { d: path(clock), class: "curve " + clock.colour, "data-identity": clock.identity });
+        draw(inside, "path", { d: path(clock), class: "curve " + clock.colour, "data-key": clock.key });
     read();
+}
+
+// It moves on with the time.
+export function plotAgain(now) {
+    if (now - begun > 10)
+        plot(clocks, now);
 }
 
 moment.addEventListener("input", () => read());

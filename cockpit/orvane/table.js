@@ -1,109 +1,241 @@
 // The table of clocks: rows stay the same elements for as long as their clock is there, so that neither focus nor the
 // place that one has scrolled to is lost.
-import { distance, host, iso } from "./clock.js";
-import { make } from "./dom.js";
+import { host } from "./clock.js";
+import { button, icon, make, put } from "./dom.js";
+import { makeDetails } from "./details.js";
+import { _, dateTime, distance, format, iso, kindWords, nameOf, speedWords, whose } from "./format.js";
+import { admin, mayChange } from "./host.js";
+import { keptLine } from "./keep.js";
 
-const body = document.querySelector("#clocks tbody");
+const table = document.querySelector("#clocks"); // with roles, since how it is laid out takes it those it had
 const rows = new Map();
 const inSight = new Set();
 const sight = new IntersectionObserver(entries => {
     for (const entry of entries)
-        inSight[entry.isIntersecting ? "add" : "delete"](entry.target);
-});
-let order = { by: "identity", sign: 1 };
+        inSight[entry.isIntersecting ? "add" : "delete"](entry.target.row);
+}, { rootMargin: "200px" });
+const collator = new Intl.Collator(undefined, { numeric: true });
+const columns = [
+    ["name", _("For"), row => nameOf(row.clock.found)],
+    ["time", _("Shows now"), (row, moment) => row.clock.at(moment)],
+    ["ahead", _("From real time"), (row, moment) => row.clock.aheadAt(moment)],
+    ["speed", _("Speed"), row => row.clock.pace],
+    ["rewind", _("At midnight"), row => Number(row.clock.found.rewind)],
+];
+let order = { by: "name", sign: 1 };
 let wanted = "";
+let actions = {};
 
-function put(element, text) {
-    if (element.textContent !== text)
-        element.textContent = text;
+function makeHeading([name, text]) {
+    const sort = make("button", { type: "button", className: "pf-c-table__button", onclick: () => sortBy(name) },
+                      make("div", { className: "pf-c-table__button-content" },
+                           make("span", { className: "pf-c-table__text" }, text),
+                           make("span", { className: "pf-c-table__sort-indicator" }, icon("long-arrow-alt-up"))));
+    const heading = make("th", { role: "columnheader", className: "pf-c-table__sort" }, sort);
+    heading.dataset.sort = name;
+    return heading;
 }
 
-function button(text, what, identity, onclick) {
-    return make("button", { type: "button", ariaLabel: `${what} ${identity}`, onclick }, text);
+export function prepareTable(what) {
+    actions = what;
+    const empty = text => make("td", { role: "columnheader" }, make("span", { className: "pf-u-screen-reader" }, text));
+    table.tHead.append(make("tr", { role: "row" }, empty(_("Details")), empty(_("In the plot")), ...columns.map(makeHeading),
+                            make("th", { role: "columnheader" }, _("Kept")), empty(_("Actions"))));
+    table.addEventListener("keydown", move);
+    order.sign = -1;
+    sortBy("name");
 }
 
-function makeRow(clock, actions) {
-    const { identity } = clock;
-    const cells = { clock };
-    const chosen = make("input", { type: "checkbox", className: clock.colour, checked: rows.size < 6,
-                                   ariaLabel: "Plot " + identity, onchange: actions.choose });
-    const row = make("tr", { cells_: cells }, make("td", {}, chosen),
-                     make("th", { scope: "row", className: "who", title: identity }, make("bdi", {}, identity)));
-    row.dataset.identity = identity;
-    for (const className of ["time", "ahead", "speed", "rewind", "seen"])
-        row.append(cells[className] = make("td", { className }));
-    row.append(make("td", { className: "do" },
-                    button("Change", "Change the clock of", identity, () => actions.change(cells.clock)),
-                    button("Take away…", "Take away the clock of", identity, () => actions.remove(cells.clock))));
-    sight.observe(row);
+// One tab stop a row; the arrows lead along it and to the rows above and below.
+const stops = row => [...row.main.querySelectorAll("button, input")];
+
+function move(event) {
+    const body = event.target.closest("tbody");
+    const along = { ArrowLeft: -1, ArrowRight: 1 }[event.key];
+    const across = { ArrowUp: "previousElementSibling", ArrowDown: "nextElementSibling" }[event.key];
+    if (!body || !(along || across) || !body.row.main.contains(event.target))
+        return;
+    event.preventDefault();
+    const place = stops(body.row).indexOf(event.target);
+    let next = stops(body.row)[place + along];
+    if (across) {
+        let other = body[across];
+        while (other && other.hidden)
+            other = other[across];
+        next = other?.row && stops(other.row)[place];
+    }
+    next?.focus();
+}
+
+function toggle(row) {
+    const open = row.details === null;
+    if (open) {
+        const content = make("div", { className: "pf-c-table__expandable-row-content" }, makeDetails(row.clock));
+        row.details = make("tr", { role: "row", className: "pf-c-table__expandable-row pf-m-expanded" },
+                           make("td", { role: "cell", colSpan: 9 }, content));
+        row.body.append(row.details);
+    } else {
+        row.details.remove();
+        row.details = null;
+    }
+    row.body.classList.toggle("pf-m-expanded", open);
+    row.toggle.classList.toggle("pf-m-expanded", open);
+    row.toggle.setAttribute("aria-expanded", open);
+}
+
+function labelled(text, content, properties = {}) {
+    return make("td", { role: "cell", ":data-label": text, ...properties }, content);
+}
+
+function makeRow(clock) {
+    const row = { clock, details: null };
+    const who = whose(clock.found);
+    const { kind } = clock.found;
+    row.toggle = button("plain", "", () => toggle(row), { ":aria-expanded": false,
+                                                          ariaLabel: format(_("Details of the clock of $0"), who) });
+    row.toggle.append(make("div", { className: "pf-c-table__toggle-icon" }, icon("angle-down")));
+    row.plot = make("input", { type: "checkbox", className: clock.colour, checked: rows.size < 6, tabIndex: -1,
+                               ariaLabel: format(_("Plot the clock of $0"), who), onchange: actions.choose });
+    row.keep = make("input", { type: "checkbox", className: "pf-c-switch__input", tabIndex: -1,
+                               ariaLabel: format(_("Keep the clock of $0 after a restart"), who),
+                               onchange: () => actions.keep(row.clock, row.keep) });
+    row.keepCell = make("label", { className: "pf-c-switch" }, row.keep,
+                        make("span", { className: "pf-c-switch__toggle" }));
+    const act = (text, label, what, kind) => button(kind, text, () => actions[what](row.clock), {
+        tabIndex: -1, ariaLabel: format(label, who) });
+    row.change = act(_("Edit"), _("Edit the clock of $0"), "change", "secondary pf-m-small");
+    row.remove = act(_("Take away"), _("Take away the clock of $0"), "remove", "link pf-m-danger pf-m-small");
+    row.time = make("time", {});
+    for (const name of ["ahead", "speed", "rewind"])
+        row[name] = make("span", {});
+    const name = nameOf(clock.found);
+    const cells = [row.time, row.ahead, row.speed, row.rewind];
+    row.kept = labelled(_("Kept"), kind === "process" ? "" : row.keepCell);
+    row.main = make("tr", { role: "row" }, make("td", { role: "cell", className: "pf-c-table__toggle" }, row.toggle),
+                    make("td", { role: "cell", className: "pf-c-table__check" }, row.plot),
+                    make("th", { role: "rowheader", className: "who", title: name, ":data-label": _("For") },
+                         make("bdi", {}, name), make("small", {}, " ", kindWords[kind])),
+                    ...cells.map((cell, place) => labelled(columns[place + 1][1], cell)), row.kept,
+                    make("td", { role: "cell", className: "pf-c-table__action" }, row.change, row.remove));
+    row.body = make("tbody", { role: "rowgroup", row }, row.main);
+    row.body.dataset.key = clock.key;
+    row.text = clock.identity.toLowerCase() + " " + kindWords[kind];
+    sight.observe(row.body);
     return row;
 }
 
-const values = {
-    identity: clock => clock.identity,
-    epoch: (clock, moment) => clock.at(moment),
-    ahead: (clock, moment) => clock.aheadAt(moment),
-    speed: clock => clock.pace,
-    rewind: clock => clock.found.rewind,
-};
+function refresh(row) {
+    const { found } = row.clock;
+    row.seen = found;
+    row.body.hidden = !row.text.includes(wanted);
+    tick(performance.now() / 1000, [row]);
+    put(row.speed, speedWords(found));
+    put(row.rewind, found.rewind ? _("goes back") : _("goes on"));
+    row.keep.checked = Boolean(keptLine(found));
+    row.kept.firstElementChild?.toggleAttribute("hidden", admin.allowed === false);
+    row.change.hidden = row.remove.hidden = !mayChange(found);
+}
 
-function arrange(moment) {
-    const keyed = [...rows.values()].map(row => [values[order.by](row.cells_.clock, moment), row]);
-    keyed.sort(([a], [b]) => order.sign * (a < b ? -1 : a > b ? 1 : 0));
+export const refreshAll = () => rows.forEach(refresh);
+
+function comparison() {
+    const moment = performance.now() / 1000;
+    const [, , value] = columns.find(([name]) => name === order.by);
+    const compare = order.by === "name" ? collator.compare : (a, b) => a - b;
+    return (a, b) => order.sign * compare(value(a, moment), value(b, moment));
+}
+
+function arrange() {
+    const sorted = [...rows.values()].sort(comparison());
     const focused = document.activeElement;
-    let place = body.firstElementChild;
-    for (const [, row] of keyed) {
-        if (row === place)
+    let place = table.tHead.nextElementSibling;
+    for (const { body } of sorted) {
+        if (body === place)
             place = place.nextElementSibling;
         else
-            body.insertBefore(row, place);
+            table.insertBefore(body, place);
     }
-    if (focused !== document.activeElement && body.contains(focused))
+    if (focused !== document.activeElement && table.contains(focused))
         focused.focus({ preventScroll: true });
+}
+
+function drop(row) {
+    if (row.body.contains(document.activeElement)) { // one goes on from here by the keyboard
+        const next = row.body.nextElementSibling || row.body.previousElementSibling;
+        (next?.row?.toggle || document.querySelector("#new")).focus();
+    }
+    sight.unobserve(row.body);
+    inSight.delete(row);
+    row.body.remove();
+    rows.delete(row.clock.key);
+}
+
+// So many milliseconds of a frame go into new rows; the others follow, and all are in order at the end.
+const share = 6;
+let coming = 0;
+
+// Shows these clocks and no others; what is there is kept. shown comes when all of them are there.
+export function showClocks(clocks, shown) {
+    cancelAnimationFrame(coming);
+    for (const [key, row] of rows)
+        if (clocks.get(key) !== row.clock)
+            drop(row);
+    const absent = [];
+    for (const [key, clock] of clocks) {
+        const row = rows.get(key);
+        if (!row)
+            absent.push({ clock });
+        else if (row.seen !== clock.found)
+            refresh(row);
+    }
+    absent.sort(comparison());
+    const bring = () => {
+        for (const end = performance.now() + share; absent.length && performance.now() < end;) {
+            const row = makeRow(absent.shift().clock);
+            rows.set(row.clock.key, row);
+            refresh(row);
+            table.append(row.body);
+        }
+        if (absent.length) {
+            coming = requestAnimationFrame(bring);
+            return;
+        }
+        arrange();
+        shown();
+    };
+    bring();
 }
 
 function sift() {
     for (const row of rows.values())
-        row.hidden = !row.dataset.identity.toLowerCase().includes(wanted);
-}
-
-// Shows these clocks and no others; what is there is kept.
-export function showClocks(clocks, moment, actions) {
-    for (const [key, row] of rows) {
-        if (!clocks.has(key)) {
-            if (row.contains(document.activeElement)) // one goes on from here by the keyboard
-                body.closest(".scroll").focus();
-            sight.unobserve(row);
-            inSight.delete(row);
-            row.remove();
-            rows.delete(key);
-        }
-    }
-    for (const [key, clock] of clocks) {
-        if (!rows.has(key))
-            rows.set(key, makeRow(clock, actions));
-        const { cells_: cells } = rows.get(key);
-        cells.clock = clock;
-        put(cells.speed, clock.found.speed_text);
-        put(cells.rewind, clock.found.rewind ? "at midnight" : "no");
-        put(cells.seen, iso(host.at(clock.seen), host.offset).slice(11, 19));
-    }
-    arrange(moment);
-    sift();
-    tick(moment, rows.values());
+        row.body.hidden = !row.text.includes(wanted);
 }
 
 export function tick(moment, some = inSight) {
-    for (const row of some) {
-        const { clock, time, ahead } = row.cells_;
-        put(time, iso(clock.at(moment), clock.offset));
+    for (const { clock, time, ahead } of some) {
+        const epoch = clock.at(moment);
+        const text = dateTime(epoch, clock.offset);
+        if (time.textContent !== text) {
+            time.textContent = text;
+            time.title = time.dateTime = iso(epoch, clock.offset);
+        }
         put(ahead, distance(clock.aheadAt(moment)));
+        ahead.title = iso(host.at(moment), host.offset);
     }
 }
 
-export function chosenClocks() {
-    return [...body.querySelectorAll("tr:not([hidden])")]
-        .filter(row => row.querySelector("input").checked).map(row => row.cells_.clock);
+export const chosenClocks = () =>
+    [...rows.values()].filter(({ body, plot }) => plot.checked && !body.hidden).map(({ clock }) => clock);
+
+// Leads the eye to a clock that was just set.
+export function pointOut(key) {
+    const row = rows.get(key);
+    if (!row)
+        return;
+    row.body.scrollIntoView({ block: "nearest" });
+    row.main.classList.remove("new");
+    requestAnimationFrame(() => row.main.classList.add("new"));
+    row.toggle.focus({ preventScroll: true });
 }
 
 export function filterBy(text) {
@@ -111,11 +243,12 @@ export function filterBy(text) {
     sift();
 }
 
-export function sortBy(by, moment) {
+function sortBy(by) {
     order = { by, sign: order.by === by ? -order.sign : 1 };
-    for (const heading of document.querySelectorAll("#clocks th button")) {
-        const direction = order.sign > 0 ? "ascending" : "descending";
-        heading.parentElement.ariaSort = heading.dataset.sort === by ? direction : null;
+    for (const heading of table.tHead.querySelectorAll("[data-sort]")) {
+        const chosen = heading.dataset.sort === by;
+        heading.classList.toggle("pf-m-selected", chosen);
+        heading.ariaSort = chosen ? order.sign > 0 ? "ascending" : "descending" : null;
     }
-    arrange(moment);
+    arrange();
 }

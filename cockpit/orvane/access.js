@@ -1,0 +1,55 @@
+// The console's notice that the reader has limited access, with its button.
+/* global cockpit */
+import { button, make } from "./dom.js";
+import { makeAlert, tell } from "./alerts.js";
+import { openDialog } from "./dialog.js";
+import { _ } from "./format.js";
+import { admin } from "./host.js";
+
+const place = document.querySelector("#access");
+
+// The console's bridge asks for what it needs, most often one password.
+function authenticate() {
+    const superuser = cockpit.dbus(null, { bus: "internal" }).proxy("cockpit.Superuser", "/superuser");
+    let dialog = null;
+    let answered = () => {};
+    const prompt = (_event, message, question, _value, echo) => {
+        const answer = make("input", { className: "pf-c-form-control", id: "answer", type: echo ? "text" : "password",
+                                       autocomplete: "off" });
+        const label = make("label", { className: "pf-c-form__label", htmlFor: "answer" }, question || _("Password"));
+        const group = make("div", { className: "pf-c-form__group" }, make("p", {}, message), label, answer);
+        if (dialog)
+            dialog.querySelector("form").replaceChildren(group);
+        else
+            dialog = openDialog({ title: _("Switch to administrative access"), body: [group],
+                                  actionText: _("Authenticate"), closed: () => superuser.Stop(),
+                                  action: () => new Promise((resolve, reject) => {
+                                      answered = failure => failure ? reject(failure) : resolve();
+                                      superuser.Answer(dialog.querySelector("input").value);
+                                  }) });
+        dialog.querySelector("input").focus();
+    };
+    const start = async () => {
+        superuser.addEventListener("Prompt", prompt);
+        try {
+            await superuser.Start(Object.keys(superuser.Methods || {})[0] || superuser.Bridges?.[0] || "sudo");
+            answered();
+            location.reload();
+        } catch (failure) {
+            answered(failure);
+            if (!dialog)
+                tell("danger", _("Problem becoming administrator"), failure.message);
+        }
+        superuser.removeEventListener("Prompt", prompt);
+    };
+    superuser.wait(start);
+}
+
+function show() {
+    const action = button("link pf-m-inline", _("Turn on administrative access"), authenticate);
+    place.replaceChildren(...admin.allowed === false
+        ? [makeAlert("warning", _("Web console is running in limited access mode."), "", action)] : []);
+}
+
+admin.addEventListener("changed", show);
+show();

@@ -168,6 +168,26 @@ static bool follow(Room &room, long options)
     __builtin_unreachable();
 }
 
+// Makes a process whose end no signal tells of, and no plain wait, on a stack in the room.
+static long start_process(Room &room, size_t stack_end, void (*function)(Room *))
+{
+    register long no_id __asm__("r10") = 0;
+    register long no_storage __asm__("r8") = 0;
+    long tracer;
+    __asm__ volatile("syscall\n\t"
+                     "test %%rax, %%rax\n\t"
+                     "jnz 1f\n\t"
+                     "mov %[room], %%rdi\n\t"
+                     "call *%[function]\n"
+                     "1:"
+                     : "=a"(tracer)
+                     : "a"(SYS_clone), "D"(CLONE_VM | CLONE_PARENT_SETTID),
+                       "S"(std::bit_cast<uintptr_t>(&room) + stack_end), "d"(room.tracer), "r"(no_id),
+                       "r"(no_storage), [room] "b"(&room), [function] "r"(function)
+                     : "rcx", "r11", "memory", "cc");
+    return tracer;
+}
+
 [[noreturn]] static void trace(Room *room)
 {
     const uint64_t default_action[4] = {};
@@ -187,24 +207,14 @@ static bool follow(Room &room, long options)
     leave(*room, seized == 0 && follow(*room, options));
 }
 
-// Makes a process whose end no signal tells of, and no plain wait, on the stack in the room.
-static long start_tracer(Room &room)
+// One that stays is not its maker's child, who would wait for it in vain.
+[[noreturn]] static void trace_as_orphan(Room *room)
 {
-    register long no_id __asm__("r10") = 0;
-    register long no_storage __asm__("r8") = 0;
-    long tracer;
-    __asm__ volatile("syscall\n\t"
-                     "test %%rax, %%rax\n\t"
-                     "jnz 1f\n\t"
-                     "mov %[room], %%rdi\n\t"
-                     "call *%[function]\n"
-                     "1:"
-                     : "=a"(tracer)
-                     : "a"(SYS_clone), "D"(CLONE_VM | CLONE_PARENT_SETTID),
-                       "S"(std::bit_cast<uintptr_t>(&room) + room_size), "d"(room.tracer), "r"(no_id),
-                       "r"(no_storage), [room] "b"(&room), [function] "r"(&trace)
-                     : "rcx", "r11", "memory", "cc");
-    return tracer;
+    const long tracer = start_process(*room, room_size / 2, &trace);
+    if (tracer < 0)
+        room->said.store(static_cast<int>(-tracer), std::memory_order_release);
+    system_call(SYS_exit_group, 0);
+    __builtin_unreachable();
 }
 
 static int wait_for_word(const Room &room, long tracer)
@@ -229,10 +239,15 @@ int Tracer::attach()
     Room &room = *room_;
     room.said.store(Room::nothing, std::memory_order_relaxed);
     room.tracer = &take_place(room);
-    process_ = start_tracer(room);
+    const bool stays = what_ == Traced::descendants;
+    process_ = start_process(room, room_size, stays ? &trace_as_orphan : &trace);
     if (process_ < 0) {
         room.tracer->store(0);
         return static_cast<int>(-process_);
+    }
+    if (stays) {
+        system_call(SYS_wait4, process_, nullptr, __WALL, nullptr);
+        process_ = room.tracer->load();
     }
     system_call(SYS_prctl, PR_SET_PTRACER, process_, 0, 0, 0);
     const int said = wait_for_word(room, process_);

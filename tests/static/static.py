@@ -168,6 +168,8 @@ def choose():
             (["--descendants"], ["unshare", "-pf", "--mount-proc", "sh", "-c", NAMED],
              " ".join([str(FUTURE + 1)] * 5), ""),
             (["--descendants"], ["sh", "-c", "trap 'echo trapped' TRAP; kill -TRAP $$"], "trapped", ""),
+            (["--descendants"], ["/usr/bin/python3", "-c", "import os\ntry: os.waitpid(-1, 0x40000000)\n"
+                                 "except ChildProcessError: print('no child')"], "no child", ""),
             ([], ["/bin/busybox", "sh", "-c", CHILD], str(FUTURE + 1), "")):
         with contextlib.suppress(FileNotFoundError):
             os.remove("cut")

@@ -29,7 +29,7 @@ TEST_F(Utility, ReadsTimes)
         {"for n in 5s '' 2147483648 -2147483649; do $OV add bin --days \"$n\" 2>&1 | tail -c 9; done; for n in 5s ''; "
          "do $OV add bin --epoch \"$n\" 2>&1 | tail -c 9; done",
          "not '5s'\n, not ''\n7483648'\n7483649'\nnot '5s'\n, not ''\n= 0"},
-        {"$OV add bin -o 100000 --offset --in '-1d +1h' --dry-run | head -n 1; $OV add bin -o 99941 --in '1w -7d 59s'; "
+        {"$OV add bin -o 100000 --offset --in '-1d +1h' --dry-run | sed -n 1p; $OV add bin -o 99941 --in '1w -7d 59s'; "
          "$OV add bin --offset --in 1s",
          "ovuser: report: bin would be given a Running virtual clock: Thu Jan  1 04:46:40 1970 (17200 seconds since "
          "the "

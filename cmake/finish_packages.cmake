@@ -4,6 +4,11 @@ set(family ${CPACK_GENERATOR})
 if(family STREQUAL "DEB")
   set(family DEBIAN)
 endif()
+# For the clocks of this host, which are nobody's to overwrite: so that "ovuser save /etc/orvane/clocks" finds the folder.
+set(configuration ${CPACK_TEMPORARY_DIRECTORY}/tools/etc/orvane)
+file(MAKE_DIRECTORY ${configuration})
+file(CHMOD ${CPACK_TEMPORARY_DIRECTORY}/tools/etc ${configuration}
+     PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 foreach(component ${CPACK_COMPONENTS_ALL})
   string(TOUPPER ${component} upper)
   set(tree ${CPACK_TEMPORARY_DIRECTORY}/${component}${CPACK_PACKAGING_INSTALL_PREFIX})

@@ -4,18 +4,14 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cinttypes>
-#include <climits>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 
 #include "ovuser/change.h"
 #include "ovuser/clocks.h"
 #include "ovuser/command.h"
 #include "ovuser/lock.h"
 #include "ovuser/plan.h"
-#include "ovuser/text.h"
 #include "ovuser/time_hints.h"
 
 namespace ovuser
@@ -88,15 +84,6 @@ int AddWords::carry_out(bool replace)
     return worst;
 }
 
-static void print_clock(int32_t speed, const char *which, int64_t value)
-{
-    const time_t instant = value;
-    const char *text = ctime(&instant);
-    const int length = text != nullptr ? static_cast<int>(strcspn(text, "\n")) : INT_MAX;
-    printf(" %s virtual clock%s: %.*s (%" PRId64 " seconds since the epoch)\n", clock_speed_string(speed), which,
-           length, text != nullptr ? text : "(null)", value);
-}
-
 void AddWords::rehearse_as_json(bool replace, const Clocks &table) const
 {
     Plan plan(replace);
@@ -115,21 +102,17 @@ int AddWords::rehearse(bool replace, const Clocks &table)
     for (const Identity &who : identities_) {
         const ov_clock *present = table.find(who.kind, who.id);
         const Wanted wanted(when_, checked_, replace ? present : nullptr);
-        printf("ovuser: report: ");
-        print_visible(stdout, who.label());
-        printf(" would be given a");
-        print_clock(wanted.request.speed, "", wanted.request.virtime);
-        if (wanted.request.rewind != 0)
-            printf("        The date would rewind at midnight.\n");
-        if (present != nullptr) {
-            printf(replace ? "        It would replace a" : "        But it has a");
-            print_clock(present->speed, replace ? "" : ", which would stay", present->value);
-        } else if (table.complete()) {
-            printf("        It has no clock%s now.\n", getuid() == 0 ? "" : " that you may see");
-        } else {
-            printf("        Whether it has a clock now cannot be told%s%s.\n", table.opened() ? "" : ": ",
-                   table.opened() ? "" : strerror(table.error()));
-        }
+        const ClockWords words(wanted.request);
+        if (present != nullptr)
+            report(replace ? "%s: would be set anew, %s; has %s"
+                           : "%s: would be given %s; but has %s, which would stay",
+                   who.numbered(), words.text, ClockWords(*present).text);
+        else if (table.complete())
+            report("%s: would be given %s; has no clock%s now", who.numbered(), words.text,
+                   getuid() == 0 ? "" : " that you may see");
+        else
+            report("%s: would be given %s; whether it has a clock now cannot be told%s%s", who.numbered(), words.text,
+                   table.opened() ? "" : ": ", table.opened() ? "" : strerror(table.error()));
     }
     return done;
 }

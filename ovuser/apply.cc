@@ -1,5 +1,4 @@
 #include <getopt.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -275,11 +274,12 @@ int apply_command(int argc, char **argv)
         return misunderstood("--json goes with --dry-run");
     if (optind + 1 < argc)
         return misunderstood("apply takes one file");
-    struct stat input; // somebody has chosen it, and nobody would read it
-    if (optind == argc && fstat(STDIN_FILENO, &input) == 0 && S_ISREG(input.st_mode))
-        return misunderstood("standard input is read where it is named: ovuser apply -");
-    Application application(optind < argc ? argv[optind] : "/etc/orvane/clocks", options);
+    static constexpr char usual_file[] = "/etc/orvane/clocks";
+    const char *file = optind < argc ? argv[optind] : usual_file;
+    Application application(file, options);
     const int status = application.read();
+    if (file == usual_file && access(file, F_OK) != 0)
+        hint("standard input is read where it is named: ovuser apply -");
     return status == done ? application.carry_out() : status;
 }
 

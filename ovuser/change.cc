@@ -58,15 +58,11 @@ ov_clock Wanted::clock_of(const Identity &who) const
     return clock;
 }
 
-// 2030-12-25T09:00:00+01:00, Frozen, rewinding at midnight
-struct ClockWords {
-    ClockWords(int64_t value, int32_t speed, int32_t rewind)
-    {
-        snprintf(text, sizeof text, "%s, %s%s", Timestamp(value).text, clock_speed_string(speed),
-                 rewind != 0 ? ", rewinding at midnight" : "");
-    }
-    char text[128];
-};
+ClockWords::ClockWords(int64_t value, int32_t speed, int32_t rewind)
+{
+    snprintf(text, sizeof text, "%s, %s%s", Timestamp(value).text, clock_speed_string(speed),
+             rewind != 0 ? ", rewinding at midnight" : "");
+}
 
 // What came of a request to the engine.
 class Outcome
@@ -110,7 +106,7 @@ class Outcome
   private:
     void tell_success(const ov_clock *former) const
     {
-        const ClockWords given(request_.virtime, request_.speed, request_.rewind);
+        const ClockWords given(request_);
         if (request_.operation == OV_DELETE)
             report("%s: back on the system clock", who_.numbered());
         else if (was_there_)
@@ -118,8 +114,7 @@ class Outcome
         else if (former == nullptr)
             report("%s: given %s", who_.numbered(), given.text);
         else
-            report("%s: set anew, %s; was %s", who_.numbered(), given.text,
-                   ClockWords(former->value, former->speed, former->rewind).text);
+            report("%s: set anew, %s; was %s", who_.numbered(), given.text, ClockWords(*former).text);
     }
 
     const Identity &who_;
@@ -263,24 +258,25 @@ static int exchange_clock(const Identity &who, const ov_request &wanted, bool se
     const int status = added.tell(several, former);
     if (fails && former != nullptr)
         tell_of(who, *former, is_back);
+    else if (fails)
+        warn("%s has lost its clock, which could not be seen", who.label());
     return status;
 }
 
 int replace_clock(const Identity &who, const When &when, int64_t checked, bool several, const Clocks &table)
 {
-    const ov_clock *present = table.find(who.kind, who.id);
+    const ov_clock *known = table.find(who.kind, who.id);
     ov_clock now; // the table may have been read a while ago
-    if (present != nullptr)
-        present = table.look_again(*present, now) ? &now : nullptr;
-    const Wanted wanted(when, checked, present);
-    if (present == nullptr) {
-        Outcome first(who, wanted.request);
+    const ov_clock *present = known != nullptr && table.look_again(*known, now) ? &now : known;
+    if (present != &now) {
+        Outcome first(who, Wanted(when, checked, nullptr).request);
         if (!first.was_there())
             return first.tell(several);
-        if (when.keeps_value()) // of somebody else's process, or come after the table was read
+        if (when.keeps_value() && known == nullptr) // of somebody else's process, or come after the table was read
             return failed("%s has a clock that %s: give a time", who.label(),
                           getuid() == 0 ? "somebody has just given" : "you may not see");
     }
+    const Wanted wanted(when, checked, present);
     if (when.keeps_value() && !is_in_range(wanted.request.virtime)) {
         failed("%s: what its clock shows by now is out of range: give a time", who.label());
         return check_rc(OV_BAD_TIME);

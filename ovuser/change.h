@@ -30,6 +30,16 @@ struct Wanted {
     char origin_[24];
 };
 
+// A clock for people: 2030-12-25T09:00:00+01:00, Frozen, rewinding at midnight.
+struct ClockWords {
+    explicit ClockWords(const ov_request &request) : ClockWords(request.virtime, request.speed, request.rewind) {}
+    explicit ClockWords(const ov_clock &clock) : ClockWords(clock.value, clock.speed, clock.rewind) {}
+    char text[128];
+
+  private:
+    ClockWords(int64_t value, int32_t speed, int32_t rewind);
+};
+
 // Whether each may be given that clock, without doing anything; resolves them. checked becomes what add_clock and the
 // others need.
 int check_clock(Identities &identities, const When &when, int64_t &checked);

@@ -21,16 +21,6 @@
 namespace ovuser
 {
 
-// So that no message goes down the line to the child, when standard error is closed. The command finds it closed again.
-static void fill_standard_streams()
-{
-    int descriptor;
-    do
-        descriptor = open("/dev/null", O_RDWR | O_CLOEXEC);
-    while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-    close(descriptor);
-}
-
 // The groups first: afterwards the right to change them is gone.
 static bool live_as(const Launch &launch)
 {
@@ -73,7 +63,6 @@ static bool close_descriptors()
 Child::Child(const Launch &launch, Terminal &terminal)
     : launch_(launch), terminal_(terminal), ends_{-1, -1}, pid_(-1), ready_(false)
 {
-    fill_standard_streams();
     sigfillset(&all_);
     sigprocmask(SIG_BLOCK, nullptr, &inherited_mask_);
     struct sigaction action = {}; // where SIGCHLD is ignored, nobody can wait for a child

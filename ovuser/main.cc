@@ -130,5 +130,6 @@ static int run(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
+    ovuser::hold_closed_streams();
     return ovuser::finish_output(ovuser::run(argc, argv));
 }

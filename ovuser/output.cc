@@ -15,6 +15,15 @@ namespace ovuser
 
 static int output_error = 0;
 
+void hold_closed_streams()
+{
+    int descriptor;
+    do
+        descriptor = open("/", O_PATH | O_CLOEXEC);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    close(descriptor);
+}
+
 bool output_works()
 {
     if (ferror(stdout) == 0)
@@ -42,7 +51,7 @@ int finish_output(int status)
     if (lost)
         fprintf(stderr, "ovuser: error: standard output: %s\n",
                 output_error != 0 ? strerror(output_error) : "some lines could not be written");
-    if (ferror(stderr) != 0 && fcntl(STDERR_FILENO, F_GETFD) >= 0) // who has closed it wants to hear nothing
+    if (ferror(stderr) != 0 && (fcntl(STDERR_FILENO, F_GETFL) & O_PATH) == 0) // who has closed it wants to hear nothing
         lost = true;
     return lost ? std::max(status, int{not_carried_out}) : status;
 }

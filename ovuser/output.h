@@ -4,6 +4,10 @@
 namespace ovuser
 {
 
+// To be called before anything is opened: what is opened in the place of a closed standard stream gets to see what is
+// written there. Reading and writing fail as ever, and what is executed finds it closed.
+void hold_closed_streams();
+
 // False once anything could not be written: who writes a lot may stop. To be asked right behind what writes, while
 // errno tells why.
 bool output_works();

@@ -40,7 +40,7 @@ class Terminal
 
   private:
     struct Load {
-        char bytes[8192];
+        char bytes[8192] = {};
         size_t length = 0;
 
         // Both return false where that end is gone.

@@ -19,11 +19,9 @@ TEST_F(Utility, AppliesAFile)
     write_private(folder / "clocks", two_clocks);
     expect({
         {"$OV add news $FREEZE >out; $OV apply ./clocks --dry-run --prune; $OV list | grep -c nobody",
-         "ovuser: report: u:news would lose its clock\n"
-         "ovuser: report: u:nobody would be given a Frozen virtual clock: Wed Dec 25 09:00:00 2030 (1924419600 seconds "
-         "since the epoch)\n        It has no clock now.\n"
-         "ovuser: report: g:bin would be given a FROZEN virtual clock: Wed Dec 25 09:00:00 2030 (1924419600 seconds "
-         "since the epoch)\n        The date would rewind at midnight.\n        It has no clock now.\n" //
+         "ovuser: report: u:news would lose its clock\n" REPORT
+         "u:nobody (65534): would be given 2030-12-25T09:00:00+00:00, Frozen; has no clock now\n" REPORT
+         "g:bin (2): would be given 2030-12-25T09:00:00+00:00, FROZEN, rewinding at midnight; has no clock now\n" //
          SUMMARY("./clocks (dry run)", "2", "0", "1", "0", "0") "0\n= 1"},
         {"$OV apply clocks; $OV apply clocks; $OV set nobody --speed 2 --in 9d >out; $OV apply - <clocks",
          GIVEN("u:nobody (65534)", "Frozen") GIVEN("g:bin (2)", "FROZEN, rewinding at midnight") SUMMARY(

@@ -18,6 +18,10 @@ TEST_F(Utility, MissesNoLineThatCannotBeWritten)
         {"mkdir -p room; unshare -m sh ./fill 2>&1 | sed s/^.ovuser/ovuser/",
          "ovuser: error: room/clocks: No space left on device\n5\n" AND_ERROR + full + "5\n" AND_ERROR + full +
              "5\novuser: warning: u:bin: Specified id does not have a virtual clock\n" AND_ERROR + full + "5\n0\n= 0"},
+        // Nothing is opened in the place of a closed one, and written to.
+        {"$OV set bin --speed 3 >&-; echo "
+         "$?; $OV list bin | grep -c '3 times'; $OV delete bin >out",
+         "5\n1\n" ERROR "standard output: Bad file descriptor\n= 0"},
         // What is saved takes the place of a file as a whole, whatever the mask, and of nothing else.
         {"$OV add bin $FREEZE >out; echo former >clocks; umask 077; $OV save clocks; stat -c %a clocks; sed 1d clocks;"
          "ln -s clocks link; $OV save link; $SIM --fault 2:-1:5 $OV save clocks; grep -c end clocks; ls clocks.*",
@@ -58,9 +62,11 @@ TEST_F(Utility, ChangesOneAtATime)
                      "<many3 >out; wait; $OV list | grep -o '[23] times' | sort -u | grep -c .; done",
          "1\n1\n1\n1\n1\n1\n1\n1\n= 0"},
         {"$OV add bin sys $FREEZE >out; echo 'use Fcntl; open L, q(+<table); $l = pack(q(ssx4qqix4), 1, 0, 0, 0, 0); "
-         "fcntl(L, 37, $l) or die; open R, q(>held); close R; sleep shift' >hold; mkfifo held; perl hold 2 & read x "
-         "<held; "
-         "$OV delete sys; perl hold 11 & read x <held; $OV add sys --in 1d & $OV set bin --speed 2; echo $?; wait $!; "
+         "fcntl(L, 37, $l) or die; open R, q(>held); close R; sleep shift' >hold; mkfifo held; perl hold 2 & timeout "
+         "20 cat "
+         "held; $OV delete sys; perl hold 11 & timeout 20 cat held; $OV add sys --in 1d & $OV set bin --speed 2; echo "
+         "$?; "
+         "wait $!; "
          "echo $?; $OV list | grep -c bin.*Frozen",
          "ovuser: report: u:sys (3): back on the system clock\n5\n5\n1\n! ovuser: warning: waiting for another "
          "ovuser, which is changing clocks\novuser: warning: waiting for another ovuser, which is changing clocks\n"

@@ -159,6 +159,16 @@ TEST_F(Utility, ShowsControlCharacters)
          "u:'e\"\\\\033[m\\377\\u009b\303\251' Frozen                   "
          " " CHRISTMAS "u:UNKNOWN  Frozen                    " CHRISTMAS
          "\"e\\\"\\\\\\u001b[m\\ufffd\\u009b\\u00e9\"\n\"UNKNOWN\"\n= 0"},
+        // Names stand in columns, as a word of a shell; what turns the rest of a line is seen, in JSON too.
+        {"{ cat /etc/passwd; printf '%s:x:432%d:1::/:/bin/sh\n' 日本 1 e\314\201 2 'o d' 3 a\342\200\256b 4; } "
+         ">passwd; "
+         "unshare -m sh -c 'mount --bind passwd /etc/passwd; ./ovuser reset >out; ./ovuser add 4321 4322 4323 4324 "
+         "$FREEZE | tail -n 2; ./ovuser list | grep ^u:; ./ovuser list --json | grep -o a.u202e; ./ovuser list "
+         "--watch=0.05 | sed -n \"3p;7q\" | cut -c -17'",
+         GIVEN("u:'o d' (4323)", "Frozen") GIVEN("u:a\\u202eb (4324)", "Frozen") //
+         "u:日本     Frozen                    " CHRISTMAS "u:e\314\201        Frozen                    " CHRISTMAS
+         "u:'o d'    Frozen                    " CHRISTMAS "u:a\\u202eb Frozen                    " CHRISTMAS
+         "a\\u202e\nu:日本     2030\n= 0"},
         // Every byte that a name may have: as JSON has it, and none that could steer a terminal.
         {"perl -e 'open(F, q(</proc/zynov)); open(P, q(>passwd)); open(N, q(>names)); for (grep { $_ != 10 && $_ != 58 "
          "} 1 "

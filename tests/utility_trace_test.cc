@@ -26,12 +26,13 @@ TEST_F(Utility, TellsTheLogOfChanges)
              "<85> reset for=all by=65534(nobody) result=error: Only root can reset all the OV users.\n"
              "<85> reset for=all by=0(root) result=done\n= 0"},
         // Control characters are visible, whoever logged in is named, and what failed is told.
-        {"printf 'a\\033b:x:4321:1::/:/bin/sh\\n' | cat /etc/passwd - >passwd; { echo 1 >/proc/self/loginuid; } 2>out;"
+        {"printf 'a\\033\\342\\200\\256b:x:4321:1::/:/bin/sh\\n' | cat /etc/passwd - >passwd; { echo 1 "
+         ">/proc/self/loginuid; } 2>out;"
          "who=$(getent passwd $(cat /proc/self/loginuid) | cut -d : -f 1); " +
              listen +
              "'mount --bind passwd /etc/passwd; $SIM --fault 1:-1:5 $OV add 4321 $FREEZE'"
              " login 2>out | sed \"s/login=${who:--} /login=WHO /\"",
-         "<85> add for=u:4321(a\\033b)" + clock +
+         "<85> add for=u:4321(a\\033\\u202eb)" + clock +
              "no by=0(root) login=WHO result=error: an error occurred while executing this request, error = 5\n= 0"},
         // Whose time has changed meanwhile is told what he sees from then on.
         {listen + "'$NOBODY $OV add --offset --days 9999 >out' | sed 's/.*epoch=//; s/ .*//' | { read time; echo "

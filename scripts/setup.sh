@@ -1,5 +1,4 @@
-# Sourced by the other scripts and by tests/suites/: goes to the project's folder, and provides what they need of the
-# machine.
+# Sourced by the other scripts and by tests/suites/: changes to the project's folder, and defines what they share.
 set -eu
 only=
 case $0 in
@@ -8,14 +7,14 @@ case $0 in
 esac
 CDPATH= cd -- "$(dirname -- "$0")/$above"
 
-# Says on standard error how a script is called, and ends it.
+# Prints the usage of the script, and ends it.
 usage() {
     echo "usage: $called${1:+ $1}" >&2
     exit 2
 }
 
-# Installs what is missing of the named Debian packages. A package counts as there when it is a command of that
-# name, or the file behind a colon exists.
+# Installs the named Debian packages that are missing. A package is there if a command has its name, or if the file
+# after the colon exists.
 require() {
     missing=
     for need in "$@"; do
@@ -40,7 +39,7 @@ require() {
     $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null
 }
 
-# Builds into a folder below build/, with CMake options behind it: all, or one target alone, named in $only.
+# Builds in a folder below build/, with CMake options: all targets, or the one in $only.
 build_in() {
     folder=build/$1
     shift

@@ -69,7 +69,7 @@ int main(int argc, char **argv)
     record.origin = atoll(words[6]);
     if (ask(ZYNOV_IOC_REFINE_CLOCK, &record))
         return 1;
-    if (argc > 5)
+    if (argc > 6)
         printf("%lld %lld %llu %lld %lld\n", (long long)record.id, (long long)record.base,
                (unsigned long long)record.spare, (long long)record.vtime, (long long)record.origin);
     return 0;

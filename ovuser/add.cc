@@ -9,10 +9,11 @@
 
 #include "ovuser/change.h"
 #include "ovuser/clocks.h"
-#include "ovuser/command.h"
 #include "ovuser/lock.h"
+#include "ovuser/message.h"
 #include "ovuser/plan.h"
-#include "ovuser/time_hints.h"
+#include "ovuser/subcommands.h"
+#include "ovuser/times.h"
 
 namespace ovuser
 {

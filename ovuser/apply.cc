@@ -10,11 +10,12 @@
 #include "ovuser/change.h"
 #include "ovuser/clock_file.h"
 #include "ovuser/clocks.h"
-#include "ovuser/command.h"
 #include "ovuser/hints.h"
 #include "ovuser/lock.h"
+#include "ovuser/message.h"
 #include "ovuser/owner.h"
 #include "ovuser/plan.h"
+#include "ovuser/subcommands.h"
 
 namespace ovuser
 {

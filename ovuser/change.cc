@@ -11,9 +11,9 @@
 
 #include "base/container.h"
 #include "ovuser/clocks.h"
-#include "ovuser/command.h"
 #include "ovuser/hints.h"
 #include "ovuser/lock.h"
+#include "ovuser/message.h"
 #include "ovuser/signals.h"
 #include "ovuser/text.h"
 #include "ovuser/trace.h"
@@ -100,7 +100,7 @@ class Outcome
         if (result_ == OV_UNKNOWN_IDENTITY) // the number that was handed on, which was there a moment ago
             return failed("%s: not found any more", who_.label());
         message_ = nullptr;
-        return conclude(result_, message, several ? &who_ : nullptr, error_);
+        return conclude(result_, message, several ? who_.label() : nullptr, error_);
     }
 
   private:

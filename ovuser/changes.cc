@@ -9,10 +9,9 @@
 #include <ctime>
 
 #include "ovuser/clocks.h"
-#include "ovuser/command.h"
-#include "ovuser/output.h"
-#include "ovuser/screen.h"
+#include "ovuser/message.h"
 #include "ovuser/text.h"
+#include "ovuser/times.h"
 
 namespace ovuser
 {

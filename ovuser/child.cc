@@ -14,8 +14,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "ovuser/command.h"
 #include "ovuser/environment.h"
+#include "ovuser/message.h"
 #include "ovuser/terminal.h"
 
 namespace ovuser

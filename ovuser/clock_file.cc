@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "ovuser/command.h"
+#include "ovuser/message.h"
 #include "ovuser/text.h"
 
 namespace ovuser

@@ -1,8 +1,6 @@
 #include "ovuser/clocks.h"
 
 #include <fcntl.h>
-#include <sys/socket.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,8 +9,8 @@
 #include <cstring>
 
 #include "base/failures.h"
-#include "ovuser/command.h"
 #include "ovuser/identities.h"
+#include "ovuser/message.h"
 
 namespace ovuser
 {
@@ -101,30 +99,6 @@ int Clocks::conclude() const
         return done;
     warn("clocks of which it cannot be told whether they are yours: %d", undecided_);
     return not_carried_out;
-}
-
-// Every call that reads the time, or a file's, may show the caller's virtual clock. The kernel stamps what is sent with
-// the real time.
-time_t real_time()
-{
-    int ends[2];
-    if (socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends) != 0)
-        return time(nullptr);
-    constexpr int on = 1;
-    alignas(cmsghdr) char room[CMSG_SPACE(sizeof(timeval))];
-    msghdr message = {};
-    message.msg_control = room;
-    message.msg_controllen = sizeof room;
-    const bool stamped = setsockopt(ends[0], SOL_SOCKET, SO_TIMESTAMP, &on, sizeof on) == 0 &&
-                         send(ends[1], "", 0, 0) == 0 && recvmsg(ends[0], &message, 0) == 0 &&
-                         CMSG_FIRSTHDR(&message) != nullptr;
-    close(ends[0]);
-    close(ends[1]);
-    timeval stamp;
-    if (!stamped)
-        return time(nullptr);
-    memcpy(&stamp, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof stamp);
-    return stamp.tv_sec;
 }
 
 int64_t seconds_ahead(const ov_clock &clock, time_t real)

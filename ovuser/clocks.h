@@ -5,6 +5,7 @@
 
 #include "ov_helper.h"
 #include "ovuser/json.h"
+#include "ovuser/times.h"
 
 namespace ovuser
 {
@@ -44,9 +45,6 @@ class Clocks
     Step failed_ = Step::none;
     int error_ = 0;
 };
-
-// The time that everybody without a clock sees, also when the caller has one.
-time_t real_time();
 
 // How far a clock is ahead of real time, in seconds; negative behind it.
 int64_t seconds_ahead(const ov_clock &clock, time_t real);

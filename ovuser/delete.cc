@@ -4,10 +4,11 @@
 #include <cstdio>
 
 #include "ovuser/change.h"
-#include "ovuser/command.h"
 #include "ovuser/hints.h"
 #include "ovuser/identities.h"
 #include "ovuser/lock.h"
+#include "ovuser/message.h"
+#include "ovuser/subcommands.h"
 
 namespace ovuser
 {

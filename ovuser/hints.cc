@@ -1,28 +1,14 @@
 #include "ovuser/hints.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 
-#include "ov_helper.h"
-#include "ovuser/command.h"
-#include "ovuser/text.h"
-#include "ovuser/time_hints.h"
+#include "ovuser/message.h"
 
 namespace ovuser
 {
-
-void hint(const char *format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    print_line(stderr, "ovuser: hint: ", format, arguments);
-    va_end(arguments);
-}
 
 // How many letters have to be put in, left out, exchanged for another or with the next to make one word of the other,
 // up to a length at which nothing is alike.
@@ -232,51 +218,6 @@ bool only_help(int argc, char **argv, const char *help, int &status)
         fputs(help, stdout);
     status = choice == 'h' ? done : fault_in_option(argv, known);
     return true;
-}
-
-// Words that people write for the letter before a colon.
-static constexpr struct {
-    const char *word;
-    char letter;
-} long_prefixes[] = {
-    {"user:", 'u'}, {"uid:", 'u'}, {"group:", 'g'}, {"gid:", 'g'}, {"process:", 'p'}, {"pid:", 'p'},
-};
-
-void hint_on_identity(const char *typed)
-{
-    for (const auto &prefix : long_prefixes) {
-        const size_t length = strlen(prefix.word);
-        if (strncmp(typed, prefix.word, length) == 0)
-            return hint("did you mean %c:%s?", prefix.letter, typed + length);
-    }
-    if (strchr(typed, ',') != nullptr)
-        return hint("identities are separated by blanks, not by commas");
-    if (strchr(typed, ':') != nullptr && typed[0] >= '0' && typed[0] <= '9')
-        return hint("a time of two words is quoted: --at '2030-12-25 09:00'");
-    if (hint_on_stray_time(1, const_cast<char *const *>(&typed)))
-        return;
-    uint32_t number;
-    if (strchr(typed, ':') == nullptr && parse_uid(typed, OV_GROUP, &number) == 0)
-        hint("did you mean the group, g:%s?", typed);
-    else if (strchr(typed, ':') == nullptr && parse_uid(typed, OV_PROCESS, &number) == 0)
-        hint("did you mean the process, p:%s?", typed);
-}
-
-void hint_on_errno(int error)
-{
-    static constexpr struct {
-        int error;
-        const char *text;
-    } remedies[] = {
-        {ENOENT, "the kernel module is not there: load it with 'modprobe zynov', or run the command under zynov-sim"},
-        {EACCES, "the module is not open to this user: ask the superuser (a simulator's table: zynov-sim --shared)"},
-        {ENOSPC, "there is no room for another clock: 'ovuser list' shows them, 'ovuser delete' makes room"},
-    };
-    static int told = 0; // once is enough for all of many
-    for (const auto &remedy : remedies)
-        if (remedy.error == error && error != told)
-            hint("%s", remedy.text);
-    told = error;
 }
 
 } // namespace ovuser

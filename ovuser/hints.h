@@ -3,12 +3,8 @@
 
 #include <getopt.h>
 
-#include <cstdint>
-
 namespace ovuser
 {
-
-void hint(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 // Finds the candidate that is likest to a mistyped word.
 class Nearest
@@ -34,11 +30,5 @@ int fault_in_option(char *const *argv, const option *known);
 // Reads the options of a subcommand that has none but --help. True when that is all that it is to do: then the status
 // is what it ends with.
 bool only_help(int argc, char **argv, const char *help, int &status);
-
-// For an identity that does not exist.
-void hint_on_identity(const char *typed);
-
-// For an errno of the control file's.
-void hint_on_errno(int error);
 
 } // namespace ovuser

@@ -11,10 +11,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "ovuser/command.h"
-#include "ovuser/hints.h"
+#include "ovuser/message.h"
 #include "ovuser/names.h"
 #include "ovuser/text.h"
+#include "ovuser/times.h"
 
 namespace ovuser
 {
@@ -142,6 +142,35 @@ int Identities::read_or_caller(const char *subcommand, int count, char **texts)
     return done;
 }
 
+// Words that people write for the letter before a colon.
+static constexpr struct {
+    const char *word;
+    char letter;
+} long_prefixes[] = {
+    {"user:", 'u'}, {"uid:", 'u'}, {"group:", 'g'}, {"gid:", 'g'}, {"process:", 'p'}, {"pid:", 'p'},
+};
+
+// For an identity that does not exist.
+static void hint_on_identity(const char *typed)
+{
+    for (const auto &prefix : long_prefixes) {
+        const size_t length = strlen(prefix.word);
+        if (strncmp(typed, prefix.word, length) == 0)
+            return hint("did you mean %c:%s?", prefix.letter, typed + length);
+    }
+    if (strchr(typed, ',') != nullptr)
+        return hint("identities are separated by blanks, not by commas");
+    if (strchr(typed, ':') != nullptr && typed[0] >= '0' && typed[0] <= '9')
+        return hint("a time of two words is quoted: --at '2030-12-25 09:00'");
+    if (hint_on_stray_time(1, const_cast<char *const *>(&typed)))
+        return;
+    uint32_t number;
+    if (strchr(typed, ':') == nullptr && parse_uid(typed, OV_GROUP, &number) == 0)
+        hint("did you mean the group, g:%s?", typed);
+    else if (strchr(typed, ':') == nullptr && parse_uid(typed, OV_PROCESS, &number) == 0)
+        hint("did you mean the process, p:%s?", typed);
+}
+
 int Identities::check(ov_request &request, int64_t *value)
 {
     int64_t unused;
@@ -153,7 +182,7 @@ int Identities::check(ov_request &request, int64_t *value)
             request.id_count = 0;
         char *message = nullptr;
         if (const int32_t result = ov_preview_request(&request, value != nullptr ? value : &unused, &message)) {
-            const int status = ovuser::conclude(result, message, several() ? &identity : nullptr);
+            const int status = ovuser::conclude(result, message, several() ? identity.label() : nullptr);
             if (result == OV_UNKNOWN_IDENTITY)
                 hint_on_identity(identity.text);
             if (several() && request.operation != OV_LIST)

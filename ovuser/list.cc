@@ -9,11 +9,11 @@
 
 #include "ovuser/changes.h"
 #include "ovuser/clocks.h"
-#include "ovuser/command.h"
 #include "ovuser/hints.h"
 #include "ovuser/identities.h"
 #include "ovuser/json.h"
-#include "ovuser/output.h"
+#include "ovuser/message.h"
+#include "ovuser/subcommands.h"
 #include "ovuser/watch.h"
 
 namespace ovuser

@@ -10,8 +10,8 @@
 #include <cstring>
 #include <ctime>
 
-#include "ovuser/command.h"
-#include "ovuser/screen.h"
+#include "ovuser/message.h"
+#include "ovuser/times.h"
 
 namespace ovuser
 {

@@ -10,14 +10,21 @@
 #include <initializer_list>
 
 #include "base/version.h"
-#include "ovuser/command.h"
 #include "ovuser/hints.h"
-#include "ovuser/output.h"
+#include "ovuser/message.h"
+#include "ovuser/subcommands.h"
 
 namespace ovuser
 {
 
 static constexpr char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+
+struct Subcommand {
+    const char *word;
+    int (*run)(int argc, char **argv);
+    const char *help;
+    bool changes; // clocks
+};
 
 static constexpr Subcommand subcommands[] = {
     {"add", add_command, "give identities a virtual clock", true},

@@ -5,9 +5,10 @@
 #include <cstdlib>
 
 #include "ovuser/clocks.h"
-#include "ovuser/command.h"
 #include "ovuser/hints.h"
 #include "ovuser/lock.h"
+#include "ovuser/message.h"
+#include "ovuser/subcommands.h"
 #include "ovuser/trace.h"
 
 namespace ovuser

@@ -5,10 +5,11 @@
 
 #include "ovuser/change.h"
 #include "ovuser/child.h"
-#include "ovuser/command.h"
 #include "ovuser/lock.h"
+#include "ovuser/message.h"
+#include "ovuser/subcommands.h"
 #include "ovuser/terminal.h"
-#include "ovuser/time_hints.h"
+#include "ovuser/times.h"
 
 namespace ovuser
 {

@@ -11,13 +11,13 @@
 
 #include "ovuser/clock_file.h"
 #include "ovuser/clocks.h"
-#include "ovuser/command.h"
 #include "ovuser/hints.h"
 #include "ovuser/lock.h"
+#include "ovuser/message.h"
 #include "ovuser/owner.h"
 #include "ovuser/signals.h"
+#include "ovuser/subcommands.h"
 #include "ovuser/text.h"
-#include "ovuser/when.h"
 
 namespace ovuser
 {

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "ovuser/times.h"
+
 namespace ovuser
 {
 
@@ -99,13 +101,6 @@ void Screen::wait(int64_t until)
         obey(signal);
     if (is_there_)
         enter();
-}
-
-int64_t monotonic_time()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
 }
 
 } // namespace ovuser

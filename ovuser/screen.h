@@ -36,7 +36,4 @@ class Screen
     sigset_t awaited_, before_;
 };
 
-// Nanoseconds from some instant on, whatever happens to the time of day.
-int64_t monotonic_time();
-
 } // namespace ovuser

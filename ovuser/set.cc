@@ -1,5 +1,6 @@
 #include "ovuser/add.h"
-#include "ovuser/command.h"
+#include "ovuser/message.h"
+#include "ovuser/subcommands.h"
 
 static constexpr char set_usage[] =
     "usage: ovuser set [IDENTITY...] [WHEN] [--speed N] [--rewind] [--dry-run [--json]]\n"

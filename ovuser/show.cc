@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "ovuser/command.h"
 #include "ovuser/hints.h"
 #include "ovuser/life.h"
-#include "ovuser/output.h"
+#include "ovuser/message.h"
+#include "ovuser/subcommands.h"
 #include "ovuser/text.h"
 
 namespace ovuser

@@ -14,7 +14,7 @@
 #include <ctime>
 #include <initializer_list>
 
-#include "ovuser/command.h"
+#include "ovuser/message.h"
 
 namespace ovuser
 {

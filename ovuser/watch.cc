@@ -7,10 +7,10 @@
 #include <cstdio>
 
 #include "ovuser/clocks.h"
-#include "ovuser/command.h"
-#include "ovuser/output.h"
+#include "ovuser/message.h"
 #include "ovuser/screen.h"
 #include "ovuser/text.h"
+#include "ovuser/times.h"
 
 namespace ovuser
 {

@@ -7,9 +7,8 @@
 #include <cstring>
 #include <ctime>
 
-#include "ovuser/command.h"
 #include "ovuser/hints.h"
-#include "ovuser/time_hints.h"
+#include "ovuser/message.h"
 
 namespace ovuser
 {
@@ -30,44 +29,6 @@ const char when_help[] =
     "\n"
     "  --speed N           N times faster, -N times slower (-1000 to 1000), 0 or 'frozen' to stand still\n"
     "  --rewind            go back to the same date at every midnight; --no-rewind does not\n";
-
-bool read_whole_number(const char *typed, int64_t least, int64_t most, int64_t &number)
-{
-    char *end;
-    errno = 0;
-    number = strtoll(typed, &end, 10);
-    return end != typed && *end == '\0' && errno == 0 && number >= least && number <= most;
-}
-
-bool read_span(const char *typed, Span &span)
-{
-    static constexpr char units[] = "ydhmws";
-    enum { days = 1, weeks = 4, seconds = 5 };
-    int64_t numbers[6] = {};
-    bool seen[6] = {}, any = false;
-    for (const char *text = typed; *(text += strspn(text, " ")) != '\0'; any = true) {
-        char *end;
-        errno = 0;
-        const long number = strtol(text, &end, 10);
-        const char *unit = *end != '\0' ? strchr(units, *end) : nullptr;
-        if (end == text || errno != 0 || number < INT32_MIN || number > INT32_MAX || unit == nullptr ||
-            seen[unit - units])
-            return false;
-        numbers[unit - units] = number;
-        seen[unit - units] = true;
-        text = end + 1;
-    }
-    numbers[days] += 7 * numbers[weeks];
-    seen[days] |= seen[weeks];
-    if (numbers[days] < INT32_MIN || numbers[days] > INT32_MAX)
-        return false;
-    for (int i = 0; i < weeks; ++i) {
-        snprintf(span.texts[i], sizeof span.texts[i], "%" PRId64, numbers[i]);
-        span.parts[i] = seen[i] ? span.texts[i] : nullptr;
-    }
-    span.seconds = numbers[seconds];
-    return any;
-}
 
 static const char *name_of(int choice)
 {

@@ -7,31 +7,10 @@
 #include <cstdint>
 
 #include "ov_helper.h"
+#include "ovuser/times.h"
 
 namespace ovuser
 {
-
-// Whole numbers of years, days (and weeks), hours and minutes as the engine takes them, null where there is none, and
-// seconds, which it does not know.
-struct Span {
-    const char *parts[4] = {};
-    int64_t seconds = 0;
-    char texts[4][12] = {};
-};
-
-// "2d 3h", "-90m", "1w": each number with a sign of its own and one of the units y, w, d, h, m and s, each unit at most
-// once. False when it is anything else.
-bool read_span(const char *typed, Span &span);
-
-// A whole number and nothing else, within bounds.
-bool read_whole_number(const char *typed, int64_t least, int64_t most, int64_t &number);
-
-// The clock values that are taken.
-inline constexpr int64_t earliest_value = 32400, latest_value = 253402329599;
-constexpr bool is_in_range(int64_t value)
-{
-    return value >= earliest_value && value <= latest_value;
-}
 
 // What getopt returns for them. In the order of the options, of which those from in to offset are about a distance.
 enum WhenOption : int {

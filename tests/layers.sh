@@ -33,8 +33,8 @@ simulator/launcher: simulator/bare simulator/table simulator/control simulator/e
 END
 trap 'rm -f "${TMPDIR:-/tmp}/layers.$$"' EXIT
 
-# A source and its header are one: includes of the source count for the circles, too. OPEN: still has circles.
-awk -v open='ovuser' '
+# A source and its header are one: includes of the source count for the circles, too.
+awk '
     function folder(path) { sub("/[^/]*$", "", path); return path }
     function stem(path) { sub("[.][a-z]*$", "", path); return path }
     function complain(what) { print what; status = 1 }
@@ -63,7 +63,7 @@ awk -v open='ovuser' '
         from = folder(FILENAME)
         if (from in known && from != folder(to) && !((from, folder(to)) in allowed))
             complain(FILENAME " includes " to)
-        if (stem(FILENAME) != stem(to) && from != open)
+        if (stem(FILENAME) != stem(to))
             edges[stem(FILENAME) " " stem(to)] = 1
     }
     END {

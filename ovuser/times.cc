@@ -1,15 +1,59 @@
-#include "ovuser/time_hints.h"
+#include "ovuser/times.h"
 
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cinttypes>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
 #include "ov_helper.h"
-#include "ovuser/hints.h"
-#include "ovuser/when.h"
+#include "ovuser/message.h"
 
 namespace ovuser
 {
+
+bool read_whole_number(const char *typed, int64_t least, int64_t most, int64_t &number)
+{
+    char *end;
+    errno = 0;
+    number = strtoll(typed, &end, 10);
+    return end != typed && *end == '\0' && errno == 0 && number >= least && number <= most;
+}
+
+bool read_span(const char *typed, Span &span)
+{
+    static constexpr char units[] = "ydhmws";
+    enum { days = 1, weeks = 4, seconds = 5 };
+    int64_t numbers[6] = {};
+    bool seen[6] = {}, any = false;
+    for (const char *text = typed; *(text += strspn(text, " ")) != '\0'; any = true) {
+        char *end;
+        errno = 0;
+        const long number = strtol(text, &end, 10);
+        const char *unit = *end != '\0' ? strchr(units, *end) : nullptr;
+        if (end == text || errno != 0 || number < INT32_MIN || number > INT32_MAX || unit == nullptr ||
+            seen[unit - units])
+            return false;
+        numbers[unit - units] = number;
+        seen[unit - units] = true;
+        text = end + 1;
+    }
+    numbers[days] += 7 * numbers[weeks];
+    seen[days] |= seen[weeks];
+    if (numbers[days] < INT32_MIN || numbers[days] > INT32_MAX)
+        return false;
+    for (int i = 0; i < weeks; ++i) {
+        snprintf(span.texts[i], sizeof span.texts[i], "%" PRId64, numbers[i]);
+        span.parts[i] = seen[i] ? span.texts[i] : nullptr;
+    }
+    span.seconds = numbers[seconds];
+    return any;
+}
 
 // A time with two digits wherever it has one, and with dashes for slashes.
 static void complete_digits(const char *typed, char *text, size_t room)
@@ -88,6 +132,37 @@ void hint_on_time(const char *typed, int count, char *const *behind)
         return hint("a time of day needs a date: --at '%s'", time.text);
     hint("--at takes 'YYYY-MM-DD hh:mm', with :ss and with Z or +hh:mm behind, MMDDhhmmYYYY, @SECONDS, now, and times "
          "as 'ovuser list' prints them");
+}
+
+// Every call that reads the time, or a file's, may show the caller's virtual clock. The kernel stamps what is sent with
+// the real time.
+time_t real_time()
+{
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends) != 0)
+        return time(nullptr);
+    constexpr int on = 1;
+    alignas(cmsghdr) char room[CMSG_SPACE(sizeof(timeval))];
+    msghdr message = {};
+    message.msg_control = room;
+    message.msg_controllen = sizeof room;
+    const bool stamped = setsockopt(ends[0], SOL_SOCKET, SO_TIMESTAMP, &on, sizeof on) == 0 &&
+                         send(ends[1], "", 0, 0) == 0 && recvmsg(ends[0], &message, 0) == 0 &&
+                         CMSG_FIRSTHDR(&message) != nullptr;
+    close(ends[0]);
+    close(ends[1]);
+    timeval stamp;
+    if (!stamped)
+        return time(nullptr);
+    memcpy(&stamp, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof stamp);
+    return stamp.tv_sec;
+}
+
+int64_t monotonic_time()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
 }
 
 } // namespace ovuser

@@ -1,19 +1,64 @@
-#include "ovuser/command.h"
+#include "ovuser/message.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
-#include "ovuser/hints.h"
-#include "ovuser/identities.h"
-#include "ovuser/output.h"
 #include "ovuser/text.h"
 
 namespace ovuser
 {
 
-void print_line(FILE *stream, const char *beginning, const char *format, va_list arguments)
+static int output_error = 0;
+
+void hold_closed_streams()
+{
+    int descriptor;
+    do
+        descriptor = open("/", O_PATH | O_CLOEXEC);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    close(descriptor);
+}
+
+bool output_works()
+{
+    if (ferror(stdout) == 0)
+        return true;
+    if (output_error == 0)
+        output_error = errno;
+    return false;
+}
+
+void flush_output()
+{
+    errno = 0; // which an earlier failure has not left, where the reason for this one is known no more
+    if (fflush(stdout) != 0)
+        output_error = errno;
+}
+
+int finish_output(int status)
+{
+    flush_output();
+    bool lost = !output_works();
+    if (fclose(stdout) != 0 && errno != EBADF) { // some file systems tell only now that there is no room
+        lost = true;
+        output_error = errno;
+    }
+    if (lost)
+        fprintf(stderr, "ovuser: error: standard output: %s\n",
+                output_error != 0 ? strerror(output_error) : "some lines could not be written");
+    if (ferror(stderr) != 0 && (fcntl(STDERR_FILENO, F_GETFL) & O_PATH) == 0) // who has closed it wants to hear nothing
+        lost = true;
+    return lost ? std::max(status, int{not_carried_out}) : status;
+}
+
+static void print_line(FILE *stream, const char *beginning, const char *format, va_list arguments)
 {
     char *text = nullptr;
     if (vasprintf(&text, format, arguments) < 0)
@@ -86,6 +131,31 @@ int failed(const char *format, ...)
     return not_carried_out;
 }
 
+void hint(const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    print_line(stderr, "ovuser: hint: ", format, arguments);
+    va_end(arguments);
+}
+
+void hint_on_errno(int error)
+{
+    static constexpr struct {
+        int error;
+        const char *text;
+    } remedies[] = {
+        {ENOENT, "the kernel module is not there: load it with 'modprobe zynov', or run the command under zynov-sim"},
+        {EACCES, "the module is not open to this user: ask the superuser (a simulator's table: zynov-sim --shared)"},
+        {ENOSPC, "there is no room for another clock: 'ovuser list' shows them, 'ovuser delete' makes room"},
+    };
+    static int told = 0; // once is enough for all of many
+    for (const auto &remedy : remedies)
+        if (remedy.error == error && error != told)
+            hint("%s", remedy.text);
+    told = error;
+}
+
 // A message of the engine's. Its line ends are its own, but for those in an identity that it quotes: there only the
 // last is.
 static void print_message(FILE *stream, int32_t result, char *message)
@@ -102,7 +172,7 @@ static void print_message(FILE *stream, int32_t result, char *message)
 }
 
 // Begins the message of a refusal: behind its severity comes what it is about. Returns what remains of it.
-static char *print_beginning(char *message, const Identity *who)
+static char *print_beginning(char *message, const char *label)
 {
     static constexpr const char *severities[] = {"ovuser: error: ", "ovuser: warning: "};
     for (const char *severity : severities) {
@@ -112,8 +182,8 @@ static char *print_beginning(char *message, const Identity *who)
         fputs(severity, stderr);
         if (place != nullptr)
             place->print();
-        if (who != nullptr) {
-            print_visible(stderr, who->label());
+        if (label != nullptr) {
+            print_visible(stderr, label);
             fputs(": ", stderr);
         }
         return message + length;
@@ -121,7 +191,7 @@ static char *print_beginning(char *message, const Identity *who)
     return message;
 }
 
-int conclude(int32_t result, char *message, const Identity *who, int error)
+int conclude(int32_t result, char *message, const char *label, int error)
 {
     if (result == OV_OK) {
         if (message != nullptr)
@@ -134,7 +204,7 @@ int conclude(int32_t result, char *message, const Identity *who, int error)
     char own[80];
     snprintf(own, sizeof own, "ovuser: error: the request was not carried out, result = %d\n", result);
     const bool quotes = result == OV_UNKNOWN_IDENTITY; // what was typed
-    print_message(stderr, result, print_beginning(message != nullptr ? message : own, quotes ? nullptr : who));
+    print_message(stderr, result, print_beginning(message != nullptr ? message : own, quotes ? nullptr : label));
     free(message);
     if (result == OV_NO_CONTROL_FILE || result < OV_BAD_OPERATION || result > OV_ROOT_IDENTITY)
         hint_on_errno(error);

@@ -4,7 +4,7 @@
 
 #include "fuzz/fuzz.h"
 #include "ovuser/hints.h"
-#include "ovuser/when.h"
+#include "ovuser/times.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {

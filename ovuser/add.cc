@@ -11,7 +11,6 @@
 #include "ovuser/clocks.h"
 #include "ovuser/lock.h"
 #include "ovuser/message.h"
-#include "ovuser/plan.h"
 #include "ovuser/subcommands.h"
 #include "ovuser/times.h"
 
@@ -24,12 +23,70 @@ static constexpr char add_usage[] =
     "Gives each IDENTITY a virtual clock, unless it has one: that stays as it is. The clock of a process is its\n"
     "alone, and not its children's: see 'ovuser run --help' for those.\n";
 
+static constexpr char set_usage[] =
+    "usage: ovuser set [IDENTITY...] [WHEN] [--speed N] [--rewind] [--dry-run [--json]]\n"
+    "\n"
+    "Gives each IDENTITY a virtual clock in place of any that it has: 'ovuser add --replace' in a word.\n";
+
 static constexpr OptionsWithWhen add_options({
     {"replace", no_argument, nullptr, 'r'},
     {"dry-run", no_argument, nullptr, 'n'},
     {"json", no_argument, nullptr, 'j'},
     {"help", no_argument, nullptr, 'h'},
 });
+
+bool Plan::next()
+{
+    static constexpr const char *keys[] = {"added", "changed", "deleted", "left", "failed"};
+    if (kind_ >= 0)
+        json_.close(']');
+    if (++kind_ < end) {
+        json_.open('[', keys[kind_]);
+        return true;
+    }
+    json_.close('}');
+    fputc('\n', stdout);
+    return false;
+}
+
+void Plan::write_state(const char *key, const ov_clock *clock)
+{
+    if (clock == nullptr)
+        return json_.word(key, "null");
+    json_.open('{', key);
+    write_clock_state(json_, *clock, real_);
+    json_.close('}');
+}
+
+void Plan::write(const char *identity, int line, const ov_clock *from, const ov_clock *to)
+{
+    const ov_clock &either = from != nullptr ? *from : *to;
+    json_.open('{');
+    json_.text("identity", identity);
+    if (line > 0)
+        json_.number("line", line);
+    json_.text("kind", kind_word(either.kind));
+    json_.number("id", either.id);
+    write_state("from", from);
+    write_state("to", to);
+    json_.close('}');
+}
+
+void Plan::give(const Identity &who, int line, const When &when, int64_t checked, const ov_clock *present)
+{
+    const Change kind = present == nullptr ? added : replace_ ? changed : left;
+    if (kind != kind_)
+        return;
+    const ov_clock wanted = Wanted(when, checked, present).clock_of(who);
+    write(who.label(), line, present, kind == left ? present : &wanted);
+}
+
+void Plan::take_away(const ov_clock &clock)
+{
+    const Owner owner(clock);
+    if (kind_ == (owner.exists ? deleted : failed))
+        write(owner.text, 0, &clock, owner.exists ? nullptr : &clock);
+}
 
 int AddWords::read(const char *subcommand, int argc, char **argv)
 {
@@ -59,7 +116,7 @@ int AddWords::read(const char *subcommand, int argc, char **argv)
         hint_on_stray_time(argc - optind, argv + optind);
         return status;
     }
-    return identities_.read_or_caller(subcommand, argc - optind, argv + optind);
+    return read_identities_or_caller(identities_, subcommand, argc - optind, argv + optind);
 }
 
 int AddWords::check()
@@ -69,7 +126,7 @@ int AddWords::check()
 
 int AddWords::carry_out(bool replace)
 {
-    const bool several = identities_.several();
+    const bool several = identities_.count() > 1;
     Lock lock;
     int worst = lock.take();
     if (worst != done)
@@ -118,7 +175,8 @@ int AddWords::rehearse(bool replace, const Clocks &table)
     return done;
 }
 
-int give_clocks(const char *subcommand, const char *usage, bool replace, int argc, char **argv)
+// The whole of a subcommand that gives clocks.
+static int give_clocks(const char *subcommand, const char *usage, bool replace, int argc, char **argv)
 {
     AddWords words;
     if (const int status = words.read(subcommand, argc, argv))
@@ -140,6 +198,11 @@ int give_clocks(const char *subcommand, const char *usage, bool replace, int arg
 int add_command(int argc, char **argv)
 {
     return give_clocks("add", add_usage, false, argc, argv);
+}
+
+int set_command(int argc, char **argv)
+{
+    return give_clocks("set", set_usage, true, argc, argv);
 }
 
 } // namespace ovuser

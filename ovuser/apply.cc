@@ -7,14 +7,14 @@
 #include <new>
 
 #include "ovuser/add.h"
+#include "ovuser/array.h"
 #include "ovuser/change.h"
 #include "ovuser/clock_file.h"
 #include "ovuser/clocks.h"
 #include "ovuser/hints.h"
+#include "ovuser/identity.h"
 #include "ovuser/lock.h"
 #include "ovuser/message.h"
-#include "ovuser/owner.h"
-#include "ovuser/plan.h"
 #include "ovuser/subcommands.h"
 
 namespace ovuser
@@ -37,7 +37,6 @@ struct ApplyOptions {
 
 // A line of a file: whose clock, and which.
 struct Line {
-    Line *next;
     int32_t kind; // whose clock, once that has been resolved
     uint32_t id;
     int number;
@@ -70,7 +69,7 @@ class Application
 
     ClockFile file_;
     const ApplyOptions options_;
-    Line *first_ = nullptr, **end_ = &first_;
+    Array<Line *> lines_;
     int added_ = 0, replaced_ = 0, deleted_ = 0, left_ = 0, failed_ = 0;
 };
 
@@ -82,18 +81,16 @@ static void dispose(Line *line)
 
 Application::~Application()
 {
-    while (Line *line = first_) {
-        first_ = line->next;
+    for (Line *line : lines_)
         dispose(line);
-    }
 }
 
 Line *Application::find(int32_t kind, uint32_t id) const
 {
-    Line *line = first_;
-    while (line != nullptr && (line->id != id || line->kind != kind))
-        line = line->next;
-    return line;
+    for (Line *line : lines_)
+        if (line->id == id && line->kind == kind)
+            return line;
+    return nullptr;
 }
 
 int Application::check(Line &line) const
@@ -101,7 +98,7 @@ int Application::check(Line &line) const
     AddWords &words = line.words;
     if (words.help() || words.dry_run() || words.json() || words.replace())
         return misunderstood("--help, --dry-run, --json and --replace are not for a line of a file");
-    if (words.identities().several())
+    if (words.identities().count() > 1)
         return misunderstood("a line is for one clock");
     if (const int status = words.check())
         return status;
@@ -117,17 +114,15 @@ int Application::read_line(int argc, char **argv)
     void *memory = malloc(sizeof(Line));
     if (memory == nullptr)
         return failed("no memory");
-    auto *line = new (memory) Line{nullptr, 0, 0, file_.line(), {}};
+    auto *line = new (memory) Line{0, 0, file_.line(), {}};
     int status = line->words.read("add", argc, argv);
     if (status == done)
         status = check(*line);
-    if (status != done) {
+    if (status == done && lines_.add(line) == nullptr)
+        status = failed("no memory");
+    if (status != done)
         dispose(line);
-        return status;
-    }
-    *end_ = line;
-    end_ = &line->next;
-    return done;
+    return status;
 }
 
 int Application::read()
@@ -145,7 +140,7 @@ int Application::read()
         }
         worst = std::max(worst, status);
     }
-    if (worst == done && first_ == nullptr && options_.prune && !options_.empty) { // more likely cut off than meant
+    if (worst == done && lines_.count() == 0 && options_.prune && !options_.empty) { // more likely cut off than meant
         worst = misunderstood("%s: there is no clock in it, and --prune would delete all", file_.name());
         hint("--empty says that this is meant");
     }
@@ -202,7 +197,7 @@ void Application::write_plan(const Clocks &table) const
 {
     Plan plan(options_.replace);
     while (plan.next()) {
-        for (Line *line = first_; line != nullptr; line = line->next)
+        for (Line *line : lines_)
             plan.give(line->who(), line->number, line->words.when(), line->words.checked(),
                       table.find(line->kind, line->id));
         if (options_.prune)
@@ -229,7 +224,7 @@ int Application::carry_out()
         for (const ov_clock &clock : table)
             if (find(clock.kind, clock.id) == nullptr)
                 worst = std::max(worst, take_away(clock));
-    for (Line *line = first_; line != nullptr; line = line->next)
+    for (Line *line : lines_)
         worst = std::max(worst, give(*line, table));
     sum_up();
     return worst;

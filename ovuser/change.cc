@@ -10,13 +10,12 @@
 #include <cstring>
 
 #include "base/container.h"
+#include "ovuser/audit.h"
 #include "ovuser/clocks.h"
 #include "ovuser/hints.h"
 #include "ovuser/lock.h"
 #include "ovuser/message.h"
-#include "ovuser/signals.h"
 #include "ovuser/text.h"
-#include "ovuser/trace.h"
 
 namespace ovuser
 {
@@ -233,7 +232,7 @@ int check_clock(Identities &identities, const When &when, int64_t &checked)
     if (const int status = when.check_distance())
         return status;
     ov_request request = when.request();
-    return identities.check(request, &checked);
+    return check_identities(identities, request, &checked);
 }
 
 // Deletes and adds. No signal may leave it at the first.

@@ -5,8 +5,8 @@
 #include <ctime>
 
 #include "ov_helper.h"
-#include "ovuser/identities.h"
-#include "ovuser/when.h"
+#include "ovuser/identity.h"
+#include "ovuser/options.h"
 
 namespace ovuser
 {

@@ -1,4 +1,4 @@
-#include "ovuser/changes.h"
+#include "ovuser/watch.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -63,22 +63,15 @@ struct Told {
 class Changes
 {
   public:
-    Changes() = default;
-    ~Changes() { free(told_); }
-    Changes(const Changes &) = delete;
-    Changes &operator=(const Changes &) = delete;
-
     // Writes what is not as it was told. False without memory.
     bool tell(const Clocks &clocks, Identities &identities, const Look &look);
 
   private:
     Told *find(const ov_clock &clock);
-    Told *add();
     void tell_gone();
     void tell_real(const Look &look);
 
-    Told *told_ = nullptr;
-    size_t count_ = 0, room_ = 0;
+    Array<Told> told_;
     size_t next_ = 0; // where the next clock of a look stands, unless something has changed
     Anchor real_;
     bool began_ = false;
@@ -86,25 +79,12 @@ class Changes
 
 Told *Changes::find(const ov_clock &clock)
 {
-    for (size_t i = 0; i < count_; ++i, ++next_) {
-        Told &told = told_[next_ %= count_];
+    for (size_t i = 0; i < told_.count(); ++i, ++next_) {
+        Told &told = told_[next_ %= told_.count()];
         if (told.clock.kind == clock.kind && told.clock.id == clock.id)
             return ++next_, &told;
     }
     return nullptr;
-}
-
-Told *Changes::add()
-{
-    if (count_ == room_) {
-        const size_t room = room_ > 0 ? 2 * room_ : 16;
-        void *more = realloc(told_, room * sizeof *told_);
-        if (more == nullptr)
-            return nullptr;
-        told_ = static_cast<Told *>(more);
-        room_ = room;
-    }
-    return &told_[count_++];
 }
 
 static void begin_line(Json &json, const char *change)
@@ -122,17 +102,17 @@ static void end_line(Json &json)
 void Changes::tell_gone()
 {
     size_t left = 0;
-    for (size_t i = 0; i < count_; ++i) {
-        if (told_[i].met) {
-            told_[left++] = told_[i];
+    for (const Told &told : told_) {
+        if (told.met) {
+            told_[left++] = told;
             continue;
         }
         Json json(stdout, Json::on_one_line);
         begin_line(json, "gone");
-        write_owner(json, told_[i].clock);
+        write_owner(json, told.clock);
         end_line(json);
     }
-    count_ = left;
+    told_.shorten(left);
 }
 
 void Changes::tell_real(const Look &look)
@@ -157,14 +137,14 @@ static bool is_same(Told &told, const ov_clock &clock, const Look &look)
 
 bool Changes::tell(const Clocks &clocks, Identities &identities, const Look &look)
 {
-    for (size_t i = 0; i < count_; ++i)
-        told_[i].met = false;
+    for (Told &told : told_)
+        told.met = false;
     for (const ov_clock &clock : clocks) {
-        if (!identities.include(clock))
+        if (!is_among(clock, identities))
             continue;
         Told *told = find(clock);
         const bool same = told != nullptr && is_same(*told, clock, look);
-        if (told == nullptr && (told = add()) == nullptr)
+        if (told == nullptr && (told = told_.add({})) == nullptr)
             return false;
         told->met = true;
         if (same)

@@ -22,7 +22,6 @@ ClockFile::ClockFile(const char *path)
 ClockFile::~ClockFile()
 {
     free(text_);
-    free(words_);
 }
 
 // Who may write the file chooses what the superuser does. The descriptor is looked at, so that it does not matter which
@@ -139,15 +138,8 @@ int ClockFile::read()
 
 bool ClockFile::read_word()
 {
-    if (word_count_ + 1 >= room_) {
-        room_ = 2 * room_ + 16;
-        void *more = realloc(words_, static_cast<size_t>(room_) * sizeof *words_);
-        if (more == nullptr)
-            return misunderstood("no memory"), false;
-        words_ = static_cast<char **>(more);
-    }
-    words_[word_count_++] = words_end_;
-    words_[word_count_] = nullptr;
+    if (words_.add(words_end_) == nullptr)
+        return misunderstood("no memory"), false;
     char quote = '\0';
     for (; *next_ != '\0' && *next_ != '\n'; ++next_) {
         if (quote == '\0' && (*next_ == ' ' || *next_ == '\t'))
@@ -173,18 +165,23 @@ bool ClockFile::read_word()
 
 int ClockFile::next_line(char **&words)
 {
-    for (word_count_ = 1;;) {
+    words_.shorten(0);
+    if (words_.add(const_cast<char *>(name_)) == nullptr) // as in argv, where nobody writes
+        return failed("no memory"), -1;
+    for (;;) {
         next_ += strspn(next_, " \t");
         if (*next_ == '#')
             next_ += strcspn(next_, "\n");
-        if (*next_ == '\0' || (*next_ == '\n' && word_count_ > 1)) {
-            if (word_count_ == 1)
-                return 0;
-            words = words_;
-            words[0] = const_cast<char *>(name_); // as in argv, where nobody writes
-            return word_count_;
-        }
+        const auto count = static_cast<int>(words_.count());
+        if (*next_ == '\0' && count == 1)
+            return 0;
         const Place here(name_, line_);
+        if (*next_ == '\0' || (*next_ == '\n' && count > 1)) {
+            if (words_.add(nullptr) == nullptr)
+                return failed("no memory"), -1;
+            words = words_.begin();
+            return count;
+        }
         if (*next_ == '\n') {
             ++next_;
             ++line_;

@@ -4,6 +4,8 @@
 
 #include <cstddef>
 
+#include "ovuser/array.h"
+
 namespace ovuser
 {
 
@@ -44,8 +46,7 @@ class ClockFile
     char *text_ = nullptr;       // all of it, and behind it room for all of its words
     const char *next_ = nullptr; // what is to be read next
     char *words_end_ = nullptr;  // where the next word goes
-    char **words_ = nullptr;     // those of one line
-    int word_count_ = 0, room_ = 0;
+    Array<char *> words_;        // those of one line, and a null
     size_t length_ = 0;
     int line_ = 1;
 };

@@ -3,13 +3,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "base/failures.h"
-#include "ovuser/identities.h"
 #include "ovuser/message.h"
 
 namespace ovuser
@@ -32,33 +32,12 @@ Clocks::Clocks()
     int outcome = 0;
     do {
         outcome = ov_next_clock(control, static_cast<int>(getuid()), &clock);
-        error_ = errno;
-    } while (outcome > 0 && add(clock));
+    } while (outcome > 0 && clocks_.add(clock) != nullptr);
+    error_ = errno;
     if (outcome != 0)
         failed_ = clock.begun == 0 ? Step::begin : Step::slot;
     undecided_ = clock.undecided;
     close(control);
-}
-
-Clocks::~Clocks()
-{
-    free(clocks_);
-}
-
-bool Clocks::add(const ov_clock &clock)
-{
-    if (count_ == room_) {
-        const int room = room_ > 0 ? 2 * room_ : 16;
-        void *more = realloc(clocks_, static_cast<size_t>(room) * sizeof clock);
-        if (more == nullptr) {
-            error_ = errno;
-            return false;
-        }
-        clocks_ = static_cast<ov_clock *>(more);
-        room_ = room;
-    }
-    clocks_[count_++] = clock;
-    return true;
 }
 
 const ov_clock *Clocks::find(int32_t kind, uint32_t id) const
@@ -74,7 +53,7 @@ bool Clocks::look_again(const ov_clock &clock, ov_clock &now) const
     const int control = open_control();
     if (control < 0)
         return false;
-    if (&clock == clocks_)
+    if (&clock == begin())
         now = {};
     else
         now = *(&clock - 1); // from where this one is the next
@@ -99,6 +78,29 @@ int Clocks::conclude() const
         return done;
     warn("clocks of which it cannot be told whether they are yours: %d", undecided_);
     return not_carried_out;
+}
+
+bool is_among(const ov_clock &clock, Identities &identities)
+{
+    bool among = identities.count() == 0;
+    for (Identity &identity : identities)
+        if (identity.kind == clock.kind && identity.id == clock.id)
+            identity.met = among = true;
+    return among;
+}
+
+bool all_met(const Identities &identities)
+{
+    return std::all_of(identities.begin(), identities.end(), [](const Identity &identity) { return identity.met; });
+}
+
+int conclude_met(const Identities &identities)
+{
+    for (const Identity &identity : identities) {
+        if (!identity.met) // of other users' processes and of other groups an ordinary caller is not told
+            warn("%s does not have a virtual clock%s", identity.text, getuid() == 0 ? "" : " that you may see");
+    }
+    return all_met(identities) ? done : check_rc(OV_NO_CLOCK);
 }
 
 int64_t seconds_ahead(const ov_clock &clock, time_t real)

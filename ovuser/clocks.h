@@ -4,6 +4,8 @@
 #include <ctime>
 
 #include "ov_helper.h"
+#include "ovuser/array.h"
+#include "ovuser/identity.h"
 #include "ovuser/json.h"
 #include "ovuser/times.h"
 
@@ -15,15 +17,14 @@ class Clocks
 {
   public:
     Clocks();
-    ~Clocks();
     Clocks(const Clocks &) = delete;
     Clocks &operator=(const Clocks &) = delete;
 
     bool opened() const { return failed_ != Step::open; }
     // Whether everything was seen, up to the last.
     bool complete() const { return failed_ == Step::none && undecided_ == 0; }
-    const ov_clock *begin() const { return clocks_; }
-    const ov_clock *end() const { return clocks_ + count_; }
+    const ov_clock *begin() const { return clocks_.begin(); }
+    const ov_clock *end() const { return clocks_.end(); }
     // Null when there is none.
     const ov_clock *find(int32_t kind, uint32_t id) const;
     // One of these clocks as it is by now. False when it is not where it was.
@@ -37,14 +38,17 @@ class Clocks
   private:
     enum class Step { none, open, begin, slot };
 
-    bool add(const ov_clock &clock);
-
-    ov_clock *clocks_ = nullptr;
-    int count_ = 0, room_ = 0;
+    Array<ov_clock> clocks_;
     int undecided_ = 0;
     Step failed_ = Step::none;
     int error_ = 0;
 };
+
+// Whether a clock is one of the identities', which is then met. Where there are no identities, every clock is.
+bool is_among(const ov_clock &clock, Identities &identities);
+bool all_met(const Identities &identities);
+// Names on standard error the identities that were not met. Returns the exit status.
+int conclude_met(const Identities &identities);
 
 // How far a clock is ahead of real time, in seconds; negative behind it.
 int64_t seconds_ahead(const ov_clock &clock, time_t real);

@@ -5,7 +5,7 @@
 
 #include "ovuser/change.h"
 #include "ovuser/hints.h"
-#include "ovuser/identities.h"
+#include "ovuser/identity.h"
 #include "ovuser/lock.h"
 #include "ovuser/message.h"
 #include "ovuser/subcommands.h"
@@ -24,11 +24,11 @@ int delete_command(int argc, char **argv)
     if (only_help(argc, argv, delete_help, status))
         return status;
     Identities identities;
-    status = identities.read_or_caller("delete", argc - optind, argv + optind);
+    status = read_identities_or_caller(identities, "delete", argc - optind, argv + optind);
     ov_request request = {};
     request.operation = OV_DELETE;
     if (status == done)
-        status = identities.check(request);
+        status = check_identities(identities, request);
     if (status != done)
         return status;
     Lock lock;
@@ -36,7 +36,7 @@ int delete_command(int argc, char **argv)
     if (worst != done)
         return worst;
     for (const Identity &who : identities)
-        worst = std::max(worst, delete_clock(who, identities.several()));
+        worst = std::max(worst, delete_clock(who, identities.count() > 1));
     return worst;
 }
 

@@ -7,10 +7,9 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "ovuser/changes.h"
 #include "ovuser/clocks.h"
 #include "ovuser/hints.h"
-#include "ovuser/identities.h"
+#include "ovuser/identity.h"
 #include "ovuser/json.h"
 #include "ovuser/message.h"
 #include "ovuser/subcommands.h"
@@ -39,11 +38,11 @@ static constexpr option list_options[] = {
 // The engine's own listing, byte for byte, where nothing fails.
 static void list_as_text(const Clocks &clocks, Identities &identities)
 {
-    const bool all = getuid() == 0 && identities.none();
+    const bool all = getuid() == 0 && identities.count() == 0;
     printf("ovuser: report: Listing %s:\n", all ? "all virtual clocks" : "requested virtual clock");
     printf("Id         Clock type                Clock date/time\n");
     for (const ov_clock &clock : clocks) {
-        if (!identities.include(clock))
+        if (!is_among(clock, identities))
             continue;
         const time_t instant = clock.value;
         char date[26] = "";
@@ -54,7 +53,7 @@ static void list_as_text(const Clocks &clocks, Identities &identities)
             break;
     }
     printf("- End of list -\n");
-    if (clocks.complete() && identities.all_met())
+    if (clocks.complete() && all_met(identities))
         printf("ovuser: %s Orvane users have been listed above.\n", all ? "All" : "Requested");
 }
 
@@ -64,7 +63,7 @@ static void list_as_json(const Clocks &clocks, Identities &identities)
     Json json(stdout);
     json.open('[');
     for (const ov_clock &clock : clocks) {
-        if (!identities.include(clock))
+        if (!is_among(clock, identities))
             continue;
         json.open('{');
         write_clock(json, clock, real);
@@ -116,11 +115,11 @@ int list_command(int argc, char **argv)
         }
     }
     Identities identities;
-    if (const int status = identities.read(argc - optind, argv + optind))
+    if (const int status = read_identities(identities, argc - optind, argv + optind))
         return status;
     ov_request request = {};
     request.operation = OV_LIST;
-    if (const int status = identities.check(request))
+    if (const int status = check_identities(identities, request))
         return status;
     if (interval != 0)
         return as_json ? tell_changes(identities, interval) : watch(identities, interval);
@@ -128,7 +127,7 @@ int list_command(int argc, char **argv)
     if (clocks.opened())
         as_json ? list_as_json(clocks, identities) : list_as_text(clocks, identities);
     const int status = clocks.conclude();
-    return status == done ? identities.conclude() : status;
+    return status == done ? conclude_met(identities) : status;
 }
 
 } // namespace ovuser

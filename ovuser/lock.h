@@ -1,5 +1,7 @@
-// One at a time of those who change clocks: a change of several steps is whole to all others.
+// What keeps a change of several steps whole: a lock against others, and signals that wait.
 #pragma once
+
+#include <csignal>
 
 namespace ovuser
 {
@@ -18,6 +20,26 @@ class Lock
 
   private:
     int descriptor_ = -1;
+};
+
+// Holds all signals off while it lives, or until it is released: what they do, they do then.
+class HeldSignals
+{
+  public:
+    HeldSignals()
+    {
+        sigset_t all;
+        sigfillset(&all);
+        sigprocmask(SIG_BLOCK, &all, &before_);
+    }
+    ~HeldSignals() { release(); }
+    HeldSignals(const HeldSignals &) = delete;
+    HeldSignals &operator=(const HeldSignals &) = delete;
+
+    void release() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+
+  private:
+    sigset_t before_;
 };
 
 } // namespace ovuser

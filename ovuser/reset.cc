@@ -4,12 +4,12 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "ovuser/audit.h"
 #include "ovuser/clocks.h"
 #include "ovuser/hints.h"
 #include "ovuser/lock.h"
 #include "ovuser/message.h"
 #include "ovuser/subcommands.h"
-#include "ovuser/trace.h"
 
 namespace ovuser
 {

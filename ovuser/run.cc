@@ -160,7 +160,7 @@ static int run_errand(const Errand &errand)
     char *owner = errand.owner != nullptr ? errand.owner : self.text;
     Identities identities;
     int64_t checked = 0;
-    int status = identities.read(1, &owner);
+    int status = read_identities(identities, 1, &owner);
     if (status == done)
         status = check_clock(identities, errand.when, checked);
     if (status != done)

@@ -12,10 +12,9 @@
 #include "ovuser/clock_file.h"
 #include "ovuser/clocks.h"
 #include "ovuser/hints.h"
+#include "ovuser/identity.h"
 #include "ovuser/lock.h"
 #include "ovuser/message.h"
-#include "ovuser/owner.h"
-#include "ovuser/signals.h"
 #include "ovuser/subcommands.h"
 #include "ovuser/text.h"
 

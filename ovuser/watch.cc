@@ -1,19 +1,143 @@
 #include "ovuser/watch.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <climits>
+#include <csignal>
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
 
 #include "ovuser/clocks.h"
 #include "ovuser/message.h"
-#include "ovuser/screen.h"
 #include "ovuser/text.h"
 #include "ovuser/times.h"
 
 namespace ovuser
 {
+
+// The terminal on standard output, and the signals that concern it.
+// From beginning to end of its life, a screen of its own, which no shell's output is lost for. All escapes are those
+// that every terminal of the last decades knows; where TERM says dumb, or there is no terminal, nothing of this
+// happens.
+class Screen
+{
+  public:
+    Screen();
+    ~Screen();
+    Screen(const Screen &) = delete;
+    Screen &operator=(const Screen &) = delete;
+
+    bool is_there() const { return is_there_; }
+    // In the foreground; otherwise the terminal is somebody else's at the moment.
+    bool is_ours() const;
+    int rows() const;
+
+    // Until an instant of the monotonic clock, or a signal after which to draw again. A signal that ends or stops the
+    // program does so, with the terminal as it was.
+    void wait(int64_t until);
+    void leave();
+
+  private:
+    void enter();
+    void obey(int signal);
+
+    bool is_there_, entered_ = false;
+    sigset_t awaited_, before_;
+};
+
+static bool is_ignored(int signal)
+{
+    struct sigaction action;
+    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+static bool is_capable_terminal()
+{
+    const char *kind = getenv("TERM");
+    return isatty(STDOUT_FILENO) != 0 && kind != nullptr && *kind != '\0' && strcmp(kind, "dumb") != 0;
+}
+
+Screen::Screen() : is_there_(is_capable_terminal())
+{
+    sigemptyset(&awaited_);
+    if (!is_there_)
+        return;
+    sigaddset(&awaited_, SIGWINCH);
+    sigaddset(&awaited_, SIGCONT);
+    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP})
+        if (!is_ignored(signal))
+            sigaddset(&awaited_, signal);
+    sigprocmask(SIG_BLOCK, &awaited_, &before_);
+    enter();
+}
+
+Screen::~Screen()
+{
+    if (!is_there_)
+        return;
+    leave();
+    sigprocmask(SIG_SETMASK, &before_, nullptr);
+}
+
+bool Screen::is_ours() const
+{
+    return tcgetpgrp(STDOUT_FILENO) == getpgrp();
+}
+
+int Screen::rows() const
+{
+    winsize size;
+    constexpr int usual = 24;
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0 ? size.ws_row : usual;
+}
+
+// The other screen, without a cursor, and with long lines cut at the edge.
+void Screen::enter()
+{
+    if (entered_ || !is_ours())
+        return;
+    fputs("\033[?1049h\033[?25l\033[?7l", stdout);
+    fflush(stdout);
+    entered_ = true;
+}
+
+void Screen::leave()
+{
+    if (!entered_)
+        return;
+    fputs("\033[?7h\033[?25h\033[?1049l", stdout);
+    fflush(stdout);
+    entered_ = false;
+}
+
+// What the signal does without us, so that whoever started this program sees why it stopped or ended.
+void Screen::obey(int signal)
+{
+    leave();
+    sigset_t alone;
+    sigemptyset(&alone);
+    sigaddset(&alone, signal);
+    raise(signal);
+    sigprocmask(SIG_UNBLOCK, &alone, nullptr); // here it ends, or stops until it is continued
+    sigprocmask(SIG_BLOCK, &alone, nullptr);
+}
+
+void Screen::wait(int64_t until)
+{
+    constexpr int64_t second = 1'000'000'000;
+    const int64_t left = std::max(until - monotonic_time(), int64_t{0});
+    const timespec time = {left / second, left % second};
+    const int signal = sigtimedwait(&awaited_, nullptr, &time); // of no signals, where there is no terminal
+    if (signal > 0 && signal != SIGWINCH && signal != SIGCONT)
+        obey(signal);
+    if (is_there_)
+        enter();
+}
 
 // How a line ends, and what makes a part of it stand out: on a screen, what was there before is cleared.
 struct Style {
@@ -33,7 +157,7 @@ static void print_line(const Style &style, const ov_clock &clock, time_t real)
 
 static void print_table(const Clocks &clocks, Identities &identities, const Style &style, int lines)
 {
-    const auto included = [&](const ov_clock &clock) { return identities.include(clock); };
+    const auto included = [&](const ov_clock &clock) { return is_among(clock, identities); };
     const auto count = static_cast<int>(std::count_if(clocks.begin(), clocks.end(), included));
     const time_t real = real_time();
     printf("%-10s %-25s  %-25s  %s%s", "Id", "Time", "Distance", "Clock type", style.line_end);

@@ -1,4 +1,4 @@
-#include "ovuser/when.h"
+#include "ovuser/options.h"
 
 #include <cerrno>
 #include <cinttypes>

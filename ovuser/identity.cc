@@ -1,4 +1,4 @@
-#include "ovuser/identities.h"
+#include "ovuser/identity.h"
 
 #include <grp.h>
 #include <pwd.h>
@@ -10,9 +10,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
+#include "ov_helper.h"
 #include "ovuser/message.h"
-#include "ovuser/names.h"
 #include "ovuser/text.h"
 #include "ovuser/times.h"
 
@@ -109,37 +110,96 @@ int read_identity(const char *text, Identity &identity)
     return refuse_other_numbers(identity);
 }
 
-Identities::~Identities()
+int read_identities(Identities &identities, int count, char **texts)
 {
-    free(list_);
-}
-
-bool Identities::make_room(int count)
-{
-    list_ = static_cast<Identity *>(calloc(static_cast<size_t>(count), sizeof *list_));
-    return list_ != nullptr || count == 0;
-}
-
-int Identities::read(int count, char **texts)
-{
-    if (!make_room(count))
-        return failed("no memory for %d identities", count);
-    for (; count_ < count; ++count_)
-        if (const int status = read_identity(texts[count_], list_[count_]))
+    for (int i = 0; i < count; ++i) {
+        Identity identity;
+        if (const int status = read_identity(texts[i], identity))
             return status;
+        if (identities.add(identity) == nullptr)
+            return failed("no memory for %d identities", count);
+    }
     return done;
 }
 
-int Identities::read_or_caller(const char *subcommand, int count, char **texts)
+int read_identities_or_caller(Identities &identities, const char *subcommand, int count, char **texts)
 {
     if (count > 0)
-        return read(count, texts);
+        return read_identities(identities, count, texts);
     if (getuid() == 0)
         return misunderstood("%s whom? root has no clock; write u:USER, g:GROUP or p:PID", subcommand);
-    if (!make_room(1))
-        return failed("no memory");
-    list_[count_++] = {"", nullptr, OV_USER, getuid(), false, false, ""};
-    return done;
+    const Identity caller = {"", nullptr, OV_USER, getuid(), false, false, ""};
+    return identities.add(caller) != nullptr ? int{done} : failed("no memory");
+}
+
+struct Named {
+    char *name;
+    size_t place; // of two by the same name the earlier one counts
+    uint32_t id;
+
+    bool operator<(const Named &other) const
+    {
+        const int order = strcmp(name, other.name);
+        return order != 0 ? order < 0 : place < other.place;
+    }
+};
+
+// Users or groups by name.
+struct NameList {
+    int questions = 0;
+    Array<Named> names;
+
+    bool add(const char *name, uint32_t id);
+    void read(int32_t kind);
+    const Named *find(const char *name) const;
+};
+
+bool NameList::add(const char *name, uint32_t id)
+{
+    char *const copy = strdup(name);
+    return copy != nullptr && names.add({copy, names.count(), id}) != nullptr;
+}
+
+void NameList::read(int32_t kind)
+{
+    if (kind == OV_USER) {
+        setpwent();
+        for (const passwd *user; (user = getpwent()) != nullptr && add(user->pw_name, user->pw_uid);)
+            ;
+        endpwent();
+    } else {
+        setgrent();
+        for (const group *entry; (entry = getgrent()) != nullptr && add(entry->gr_name, entry->gr_gid);)
+            ;
+        endgrent();
+    }
+    std::sort(names.begin(), names.end());
+}
+
+const Named *NameList::find(const char *name) const
+{
+    const Named *found = std::lower_bound(names.begin(), names.end(), name, [](const Named &one, const char *text) {
+        return strcmp(one.name, text) < 0;
+    });
+    return found != names.end() && strcmp(found->name, name) == 0 ? found : nullptr;
+}
+
+// As parse_uid, but from the 32nd name on it reads the whole database once, where the C library would read its files
+// anew for each name. A name that is not listed is looked up all the same.
+static int look_up(const char *name, int32_t kind, uint32_t *number)
+{
+    static NameList users, groups; // until the process ends
+    constexpr int many = 32;
+    NameList &list = kind == OV_USER ? users : groups;
+    if (kind == OV_PROCESS)
+        return parse_uid(name, kind, number);
+    if (++list.questions == many)
+        list.read(kind);
+    const Named *known = list.find(name);
+    if (known == nullptr)
+        return parse_uid(name, kind, number);
+    *number = known->id;
+    return 0;
 }
 
 // Words that people write for the letter before a colon.
@@ -171,21 +231,22 @@ static void hint_on_identity(const char *typed)
         hint("did you mean the process, p:%s?", typed);
 }
 
-int Identities::check(ov_request &request, int64_t *value)
+int check_identities(Identities &identities, ov_request &request, int64_t *value)
 {
+    const bool several = identities.count() > 1;
     int64_t unused;
     const bool root = getuid() == 0;
-    for (Identity &identity : *this) {
+    for (Identity &identity : identities) {
         const bool found = identity.name == nullptr || look_up(identity.name, identity.kind, &identity.id) == 0;
         identity.put_into(request);
         if (root && found && identity.id != 0) // he may: the engine need not look up again for whom
             request.id_count = 0;
         char *message = nullptr;
         if (const int32_t result = ov_preview_request(&request, value != nullptr ? value : &unused, &message)) {
-            const int status = ovuser::conclude(result, message, several() ? identity.label() : nullptr);
+            const int status = conclude(result, message, several ? identity.label() : nullptr);
             if (result == OV_UNKNOWN_IDENTITY)
                 hint_on_identity(identity.text);
-            if (several() && request.operation != OV_LIST)
+            if (several && request.operation != OV_LIST)
                 misunderstood("nothing has been changed for any of them");
             return status;
         }
@@ -196,27 +257,25 @@ int Identities::check(ov_request &request, int64_t *value)
     return done;
 }
 
-bool Identities::include(const ov_clock &clock)
+static bool has_unseen_character(const char *text)
 {
-    bool included = none();
-    for (Identity &identity : *this)
-        if (identity.kind == clock.kind && identity.id == clock.id)
-            identity.met = included = true;
-    return included;
+    for (; *text != '\0'; ++text)
+        if (unseen_character(text) >= 0)
+            return true;
+    return false;
 }
 
-bool Identities::all_met() const
+Owner::Owner(const ov_clock &clock) : exists(false), kind_(clock.kind), id_(clock.id)
 {
-    return std::all_of(begin(), end(), [](const Identity &identity) { return identity.met; });
-}
-
-int Identities::conclude() const
-{
-    for (const Identity &identity : *this) {
-        if (!identity.met) // of other users' processes and of other groups an ordinary caller is not told
-            warn("%s does not have a virtual clock%s", identity.text, getuid() == 0 ? "" : " that you may see");
+    char digits[12];
+    snprintf(digits, sizeof digits, "%" PRIu32, id_);
+    for (const char *name : {clock.name, static_cast<const char *>(digits)}) {
+        uint32_t number;
+        snprintf(text, sizeof text, "%c:%s", *kind_word(kind_), name);
+        exists = !has_unseen_character(name) && parse_uid(name, kind_, &number) == 0 && number == id_;
+        if (exists)
+            return;
     }
-    return all_met() ? done : check_rc(OV_NO_CLOCK);
 }
 
 } // namespace ovuser

@@ -1,4 +1,4 @@
-#include "ovuser/trace.h"
+#include "ovuser/audit.h"
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -13,7 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "ovuser/identities.h"
+#include "ovuser/identity.h"
 #include "ovuser/text.h"
 
 namespace ovuser

@@ -108,7 +108,8 @@ Quoted::Quoted(const char *plain) : text(plain)
     *end++ = '\'';
     for (; *plain != '\0'; ++plain)
         end = *plain == '\'' ? stpcpy(end, "'\\''") : (*end = *plain, end + 1);
-    strcpy(end, "'");
+    *end++ = '\'';
+    *end = '\0';
     text = own_;
 }
 

@@ -58,9 +58,9 @@ void prepare_starts()
     const char *choices = getenv(choices_variable);
     if (state == nullptr || strlen(state) >= sizeof begun_with.state)
         return;
-    strcpy(begun_with.state, state);
+    memcpy(begun_with.state, state, strlen(state) + 1);
     if (choices != nullptr && strlen(choices) < sizeof begun_with.choices)
-        strcpy(begun_with.choices, choices);
+        memcpy(begun_with.choices, choices, strlen(choices) + 1);
     prepare_warnings();
 }
 
@@ -160,8 +160,10 @@ const char *Start::trace(Traced what, const char *state, bool looks, char (&stat
 
 Start::Start(const Target &target, Traced what)
 {
-    const bool in_environment = getenv(state_variable) != nullptr;
-    const char *state = in_environment ? getenv(state_variable) : begun_with.state;
+    const char *state = getenv(state_variable);
+    const bool in_environment = state != nullptr;
+    if (!in_environment)
+        state = begun_with.state;
     if (*state == '\0' || is_filtered())
         return;
     const Choices choices = read_choices(in_environment ? getenv(choices_variable) : begun_with.choices);

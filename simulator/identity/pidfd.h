@@ -38,7 +38,7 @@ inline bool is_under_valgrind()
 inline int open_own_pidfd()
 {
     constexpr int peer_pidfd = 77; // SO_PEERPIDFD, which older headers have not
-    int pair[2], pidfd = -1;
+    int pair[2] = {}, pidfd = -1;
     socklen_t size = sizeof pidfd;
     if (const long error = system_call(SYS_socketpair, AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair))
         return static_cast<int>(error);

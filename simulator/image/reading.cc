@@ -109,7 +109,7 @@ int read_image_clock(clockid_t source, timespec &time)
         found = Cache::no_clock;
     else if (nanoseconds(time) - asked_at >= ids_hold_for || found == Cache::nothing) [[unlikely]]
         found = find_anew(time, pace);
-    if (found == Cache::no_clock)
+    if (found != Cache::clock)
         return source == CLOCK_REALTIME ? 0 : config.clock_gettime(source, &time);
     time = pace.at(time);
     const bool is_rare = source != CLOCK_REALTIME && source != CLOCK_REALTIME_COARSE;

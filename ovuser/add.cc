@@ -28,7 +28,7 @@ static constexpr char set_usage[] =
     "\n"
     "Gives each IDENTITY a virtual clock in place of any that it has: 'ovuser add --replace' in a word.\n";
 
-static constexpr OptionsWithWhen add_options({
+static constexpr OptionsWithClock add_options({
     {"replace", no_argument, nullptr, 'r'},
     {"dry-run", no_argument, nullptr, 'n'},
     {"json", no_argument, nullptr, 'j'},
@@ -72,23 +72,23 @@ void Plan::write(const char *identity, int line, const ov_clock *from, const ov_
     json_.close('}');
 }
 
-void Plan::give(const Identity &who, int line, const When &when, int64_t checked, const ov_clock *present)
+void Plan::give(const Identity &who, int line, const ClockOptions &when, int64_t checked, const ov_clock *present)
 {
     const Change kind = present == nullptr ? added : replace_ ? changed : left;
     if (kind != kind_)
         return;
-    const ov_clock wanted = Wanted(when, checked, present).clock_of(who);
+    const ov_clock wanted = ClockRequest(when, checked, present).clock_of(who);
     write(who.label(), line, present, kind == left ? present : &wanted);
 }
 
-void Plan::take_away(const ov_clock &clock)
+void Plan::remove(const ov_clock &clock)
 {
-    const Owner owner(clock);
+    const ListedIdentity owner(clock);
     if (kind_ == (owner.exists ? deleted : failed))
         write(owner.text, 0, &clock, owner.exists ? nullptr : &clock);
 }
 
-int AddWords::read(const char *subcommand, int argc, char **argv)
+int AddOptions::read(const char *subcommand, int argc, char **argv)
 {
     optind = 0; // as often as there are lines of a file
     for (int choice; (choice = getopt_long(argc, argv, "X:o:h", add_options.list, nullptr)) != -1;) {
@@ -111,7 +111,7 @@ int AddWords::read(const char *subcommand, int argc, char **argv)
         }
     }
     if (json_ && !dry_run_)
-        return misunderstood("--json goes with --dry-run");
+        return usage_error("--json goes with --dry-run");
     if (const int status = when_.complete(subcommand)) {
         hint_on_stray_time(argc - optind, argv + optind);
         return status;
@@ -119,12 +119,12 @@ int AddWords::read(const char *subcommand, int argc, char **argv)
     return read_identities_or_caller(identities_, subcommand, argc - optind, argv + optind);
 }
 
-int AddWords::check()
+int AddOptions::check()
 {
     return check_clock(identities_, when_, checked_);
 }
 
-int AddWords::carry_out(bool replace)
+int AddOptions::carry_out(bool replace)
 {
     const bool several = identities_.count() > 1;
     Lock lock;
@@ -142,7 +142,7 @@ int AddWords::carry_out(bool replace)
     return worst;
 }
 
-void AddWords::rehearse_as_json(bool replace, const Clocks &table) const
+void AddOptions::write_plan(bool replace, const Clocks &table) const
 {
     Plan plan(replace);
     while (plan.next())
@@ -150,21 +150,21 @@ void AddWords::rehearse_as_json(bool replace, const Clocks &table) const
             plan.give(who, 0, when_, checked_, table.find(who.kind, who.id));
 }
 
-int AddWords::rehearse(bool replace, const Clocks &table)
+int AddOptions::report_plan(bool replace, const Clocks &table)
 {
     if (json_) {
         if (table.complete())
-            rehearse_as_json(replace, table);
-        return table.conclude();
+            write_plan(replace, table);
+        return table.report_failure();
     }
     for (const Identity &who : identities_) {
         const ov_clock *present = table.find(who.kind, who.id);
-        const Wanted wanted(when_, checked_, replace ? present : nullptr);
-        const ClockWords words(wanted.request);
+        const ClockRequest wanted(when_, checked_, replace ? present : nullptr);
+        const ClockText words(wanted.request);
         if (present != nullptr)
             report(replace ? "%s: would be set anew, %s; has %s"
                            : "%s: would be given %s; but has %s, which would stay",
-                   who.numbered(), words.text, ClockWords(*present).text);
+                   who.numbered(), words.text, ClockText(*present).text);
         else if (table.complete())
             report("%s: would be given %s; has no clock%s now", who.numbered(), words.text,
                    getuid() == 0 ? "" : " that you may see");
@@ -178,7 +178,7 @@ int AddWords::rehearse(bool replace, const Clocks &table)
 // The whole of a subcommand that gives clocks.
 static int give_clocks(const char *subcommand, const char *usage, bool replace, int argc, char **argv)
 {
-    AddWords words;
+    AddOptions words;
     if (const int status = words.read(subcommand, argc, argv))
         return status;
     if (words.help()) {
@@ -192,7 +192,7 @@ static int give_clocks(const char *subcommand, const char *usage, bool replace, 
     if (const int status = words.check())
         return status;
     replace |= words.replace();
-    return words.dry_run() ? words.rehearse(replace, Clocks()) : words.carry_out(replace);
+    return words.dry_run() ? words.report_plan(replace, Clocks()) : words.carry_out(replace);
 }
 
 int add_command(int argc, char **argv)

@@ -24,8 +24,8 @@ class Plan
     // What is written next are the changes of the next kind. False behind the last, where the object ends.
     bool next();
     // Each writes what it tells if that is of this kind. The line is that of a file, or 0; present may be null.
-    void give(const Identity &who, int line, const When &when, int64_t checked, const ov_clock *present);
-    void take_away(const ov_clock &clock);
+    void give(const Identity &who, int line, const ClockOptions &when, int64_t checked, const ov_clock *present);
+    void remove(const ov_clock &clock);
 
   private:
     void write(const char *identity, int line, const ov_clock *from, const ov_clock *to);
@@ -38,7 +38,7 @@ class Plan
 };
 
 // The words of add and set, and of a line of a file of clocks.
-class AddWords
+class AddOptions
 {
   public:
     // The words of a subcommand by this name, behind one that is not looked at. Anything but done is the exit status,
@@ -58,18 +58,18 @@ class AddWords
     // For each identity. Returns the exit status, the worst one's.
     int carry_out(bool replace);
     // Says what would be done to the table, for programs where --json was there. Returns the exit status.
-    int rehearse(bool replace, const Clocks &table);
+    int report_plan(bool replace, const Clocks &table);
 
-    const When &when() const { return when_; }
-    Identities &identities() { return identities_; }
+    const ClockOptions &when() const { return when_; }
+    IdentityList &identities() { return identities_; }
     // What the check came to.
     int64_t checked() const { return checked_; }
 
   private:
-    void rehearse_as_json(bool replace, const Clocks &table) const;
+    void write_plan(bool replace, const Clocks &table) const;
 
-    When when_;
-    Identities identities_;
+    ClockOptions when_;
+    IdentityList identities_;
     int64_t checked_ = 0;
     bool help_ = false, dry_run_ = false, json_ = false, replace_ = false;
 };

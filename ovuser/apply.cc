@@ -36,22 +36,22 @@ struct ApplyOptions {
 };
 
 // A line of a file: whose clock, and which.
-struct Line {
+struct FileLine {
     int32_t kind; // whose clock, once that has been resolved
     uint32_t id;
     int number;
-    AddWords words;
+    AddOptions words;
 
     const Identity &who() { return *words.identities().begin(); }
 };
 
-class Application
+class Applier
 {
   public:
-    Application(const char *path, const ApplyOptions &options) : file_(path), options_(options) {}
-    ~Application();
-    Application(const Application &) = delete;
-    Application &operator=(const Application &) = delete;
+    Applier(const char *path, const ApplyOptions &options) : file_(path), options_(options) {}
+    ~Applier();
+    Applier(const Applier &) = delete;
+    Applier &operator=(const Applier &) = delete;
 
     // Both return the exit status. Where the file cannot be read, or a line of it is wrong, nothing is to be done.
     int read();
@@ -59,73 +59,73 @@ class Application
 
   private:
     int read_line(int argc, char **argv);
-    int check(Line &line) const;
-    Line *find(int32_t kind, uint32_t id) const;
-    int give(Line &line, const Clocks &table);
-    int take_away(const ov_clock &clock);
+    int check(FileLine &line) const;
+    FileLine *find(int32_t kind, uint32_t id) const;
+    int give(FileLine &line, const Clocks &table);
+    int remove_clock(const ov_clock &clock);
     int count(int status, int &counter);
     void sum_up() const;
     void write_plan(const Clocks &table) const;
 
     ClockFile file_;
     const ApplyOptions options_;
-    Array<Line *> lines_;
+    Array<FileLine *> lines_;
     int added_ = 0, replaced_ = 0, deleted_ = 0, left_ = 0, failed_ = 0;
 };
 
-static void dispose(Line *line)
+static void free_line(FileLine *line)
 {
-    line->~Line();
+    line->~FileLine();
     free(line);
 }
 
-Application::~Application()
+Applier::~Applier()
 {
-    for (Line *line : lines_)
-        dispose(line);
+    for (FileLine *line : lines_)
+        free_line(line);
 }
 
-Line *Application::find(int32_t kind, uint32_t id) const
+FileLine *Applier::find(int32_t kind, uint32_t id) const
 {
-    for (Line *line : lines_)
+    for (FileLine *line : lines_)
         if (line->id == id && line->kind == kind)
             return line;
     return nullptr;
 }
 
-int Application::check(Line &line) const
+int Applier::check(FileLine &line) const
 {
-    AddWords &words = line.words;
+    AddOptions &words = line.words;
     if (words.help() || words.dry_run() || words.json() || words.replace())
-        return misunderstood("--help, --dry-run, --json and --replace are not for a line of a file");
+        return usage_error("--help, --dry-run, --json and --replace are not for a line of a file");
     if (words.identities().count() > 1)
-        return misunderstood("a line is for one clock");
+        return usage_error("a line is for one clock");
     if (const int status = words.check())
         return status;
     line.kind = line.who().kind;
     line.id = line.who().id;
-    if (const Line *earlier = find(line.kind, line.id))
-        return misunderstood("%s has a clock on line %d already", line.who().label(), earlier->number);
+    if (const FileLine *earlier = find(line.kind, line.id))
+        return usage_error("%s has a clock on line %d already", line.who().label(), earlier->number);
     return done;
 }
 
-int Application::read_line(int argc, char **argv)
+int Applier::read_line(int argc, char **argv)
 {
-    void *memory = malloc(sizeof(Line));
+    void *memory = malloc(sizeof(FileLine));
     if (memory == nullptr)
         return failed("no memory");
-    auto *line = new (memory) Line{0, 0, file_.line(), {}};
+    auto *line = new (memory) FileLine{0, 0, file_.line(), {}};
     int status = line->words.read("add", argc, argv);
     if (status == done)
         status = check(*line);
     if (status == done && lines_.add(line) == nullptr)
         status = failed("no memory");
     if (status != done)
-        dispose(line);
+        free_line(line);
     return status;
 }
 
-int Application::read()
+int Applier::read()
 {
     if (const int status = file_.read())
         return status;
@@ -133,31 +133,31 @@ int Application::read()
     worst = std::max(worst, file_.check_end());
     char **words;
     for (int count; (count = file_.next_line(words)) != 0;) {
-        int status = not_understood;
+        int status = bad_usage;
         if (count > 0) {
-            const Place here(file_.name(), file_.line());
+            const SourcePosition here(file_.name(), file_.line());
             status = read_line(count, words);
         }
         worst = std::max(worst, status);
     }
     if (worst == done && lines_.count() == 0 && options_.prune && !options_.empty) { // more likely cut off than meant
-        worst = misunderstood("%s: there is no clock in it, and --prune would delete all", file_.name());
+        worst = usage_error("%s: there is no clock in it, and --prune would delete all", file_.name());
         hint("--empty says that this is meant");
     }
     if (worst != done)
-        misunderstood("%s: nothing has been changed", file_.name());
+        usage_error("%s: nothing has been changed", file_.name());
     return worst;
 }
 
-int Application::count(int status, int &counter)
+int Applier::count(int status, int &counter)
 {
     ++(status == done ? counter : failed_);
     return status;
 }
 
-int Application::take_away(const ov_clock &clock)
+int Applier::remove_clock(const ov_clock &clock)
 {
-    const Owner owner(clock);
+    const ListedIdentity owner(clock);
     if (!owner.exists)
         return count(failed("%s does not exist any more: only 'ovuser reset' takes its clock away", owner.text),
                      failed_);
@@ -167,16 +167,16 @@ int Application::take_away(const ov_clock &clock)
     return count(done, deleted_);
 }
 
-int Application::give(Line &line, const Clocks &table)
+int Applier::give(FileLine &line, const Clocks &table)
 {
-    const Place here(file_.name(), line.number);
+    const SourcePosition here(file_.name(), line.number);
     const bool is_there = table.find(line.kind, line.id) != nullptr;
     int &counter = is_there ? replaced_ : added_;
-    AddWords &words = line.words;
+    AddOptions &words = line.words;
     if (is_there && !options_.replace)
         return count(done, left_);
     if (options_.dry_run)
-        return count(words.rehearse(options_.replace, table), counter);
+        return count(words.report_plan(options_.replace, table), counter);
     if (is_there)
         return count(replace_clock(line.who(), words.when(), words.checked(), true, table), counter);
     bool was_there = false; // by somebody who does not use this utility
@@ -184,7 +184,7 @@ int Application::give(Line &line, const Clocks &table)
     return count(status, was_there ? left_ : added_);
 }
 
-void Application::sum_up() const
+void Applier::sum_up() const
 {
     if (added_ + replaced_ + deleted_ + failed_ == 0)
         report("%s: nothing to change", file_.name());
@@ -193,28 +193,28 @@ void Application::sum_up() const
                options_.dry_run ? " (dry run)" : "", added_, replaced_, deleted_, left_, failed_);
 }
 
-void Application::write_plan(const Clocks &table) const
+void Applier::write_plan(const Clocks &table) const
 {
     Plan plan(options_.replace);
     while (plan.next()) {
-        for (Line *line : lines_)
+        for (FileLine *line : lines_)
             plan.give(line->who(), line->number, line->words.when(), line->words.checked(),
                       table.find(line->kind, line->id));
         if (options_.prune)
             for (const ov_clock &clock : table)
                 if (find(clock.kind, clock.id) == nullptr)
-                    plan.take_away(clock);
+                    plan.remove(clock);
     }
 }
 
-int Application::carry_out()
+int Applier::carry_out()
 {
     Lock lock;
     if (const int status = options_.dry_run ? int{done} : lock.take())
         return status;
     const Clocks table;
     if (!table.complete())
-        return table.conclude();
+        return table.report_failure();
     if (options_.json) {
         write_plan(table);
         return done;
@@ -223,8 +223,8 @@ int Application::carry_out()
     if (options_.prune) // first, to make room
         for (const ov_clock &clock : table)
             if (find(clock.kind, clock.id) == nullptr)
-                worst = std::max(worst, take_away(clock));
-    for (Line *line : lines_)
+                worst = std::max(worst, remove_clock(clock));
+    for (FileLine *line : lines_)
         worst = std::max(worst, give(*line, table));
     sum_up();
     return worst;
@@ -263,20 +263,20 @@ int apply_command(int argc, char **argv)
             fputs(apply_help, stdout);
             return done;
         default:
-            return fault_in_option(argv, known);
+            return report_bad_option(argv, known);
         }
     }
     if (options.json && !options.dry_run)
-        return misunderstood("--json goes with --dry-run");
+        return usage_error("--json goes with --dry-run");
     if (optind + 1 < argc)
-        return misunderstood("apply takes one file");
+        return usage_error("apply takes one file");
     static constexpr char usual_file[] = "/etc/orvane/clocks";
     const char *file = optind < argc ? argv[optind] : usual_file;
-    Application application(file, options);
-    const int status = application.read();
+    Applier applier(file, options);
+    const int status = applier.read();
     if (file == usual_file && access(file, F_OK) != 0)
         hint("standard input is read where it is named: ovuser apply -");
-    return status == done ? application.carry_out() : status;
+    return status == done ? applier.carry_out() : status;
 }
 
 } // namespace ovuser

@@ -80,14 +80,14 @@ static void print_login(FILE *line)
         fclose(file);
 }
 
-static void print_clock(FILE *line, const ov_request &request)
+static void print_clock_fields(FILE *line, const ov_request &request)
 {
-    fprintf(line, " time=%s epoch=%" PRId64 " speed=%" PRId32 " rewind=%s", Timestamp(request.virtime).text,
+    fprintf(line, " time=%s epoch=%" PRId64 " speed=%" PRId32 " rewind=%s", TimeText(request.virtime).text,
             request.virtime, request.speed, request.rewind != 0 ? "yes" : "no");
 }
 
 // What the engine says in one line, without the beginning that all of its messages have.
-static void print_result(FILE *line, int32_t result, const char *message)
+static void print_outcome(FILE *line, int32_t result, const char *message)
 {
     if (result == OV_OK || message == nullptr) {
         result == OV_OK ? fputs("done", line) : fprintf(line, "%" PRId32, result);
@@ -107,16 +107,16 @@ static void print_request(FILE *line, const ov_request &request, int32_t result,
     fprintf(line, "%s for=", words[request.operation]);
     print_identity(line, request);
     if (request.operation == OV_ADD)
-        print_clock(line, request);
+        print_clock_fields(line, request);
     fputs(" by=", line);
     print_named(line, OV_USER, getuid());
     fputs(" login=", line);
     print_login(line);
     fputs(" result=", line);
-    print_result(line, result, message);
+    print_outcome(line, result, message);
 }
 
-void trace(const ov_request &request, int32_t result, const char *message)
+void audit(const ov_request &request, int32_t result, const char *message)
 {
     const int error = errno;
     char *text = nullptr;

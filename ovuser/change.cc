@@ -34,7 +34,8 @@ static ov_request request_for(const ov_clock &clock, char (&origin)[24])
     return request;
 }
 
-Wanted::Wanted(const When &when, int64_t checked, const ov_clock *present) : request(when.settled(checked))
+ClockRequest::ClockRequest(const ClockOptions &when, int64_t checked, const ov_clock *present)
+    : request(when.settled(checked))
 {
     if (present == nullptr || !when.keeps_value())
         return;
@@ -45,7 +46,7 @@ Wanted::Wanted(const When &when, int64_t checked, const ov_clock *present) : req
         request.rewind = when.request().rewind;
 }
 
-ov_clock Wanted::clock_of(const Identity &who) const
+ov_clock ClockRequest::clock_of(const Identity &who) const
 {
     ov_clock clock = {};
     clock.kind = who.kind;
@@ -57,9 +58,9 @@ ov_clock Wanted::clock_of(const Identity &who) const
     return clock;
 }
 
-ClockWords::ClockWords(int64_t value, int32_t speed, int32_t rewind)
+ClockText::ClockText(int64_t value, int32_t speed, int32_t rewind)
 {
-    snprintf(text, sizeof text, "%s, %s%s", Timestamp(value).text, clock_speed_string(speed),
+    snprintf(text, sizeof text, "%s, %s%s", TimeText(value).text, clock_speed_string(speed),
              rewind != 0 ? ", rewinding at midnight" : "");
 }
 
@@ -76,7 +77,7 @@ class Outcome
         was_there_ =
             result_ == OV_OK && message_ != nullptr && strstr(message_, " already has a virtual clock\n") != nullptr;
         if (!was_there_ && result_ != OV_NO_CLOCK) // of what changed nothing there is nothing to tell
-            trace(request_, result_, message_);
+            audit(request_, result_, message_);
     }
     ~Outcome() { free(message_); }
     Outcome(const Outcome &) = delete;
@@ -99,13 +100,13 @@ class Outcome
         if (result_ == OV_UNKNOWN_IDENTITY) // the number that was handed on, which was there a moment ago
             return failed("%s: not found any more", who_.label());
         message_ = nullptr;
-        return conclude(result_, message, several ? who_.label() : nullptr, error_);
+        return print_result(result_, message, several ? who_.label() : nullptr, error_);
     }
 
   private:
     void tell_success(const ov_clock *former) const
     {
-        const ClockWords given(request_);
+        const ClockText given(request_);
         if (request_.operation == OV_DELETE)
             report("%s: back on the system clock", who_.numbered());
         else if (was_there_)
@@ -113,7 +114,7 @@ class Outcome
         else if (former == nullptr)
             report("%s: given %s", who_.numbered(), given.text);
         else
-            report("%s: set anew, %s; was %s", who_.numbered(), given.text, ClockWords(*former).text);
+            report("%s: set anew, %s; was %s", who_.numbered(), given.text, ClockText(*former).text);
     }
 
     const Identity &who_;
@@ -124,9 +125,9 @@ class Outcome
     char *message_ = nullptr;
 };
 
-int add_clock(const Identity &who, const When &when, int64_t checked, bool several, bool *was_there)
+int add_clock(const Identity &who, const ClockOptions &when, int64_t checked, bool several, bool *was_there)
 {
-    Outcome outcome(who, Wanted(when, checked, nullptr).request);
+    Outcome outcome(who, ClockRequest(when, checked, nullptr).request);
     if (was_there != nullptr)
         *was_there = outcome.was_there();
     return outcome.tell(several);
@@ -139,7 +140,7 @@ int delete_clock(const Identity &who, bool several)
     return Outcome(who, request).tell(several);
 }
 
-static int take_back(const Identity &who)
+static int delete_silently(const Identity &who)
 {
     ov_request request = {};
     request.operation = OV_DELETE;
@@ -147,9 +148,9 @@ static int take_back(const Identity &who)
     return outcome.result() == OV_OK || outcome.result() == OV_NO_CLOCK ? int{done} : outcome.tell(true);
 }
 
-static int lend(const Identity &who, const When &when, int64_t checked)
+static int add_unless_there(const Identity &who, const ClockOptions &when, int64_t checked)
 {
-    const Wanted wanted(when, checked, nullptr);
+    const ClockRequest wanted(when, checked, nullptr);
     Outcome first(who, wanted.request);
     if (first.result() != OV_OK)
         return first.tell(false);
@@ -159,54 +160,54 @@ static int lend(const Identity &who, const When &when, int64_t checked)
         failed("%s already has a virtual clock", who.numbered());
         hint("perhaps of a run that was killed: 'ovuser list %s' shows it, 'ovuser delete %s' takes it away", who.text,
              who.text);
-        return not_carried_out;
+        return failure;
     }
-    take_back(who);
+    delete_silently(who);
     Outcome second(who, wanted.request);
     return second.result() == OV_OK ? int{done} : second.tell(false);
 }
 
-int lend_clock(const Identity &who, const When &when, int64_t checked, Loan &loan)
+int give_temporary_clock(const Identity &who, const ClockOptions &when, int64_t checked, TemporaryClock &temporary)
 {
-    if (const int status = lend(who, when, checked))
+    if (const int status = add_unless_there(who, when, checked))
         return status;
     const Clocks table;
     if (const ov_clock *given = table.find(who.kind, who.id)) {
-        loan.given = *given;
-        loan.since = real_time();
-        loan.known = true;
+        temporary.given = *given;
+        temporary.since = real_time();
+        temporary.known = true;
     }
     return done;
 }
 
 // Whether a clock is the one that was lent, by what it shows: to the second, at its rate, and somewhere in the day
 // where its date rewinds.
-static bool is_lent(const ov_clock &clock, const Loan &loan)
+static bool is_still(const ov_clock &clock, const TemporaryClock &temporary)
 {
-    const ov_clock &given = loan.given;
+    const ov_clock &given = temporary.given;
     if (clock.speed != given.speed || clock.rewind != given.rewind || clock.origin != given.origin)
         return false;
     constexpr int64_t day = 90000; // the longest one of the year
     const int64_t rate = is_frozen(given) ? 0 : std::max<int64_t>(given.speed, 1);
     const int64_t slowness = given.speed < -1 ? -int64_t{given.speed} : 1;
-    const int64_t passed = (real_time() - loan.since) * rate / slowness;
+    const int64_t passed = (real_time() - temporary.since) * rate / slowness;
     const int64_t slack = given.rewind != 0 ? day : 2 * rate;
     const int64_t expected = given.value + (given.rewind != 0 ? 0 : passed);
     return clock.value >= expected - slack && clock.value <= expected + slack;
 }
 
-int reclaim_clock(const Identity &who, const Loan &loan)
+int remove_temporary_clock(const Identity &who, const TemporaryClock &temporary)
 {
     Lock lock;
     int status = lock.take();
     if (status == done) {
         const Clocks table;
         const ov_clock *present = table.find(who.kind, who.id);
-        if (present != nullptr && loan.known && !is_lent(*present, loan)) {
+        if (present != nullptr && temporary.known && !is_still(*present, temporary)) {
             warn("%s has been given another clock meanwhile, which stays", who.numbered());
             return done;
         }
-        status = take_back(who);
+        status = delete_silently(who);
     }
     if (status == done)
         return done;
@@ -214,11 +215,11 @@ int reclaim_clock(const Identity &who, const Loan &loan)
         hint("its clock may be left, which only 'ovuser reset' takes away");
     else
         hint("its clock is left: 'ovuser delete %s' takes it away", who.text);
-    return not_carried_out;
+    return failure;
 }
 
 // A clock that was taken away, whose successor was refused.
-static void tell_of(const Identity &who, const ov_clock &former, bool is_back)
+static void warn_of_lost_clock(const Identity &who, const ov_clock &former, bool is_back)
 {
     if (is_back)
         warn("%s has its former clock again%s", who.label(), former.mode != 0 ? ", but for --offset" : "");
@@ -227,7 +228,7 @@ static void tell_of(const Identity &who, const ov_clock &former, bool is_back)
              former.speed, former.rewind != 0 ? " --rewind" : "");
 }
 
-int check_clock(Identities &identities, const When &when, int64_t &checked)
+int check_clock(IdentityList &identities, const ClockOptions &when, int64_t &checked)
 {
     if (const int status = when.check_distance())
         return status;
@@ -236,7 +237,7 @@ int check_clock(Identities &identities, const When &when, int64_t &checked)
 }
 
 // Deletes and adds. No signal may leave it at the first.
-static int exchange_clock(const Identity &who, const ov_request &wanted, bool several, const ov_clock *former)
+static int delete_and_add(const Identity &who, const ov_request &wanted, bool several, const ov_clock *former)
 {
     ov_request removal = {}, return_of_former = {};
     char origin[24];
@@ -256,32 +257,32 @@ static int exchange_clock(const Identity &who, const ov_request &wanted, bool se
         return failed("%s has been given another clock meanwhile, which stays", who.label());
     const int status = added.tell(several, former);
     if (fails && former != nullptr)
-        tell_of(who, *former, is_back);
+        warn_of_lost_clock(who, *former, is_back);
     else if (fails)
         warn("%s has lost its clock, which could not be seen", who.label());
     return status;
 }
 
-int replace_clock(const Identity &who, const When &when, int64_t checked, bool several, const Clocks &table)
+int replace_clock(const Identity &who, const ClockOptions &when, int64_t checked, bool several, const Clocks &table)
 {
     const ov_clock *known = table.find(who.kind, who.id);
     ov_clock now; // the table may have been read a while ago
-    const ov_clock *present = known != nullptr && table.look_again(*known, now) ? &now : known;
+    const ov_clock *present = known != nullptr && table.reread(*known, now) ? &now : known;
     if (present != &now) {
-        Outcome first(who, Wanted(when, checked, nullptr).request);
+        Outcome first(who, ClockRequest(when, checked, nullptr).request);
         if (!first.was_there())
             return first.tell(several);
         if (when.keeps_value() && known == nullptr) // of somebody else's process, or come after the table was read
             return failed("%s has a clock that %s: give a time", who.label(),
                           getuid() == 0 ? "somebody has just given" : "you may not see");
     }
-    const Wanted wanted(when, checked, present);
+    const ClockRequest wanted(when, checked, present);
     if (when.keeps_value() && !is_in_range(wanted.request.virtime)) {
         failed("%s: what its clock shows by now is out of range: give a time", who.label());
         return check_rc(OV_BAD_TIME);
     }
 
-    return exchange_clock(who, wanted.request, several, present);
+    return delete_and_add(who, wanted.request, several, present);
 }
 
 } // namespace ovuser

@@ -16,7 +16,7 @@
 namespace ovuser
 {
 
-static double pace_of(const ov_clock &clock)
+static double rate_of(const ov_clock &clock)
 {
     return is_frozen(clock) ? 0 : clock.speed < 0 ? -1.0 / clock.speed : clock.speed;
 }
@@ -28,7 +28,7 @@ static long offset_of(time_t instant)
 }
 
 // The real time of a look at the table, and seconds of the monotonic clock before and after both were read.
-struct Look {
+struct Sample {
     double before;
     time_t real;
     double after;
@@ -40,11 +40,11 @@ class Anchor
 {
   public:
     // Whether a look fits all those before it.
-    bool fits(int64_t value, double pace, const Look &look)
+    bool fits(int64_t value, double rate, const Sample &sample)
     {
         const auto shown = static_cast<double>(value);
-        least_ = std::max(least_, shown - pace * look.after);
-        most_ = std::min(most_, shown + 1 + pace - pace * look.before);
+        least_ = std::max(least_, shown - rate * sample.after);
+        most_ = std::min(most_, shown + 1 + rate - rate * sample.before);
         return least_ <= most_;
     }
 
@@ -53,7 +53,7 @@ class Anchor
 };
 
 // A clock as it was told.
-struct Told {
+struct ReportedClock {
     ov_clock clock;
     long offset; // of the zone, which a clock may cross a change of
     Anchor anchor;
@@ -64,23 +64,23 @@ class Changes
 {
   public:
     // Writes what is not as it was told. False without memory.
-    bool tell(const Clocks &clocks, Identities &identities, const Look &look);
+    bool tell(const Clocks &clocks, IdentityList &identities, const Sample &sample);
 
   private:
-    Told *find(const ov_clock &clock);
+    ReportedClock *find(const ov_clock &clock);
     void tell_gone();
-    void tell_real(const Look &look);
+    void tell_real(const Sample &sample);
 
-    Array<Told> told_;
+    Array<ReportedClock> told_;
     size_t next_ = 0; // where the next clock of a look stands, unless something has changed
     Anchor real_;
     bool began_ = false;
 };
 
-Told *Changes::find(const ov_clock &clock)
+ReportedClock *Changes::find(const ov_clock &clock)
 {
     for (size_t i = 0; i < told_.count(); ++i, ++next_) {
-        Told &told = told_[next_ %= told_.count()];
+        ReportedClock &told = told_[next_ %= told_.count()];
         if (told.clock.kind == clock.kind && told.clock.id == clock.id)
             return ++next_, &told;
     }
@@ -102,7 +102,7 @@ static void end_line(Json &json)
 void Changes::tell_gone()
 {
     size_t left = 0;
-    for (const Told &told : told_) {
+    for (const ReportedClock &told : told_) {
         if (told.met) {
             told_[left++] = told;
             continue;
@@ -115,49 +115,49 @@ void Changes::tell_gone()
     told_.shorten(left);
 }
 
-void Changes::tell_real(const Look &look)
+void Changes::tell_real(const Sample &sample)
 {
-    if (real_.fits(look.real, 1, look) && began_)
+    if (real_.fits(sample.real, 1, sample) && began_)
         return;
     real_ = {};
-    real_.fits(look.real, 1, look);
+    real_.fits(sample.real, 1, sample);
     began_ = true;
     Json json(stdout, Json::on_one_line);
     begin_line(json, "real");
-    json.text("real", Timestamp(look.real).text);
-    json.number("epoch", look.real);
+    json.text("real", TimeText(sample.real).text);
+    json.number("epoch", sample.real);
     end_line(json);
 }
 
-static bool is_same(Told &told, const ov_clock &clock, const Look &look)
+static bool is_same(ReportedClock &told, const ov_clock &clock, const Sample &sample)
 {
     return told.clock.speed == clock.speed && told.clock.rewind == clock.rewind && told.clock.origin == clock.origin &&
-           told.offset == offset_of(clock.value) && told.anchor.fits(clock.value, pace_of(clock), look);
+           told.offset == offset_of(clock.value) && told.anchor.fits(clock.value, rate_of(clock), sample);
 }
 
-bool Changes::tell(const Clocks &clocks, Identities &identities, const Look &look)
+bool Changes::tell(const Clocks &clocks, IdentityList &identities, const Sample &sample)
 {
-    for (Told &told : told_)
+    for (ReportedClock &told : told_)
         told.met = false;
     for (const ov_clock &clock : clocks) {
         if (!is_among(clock, identities))
             continue;
-        Told *told = find(clock);
-        const bool same = told != nullptr && is_same(*told, clock, look);
+        ReportedClock *told = find(clock);
+        const bool same = told != nullptr && is_same(*told, clock, sample);
         if (told == nullptr && (told = told_.add({})) == nullptr)
             return false;
         told->met = true;
         if (same)
             continue;
         *told = {clock, offset_of(clock.value), {}, true};
-        told->anchor.fits(clock.value, pace_of(clock), look);
+        told->anchor.fits(clock.value, rate_of(clock), sample);
         Json json(stdout, Json::on_one_line);
         begin_line(json, "set");
-        write_clock(json, clock, look.real);
+        write_clock(json, clock, sample.real);
         end_line(json);
     }
     tell_gone();
-    tell_real(look);
+    tell_real(sample);
     fflush(stdout);
     return true;
 }
@@ -169,18 +169,18 @@ static bool somebody_reads()
     return poll(&output, 1, 0) == 0 && output_works();
 }
 
-int tell_changes(Identities &identities, int64_t interval)
+int report_changes(IdentityList &identities, int64_t interval)
 {
     const auto seconds = [] { return static_cast<double>(monotonic_time()) / 1e9; };
     Changes changes;
     do {
-        Look look = {seconds(), 0, 0};
+        Sample sample = {seconds(), 0, 0};
         const Clocks clocks;
-        look.real = real_time();
-        look.after = seconds();
+        sample.real = real_time();
+        sample.after = seconds();
         if (!clocks.complete())
-            return clocks.conclude();
-        if (!changes.tell(clocks, identities, look))
+            return clocks.report_failure();
+        if (!changes.tell(clocks, identities, sample))
             return failed("no memory");
         const timespec time = {interval / 1'000'000'000, interval % 1'000'000'000};
         nanosleep(&time, nullptr);

@@ -35,7 +35,7 @@ static bool is_listed(const char *name, size_t length, const char *list)
     }
 }
 
-static bool stays(const char *name, size_t length, const char *preserved)
+static bool is_kept(const char *name, size_t length, const char *preserved)
 {
     return is_listed(name, length, "PATH,TERM,COLORTERM,TZ,LANG,LANGUAGE,LC_*") ||
            (preserved != nullptr && (*preserved == '\0' || is_listed(name, length, preserved))) ||
@@ -45,7 +45,7 @@ static bool stays(const char *name, size_t length, const char *preserved)
 // Makes this process's environment that of a user. Of what was there stays what says how to show things, and what
 // preserved names: the variables between its commas, or all where it is empty; none where it is null. Returns whether
 // there was memory for it.
-static bool live_in_environment_of(const passwd &user, const char *preserved)
+static bool set_environment(const passwd &user, const char *preserved)
 {
     size_t count = 0, kept = 0;
     while (environ != nullptr && environ[count] != nullptr)
@@ -54,7 +54,7 @@ static bool live_in_environment_of(const passwd &user, const char *preserved)
     if (own == nullptr)
         return false;
     for (size_t i = 0; i < count; ++i)
-        if (stays(environ[i], strcspn(environ[i], "="), preserved))
+        if (is_kept(environ[i], strcspn(environ[i], "="), preserved))
             own[kept++] = environ[i];
     environ = own;
     const struct {
@@ -71,7 +71,7 @@ static bool live_in_environment_of(const passwd &user, const char *preserved)
 }
 
 // The groups first: afterwards the right to change them is gone.
-static bool live_as(const Launch &launch)
+static bool become(const Launch &launch)
 {
     if (launch.kind == OV_GROUP)
         return setgid(launch.number) == 0;
@@ -79,11 +79,11 @@ static bool live_as(const Launch &launch)
         return true;
     const passwd *user = getpwuid(launch.number);
     return user != nullptr && initgroups(user->pw_name, user->pw_gid) == 0 && setgid(user->pw_gid) == 0 &&
-           setuid(launch.number) == 0 && live_in_environment_of(*user, launch.preserved_variables);
+           setuid(launch.number) == 0 && set_environment(*user, launch.preserved_variables);
 }
 
 // Lets a signal do here what it does by default.
-static void suffer(int signal)
+static void raise_default(int signal)
 {
     struct sigaction action = {};
     action.sa_handler = SIG_DFL;
@@ -141,11 +141,11 @@ void Child::supervise()
         close(ends_[1]);
         leads_ = true;
         if (pid_ > 0)
-            stand_in();
+            forward_signals();
         _exit(pid_ > 0 ? reap() : int{own_failure});
     }
     setpgid(0, 0);
-    terminal_.bring_forward();
+    terminal_.take_foreground();
     sigprocmask(SIG_SETMASK, &inherited_mask_, nullptr);
 }
 
@@ -153,10 +153,10 @@ void Child::execute()
 {
     close(ends_[0]);
     ends_[0] = -1;
-    if (launch_.apart)
+    if (launch_.own_session)
         supervise();
     char **const command = launch_.command;
-    if ((launch_.apart && !launch_.keeps_descriptors && !close_descriptors()) || !live_as(launch_)) {
+    if ((launch_.own_session && !launch_.keeps_descriptors && !close_descriptors()) || !become(launch_)) {
         failed("%s: cannot run as that user or group: %s", command[0], strerror(errno));
         _exit(own_failure);
     }
@@ -165,7 +165,7 @@ void Child::execute()
         _exit(own_failure);
     sigaction(SIGCHLD, &inherited_action_, nullptr);
     execvp(command[0], command);
-    const Start status = errno == ENOENT ? not_found : cannot_execute;
+    const ExitStatus status = errno == ENOENT ? not_found : cannot_execute;
     failed("%s: %s", command[0], strerror(errno));
     _exit(status);
 }
@@ -175,21 +175,21 @@ void Child::hold_signals()
     sigprocmask(SIG_BLOCK, &all_, nullptr);
 }
 
-void Child::let_go() const
+void Child::execute_command() const
 {
     const char word = 0;
     send(ends_[0], &word, 1, 0);
 }
 
 // The shell is to see a stopped job, and to wake it up again.
-void Child::stop_alike(int signal)
+void Child::stop_with_command(int signal)
 {
-    if (terminal_.is_entered()) { // as its keys would stop all of the caller's job
+    if (terminal_.is_raw()) { // as its keys would stop all of the caller's job
         terminal_.leave();
         kill(0, SIGTSTP);
         signal = SIGTSTP;
     }
-    suffer(leads_ ? SIGSTOP : signal);
+    raise_default(leads_ ? SIGSTOP : signal);
     // What woke this process up has mostly woken the child up too, being for the whole job.
     sigset_t waking;
     sigemptyset(&waking);
@@ -204,7 +204,7 @@ void Child::stop_alike(int signal)
         kill(leads_ ? -pid_ : pid_, SIGCONT);
 }
 
-void Child::stand_in()
+void Child::forward_signals()
 {
     const auto child = static_cast<id_t>(pid_);
     const bool has_terminal = !leads_ && terminal_.is_there();
@@ -220,12 +220,12 @@ void Child::stand_in()
         }
         if (signal.si_signo != SIGCHLD) {
             // What the terminal sends goes to the whole job, but not to another session.
-            if (launch_.apart || signal.si_code <= 0)
+            if (launch_.own_session || signal.si_code <= 0)
                 kill(leads_ ? -pid_ : pid_, signal.si_signo);
             continue;
         }
         if (waitid(P_PID, child, &change, WSTOPPED | WNOHANG) == 0 && change.si_pid != 0)
-            stop_alike(change.si_status);
+            stop_with_command(change.si_status);
         change = {};
         if (waitid(P_PID, child, &change, WEXITED | WNOWAIT | WNOHANG) == 0 && change.si_pid != 0)
             return;
@@ -243,7 +243,7 @@ int Child::reap(bool live) const
         return WEXITSTATUS(status);
     if (!live) {
         prctl(PR_SET_DUMPABLE, 0); // the command's own core is enough
-        suffer(WTERMSIG(status));
+        raise_default(WTERMSIG(status));
     }
     return 128 + WTERMSIG(status); // for who is number 1 in a container, and does not die of it
 }

@@ -11,17 +11,14 @@ namespace ovuser
 
 class Terminal;
 
-// Those of env and its like; all others are the command's.
-enum Start { own_failure = 125, cannot_execute = 126, not_found = 127 };
-
 // How a command is to live.
 struct Launch {
     char **command;
     int32_t kind; // as a user (OV_USER), as a group (OV_GROUP), or as the caller does (any other)
     uint32_t number;
-    bool apart; // in a session of its own, and without the caller's descriptors
+    bool own_session; // in a session of its own, and without the caller's descriptors
     bool keeps_descriptors;
-    const char *preserved_variables; // of a user's, as live_in_environment_of() has them
+    const char *preserved_variables; // of a user's, as set_environment() has them
 };
 
 class Child
@@ -36,10 +33,10 @@ class Child
 
     // From here on signals wait: none of them comes between a clock and its removal. Until then they end both.
     void hold_signals();
-    void let_go() const;
+    void execute_command() const;
     // Hands on the signals that are for the command and stops when it stops, until it has ended. It is a zombie then,
     // so that no other process has its number.
-    void stand_in();
+    void forward_signals();
     // Lets it go in peace: without having been let go, it does not execute the command. Returns its exit status, or
     // dies of the signal that it died of, unless it is to live.
     int reap(bool live = false) const;
@@ -47,7 +44,7 @@ class Child
   private:
     [[noreturn]] void execute();
     void supervise();
-    void stop_alike(int signal);
+    void stop_with_command(int signal);
 
     const Launch launch_;
     Terminal &terminal_;

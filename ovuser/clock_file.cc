@@ -75,16 +75,16 @@ int ClockFile::check_characters()
     bool dos = false;
     if (strncmp(text_, mark, strlen(mark)) == 0) {
         memset(text_, ' ', strlen(mark));
-        status = misunderstood("%s: a byte order mark at its beginning: save it as UTF-8 without one", name_);
+        status = usage_error("%s: a byte order mark at its beginning: save it as UTF-8 without one", name_);
     }
     for (char *line = text_, *const end = text_ + length_; line < end; ++number) {
         auto *line_end = static_cast<char *>(memchr(line, '\n', static_cast<size_t>(end - line)));
         line_end = line_end != nullptr ? line_end : end;
-        const Place here(name_, number);
+        const SourcePosition here(name_, number);
         if (line_end > line && line_end[-1] == '\r') {
             line_end[-1] = ' ';
             if (!dos) // as have all the others
-                status = misunderstood("DOS line ends: sed -i 's/\\r$//' takes them out");
+                status = usage_error("DOS line ends: sed -i 's/\\r$//' takes them out");
             dos = true;
         }
         bool told = false;
@@ -93,7 +93,7 @@ int ClockFile::check_characters()
             if ((character >= ' ' && character != 0x7f) || character == '\t')
                 continue;
             if (!told)
-                status = misunderstood("a control character, \\%03o", unsigned{character});
+                status = usage_error("a control character, \\%03o", unsigned{character});
             told = true;
             *next = '?';
         }
@@ -114,7 +114,7 @@ int ClockFile::check_end() const
         if (length == strlen(saved_last) && strncmp(line, saved_last, length) == 0)
             return done;
     }
-    return misunderstood("%s: not all of it was saved: the line '%s' is missing", name_, saved_last);
+    return usage_error("%s: not all of it was saved: the line '%s' is missing", name_, saved_last);
 }
 
 int ClockFile::read()
@@ -139,7 +139,7 @@ int ClockFile::read()
 bool ClockFile::read_word()
 {
     if (words_.add(words_end_) == nullptr)
-        return misunderstood("no memory"), false;
+        return usage_error("no memory"), false;
     char quote = '\0';
     for (; *next_ != '\0' && *next_ != '\n'; ++next_) {
         if (quote == '\0' && (*next_ == ' ' || *next_ == '\t'))
@@ -153,13 +153,13 @@ bool ClockFile::read_word()
             if (*next_ == '\\' && (quote == '\0' || (quote == '"' && strchr("\"\\$`", next_[1]) != nullptr)))
                 ++next_;
             if (*next_ == '\0' || *next_ == '\n')
-                return misunderstood("nothing follows the backslash"), false;
+                return usage_error("nothing follows the backslash"), false;
             *words_end_++ = *next_;
         }
     }
     *words_end_++ = '\0';
     if (quote != '\0')
-        return misunderstood("a quote is not closed"), false;
+        return usage_error("a quote is not closed"), false;
     return true;
 }
 
@@ -175,7 +175,7 @@ int ClockFile::next_line(char **&words)
         const auto count = static_cast<int>(words_.count());
         if (*next_ == '\0' && count == 1)
             return 0;
-        const Place here(name_, line_);
+        const SourcePosition here(name_, line_);
         if (*next_ == '\0' || (*next_ == '\n' && count > 1)) {
             if (words_.add(nullptr) == nullptr)
                 return failed("no memory"), -1;

@@ -48,7 +48,7 @@ const ov_clock *Clocks::find(int32_t kind, uint32_t id) const
     return nullptr;
 }
 
-bool Clocks::look_again(const ov_clock &clock, ov_clock &now) const
+bool Clocks::reread(const ov_clock &clock, ov_clock &now) const
 {
     const int control = open_control();
     if (control < 0)
@@ -62,7 +62,7 @@ bool Clocks::look_again(const ov_clock &clock, ov_clock &now) const
     return stepped && now.kind == clock.kind && now.id == clock.id;
 }
 
-int Clocks::conclude() const
+int Clocks::report_failure() const
 {
     if (failed_ != Step::none) {
         char text[256];
@@ -72,15 +72,15 @@ int Clocks::conclude() const
             snprintf(text, sizeof text, ov::no_answer, strerror(error_));
         else
             snprintf(text, sizeof text, ov::not_executed, error_);
-        return ovuser::conclude(failed_ == Step::open ? int{OV_NO_CONTROL_FILE} : -1, strdup(text), nullptr, error_);
+        return print_result(failed_ == Step::open ? int{OV_NO_CONTROL_FILE} : -1, strdup(text), nullptr, error_);
     }
     if (undecided_ == 0)
         return done;
     warn("clocks of which it cannot be told whether they are yours: %d", undecided_);
-    return not_carried_out;
+    return failure;
 }
 
-bool is_among(const ov_clock &clock, Identities &identities)
+bool is_among(const ov_clock &clock, IdentityList &identities)
 {
     bool among = identities.count() == 0;
     for (Identity &identity : identities)
@@ -89,12 +89,12 @@ bool is_among(const ov_clock &clock, Identities &identities)
     return among;
 }
 
-bool all_met(const Identities &identities)
+bool all_met(const IdentityList &identities)
 {
     return std::all_of(identities.begin(), identities.end(), [](const Identity &identity) { return identity.met; });
 }
 
-int conclude_met(const Identities &identities)
+int report_unmet(const IdentityList &identities)
 {
     for (const Identity &identity : identities) {
         if (!identity.met) // of other users' processes and of other groups an ordinary caller is not told
@@ -134,11 +134,11 @@ void write_clock(Json &json, const ov_clock &clock, time_t real)
 
 void write_clock_state(Json &json, const ov_clock &clock, time_t real)
 {
-    const Timestamp time(clock.value);
+    const TimeText time(clock.value);
     time.has_date ? json.text("time", time.text) : json.word("time", "null");
     json.number("epoch", clock.value);
     json.number("ahead", seconds_ahead(clock, real));
-    json.text("real", Timestamp(real).text);
+    json.text("real", TimeText(real).text);
     json.number("speed", clock.speed);
     json.text("speed_text", clock_speed_string(clock.speed));
     json.word("frozen", is_frozen(clock) ? "true" : "false");

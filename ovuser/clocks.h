@@ -28,12 +28,12 @@ class Clocks
     // Null when there is none.
     const ov_clock *find(int32_t kind, uint32_t id) const;
     // One of these clocks as it is by now. False when it is not where it was.
-    bool look_again(const ov_clock &clock, ov_clock &now) const;
+    bool reread(const ov_clock &clock, ov_clock &now) const;
 
     // The errno of what failed, where it was not opened or not read to its end.
     int error() const { return error_; }
     // Tells on standard error what could not be seen, and why. Returns the exit status.
-    int conclude() const;
+    int report_failure() const;
 
   private:
     enum class Step { none, open, begin, slot };
@@ -45,10 +45,10 @@ class Clocks
 };
 
 // Whether a clock is one of the identities', which is then met. Where there are no identities, every clock is.
-bool is_among(const ov_clock &clock, Identities &identities);
-bool all_met(const Identities &identities);
+bool is_among(const ov_clock &clock, IdentityList &identities);
+bool all_met(const IdentityList &identities);
 // Names on standard error the identities that were not met. Returns the exit status.
-int conclude_met(const Identities &identities);
+int report_unmet(const IdentityList &identities);
 
 // How far a clock is ahead of real time, in seconds; negative behind it.
 int64_t seconds_ahead(const ov_clock &clock, time_t real);

@@ -21,9 +21,9 @@ static constexpr char delete_help[] =
 int delete_command(int argc, char **argv)
 {
     int status;
-    if (only_help(argc, argv, delete_help, status))
+    if (handle_help(argc, argv, delete_help, status))
         return status;
-    Identities identities;
+    IdentityList identities;
     status = read_identities_or_caller(identities, "delete", argc - optind, argv + optind);
     ov_request request = {};
     request.operation = OV_DELETE;

@@ -47,7 +47,7 @@ void Nearest::consider(const char *candidate)
 }
 
 // Says what getopt would say, which quotes words as they are. Of the known options that a word begins, the first.
-static const option *name_option_fault(const char *typed, const option *known)
+static const option *print_option_error(const char *typed, const option *known)
 {
     const bool is_long = strncmp(typed, "--", 2) == 0;
     const size_t length = is_long ? strcspn(typed + 2, "=") : 0;
@@ -62,17 +62,17 @@ static const option *name_option_fault(const char *typed, const option *known)
             break;
     }
     if (optopt != 0 && (first == nullptr || first->val != optopt)) // a letter, of which several may share a word
-        misunderstood(strchr("Xo", optopt) != nullptr ? "invalid option, or one without its argument -- '%c'"
-                                                      : "invalid option -- '%c'",
-                      optopt);
+        usage_error(strchr("Xo", optopt) != nullptr ? "invalid option, or one without its argument -- '%c'"
+                                                    : "invalid option -- '%c'",
+                    optopt);
     else if (matches == 0)
-        misunderstood("unrecognized option '%s'", typed);
+        usage_error("unrecognized option '%s'", typed);
     else if (matches > 1)
-        misunderstood("option '%s' is ambiguous", typed);
+        usage_error("option '%s' is ambiguous", typed);
     else if (first->has_arg == no_argument)
-        misunderstood("option '--%s' doesn't allow an argument", first->name);
+        usage_error("option '--%s' doesn't allow an argument", first->name);
     else
-        misunderstood("option '--%s' requires an argument", first->name);
+        usage_error("option '--%s' requires an argument", first->name);
     return first;
 }
 
@@ -183,12 +183,12 @@ static bool hint_on_option(const char *typed, const option *known)
     return false;
 }
 
-int fault_in_option(char *const *argv, const option *known)
+int report_bad_option(char *const *argv, const option *known)
 {
     const char *typed = argv[optind - 1];
     const bool is_long = strncmp(typed, "--", 2) == 0;
-    if (name_option_fault(typed, known) != nullptr)
-        return not_understood;
+    if (print_option_error(typed, known) != nullptr)
+        return bad_usage;
     if (!is_long && argv[optind] != nullptr && argv[optind][0] == '-' && argv[optind][1] == optopt)
         typed = argv[optind]; // whose letters getopt is still reading
     char word[32];
@@ -196,7 +196,7 @@ int fault_in_option(char *const *argv, const option *known)
     snprintf(word, sizeof word, "%.*s", static_cast<int>(strcspn(plain, "=")), plain);
     if (!is_long && is_known(word, known)) {
         hint("did you mean --%s?", word);
-        return not_understood;
+        return bad_usage;
     }
     if (!is_long) // a letter, in which nobody mistypes another
         snprintf(word, sizeof word, "%c", optopt);
@@ -205,10 +205,10 @@ int fault_in_option(char *const *argv, const option *known)
         nearest.consider(entry->name);
     if (!hint_on_option(word, known) && nearest.found() != nullptr)
         hint("did you mean --%s?", nearest.found());
-    return not_understood;
+    return bad_usage;
 }
 
-bool only_help(int argc, char **argv, const char *help, int &status)
+bool handle_help(int argc, char **argv, const char *help, int &status)
 {
     static constexpr option known[] = {{"help", no_argument, nullptr, 'h'}, {}};
     const int choice = getopt_long(argc, argv, "h", known, nullptr);
@@ -216,7 +216,7 @@ bool only_help(int argc, char **argv, const char *help, int &status)
         return false;
     if (choice == 'h')
         fputs(help, stdout);
-    status = choice == 'h' ? done : fault_in_option(argv, known);
+    status = choice == 'h' ? done : report_bad_option(argv, known);
     return true;
 }
 

@@ -24,11 +24,11 @@ class Nearest
 void hint_on_subcommand(const char *typed, const Nearest &nearest);
 
 // For getopt's '?', with opterr at 0: says what is wrong with the option, which one may have been meant, and returns
-// not_understood.
-int fault_in_option(char *const *argv, const option *known);
+// bad_usage.
+int report_bad_option(char *const *argv, const option *known);
 
 // Reads the options of a subcommand that has none but --help. True when that is all that it is to do: then the status
 // is what it ends with.
-bool only_help(int argc, char **argv, const char *help, int &status);
+bool handle_help(int argc, char **argv, const char *help, int &status);
 
 } // namespace ovuser

@@ -88,8 +88,8 @@ static int refuse_other_numbers(const Identity &who)
     if (in_range || (who.kind == OV_USER && getpwnam(who.name) != nullptr) ||
         (who.kind == OV_GROUP && getgrnam(who.name) != nullptr))
         return done;
-    return misunderstood("%s: the number of a %s is from %" PRId64 " to %" PRId64, who.text, kind_word(who.kind), least,
-                         most);
+    return usage_error("%s: the number of a %s is from %" PRId64 " to %" PRId64, who.text, kind_word(who.kind), least,
+                       most);
 }
 
 int read_identity(const char *text, Identity &identity)
@@ -104,13 +104,13 @@ int read_identity(const char *text, Identity &identity)
             identity = {text, text + 2, prefix.kind, 0, false, false, ""};
     constexpr size_t longest = 65000; // a name service may not stand more
     if (strlen(text) > longest)
-        return misunderstood("an identity of %zu characters names nobody", strlen(text));
+        return usage_error("an identity of %zu characters names nobody", strlen(text));
     if (identity.name[0] == '\0') // which to the engine would be root
-        return misunderstood("'%s' names nobody: an unset variable, perhaps", text);
+        return usage_error("'%s' names nobody: an unset variable, perhaps", text);
     return refuse_other_numbers(identity);
 }
 
-int read_identities(Identities &identities, int count, char **texts)
+int read_identities(IdentityList &identities, int count, char **texts)
 {
     for (int i = 0; i < count; ++i) {
         Identity identity;
@@ -122,31 +122,31 @@ int read_identities(Identities &identities, int count, char **texts)
     return done;
 }
 
-int read_identities_or_caller(Identities &identities, const char *subcommand, int count, char **texts)
+int read_identities_or_caller(IdentityList &identities, const char *subcommand, int count, char **texts)
 {
     if (count > 0)
         return read_identities(identities, count, texts);
     if (getuid() == 0)
-        return misunderstood("%s whom? root has no clock; write u:USER, g:GROUP or p:PID", subcommand);
+        return usage_error("%s whom? root has no clock; write u:USER, g:GROUP or p:PID", subcommand);
     const Identity caller = {"", nullptr, OV_USER, getuid(), false, false, ""};
     return identities.add(caller) != nullptr ? int{done} : failed("no memory");
 }
 
 struct Named {
     char *name;
-    size_t place; // of two by the same name the earlier one counts
+    size_t position; // of two by the same name the earlier one counts
     uint32_t id;
 
     bool operator<(const Named &other) const
     {
         const int order = strcmp(name, other.name);
-        return order != 0 ? order < 0 : place < other.place;
+        return order != 0 ? order < 0 : position < other.position;
     }
 };
 
 // Users or groups by name.
 struct NameList {
-    int questions = 0;
+    int lookups = 0;
     Array<Named> names;
 
     bool add(const char *name, uint32_t id);
@@ -193,7 +193,7 @@ static int look_up(const char *name, int32_t kind, uint32_t *number)
     NameList &list = kind == OV_USER ? users : groups;
     if (kind == OV_PROCESS)
         return parse_uid(name, kind, number);
-    if (++list.questions == many)
+    if (++list.lookups == many)
         list.read(kind);
     const Named *known = list.find(name);
     if (known == nullptr)
@@ -231,7 +231,7 @@ static void hint_on_identity(const char *typed)
         hint("did you mean the process, p:%s?", typed);
 }
 
-int check_identities(Identities &identities, ov_request &request, int64_t *value)
+int check_identities(IdentityList &identities, ov_request &request, int64_t *value)
 {
     const bool several = identities.count() > 1;
     int64_t unused;
@@ -243,11 +243,11 @@ int check_identities(Identities &identities, ov_request &request, int64_t *value
             request.id_count = 0;
         char *message = nullptr;
         if (const int32_t result = ov_preview_request(&request, value != nullptr ? value : &unused, &message)) {
-            const int status = conclude(result, message, several ? identity.label() : nullptr);
+            const int status = print_result(result, message, several ? identity.label() : nullptr);
             if (result == OV_UNKNOWN_IDENTITY)
                 hint_on_identity(identity.text);
             if (several && request.operation != OV_LIST)
-                misunderstood("nothing has been changed for any of them");
+                usage_error("nothing has been changed for any of them");
             return status;
         }
         if (!found && look_up(identity.name, identity.kind, &identity.id) != 0) // whom the engine has found
@@ -265,7 +265,7 @@ static bool has_unseen_character(const char *text)
     return false;
 }
 
-Owner::Owner(const ov_clock &clock) : exists(false), kind_(clock.kind), id_(clock.id)
+ListedIdentity::ListedIdentity(const ov_clock &clock) : exists(false), kind_(clock.kind), id_(clock.id)
 {
     char digits[12];
     snprintf(digits, sizeof digits, "%" PRIu32, id_);

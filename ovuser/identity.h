@@ -38,23 +38,23 @@ struct Identity {
 // exit status, with the reason told: an empty one, and a number that is none of its kind.
 int read_identity(const char *text, Identity &identity);
 
-using Identities = Array<Identity>;
+using IdentityList = Array<Identity>;
 
 // Reads any number of them. Anything but done is the exit status, with the reason told.
-int read_identities(Identities &identities, int count, char **texts);
+int read_identities(IdentityList &identities, int count, char **texts);
 
 // The same, but none means the caller, unless it is root, which has no clock: that is refused.
-int read_identities_or_caller(Identities &identities, const char *subcommand, int count, char **texts);
+int read_identities_or_caller(IdentityList &identities, const char *subcommand, int count, char **texts);
 
 // Asks the engine, without changing anything, whether the request may be made of each identity, and resolves them all.
 // The value becomes the request's clock value. Anything but done is the exit status, with the reason told.
-int check_identities(Identities &identities, ov_request &request, int64_t *value = nullptr);
+int check_identities(IdentityList &identities, ov_request &request, int64_t *value = nullptr);
 
 // The identity of a listed clock, as the command line takes it.
-struct Owner {
-    explicit Owner(const ov_clock &clock);
-    Owner(const Owner &) = delete;
-    Owner &operator=(const Owner &) = delete;
+struct ListedIdentity {
+    explicit ListedIdentity(const ov_clock &clock);
+    ListedIdentity(const ListedIdentity &) = delete;
+    ListedIdentity &operator=(const ListedIdentity &) = delete;
 
     // u:NAME or g:NAME, by number where the name has characters that cannot be seen or is another's; p:PID.
     char text[1032];

@@ -36,7 +36,7 @@ static constexpr option list_options[] = {
 };
 
 // The engine's own listing, byte for byte, where nothing fails.
-static void list_as_text(const Clocks &clocks, Identities &identities)
+static void list_as_text(const Clocks &clocks, IdentityList &identities)
 {
     const bool all = getuid() == 0 && identities.count() == 0;
     printf("ovuser: report: Listing %s:\n", all ? "all virtual clocks" : "requested virtual clock");
@@ -57,7 +57,7 @@ static void list_as_text(const Clocks &clocks, Identities &identities)
         printf("ovuser: %s Orvane users have been listed above.\n", all ? "All" : "Requested");
 }
 
-static void list_as_json(const Clocks &clocks, Identities &identities)
+static void list_as_json(const Clocks &clocks, IdentityList &identities)
 {
     const time_t real = real_time();
     Json json(stdout);
@@ -108,13 +108,13 @@ int list_command(int argc, char **argv)
                 optarg = argv[optind++];
             interval = read_interval(optarg != nullptr ? optarg : "1");
             if (interval == 0)
-                return misunderstood("--watch takes seconds from 0.05 to 86400, not '%s'", optarg);
+                return usage_error("--watch takes seconds from 0.05 to 86400, not '%s'", optarg);
             break;
         default:
-            return fault_in_option(argv, list_options);
+            return report_bad_option(argv, list_options);
         }
     }
-    Identities identities;
+    IdentityList identities;
     if (const int status = read_identities(identities, argc - optind, argv + optind))
         return status;
     ov_request request = {};
@@ -122,12 +122,12 @@ int list_command(int argc, char **argv)
     if (const int status = check_identities(identities, request))
         return status;
     if (interval != 0)
-        return as_json ? tell_changes(identities, interval) : watch(identities, interval);
+        return as_json ? report_changes(identities, interval) : watch(identities, interval);
     const Clocks clocks;
     if (clocks.opened())
         as_json ? list_as_json(clocks, identities) : list_as_text(clocks, identities);
-    const int status = clocks.conclude();
-    return status == done ? conclude_met(identities) : status;
+    const int status = clocks.report_failure();
+    return status == done ? report_unmet(identities) : status;
 }
 
 } // namespace ovuser

@@ -50,7 +50,7 @@ static int open_file(const char *path, bool make, int &descriptor)
 int Lock::take()
 {
     constexpr int64_t second = 1'000'000'000;
-    constexpr timespec moment = {0, 10'000'000};
+    constexpr timespec moment = {0, 10'000000};
     char path[4096];
     const bool make = name_file(path);
     const int status = open_file(path, make, descriptor_);

@@ -81,7 +81,7 @@ static bool asks_for_help(const char *word)
 
 // What changes clocks goes on when nobody reads what it says, or no file has room for it; a report that has been
 // written is not lost with whoever is killed later.
-static void outlive_the_reader()
+static void ignore_output_signals()
 {
     signal(SIGPIPE, SIG_IGN);
     signal(SIGXFSZ, SIG_IGN);
@@ -115,28 +115,28 @@ static int run(int argc, char **argv)
             if (const char *zone = getenv("TZ"); zone != nullptr && !is_time_zone(zone))
                 warn("TZ=%.64s is no time zone: UTC stands for it", zone);
             if (subcommand.changes)
-                outlive_the_reader();
+                ignore_output_signals();
             return subcommand.run(argc - 1, argv + 1);
         }
     }
     if (argc < 2) {
         print_usage(stderr);
-        return not_understood;
+        return bad_usage;
     }
     Nearest nearest(word);
     for (const Subcommand &subcommand : subcommands)
         nearest.consider(subcommand.word);
     for (const char *other : {"help", "--help", "--version"})
         nearest.consider(other);
-    misunderstood("%s is not a subcommand; 'ovuser --help' lists them", word);
+    usage_error("%s is not a subcommand; 'ovuser --help' lists them", word);
     hint_on_subcommand(word, nearest);
-    return not_understood;
+    return bad_usage;
 }
 
 } // namespace ovuser
 
 int main(int argc, char **argv)
 {
-    ovuser::hold_closed_streams();
+    ovuser::reserve_closed_streams();
     return ovuser::finish_output(ovuser::run(argc, argv));
 }

@@ -17,7 +17,7 @@ namespace ovuser
 
 static int output_error = 0;
 
-void hold_closed_streams()
+void reserve_closed_streams()
 {
     int descriptor;
     do
@@ -55,7 +55,7 @@ int finish_output(int status)
                 output_error != 0 ? strerror(output_error) : "some lines could not be written");
     if (ferror(stderr) != 0 && (fcntl(STDERR_FILENO, F_GETFL) & O_PATH) == 0) // who has closed it wants to hear nothing
         lost = true;
-    return lost ? std::max(status, int{not_carried_out}) : status;
+    return lost ? std::max(status, int{failure}) : status;
 }
 
 static void print_line(FILE *stream, const char *beginning, const char *format, va_list arguments)
@@ -78,19 +78,19 @@ void report(const char *format, ...)
     va_end(arguments);
 }
 
-static const Place *place = nullptr;
+static const SourcePosition *position = nullptr;
 
-Place::Place(const char *file, int line) : file_(file), line_(line)
+SourcePosition::SourcePosition(const char *file, int line) : file_(file), line_(line)
 {
-    place = this;
+    position = this;
 }
 
-Place::~Place()
+SourcePosition::~SourcePosition()
 {
-    place = nullptr;
+    position = nullptr;
 }
 
-void Place::print() const
+void SourcePosition::print() const
 {
     print_visible(stderr, file_);
     fprintf(stderr, ":%d: ", line_);
@@ -100,8 +100,8 @@ static void complain(const char *severity, const char *format, va_list arguments
 {
     flush_output();
     fputs(severity, stderr);
-    if (place != nullptr)
-        place->print();
+    if (position != nullptr)
+        position->print();
     print_line(stderr, "", format, arguments);
 }
 
@@ -113,13 +113,13 @@ void warn(const char *format, ...)
     va_end(arguments);
 }
 
-int misunderstood(const char *format, ...)
+int usage_error(const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
     complain("ovuser: error: ", format, arguments);
     va_end(arguments);
-    return not_understood;
+    return bad_usage;
 }
 
 int failed(const char *format, ...)
@@ -128,7 +128,7 @@ int failed(const char *format, ...)
     va_start(arguments, format);
     complain("ovuser: error: ", format, arguments);
     va_end(arguments);
-    return not_carried_out;
+    return failure;
 }
 
 void hint(const char *format, ...)
@@ -180,8 +180,8 @@ static char *print_beginning(char *message, const char *label)
         if (strncmp(message, severity, length) != 0)
             continue;
         fputs(severity, stderr);
-        if (place != nullptr)
-            place->print();
+        if (position != nullptr)
+            position->print();
         if (label != nullptr) {
             print_visible(stderr, label);
             fputs(": ", stderr);
@@ -191,7 +191,7 @@ static char *print_beginning(char *message, const char *label)
     return message;
 }
 
-int conclude(int32_t result, char *message, const char *label, int error)
+int print_result(int32_t result, char *message, const char *label, int error)
 {
     if (result == OV_OK) {
         if (message != nullptr)

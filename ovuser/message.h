@@ -9,16 +9,23 @@ namespace ovuser
 {
 
 // Exit status: the class of check_rc, so that this is also the class of a bad request.
-enum Exit { done = 0, not_understood = 2, not_carried_out = 5 };
+enum ExitStatus {
+    done = 0,
+    bad_usage = 2,
+    failure = 5,
+    own_failure = 125, // these three are run's, and mean the same as env's
+    cannot_execute = 126,
+    not_found = 127
+};
 
 // While one of these lives, errors and warnings are about a line of a file, and name it.
-class Place
+class SourcePosition
 {
   public:
-    Place(const char *file, int line);
-    ~Place();
-    Place(const Place &) = delete;
-    Place &operator=(const Place &) = delete;
+    SourcePosition(const char *file, int line);
+    ~SourcePosition();
+    SourcePosition(const SourcePosition &) = delete;
+    SourcePosition &operator=(const SourcePosition &) = delete;
 
     // FILE:LINE: in front of a message.
     void print() const;
@@ -32,7 +39,7 @@ class Place
 // standard error "ovuser: warning: ", "ovuser: hint: " or, with that exit status as the result, "ovuser: error: ".
 void report(const char *format, ...) __attribute__((format(printf, 1, 2)));
 void warn(const char *format, ...) __attribute__((format(printf, 1, 2)));
-int misunderstood(const char *format, ...) __attribute__((format(printf, 1, 2)));
+int usage_error(const char *format, ...) __attribute__((format(printf, 1, 2)));
 int failed(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 void hint(const char *format, ...) __attribute__((format(printf, 1, 2)));
@@ -42,11 +49,11 @@ void hint_on_errno(int error);
 
 // Prints what the engine left of a request, message included, which is freed, and a hint where the errno of the control
 // file has one. A message that does not name the identity is made to where its label is given. Returns the exit status.
-int conclude(int32_t result, char *message, const char *label = nullptr, int error = 0);
+int print_result(int32_t result, char *message, const char *label = nullptr, int error = 0);
 
 // To be called before anything is opened: what is opened in the place of a closed standard stream gets to see what is
 // written there. Reading and writing fail as ever, and what is executed finds it closed.
-void hold_closed_streams();
+void reserve_closed_streams();
 
 // False once anything could not be written: who writes a lot may stop. To be asked right behind what writes, while
 // errno tells why.

@@ -39,8 +39,8 @@ static int read_number(int choice, int64_t least, int64_t most, int64_t &number)
 {
     if (read_whole_number(optarg, least, most, number))
         return done;
-    misunderstood("--%s takes a whole number from %" PRId64 " to %" PRId64 ", not '%s'", name_of(choice), least, most,
-                  optarg);
+    usage_error("--%s takes a whole number from %" PRId64 " to %" PRId64 ", not '%s'", name_of(choice), least, most,
+                optarg);
     return check_rc(OV_BAD_TIME);
 }
 
@@ -61,7 +61,7 @@ static const char *engine_date(const char *typed, char (&text)[9])
     return text;
 }
 
-When::When()
+ClockOptions::ClockOptions()
 {
     request_.operation = OV_ADD;
     request_.speed = 1;
@@ -79,14 +79,13 @@ static bool go_together(int a, int b)
 }
 
 // Notes an option down, unless there is an earlier one that it cannot go with.
-int When::note_down(int choice)
+int ClockOptions::record(int choice)
 {
     for (int other = when_at; other < when_end; ++other) {
         if (!seen_[other - when_at] || go_together(choice, other))
             continue;
-        return other == choice
-                   ? misunderstood("--%s is given twice", name_of(choice))
-                   : misunderstood("--%s and --%s cannot be given together", name_of(other), name_of(choice));
+        return other == choice ? usage_error("--%s is given twice", name_of(choice))
+                               : usage_error("--%s and --%s cannot be given together", name_of(other), name_of(choice));
     }
     seen_[choice - when_at] = true;
     if (choice > when_offset)
@@ -99,7 +98,7 @@ int When::note_down(int choice)
     return done;
 }
 
-int When::refuse_value() const
+int ClockOptions::refuse_value() const
 {
     // In UTC and in the local zone.
     char texts[2][2][64] = {};
@@ -113,13 +112,13 @@ int When::refuse_value() const
             texts[1][i][0] = '\0';
     }
     const bool both = texts[1][0][0] != '\0' && texts[1][1][0] != '\0' && strcmp(texts[0][0], texts[1][0]) != 0;
-    misunderstood("%s is out of range: from %s%s%s%s to %s%s%s%s", typed_, texts[0][0], both ? " (" : "",
-                  both ? texts[1][0] : "", both ? ")" : "", texts[0][1], both ? " (" : "", both ? texts[1][1] : "",
-                  both ? ")" : "");
+    usage_error("%s is out of range: from %s%s%s%s to %s%s%s%s", typed_, texts[0][0], both ? " (" : "",
+                both ? texts[1][0] : "", both ? ")" : "", texts[0][1], both ? " (" : "", both ? texts[1][1] : "",
+                both ? ")" : "");
     return check_rc(OV_BAD_TIME);
 }
 
-int When::check_distance() const
+int ClockOptions::check_distance() const
 {
     if (request_.time_form == OV_ABSOLUTE_FORM || request_.x_date != nullptr || request_.rel_mode != 0)
         return done;
@@ -127,7 +126,7 @@ int When::check_distance() const
     const int64_t value = parse_reltime(request_.rel_years, request_.rel_days, request_.rel_hours, request_.rel_minutes,
                                         request_.rel_origin, &message, 0);
     if (message != nullptr && strstr(message, " -o option") != nullptr)
-        return conclude(OV_BAD_RELATIVE_TIME, message);
+        return print_result(OV_BAD_RELATIVE_TIME, message);
     free(message);
     return value != 0 && is_in_range(value + span_.seconds) ? int{done} : refuse_value();
 }
@@ -139,7 +138,7 @@ static bool is_out_of_range(const char *refusal)
            (strstr(refusal, ", must not be ") != nullptr || strstr(refusal, ", invalid year[") != nullptr);
 }
 
-int When::take_time(int argc, char **argv)
+int ClockOptions::take_time(int argc, char **argv)
 {
     char *message = nullptr;
     request_.time_form = OV_ABSOLUTE_FORM;
@@ -150,12 +149,12 @@ int When::take_time(int argc, char **argv)
         free(message);
         return refuse_value();
     }
-    const int status = conclude(OV_BAD_TIME, message);
+    const int status = print_result(OV_BAD_TIME, message);
     hint_on_time(optarg, argc - optind, argv + optind);
     return status;
 }
 
-int When::take_date()
+int ClockOptions::take_date()
 {
     char *message = nullptr;
     int code;
@@ -166,12 +165,12 @@ int When::take_date()
         free(message);
         return refuse_value();
     }
-    const int status = conclude(OV_BAD_TIME, message);
+    const int status = print_result(OV_BAD_TIME, message);
     hint("--date takes YYYY-MM-DD or MMDDYYYY");
     return status;
 }
 
-int When::take_epoch()
+int ClockOptions::take_epoch()
 {
     int64_t number;
     const bool is_number = *optarg != '\0' && optarg[strspn(optarg, "+-0123456789")] == '\0';
@@ -181,10 +180,10 @@ int When::take_epoch()
     return read_number(when_epoch, earliest_value, latest_value, request_.virtime);
 }
 
-int When::take_span()
+int ClockOptions::take_span()
 {
     if (!read_span(optarg, span_)) {
-        misunderstood("--in takes a span such as '2d 3h' or -90m, not '%s'", optarg);
+        usage_error("--in takes a span such as '2d 3h' or -90m, not '%s'", optarg);
         return check_rc(OV_BAD_TIME);
     }
     request_.rel_years = span_.parts[0];
@@ -194,7 +193,7 @@ int When::take_span()
     return done;
 }
 
-int When::take_speed()
+int ClockOptions::take_speed()
 {
     static constexpr struct {
         const char *word;
@@ -211,13 +210,13 @@ int When::take_speed()
         request_.speed = static_cast<int32_t>(number);
         return done;
     }
-    misunderstood("wrong parameters for speed: %s, it must be an integer and belongs to  [-1000, 1000].", optarg);
+    usage_error("wrong parameters for speed: %s, it must be an integer and belongs to  [-1000, 1000].", optarg);
     if (optarg[strspn(optarg, "+-0123456789")] != '\0')
         hint("--speed 60 is 60 times faster, --speed -60 is 60 times slower");
     return check_rc(OV_BAD_SPEED);
 }
 
-int When::take_option(int choice, int argc, char **argv)
+int ClockOptions::take_option(int choice, int argc, char **argv)
 {
     switch (choice) {
     case when_at:
@@ -251,31 +250,30 @@ int When::take_option(int choice, int argc, char **argv)
     }
 }
 
-int When::take(int choice, int argc, char **argv, const option *known)
+int ClockOptions::take(int choice, int argc, char **argv, const option *known)
 {
     choice = choice == 'X' ? int{when_date} : choice == 'o' ? int{when_origin} : choice;
     if (choice < when_at || choice >= when_end) // getopt has said what is wrong
-        return fault_in_option(argv, known);
-    if (const int status = note_down(choice))
+        return report_bad_option(argv, known);
+    if (const int status = record(choice))
         return status;
     return take_option(choice, argc, argv);
 }
 
-int When::complete(const char *subcommand)
+int ClockOptions::complete(const char *subcommand)
 {
     if (keeps_value()) {
         if (!speed_given_ && !rewind_given_)
-            return misunderstood("%s needs a time; 'ovuser %s --help' lists the ways to give it", subcommand,
-                                 subcommand);
+            return usage_error("%s needs a time; 'ovuser %s --help' lists the ways to give it", subcommand, subcommand);
         request_.time_form = OV_ABSOLUTE_FORM;
         request_.virtime = ov_read_time("now", nullptr);
     }
     if (span_.seconds != 0 && request_.rel_mode != 0) // with which the value is the engine's to count
-        return misunderstood("--offset goes with no seconds in --in");
+        return usage_error("--offset goes with no seconds in --in");
     return done;
 }
 
-ov_request When::settled(int64_t checked) const
+ov_request ClockOptions::settled(int64_t checked) const
 {
     ov_request settled = request_;
     settled.virtime = checked + span_.seconds;

@@ -13,7 +13,7 @@ namespace ovuser
 {
 
 // What getopt returns for them. In the order of the options, of which those from in to offset are about a distance.
-enum WhenOption : int {
+enum ClockOption : int {
     when_at = 256,
     when_date,
     when_epoch,
@@ -41,10 +41,10 @@ inline constexpr option when_options[] = {
 };
 
 // These options and a subcommand's own, for getopt_long; the short ones are X: and o:.
-template <size_t N> struct OptionsWithWhen {
+template <size_t N> struct OptionsWithClock {
     option list[(when_end - when_at) + N + 1] = {};
 
-    constexpr explicit OptionsWithWhen(const option (&own)[N])
+    constexpr explicit OptionsWithClock(const option (&own)[N])
     {
         option *next = list;
         for (const option &entry : when_options)
@@ -58,12 +58,12 @@ template <size_t N> struct OptionsWithWhen {
 extern const char when_help[];
 
 // The options of one clock. A request points into it, so it stays where it is.
-class When
+class ClockOptions
 {
   public:
-    When();
-    When(const When &) = delete;
-    When &operator=(const When &) = delete;
+    ClockOptions();
+    ClockOptions(const ClockOptions &) = delete;
+    ClockOptions &operator=(const ClockOptions &) = delete;
 
     // Takes what getopt_long has returned, which is one of these options, or '?'. Anything but done is the exit status,
     // with the reason told.
@@ -97,7 +97,7 @@ class When
     int take_span();
     int take_speed();
     int take_epoch();
-    int note_down(int choice);
+    int record(int choice);
 
     ov_request request_ = {};
     Span span_ = {};

@@ -30,32 +30,32 @@ static int reset()
     const int32_t result = ov_process_request(&request, &message);
     const int error = errno;
     if (result != OV_OK) {
-        trace(request, result, message);
-        return conclude(result, message, nullptr, error);
+        audit(request, result, message);
+        return print_result(result, message, nullptr, error);
     }
     const Clocks left;
     const auto count = static_cast<int>(left.end() - left.begin());
     const bool gone = count == 0 && left.complete();
-    trace(request, gone ? result : -1, gone ? message : "clocks may be left");
+    audit(request, gone ? result : -1, gone ? message : "clocks may be left");
     if (gone)
-        return conclude(result, message);
+        return print_result(result, message);
     free(message);
     if (count > 0)
         failed("clocks that the reset has left: %d", count);
     else
         failed("whether the reset has left clocks cannot be told");
     hint_on_errno(error);
-    left.conclude();
-    return not_carried_out;
+    left.report_failure();
+    return failure;
 }
 
 int reset_command(int argc, char **argv)
 {
     int status;
-    if (only_help(argc, argv, reset_help, status))
+    if (handle_help(argc, argv, reset_help, status))
         return status;
     if (optind != argc) // whoever names somebody does not mean everybody
-        return misunderstood("reset takes no identities");
+        return usage_error("reset takes no identities");
     return reset();
 }
 

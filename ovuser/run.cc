@@ -36,7 +36,7 @@ static constexpr char run_usage[] =
 
 enum RunOption { run_group = 1, run_user, run_no_pty, run_keep_fds, run_preserve_env };
 
-static constexpr OptionsWithWhen run_options({
+static constexpr OptionsWithClock run_options({
     {"group", required_argument, nullptr, run_group},
     {"user", required_argument, nullptr, run_user},
     {"no-pty", no_argument, nullptr, run_no_pty},
@@ -46,21 +46,21 @@ static constexpr OptionsWithWhen run_options({
 });
 
 // What the words of the subcommand say.
-struct Errand {
-    When when;
+struct RunOptions {
+    ClockOptions when;
     char *owner = nullptr; // u:USER or g:GROUP; null where the clock is to be the process's
     char **command = nullptr;
     const char *preserved = nullptr, *for_user = nullptr; // an option that goes with --user
     bool help = false, no_pty = false, keep_fds = false;
 
-    ~Errand() { free(owner); }
+    ~RunOptions() { free(owner); }
     int read(int argc, char **argv);
 
   private:
     int take(int choice);
 };
 
-int Errand::take(int choice)
+int RunOptions::take(int choice)
 {
     switch (choice) {
     case run_no_pty:
@@ -80,12 +80,12 @@ int Errand::take(int choice)
     }
     const bool group = choice == run_group;
     if (owner != nullptr)
-        return *owner == (group ? 'g' : 'u') ? misunderstood("--%s is given twice", group ? "group" : "user")
-                                             : misunderstood("--group and --user cannot be given together");
+        return *owner == (group ? 'g' : 'u') ? usage_error("--%s is given twice", group ? "group" : "user")
+                                             : usage_error("--group and --user cannot be given together");
     return asprintf(&owner, "%c:%s", group ? 'g' : 'u', optarg) < 0 ? failed("no memory") : int{done};
 }
 
-int Errand::read(int argc, char **argv)
+int RunOptions::read(int argc, char **argv)
 {
     for (int choice; (choice = getopt_long(argc, argv, "+X:o:h", run_options.list, nullptr)) != -1;) {
         if (choice == 'h') {
@@ -98,10 +98,10 @@ int Errand::read(int argc, char **argv)
             return status;
     }
     if (optind == argc)
-        return misunderstood("run needs a command; 'ovuser run --help' says more");
+        return usage_error("run needs a command; 'ovuser run --help' says more");
     command = argv + optind;
     if (for_user != nullptr && (owner == nullptr || *owner != 'u'))
-        return misunderstood("--%s goes with --user", for_user);
+        return usage_error("--%s goes with --user", for_user);
     const int status = when.complete("run");
     if (status != done)
         hint_on_stray_time(argc - optind, command);
@@ -115,13 +115,13 @@ struct ProcessText {
     char text[16];
 };
 
-static int run_for(Identity who, const Errand &errand, int64_t checked)
+static int run_for(Identity who, const RunOptions &options, int64_t checked)
 {
-    const bool apart = who.kind == OV_USER && !errand.no_pty;
+    const bool own_session = who.kind == OV_USER && !options.no_pty;
     Terminal terminal;
-    if (apart && terminal.open(who.id) != done)
+    if (own_session && terminal.open(who.id) != done)
         return own_failure;
-    Child child({errand.command, who.kind, who.id, apart, errand.keep_fds, errand.preserved}, terminal);
+    Child child({options.command, who.kind, who.id, own_session, options.keep_fds, options.preserved}, terminal);
     if (!child.is_ready())
         return child.reap();
     const ProcessText process(child.pid());
@@ -131,51 +131,51 @@ static int run_for(Identity who, const Errand &errand, int64_t checked)
         who.resolve();
     }
     Lock lock;
-    Loan loan;
+    TemporaryClock temporary;
     int status = lock.take();
     child.hold_signals();
     if (status == done)
-        status = lend_clock(who, errand.when, checked, loan);
+        status = give_temporary_clock(who, options.when, checked, temporary);
     lock.release();
     if (status != done) {
         child.reap();
         return own_failure;
     }
     terminal.begin();
-    child.let_go();
-    child.stand_in();
+    child.execute_command();
+    child.forward_signals();
     terminal.finish();
-    status = reclaim_clock(who, loan); // while its number is still its own
+    status = remove_temporary_clock(who, temporary); // while its number is still its own
     const int command_status = child.reap(status != done);
     return status != done ? status : command_status;
 }
 
-static int run_errand(const Errand &errand)
+static int run_with(const RunOptions &options)
 {
-    if (errand.owner != nullptr && getuid() != 0) {
+    if (options.owner != nullptr && getuid() != 0) {
         failed("only root can run a command as another user or group");
         return own_failure;
     }
     ProcessText self(getpid());
-    char *owner = errand.owner != nullptr ? errand.owner : self.text;
-    Identities identities;
+    char *owner = options.owner != nullptr ? options.owner : self.text;
+    IdentityList identities;
     int64_t checked = 0;
     int status = read_identities(identities, 1, &owner);
     if (status == done)
-        status = check_clock(identities, errand.when, checked);
+        status = check_clock(identities, options.when, checked);
     if (status != done)
         return own_failure;
 
-    return run_for(*identities.begin(), errand, checked);
+    return run_for(*identities.begin(), options, checked);
 }
 
 int run_command(int argc, char **argv)
 {
-    Errand errand;
-    if (errand.read(argc, argv) != done)
+    RunOptions options;
+    if (options.read(argc, argv) != done)
         return own_failure;
-    if (!errand.help)
-        return run_errand(errand);
+    if (!options.help)
+        return run_with(options);
     printf("%s%s", run_usage, when_help);
     return done;
 }

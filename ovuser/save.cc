@@ -36,15 +36,15 @@ static void print_speed(FILE *file, int32_t speed)
         fprintf(file, " --speed %" PRId32, speed);
 }
 
-static void print_clock(FILE *file, const ov_clock &clock)
+static void print_line(FILE *file, const ov_clock &clock)
 {
-    const Owner owner(clock);
+    const ListedIdentity owner(clock);
     if (!owner.exists || clock.kind == OV_PROCESS || !is_in_range(clock.value))
         fputs("# ", file);
     fprintf(file, "%.2s%s", owner.text, Quoted(owner.text + 2).text);
     fprintf(file, " --epoch %" PRId64, clock.value);
     print_speed(file, clock.speed);
-    fprintf(file, "%s # %s\n", clock.rewind != 0 ? " --rewind" : "", Timestamp(clock.value).text);
+    fprintf(file, "%s # %s\n", clock.rewind != 0 ? " --rewind" : "", TimeText(clock.value).text);
 }
 
 // Returns the exit status. A file without the last line is one that apply refuses.
@@ -55,10 +55,10 @@ static int print_clocks(FILE *file)
         return status;
     const Clocks table;
     lock.release();
-    fprintf(file, "%s%s, for 'ovuser apply'\n", saved_first, Timestamp(real_time()).text);
+    fprintf(file, "%s%s, for 'ovuser apply'\n", saved_first, TimeText(real_time()).text);
     for (const ov_clock &clock : table)
-        print_clock(file, clock);
-    const int status = table.conclude();
+        print_line(file, clock);
+    const int status = table.report_failure();
     if (status == done)
         fprintf(file, "%s\n", saved_last);
     return status;
@@ -99,7 +99,7 @@ static int save_to(const char *path)
     const HeldSignals held; // which would leave the file beside
     const int descriptor = mkostemp(beside, O_CLOEXEC);
     FILE *const file = descriptor >= 0 ? fdopen(descriptor, "w") : nullptr;
-    int status = file != nullptr ? print_clocks(file) : not_carried_out;
+    int status = file != nullptr ? print_clocks(file) : failure;
     bool whole = file != nullptr && fflush(file) == 0 && ferror(file) == 0 && fchmod(descriptor, readable) == 0 &&
                  fsync(descriptor) == 0;
     int error = errno;
@@ -118,10 +118,10 @@ static int save_to(const char *path)
 int save_command(int argc, char **argv)
 {
     int status;
-    if (only_help(argc, argv, save_help, status))
+    if (handle_help(argc, argv, save_help, status))
         return status;
     if (optind + 1 < argc)
-        return misunderstood("save takes one file");
+        return usage_error("save takes one file");
     const char *path = optind < argc ? argv[optind] : "-";
     return strcmp(path, "-") == 0 ? print_clocks(stdout) : save_to(path);
 }

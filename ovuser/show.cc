@@ -30,10 +30,10 @@ static constexpr option show_options[] = {
 
 // Whose clocks somebody may live by, the first of which wins: his own, his user's, his group's. A user's group is his
 // login group, where his programs start.
-class Life
+class EffectiveClock
 {
   public:
-    Life(const Clocks &clocks, const Identity &who);
+    EffectiveClock(const Clocks &clocks, const Identity &who);
 
     // Null when there is none.
     const ov_clock *clock() const { return clock_; }
@@ -64,7 +64,7 @@ static int64_t login_group(uint32_t uid)
     return user != nullptr ? int64_t{user->pw_gid} : -1;
 }
 
-Life::Life(const Clocks &clocks, const Identity &who) : who_(who), ids_{who.id, -1, -1}
+EffectiveClock::EffectiveClock(const Clocks &clocks, const Identity &who) : who_(who), ids_{who.id, -1, -1}
 {
     if (who.kind == OV_PROCESS) {
         const ov::ProcessIds ids = ov::process_ids(static_cast<int32_t>(who.id));
@@ -84,14 +84,14 @@ Life::Life(const Clocks &clocks, const Identity &who) : who_(who), ids_{who.id, 
 }
 
 // An ordinary caller sees his own clock, that of his group, and those of his processes.
-bool Life::sees_all_of_them() const
+bool EffectiveClock::sees_all_of_them() const
 {
     const int64_t user = who_.kind == OV_USER ? who_.id : ids_[of_user];
     const int64_t group = who_.kind == OV_GROUP ? who_.id : ids_[of_group];
     return getuid() == 0 || ((user < 0 || user == int64_t{getuid()}) && (group < 0 || group == int64_t{getgid()}));
 }
 
-Life::Rank Life::rank_of(const ov_clock &clock) const
+EffectiveClock::Rank EffectiveClock::rank_of(const ov_clock &clock) const
 {
     if (clock.kind == who_.kind && clock.id == who_.id)
         return own;
@@ -100,18 +100,18 @@ Life::Rank Life::rank_of(const ov_clock &clock) const
     return clock.kind == OV_GROUP && clock.id == ids_[of_group] ? of_group : ranks;
 }
 
-const char *Life::source() const
+const char *EffectiveClock::source() const
 {
     static constexpr const char *words[] = {"own", "user", "group", "none"};
     return certain_ ? words[rank_] : "unknown";
 }
 
-bool Life::overrules(const ov_clock &clock) const
+bool EffectiveClock::overrules(const ov_clock &clock) const
 {
     return rank_ < rank_of(clock) && rank_of(clock) < ranks;
 }
 
-bool Life::is_overruled_by(const ov_clock &clock) const
+bool EffectiveClock::is_overruled_by(const ov_clock &clock) const
 {
     if (clock.kind == OV_PROCESS)
         return (who_.kind == OV_USER && clock.owner == who_.id) ||
@@ -119,22 +119,22 @@ bool Life::is_overruled_by(const ov_clock &clock) const
     return clock.kind == OV_USER && who_.kind == OV_GROUP && login_group(clock.id) == who_.id;
 }
 
-static void print_clock(const ov_clock &clock, time_t real)
+static void print_details(const ov_clock &clock, time_t real)
 {
-    printf("  shows     %s\n", Timestamp(clock.value).text);
+    printf("  shows     %s\n", TimeText(clock.value).text);
     const int64_t ahead = seconds_ahead(clock, real);
-    printf("  %s%s\n", ahead < 0 ? "behind    " : "ahead     ", Distance(ahead).text);
+    printf("  %s%s\n", ahead < 0 ? "behind    " : "ahead     ", DistanceText(ahead).text);
     printf("  type      %s\n", clock_speed_string(clock.speed));
     printf("  rewinds   %s\n", clock.rewind != 0 ? "at midnight, in the zone where it was set" : "never");
     if (clock.origin != 0)
         printf("  origin    @%" PRId64 "\n", clock.origin);
 }
 
-template <typename Wanted> static void print_those(const char *title, const Clocks &clocks, Wanted wanted)
+template <typename Predicate> static void print_those(const char *title, const Clocks &clocks, Predicate matches)
 {
     const char *before = title;
     for (const ov_clock &clock : clocks) {
-        if (!wanted(clock))
+        if (!matches(clock))
             continue;
         printf("%s ", before);
         print_identity(stdout, clock);
@@ -144,31 +144,33 @@ template <typename Wanted> static void print_those(const char *title, const Cloc
         fputc('\n', stdout);
 }
 
-static void show_as_text(const Clocks &clocks, const Identity &who, const Life &life, time_t real)
+static void show_as_text(const Clocks &clocks, const Identity &who, const EffectiveClock &effective, time_t real)
 {
     print_visible(stdout, who.label(), 10);
     fputs("  ", stdout);
-    const ov_clock *clock = life.clock();
+    const ov_clock *clock = effective.clock();
     if (clock == nullptr) {
-        printf("%s\n", strcmp(life.source(), "none") == 0 ? "no clock, and so real time" : "no clock that you may see");
-    } else if (strcmp(life.source(), "own") == 0) {
+        printf("%s\n",
+               strcmp(effective.source(), "none") == 0 ? "no clock, and so real time" : "no clock that you may see");
+    } else if (strcmp(effective.source(), "own") == 0) {
         fputs("a clock of its own\n", stdout);
     } else {
-        printf("the clock of its %s, ", life.source());
+        printf("the clock of its %s, ", effective.source());
         print_identity(stdout, *clock);
         fputc('\n', stdout);
     }
     if (clock != nullptr)
-        print_clock(*clock, real);
-    print_those("  before   ", clocks, [&](const ov_clock &other) { return life.overrules(other); });
-    print_those("  not for  ", clocks, [&](const ov_clock &other) { return life.is_overruled_by(other); });
+        print_details(*clock, real);
+    print_those("  before   ", clocks, [&](const ov_clock &other) { return effective.overrules(other); });
+    print_those("  not for  ", clocks, [&](const ov_clock &other) { return effective.is_overruled_by(other); });
 }
 
-template <typename Wanted> static void write_those(Json &json, const char *key, const Clocks &clocks, Wanted wanted)
+template <typename Predicate>
+static void write_those(Json &json, const char *key, const Clocks &clocks, Predicate matches)
 {
     json.open('[', key);
     for (const ov_clock &clock : clocks) {
-        if (!wanted(clock))
+        if (!matches(clock))
             continue;
         json.open('{');
         write_owner(json, clock);
@@ -177,22 +179,23 @@ template <typename Wanted> static void write_those(Json &json, const char *key, 
     json.close(']');
 }
 
-static void show_as_json(Json &json, const Clocks &clocks, const Identity &who, const Life &life, time_t real)
+static void show_as_json(Json &json, const Clocks &clocks, const Identity &who, const EffectiveClock &effective,
+                         time_t real)
 {
     json.open('{');
     json.text("kind", kind_word(who.kind));
     json.number("id", who.id);
     json.text("identity", who.label());
-    json.text("lives_by", life.source());
-    if (const ov_clock *clock = life.clock()) {
+    json.text("lives_by", effective.source());
+    if (const ov_clock *clock = effective.clock()) {
         json.open('{', "clock");
         write_clock(json, *clock, real);
         json.close('}');
     } else {
         json.word("clock", "null");
     }
-    write_those(json, "overrules", clocks, [&](const ov_clock &other) { return life.overrules(other); });
-    write_those(json, "overruled_by", clocks, [&](const ov_clock &other) { return life.is_overruled_by(other); });
+    write_those(json, "overrules", clocks, [&](const ov_clock &other) { return effective.overrules(other); });
+    write_those(json, "overruled_by", clocks, [&](const ov_clock &other) { return effective.is_overruled_by(other); });
     json.close('}');
 }
 
@@ -205,10 +208,10 @@ int show_command(int argc, char **argv)
             return done;
         }
         if (choice != 'j')
-            return fault_in_option(argv, show_options);
+            return report_bad_option(argv, show_options);
         as_json = true;
     }
-    Identities identities;
+    IdentityList identities;
     if (const int status = read_identities_or_caller(identities, "show", argc - optind, argv + optind))
         return status;
     ov_request request = {};
@@ -217,14 +220,14 @@ int show_command(int argc, char **argv)
         return status;
     const Clocks clocks;
     if (!clocks.opened())
-        return clocks.conclude();
+        return clocks.report_failure();
     const time_t real = real_time();
     Json json(stdout);
     if (as_json)
         json.open('[');
     for (const Identity &who : identities) {
-        const Life life(clocks, who);
-        as_json ? show_as_json(json, clocks, who, life, real) : show_as_text(clocks, who, life, real);
+        const EffectiveClock effective(clocks, who);
+        as_json ? show_as_json(json, clocks, who, effective, real) : show_as_text(clocks, who, effective, real);
         if (!output_works())
             break;
     }
@@ -232,7 +235,7 @@ int show_command(int argc, char **argv)
         json.close(']');
         fputc('\n', stdout);
     }
-    return clocks.conclude();
+    return clocks.report_failure();
 }
 
 } // namespace ovuser

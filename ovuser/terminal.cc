@@ -70,7 +70,7 @@ void Terminal::attach() const
             dup2(slave_, stream);
 }
 
-void Terminal::bring_forward() const
+void Terminal::take_foreground() const
 {
     if (is_there())
         tcsetpgrp(slave_, getpgrp());
@@ -114,14 +114,14 @@ void Terminal::leave()
     entered_ = false;
 }
 
-bool Terminal::Load::fill(int descriptor)
+bool Terminal::Buffer::read_from(int descriptor)
 {
     const ssize_t count = read(descriptor, bytes, sizeof bytes);
     length = count > 0 ? static_cast<size_t>(count) : 0;
     return count > 0 || (count < 0 && (errno == EAGAIN || errno == EINTR));
 }
 
-bool Terminal::Load::empty_into(int descriptor)
+bool Terminal::Buffer::write_to(int descriptor)
 {
     const ssize_t count = write(descriptor, bytes, length);
     if (count < 0)
@@ -131,17 +131,17 @@ bool Terminal::Load::empty_into(int descriptor)
     return true;
 }
 
-void Terminal::carry(short outer, short inner)
+void Terminal::forward(short outer, short inner)
 {
     constexpr short readable = POLLIN | POLLHUP | POLLERR;
     if ((inner & POLLOUT) != 0)
-        inner_lives_ = typed_.empty_into(inner_) && inner_lives_;
+        inner_lives_ = typed_.write_to(inner_) && inner_lives_;
     if (shown_.length == 0 && (inner & readable) != 0)
-        inner_lives_ = shown_.fill(inner_) && inner_lives_;
+        inner_lives_ = shown_.read_from(inner_) && inner_lives_;
     if (shown_.length > 0 && (outer & (POLLOUT | POLLHUP | POLLERR)) != 0)
-        outer_lives_ = shown_.empty_into(outer_) && outer_lives_;
+        outer_lives_ = shown_.write_to(outer_) && outer_lives_;
     if (entered_ && typed_.length == 0 && (outer & readable) != 0)
-        outer_lives_ = typed_.fill(outer_) && outer_lives_;
+        outer_lives_ = typed_.read_from(outer_) && outer_lives_;
     if (!outer_lives_) // what is shown goes nowhere, but the command is not kept waiting
         shown_.length = 0;
 }
@@ -162,7 +162,7 @@ void Terminal::wait(const sigset_t &signals, siginfo_t &signal)
         if (ends[2].events == 0)
             ends[2].fd = -1;
         poll(ends, 3, reads_ && !entered_ ? fifth_of_a_second : -1);
-        carry(ends[1].revents, ends[2].revents);
+        forward(ends[1].revents, ends[2].revents);
         if (!entered_)
             enter();
     }
@@ -172,8 +172,8 @@ void Terminal::finish()
 {
     constexpr int second = 1000; // for a terminal that shows nothing more
     pollfd outer = {outer_, POLLOUT, 0};
-    while (is_there() && outer_lives_ && (shown_.length > 0 || (shown_.fill(inner_) && shown_.length > 0)))
-        if (poll(&outer, 1, second) != 1 || !shown_.empty_into(outer_))
+    while (is_there() && outer_lives_ && (shown_.length > 0 || (shown_.read_from(inner_) && shown_.length > 0)))
+        if (poll(&outer, 1, second) != 1 || !shown_.write_to(outer_))
             break;
     leave();
     if (is_there())

@@ -25,7 +25,7 @@ class Terminal
     // For the leader of a new session: its terminal, also as those of its standard streams that are one.
     void attach() const;
     // For a process of that session: its group is in the foreground.
-    void bring_forward() const;
+    void take_foreground() const;
 
     // For who has the other end. From begin() to finish() the caller's terminal hands all keys on, as long as he is in
     // the foreground; leave() and enter() are for where he stops in between.
@@ -34,25 +34,25 @@ class Terminal
     void enter();
     void leave();
     void resize() const;
-    bool is_entered() const { return entered_; }
+    bool is_raw() const { return entered_; }
     // Carries what is typed and shown, until there is a signal.
     void wait(const sigset_t &signals, siginfo_t &signal);
 
   private:
-    struct Load {
+    struct Buffer {
         char bytes[8192] = {};
         size_t length = 0;
 
         // Both return false where that end is gone.
-        bool fill(int descriptor);
-        bool empty_into(int descriptor);
+        bool read_from(int descriptor);
+        bool write_to(int descriptor);
     };
 
-    void carry(short outer, short inner);
+    void forward(short outer, short inner);
 
     int outer_ = -1, inner_ = -1, slave_ = -1, signals_ = -1;
     bool reads_ = false, entered_ = false, outer_lives_ = true, inner_lives_ = true;
-    Load typed_, shown_;
+    Buffer typed_, shown_;
     termios kept_ = {};
 };
 

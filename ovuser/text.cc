@@ -118,7 +118,7 @@ Quoted::~Quoted()
     free(own_);
 }
 
-Timestamp::Timestamp(time_t instant)
+TimeText::TimeText(time_t instant)
 {
     tm time;
     snprintf(text, sizeof text, "@%" PRId64, int64_t{instant});
@@ -135,7 +135,7 @@ Timestamp::Timestamp(time_t instant)
              abs(minutes) % 60);
 }
 
-Distance::Distance(int64_t seconds) : text("0s")
+DistanceText::DistanceText(int64_t seconds) : text("0s")
 {
     static constexpr struct {
         char name;

@@ -36,16 +36,16 @@ struct Quoted {
 
 // An instant as RFC 3339 has it, in local time: 2030-12-25T09:00:00+01:00. In UTC where the zone is not whole minutes
 // off. Beyond the years 1000 to 9999 it has no such form, and is written as @ and seconds since the epoch.
-struct Timestamp {
-    explicit Timestamp(time_t instant);
+struct TimeText {
+    explicit TimeText(time_t instant);
     char text[32];
     bool has_date = false;
 };
 
 // A distance for people, without its sign: 3d 2h 5m, 59m 10s. From an hour on it is rounded to minutes: both ends are
 // known to the second only, and 2d would show as 1d 23h 59m 59s every other time.
-struct Distance {
-    explicit Distance(int64_t seconds);
+struct DistanceText {
+    explicit DistanceText(int64_t seconds);
     char text[64];
 };
 

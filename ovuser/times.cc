@@ -162,7 +162,7 @@ int64_t monotonic_time()
 {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+    return int64_t{now.tv_sec} * 1'000'000000 + now.tv_nsec;
 }
 
 } // namespace ovuser

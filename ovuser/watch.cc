@@ -129,7 +129,7 @@ void Screen::obey(int signal)
 
 void Screen::wait(int64_t until)
 {
-    constexpr int64_t second = 1'000'000'000;
+    constexpr int64_t second = 1'000'000000;
     const int64_t left = std::max(until - monotonic_time(), int64_t{0});
     const timespec time = {left / second, left % second};
     const int signal = sigtimedwait(&awaited_, nullptr, &time); // of no signals, where there is no terminal
@@ -150,18 +150,18 @@ static void print_line(const Style &style, const ov_clock &clock, time_t real)
     const int64_t ahead = seconds_ahead(clock, real);
     const bool usual = clock.speed == 1 || clock.speed == -1;
     print_identity(stdout, clock, 10);
-    printf(" %-25s  %-6s %-18s  %s%s%s%s%s", Timestamp(clock.value).text, ahead < 0 ? "behind" : "ahead",
-           Distance(ahead).text, usual ? "" : style.strong, clock_speed_string(clock.speed), usual ? "" : style.plain,
-           clock.rewind != 0 ? ", rewinds" : "", style.line_end);
+    printf(" %-25s  %-6s %-18s  %s%s%s%s%s", TimeText(clock.value).text, ahead < 0 ? "behind" : "ahead",
+           DistanceText(ahead).text, usual ? "" : style.strong, clock_speed_string(clock.speed),
+           usual ? "" : style.plain, clock.rewind != 0 ? ", rewinds" : "", style.line_end);
 }
 
-static void print_table(const Clocks &clocks, Identities &identities, const Style &style, int lines)
+static void print_table(const Clocks &clocks, IdentityList &identities, const Style &style, int lines)
 {
     const auto included = [&](const ov_clock &clock) { return is_among(clock, identities); };
     const auto count = static_cast<int>(std::count_if(clocks.begin(), clocks.end(), included));
     const time_t real = real_time();
     printf("%-10s %-25s  %-25s  %s%s", "Id", "Time", "Distance", "Clock type", style.line_end);
-    printf("%-10s %-25s  %-25s  %s%s", "", Timestamp(real).text, "", "Real time", style.line_end);
+    printf("%-10s %-25s  %-25s  %s%s", "", TimeText(real).text, "", "Real time", style.line_end);
     lines -= 2;
     int shown = count <= lines ? count : std::max(lines - 1, 0), left = shown;
     for (const ov_clock &clock : clocks)
@@ -171,7 +171,7 @@ static void print_table(const Clocks &clocks, Identities &identities, const Styl
         printf("... and %d more%s", count - shown, style.line_end);
 }
 
-static void draw(const Screen &screen, const Clocks &clocks, Identities &identities, bool first)
+static void draw(const Screen &screen, const Clocks &clocks, IdentityList &identities, bool first)
 {
     if (!screen.is_there()) {
         fputs(first ? "" : "\n", stdout);
@@ -184,7 +184,7 @@ static void draw(const Screen &screen, const Clocks &clocks, Identities &identit
     fflush(stdout);
 }
 
-int watch(Identities &identities, int64_t interval)
+int watch(IdentityList &identities, int64_t interval)
 {
     // Room for all that fits on a screen, which then appears at once.
     setvbuf(stdout, nullptr, _IOFBF, 1 << 16);
@@ -194,7 +194,7 @@ int watch(Identities &identities, int64_t interval)
         const Clocks clocks;
         if (!clocks.complete()) {
             screen.leave();
-            return clocks.conclude();
+            return clocks.report_failure();
         }
         draw(screen, clocks, identities, first);
         if (!output_works())

@@ -18,7 +18,7 @@ set(share ${CPACK_PACKAGING_INSTALL_PREFIX}/share)
 set(lib ${CPACK_PACKAGING_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR})
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
     ${CPACK_PACKAGING_INSTALL_PREFIX}/sbin ${share}/man ${share}/man/man1 ${share}/man/man3 ${share}/man/man4
-    ${share}/man/man8 ${share}/cockpit ${share}/bash-completion ${share}/bash-completion/completions
+    ${share}/man/man8 ${share}/cockpit ${share}/metainfo ${share}/bash-completion ${share}/bash-completion/completions
     ${lib}/cmake ${lib}/pkgconfig
     ${CPACK_PACKAGING_INSTALL_PREFIX}/lib/systemd ${CPACK_PACKAGING_INSTALL_PREFIX}/lib/systemd/system)
 # For reproducible packages.

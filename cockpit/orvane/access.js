@@ -8,45 +8,46 @@ import { admin } from "./host.js";
 
 const place = document.querySelector("#access");
 
-// The console's bridge asks for what it needs, most often one password.
+// The console's bridge asks for what it needs, most often one password, and again where it was wrong.
 function authenticate() {
     const superuser = cockpit.dbus(null, { bus: "internal" }).proxy("cockpit.Superuser", "/superuser");
     let dialog = null;
     let answered = () => {};
-    const prompt = (_event, message, question, _value, echo) => {
-        const answer = make("input", { className: "pf-c-form-control", id: "answer", type: echo ? "text" : "password",
-                                       autocomplete: "off" });
+    const answer = () => new Promise((resolve, reject) => {
+        answered = failure => failure ? reject(failure) : resolve();
+        superuser.Answer(dialog.querySelector("input").value);
+    });
+    const prompt = (_event, message, question, _value, echo, error) => {
+        const input = make("input", { className: "pf-c-form-control", id: "answer", type: echo ? "text" : "password",
+                                      autocomplete: "off" });
         const label = make("label", { className: "pf-c-form__label", htmlFor: "answer" }, question || _("Password"));
-        const group = make("div", { className: "pf-c-form__group" }, make("p", {}, message), label, answer);
-        if (dialog)
+        const group = make("div", { className: "pf-c-form__group" }, message ? make("p", {}, message) : "", label, input);
+        if (dialog) {
+            answered(new Error(error || _("That was not it.")));
             dialog.querySelector("form").replaceChildren(group);
-        else
-            dialog = openDialog({ title: _("Switch to administrative access"), body: [group],
-                                  actionText: _("Authenticate"), closed: () => superuser.Stop(),
-                                  action: () => new Promise((resolve, reject) => {
-                                      answered = failure => failure ? reject(failure) : resolve();
-                                      superuser.Answer(dialog.querySelector("input").value);
-                                  }) });
-        dialog.querySelector("input").focus();
+        } else {
+            dialog = openDialog({ title: _("Switch to administrative access"), body: [group], actionText: _("Authenticate"),
+                                  action: answer, closed: () => superuser.Current === "root" || superuser.Stop() });
+        }
+        input.focus();
     };
-    const start = async () => {
+    superuser.wait(async () => {
         superuser.addEventListener("Prompt", prompt);
         try {
             await superuser.Start(Object.keys(superuser.Methods || {})[0] || superuser.Bridges?.[0] || "sudo");
-            answered();
             location.reload();
         } catch (failure) {
-            answered(failure);
-            if (!dialog)
+            answered();
+            dialog?.close();
+            if (!/cancelled/.test(failure.message))
                 tell("danger", _("Problem becoming administrator"), failure.message);
         }
         superuser.removeEventListener("Prompt", prompt);
-    };
-    superuser.wait(start);
+    });
 }
 
 function show() {
-    const action = button("link pf-m-inline", _("Turn on administrative access"), authenticate);
+    const action = button("primary", _("Turn on administrative access"), authenticate);
     place.replaceChildren(...admin.allowed === false
         ? [makeAlert("warning", _("Web console is running in limited access mode."), "", action)] : []);
 }

@@ -5,6 +5,7 @@ cockpit.locale({
   "language-direction": "ltr"
  },
  "Password": [null, "Passwort"],
+ "That was not it.": [null, "Das war es nicht."],
  "Switch to administrative access": [null, "Zu Administratorzugriff wechseln"],
  "Authenticate": [null, "Anmelden"],
  "Problem becoming administrator": [null, "Administratorzugriff nicht erhalten"],

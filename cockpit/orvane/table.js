@@ -30,7 +30,7 @@ function makeHeading([name, text]) {
     const sort = make("button", { type: "button", className: "pf-c-table__button", onclick: () => sortBy(name) },
                       make("div", { className: "pf-c-table__button-content" },
                            make("span", { className: "pf-c-table__text" }, text),
-                           make("span", { className: "pf-c-table__sort-indicator" }, icon("long-arrow-alt-up"))));
+                           make("span", { className: "pf-c-table__sort-indicator" })));
     const heading = make("th", { role: "columnheader", className: "pf-c-table__sort" }, sort);
     heading.dataset.sort = name;
     return heading;
@@ -248,6 +248,8 @@ function sortBy(by) {
     for (const heading of table.tHead.querySelectorAll("[data-sort]")) {
         const chosen = heading.dataset.sort === by;
         heading.classList.toggle("pf-m-selected", chosen);
+        const arrow = icon(!chosen ? "arrows-alt-v" : order.sign > 0 ? "long-arrow-alt-up" : "long-arrow-alt-down");
+        heading.querySelector(".pf-c-table__sort-indicator").replaceChildren(arrow);
         heading.ariaSort = chosen ? order.sign > 0 ? "ascending" : "descending" : null;
     }
     arrange();

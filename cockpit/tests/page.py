@@ -259,7 +259,7 @@ def hidden(page):
     ovuser("add", "u:nobody", "--at", "now")
     time.sleep(2)
     watching = subprocess.run(["ps", "-C", "ovuser", "-o", "args="], capture_output=True, text=True, check=False).stdout
-    assert not page.names() and "list --watch" not in watching, (page.names(), watching)
+    assert not page.names() and HERE + "/usr/sbin/ovuser list --watch" not in watching, (page.names(), watching)
     page.run("cockpit.hidden = false; cockpit.dispatchEvent('visibilitychange')")
     wait("it looks again", lambda: page.names() == ["nobody"], 3)
 
@@ -279,7 +279,12 @@ def no_rights(page):
     page.press("dialog [type=submit]")
     wait("one's own", lambda: page.cell("u:nobody", "Speed") == "Stands still")
     page.press("#access button")
-    wait("an answer of the console's", lambda: "Problem becoming administrator" in page.text("#alerts") or page.all("dialog"))
+    for password in "wrong", "secret":
+        wait("a question", lambda: page.find("dialog #answer").get_attribute("value") == "")
+        page.find("dialog #answer").send_keys(password + Keys.ENTER)
+        if password == "wrong":
+            wait("it was wrong", lambda: page.find("dialog .pf-m-danger").is_displayed())
+    wait("administrative access", lambda: not page.text("#access") and page.find("#reset").is_displayed())
 
 
 def german(_page):

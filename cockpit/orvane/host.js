@@ -4,7 +4,7 @@ import { _, format } from "./format.js";
 
 export const admin = cockpit.permission({ admin: true });
 let me = null;
-cockpit.user().then(user => me = user);
+export const reader = cockpit.user().then(user => me = user);
 
 // Whether the reader may change somebody's clock: the superuser all, others their own and those of processes.
 export const mayChange = found => admin.allowed !== false || found.kind === "process" ||
@@ -25,8 +25,9 @@ export class Failure extends Error {
 }
 
 // Over a connection that is gone nothing fails, and nothing comes.
+const patience = 8000; // milliseconds
 function silence() {
-    return new Promise((_resolve, reject) => setTimeout(reject, 8000, { problem: _("it does not answer") }));
+    return new Promise((_resolve, reject) => setTimeout(reject, patience, { problem: _("it does not answer") }));
 }
 
 function spawn(command) {
@@ -52,10 +53,22 @@ export function watchClocks(take, ended) {
     let changes = [];
     const call = spawn(["ovuser", "list", "--watch", "--json"]);
     let open = true;
-    const end = error => open && ended(new Failure(error || {}));
+    const stop = () => {
+        open = false;
+        clearTimeout(late);
+        call.close("terminated"); // without a reason the host waits for it to end
+    };
+    const end = error => {
+        if (open) {
+            stop();
+            ended(new Failure(error || {}));
+        }
+    };
+    const late = setTimeout(end, patience, { problem: _("it does not answer") });
     call.stream(text => {
         const lines = (rest + text).split("\n");
         rest = lines.pop();
+        clearTimeout(late);
         changes.push(...lines.map(line => JSON.parse(line)));
         if (begun || changes.some(change => change.change === "real")) {
             take(changes, !begun);
@@ -63,10 +76,7 @@ export function watchClocks(take, ended) {
         }
     });
     call.then(() => end(), end);
-    return () => {
-        open = false;
-        call.close("terminated"); // without a reason the host waits for it to end
-    };
+    return stop;
 }
 
 // Why there is no table of clocks: "absent" and "unloaded" for the kernel module, else "".

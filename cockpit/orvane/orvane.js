@@ -6,7 +6,7 @@ import "./access.js";
 import { ask } from "./dialog.js";
 import { put } from "./dom.js";
 import { _, dateTime, format, iso, whose } from "./format.js";
-import { admin, ovuser, watchClocks } from "./host.js";
+import { admin, ovuser, reader, watchClocks } from "./host.js";
 import { forget, forgetAll, keep, keptLine, watchKept } from "./keep.js";
 import { plot, plotAgain } from "./plot.js";
 import { openSettings } from "./settings.js";
@@ -121,6 +121,7 @@ admin.addEventListener("changed", () => {
     document.querySelector("#reset").hidden = admin.allowed === false;
     refreshAll();
 });
+reader.then(refreshAll);
 watchKept(refreshAll);
 
 setInterval(() => {

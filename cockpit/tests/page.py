@@ -270,7 +270,7 @@ def no_rights(page):
     wait("the notice", lambda: "limited access mode" in page.text("#access"))
     wait("both clocks", lambda: sorted(page.names()) == ["nobody", "nogroup"])
     seen = lambda name: [one.text for one in page.all("[data-key='%s'] button" % page.key(name)) if one.is_displayed()]
-    assert seen("u:nobody")[1:] == ["Edit", "Take away"] and len(seen("g:nogroup")) == 1, seen("g:nogroup")
+    wait("what may be changed", lambda: seen("u:nobody")[1:] == ["Edit", "Take away"] and len(seen("g:nogroup")) == 1)
     assert not [one for one in page.all(".pf-c-switch, #reset") if one.is_displayed()]
     page.no_violations("no rights")
     page.press(page.part("u:nobody", ".pf-m-secondary"))
@@ -284,7 +284,7 @@ def no_rights(page):
         page.find("dialog #answer").send_keys(password + Keys.ENTER)
         if password == "wrong":
             wait("it was wrong", lambda: page.find("dialog .pf-m-danger").is_displayed())
-    wait("administrative access", lambda: not page.text("#access") and page.find("#reset").is_displayed())
+    wait("administrative access", lambda: not page.text("#access") and page.find("#reset").is_displayed(), 30)
 
 
 def german(_page):

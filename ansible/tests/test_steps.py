@@ -51,14 +51,14 @@ def test_only_what_differs_is_changed(present, planned, fixed, within, differs, 
 def test_clocks_go_before_others_come():
     def entry(name, line=None, **states):
         return dict({"identity": "u:" + name, "kind": "user", "id": ord(name), "name": name}, line=line, **states)
-    plan = {"added": [entry("b", 1, **{"from": None, "to": state(2)})],
-            "changed": [entry("c", 2, **{"from": state(3, 0), "to": state(3, 5, True)})],
+    plan = {"added": [entry("b", 2, **{"from": None, "to": state(2)})],
+            "changed": [entry("c", 1, **{"from": state(3, 0), "to": state(3, 5, True)})],
             "deleted": [entry("a", **{"from": state(1), "to": None})],
             "failed": [entry("d", **{"from": state(4), "to": state(4)})]}
-    wanted = [steps.read_line("u:b --at @2"), steps.read_options({"identity": "u:c", "speed": 5, "rewind": True})]
+    wanted = [steps.read_options({"identity": "u:c", "speed": 5, "rewind": True}), steps.read_line("u:b --at @2")]
     found = steps.steps(plan, wanted)
     assert [step["command"] for step in found] == [
-        ["delete", "--", "u:a"], None, ["set", "u:b", "--at", "@2"], ["set", "--speed=5", "--rewind", "--", "u:c"]]
+        ["delete", "--", "u:a"], None, ["set", "--speed=5", "--rewind", "--", "u:c"], ["set", "u:b", "--at", "@2"]]
     diff = steps.difference_of(found)
     assert diff["before"] == ("u:a: 2030-12-25 09:00:01+00:00, 1 times\nu:c: 2030-12-25 09:00:03+00:00, 0 times\n"
                               "u:d: 2030-12-25 09:00:04+00:00, 1 times\n")
@@ -85,7 +85,7 @@ def test_a_clock_in_ovusers_words(clock, line, fixed, within):
     ({"speed": False}, "reads a word such as off: write frozen"), ({"speed": "False"}, "such as off: write frozen"),
     ({"in": 90}, "without a unit; YAML reads 1:30 as"), ({"in": "90"}, "without a unit"),
     ({"at": "now", "within": 90}, "without a unit"), ({"at": "now", "within": "soon"}, "within takes numbers with"),
-    ({"at": 8735953944}, "put it in quotes"), ({"date": 267288}, "put it in quotes"),
+    ({"at": 8735953944}, "digits that begin with a 0"), ({"date": 267288}, "put it in quotes"),
     ({"speed": 1.5}, "a whole number"), ({"epoch": "then"}, "a whole number"), ({"at": True}, "at cannot be True"),
     ({"rewind": "maybe"}, "true or false"), ({"at": "now", "in": "1d"}, "at and in are given together"),
     ({}, "a clock needs one of"), ({"at": "now", "sped": 5}, "a clock has no sped, but identity"),

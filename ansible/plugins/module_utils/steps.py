@@ -42,7 +42,7 @@ def is_number(value):
 
 def text_of(option, value):
     """What was written, as a text. By what YAML makes of words without quotes, some values have become others."""
-    is_truth = isinstance(value, bool) or str(value).lower() in TRUTHS
+    is_truth = str(value).lower() in TRUTHS
     if option == "speed" and is_truth:
         raise Refused("speed is %s, which is how YAML reads a word such as off: write frozen for a clock that stands "
                       "still, or a number" % value)
@@ -54,8 +54,8 @@ def text_of(option, value):
                       "with units and in quotes, such as '1h 30m'" % (option, text))
     digits = {"at": 12, "date": 8}.get(option)
     if digits and is_number(value) and len(text) != digits:
-        raise Refused("%s is the number %s, which is how YAML reads digits that begin with a 0: put it in quotes"
-                      % (option, text))
+        raise Refused("%s is the number %s, as YAML reads digits that begin with a 0 or have colons between them: put "
+                      "it in quotes" % (option, text))
     if option in ("speed", "epoch") and not re.match(r"[+-]?[0-9]+$|[Ff][A-Za-z]+$", text):
         raise Refused("%s takes a whole number, not %s" % (option, text))
     return text

@@ -135,16 +135,22 @@ def contents(path):
         return to_native(stream.read())
 
 
-def write(module, path, text):
-    """Puts a file there whole, or leaves the old one."""
+def write(path, text):
+    """Puts a file there whole, or leaves the old one, also when the power goes."""
     folder = os.path.dirname(path)
     if not os.path.isdir(folder):
         os.makedirs(folder, 0o755)
-    descriptor, beside = tempfile.mkstemp(dir=module.tmpdir)
-    with os.fdopen(descriptor, "wb") as stream:
-        stream.write(to_bytes(text))
-    os.chmod(beside, 0o644)
-    module.atomic_move(beside, path)
+    descriptor, beside = tempfile.mkstemp(dir=folder, prefix=".clocks.")
+    try:
+        with os.fdopen(descriptor, "wb") as stream:
+            stream.write(to_bytes(text))
+            stream.flush()
+            os.fsync(stream.fileno())
+        os.chmod(beside, 0o644)
+        os.rename(beside, path)
+    except (IOError, OSError):
+        os.unlink(beside)
+        raise
 
 
 class Persistence(object):
@@ -166,7 +172,7 @@ class Persistence(object):
     def carry_out(self):
         for command in self.commands:
             if command[0] == "write":
-                write(self.module, self.path, self.after)
+                write(self.path, self.after)
                 continue
             status, output, errors = self.module.run_command([self.systemctl] + command[1:])
             if status != 0:

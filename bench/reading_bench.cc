@@ -103,6 +103,16 @@ static void fork_from_shell(char **environment)
 
 static const char *utility, *static_true;
 
+// With a clock of its own, which its parent sets.
+static void start_python(const char *choices)
+{
+    setenv("OVUSER", utility, 1);
+    setenv("ZYNOV_SIM_CHOICES", choices, 1);
+    run("/bin/sh", "-c", environ,
+        "\"$OVUSER\" add p:$$ --epoch 1924419600 && exec /usr/bin/python3 -c 'import asyncio, json, email.message'");
+    unsetenv("ZYNOV_SIM_CHOICES");
+}
+
 static void run_bare_static()
 {
     setenv("ZYNOV_SIM_CHOICES", "no-static,quiet", 1);
@@ -144,6 +154,9 @@ static void compare_programs()
     compare<[] { run(utility, "--version", no_environment); }, [] { run("/bin/true", nullptr, no_environment); }>(
         "ovuser --version", "/bin/true", {}, 1, no_clock);
 
+    if (access("/usr/bin/python3", X_OK) == 0)
+        compare<[] { start_python("file-times"); }, [] { start_python(""); }>("start of Python with --file-times",
+                                                                              "the same without", {1.2}, 1, no_clock);
     if (access(static_true, X_OK) == 0) {
         compare<[] { run(static_true, nullptr, no_environment); }, run_bare_static>(
             "start of a static program", "the same, not reached", {}, 1, no_clock);

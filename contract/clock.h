@@ -20,6 +20,7 @@
 #define ZYNOV_FASTEST 1000 /* a clock of a higher speed stands still */
 
 #define ZYNOV_SECOND 1000000000 /* in nanoseconds */
+#define ZYNOV_TICK 10000000     /* the longest that a kernel has, in nanoseconds */
 #define ZYNOV_DAY 86400         /* in seconds */
 
 #define ZYNOV_END_OF_TIME 0x7fffffffffffffff /* in seconds */
@@ -213,23 +214,53 @@ static inline struct zynov_instant zynov_real_end(const struct zynov_rate *rate,
 }
 
 /*
- * What a file shows that has a real time, and the real time of one that is to show another. Before the clock was set,
- * both run at the real speed.
+ * What a file shows that has a real time, and the real time of one that is to show another.
+ *
+ * Of two files the older one is to look so, and what was not changed since the clock was set is to look as it does to
+ * others. A clock that was set ahead leaves a gap between these and what it has shown since: a time in there is kept as
+ * one before 1970. One that was set back has older files ahead of it: the time from as far before its start again is
+ * shown at half its length. A file that is changed as soon as the clock is set has a time from before, by the kernel's
+ * last tick.
  */
+static inline struct zynov_instant zynov_turn(const struct zynov_rate *rate)
+{
+    return zynov_later(rate->start, zynov_difference(rate->start.seconds, rate->real.seconds),
+                       zynov_difference(rate->start.nanoseconds, rate->real.nanoseconds));
+}
+
 static inline struct zynov_instant zynov_file_shown(const struct zynov_rate *rate, struct zynov_instant real)
 {
-    if (zynov_is_before(real, rate->real))
-        return zynov_later(real, zynov_difference(rate->start.seconds, rate->real.seconds),
-                           zynov_difference(rate->start.nanoseconds, rate->real.nanoseconds));
-    return zynov_shown(rate, real);
+    const struct zynov_instant turn = zynov_turn(rate);
+    int64_t seconds;
+
+    if (!zynov_is_before(zynov_later(real, 0, ZYNOV_TICK), rate->real))
+        return zynov_shown(rate, zynov_is_before(real, rate->real) ? rate->real : real);
+    if (!zynov_is_before(rate->start, rate->real)) {
+        const struct zynov_instant in_gap = zynov_later(rate->start, real.seconds, real.nanoseconds);
+
+        return real.seconds < 0 && !zynov_is_before(in_gap, rate->real) ? in_gap : real;
+    }
+    if (!zynov_is_before(turn, real))
+        return real;
+    seconds = zynov_difference(real.seconds, turn.seconds);
+    return zynov_later(
+        turn, zynov_floor_div(seconds, 2),
+        zynov_floor_div(zynov_floor_mod(seconds, 2) * ZYNOV_SECOND + real.nanoseconds - turn.nanoseconds, 2));
 }
 
 static inline struct zynov_instant zynov_file_kept(const struct zynov_rate *rate, struct zynov_instant shown)
 {
-    if (zynov_is_before(shown, rate->start))
-        return zynov_later(shown, zynov_difference(rate->real.seconds, rate->start.seconds),
-                           zynov_difference(rate->real.nanoseconds, rate->start.nanoseconds));
-    return zynov_real_end(rate, shown, rate->real);
+    const struct zynov_instant turn = zynov_turn(rate);
+
+    if (!zynov_is_before(shown, rate->start))
+        return zynov_real_end(rate, shown, rate->real);
+    if (!zynov_is_before(rate->start, rate->real))
+        return zynov_is_before(shown, rate->real) ? shown
+                                                  : zynov_later(shown, zynov_difference(0, rate->start.seconds),
+                                                                zynov_difference(0, rate->start.nanoseconds));
+    if (!zynov_is_before(turn, shown))
+        return shown;
+    return zynov_later(shown, zynov_difference(shown.seconds, turn.seconds), shown.nanoseconds - turn.nanoseconds);
 }
 
 #endif

@@ -72,5 +72,9 @@ TEST_F(Utility, ShowsProgramsTheirTimeWhereverTheyAre)
         {"./probe files; ./zynov-sim --state table --file-times sh -c './ovuser add p:$$ --epoch 999999999 --speed 60 "
          ">/dev/null; ./probe files; exec ./probe files'; ./ovuser add p:$$ $FREEZE >/dev/null; exec ./probe files",
          "0\n0\n0\n63\n= 0"},
+        {"touch -d @1577836800 old; ./zynov-sim --state table --file-times sh -c './ovuser add p:$$ $FREEZE >/dev/null;"
+         ": >new; exec perl -e \"print((stat)[9], q( )) for qw(old new);"
+         "exec qw(./probe files)\"'",
+         "1577836800 1924419600 0\n= 0"},
     });
 }

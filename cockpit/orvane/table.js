@@ -40,14 +40,15 @@ export function prepareTable(what) {
     actions = what;
     const empty = text => make("td", { role: "columnheader" }, make("span", { className: "pf-u-screen-reader" }, text));
     table.tHead.append(make("tr", { role: "row" }, empty(_("Details")), empty(_("In the plot")), ...columns.map(makeHeading),
-                            make("th", { role: "columnheader" }, _("Kept")), empty(_("Actions"))));
+                            make("th", { role: "columnheader", className: "kept" }, _("Kept")), empty(_("Actions"))));
     table.addEventListener("keydown", move);
     order.sign = -1;
     sortBy("name");
 }
 
 // One tab stop a row; the arrows lead along it and to the rows above and below.
-const stops = row => [...row.main.querySelectorAll("button, input")];
+const stops = row =>
+    [...row.main.querySelectorAll("button, input")].filter(one => one.checkVisibility({ checkVisibilityCSS: true }));
 
 function move(event) {
     const body = event.target.closest("tbody");
@@ -110,7 +111,7 @@ function makeRow(clock) {
         row[name] = make("span", {});
     const name = nameOf(clock.found);
     const cells = [row.time, row.ahead, row.speed, row.rewind];
-    row.kept = labelled(_("Kept"), kind === "process" ? "" : row.keepCell);
+    row.kept = labelled(_("Kept"), kind === "process" ? "" : row.keepCell, { className: "kept" });
     row.main = make("tr", { role: "row" }, make("td", { role: "cell", className: "pf-c-table__toggle" }, row.toggle),
                     make("td", { role: "cell", className: "pf-c-table__check" }, row.plot),
                     make("th", { role: "rowheader", className: "who", title: name, ":data-label": _("For") },
@@ -132,11 +133,13 @@ function refresh(row) {
     put(row.speed, speedWords(found));
     put(row.rewind, found.rewind ? _("goes back") : _("goes on"));
     row.keep.checked = Boolean(keptLine(found));
-    row.kept.firstElementChild?.toggleAttribute("hidden", admin.allowed === false);
     row.change.hidden = row.remove.hidden = !mayChange(found);
 }
 
-export const refreshAll = () => rows.forEach(refresh);
+export function refreshAll() {
+    table.classList.toggle("limited", admin.allowed === false);
+    rows.forEach(refresh);
+}
 
 function comparison() {
     const moment = performance.now() / 1000;

@@ -136,7 +136,8 @@ int AddOptions::carry_out(bool replace)
             worst = std::max(worst, add_clock(who, when_, checked_, several));
         return worst;
     }
-    const Clocks table;
+    Clocks table;
+    table.read();
     for (const Identity &who : identities_)
         worst = std::max(worst, replace_clock(who, when_, checked_, several, table));
     return worst;
@@ -192,7 +193,11 @@ static int give_clocks(const char *subcommand, const char *usage, bool replace, 
     if (const int status = words.check())
         return status;
     replace |= words.replace();
-    return words.dry_run() ? words.report_plan(replace, Clocks()) : words.carry_out(replace);
+    if (!words.dry_run())
+        return words.carry_out(replace);
+    Clocks table;
+    table.read();
+    return words.report_plan(replace, table);
 }
 
 int add_command(int argc, char **argv)

@@ -132,9 +132,9 @@ int Applier::read()
     int worst = file_.check_characters();
     worst = std::max(worst, file_.check_end());
     char **words;
-    for (int count; (count = file_.next_line(words)) != 0;) {
-        int status = bad_usage;
-        if (count > 0) {
+    for (int count = 1; count > 0;) {
+        int status = file_.next_line(words, count);
+        if (status == done && count > 0) {
             const SourcePosition here(file_.name(), file_.line());
             status = read_line(count, words);
         }
@@ -212,7 +212,8 @@ int Applier::carry_out()
     Lock lock;
     if (const int status = options_.dry_run ? int{done} : lock.take())
         return status;
-    const Clocks table;
+    Clocks table;
+    table.read();
     if (!table.complete())
         return table.report_failure();
     if (options_.json) {

@@ -64,37 +64,37 @@ ClockText::ClockText(int64_t value, int32_t speed, int32_t rewind)
              rewind != 0 ? ", rewinding at midnight" : "");
 }
 
-// What came of a request to the engine.
-class Outcome
+// A request to the engine about one identity, and what came of it.
+class EngineCall
 {
   public:
-    Outcome(const Identity &who, const ov_request &request) : who_(who), request_(request)
+    EngineCall(const Identity &who, const ov_request &request) : who_(who), request_(request) {}
+    ~EngineCall() { free(message_); }
+    EngineCall(const EngineCall &) = delete;
+    EngineCall &operator=(const EngineCall &) = delete;
+
+    // Sends the request, once, and writes to the system's log what it has changed. Returns the engine's result.
+    int32_t send()
     {
-        who.put_into(request_);
+        who_.put_into(request_);
+        errno = 0;
         result_ = ov_process_request(&request_, &message_);
         error_ = errno;
-        ov::close_left_open(); // who has many identities has no more descriptors for it
-        was_there_ =
-            result_ == OV_OK && message_ != nullptr && strstr(message_, " already has a virtual clock\n") != nullptr;
-        if (!was_there_ && result_ != OV_NO_CLOCK) // of what changed nothing there is nothing to tell
+        ov::close_left_open(); // with many identities there would be no descriptor left
+        if (!was_there() && result_ != OV_NO_CLOCK)
             audit(request_, result_, message_);
+        return result_;
     }
-    ~Outcome() { free(message_); }
-    Outcome(const Outcome &) = delete;
-    Outcome &operator=(const Outcome &) = delete;
 
-    int32_t result() const { return result_; }
+    // Whether an add has found a clock and left it as it is, which the engine counts as success.
+    bool was_there() const { return result_ == OV_OK && request_.operation == OV_ADD && error_ == EEXIST; }
 
-    // To the engine an add of a clock that is there has succeeded; only its words tell.
-    bool was_there() const { return was_there_; }
-    bool has_added() const { return result_ == OV_OK && !was_there_; }
-
-    // Says what became of it, once; former is the clock that it took the place of. Returns the exit status.
-    int tell(bool several, const ov_clock *former = nullptr)
+    // Prints what came of it, once; former is the clock that was replaced. Returns the exit status.
+    int print(bool several, const ov_clock *former = nullptr)
     {
         char *const message = message_;
         if (result_ == OV_OK) {
-            tell_success(former);
+            print_success(former);
             return done;
         }
         if (result_ == OV_UNKNOWN_IDENTITY) // the number that was handed on, which was there a moment ago
@@ -104,12 +104,12 @@ class Outcome
     }
 
   private:
-    void tell_success(const ov_clock *former) const
+    void print_success(const ov_clock *former) const
     {
         const ClockText given(request_);
         if (request_.operation == OV_DELETE)
             report("%s: back on the system clock", who_.numbered());
-        else if (was_there_)
+        else if (was_there())
             report("%s already has a virtual clock; left as it is: 'ovuser set' gives it anew", who_.numbered());
         else if (former == nullptr)
             report("%s: given %s", who_.numbered(), given.text);
@@ -119,41 +119,47 @@ class Outcome
 
     const Identity &who_;
     ov_request request_;
-    int32_t result_;
-    int error_;
-    bool was_there_;
+    int32_t result_ = OV_OK;
+    int error_ = 0;
     char *message_ = nullptr;
 };
 
 int add_clock(const Identity &who, const ClockOptions &when, int64_t checked, bool several, bool *was_there)
 {
-    Outcome outcome(who, ClockRequest(when, checked, nullptr).request);
+    EngineCall add(who, ClockRequest(when, checked, nullptr).request);
+    add.send();
     if (was_there != nullptr)
-        *was_there = outcome.was_there();
-    return outcome.tell(several);
+        *was_there = add.was_there();
+    return add.print(several);
+}
+
+static ov_request deletion()
+{
+    ov_request request = {};
+    request.operation = OV_DELETE;
+    return request;
 }
 
 int delete_clock(const Identity &who, bool several)
 {
-    ov_request request = {};
-    request.operation = OV_DELETE;
-    return Outcome(who, request).tell(several);
+    EngineCall removal(who, deletion());
+    removal.send();
+    return removal.print(several);
 }
 
 static int delete_silently(const Identity &who)
 {
-    ov_request request = {};
-    request.operation = OV_DELETE;
-    Outcome outcome(who, request);
-    return outcome.result() == OV_OK || outcome.result() == OV_NO_CLOCK ? int{done} : outcome.tell(true);
+    EngineCall removal(who, deletion());
+    const int32_t result = removal.send();
+    return result == OV_OK || result == OV_NO_CLOCK ? int{done} : removal.print(true);
 }
 
 static int add_unless_there(const Identity &who, const ClockOptions &when, int64_t checked)
 {
     const ClockRequest wanted(when, checked, nullptr);
-    Outcome first(who, wanted.request);
-    if (first.result() != OV_OK)
-        return first.tell(false);
+    EngineCall first(who, wanted.request), second(who, wanted.request);
+    if (first.send() != OV_OK)
+        return first.print(false);
     if (!first.was_there())
         return done;
     if (who.kind != OV_PROCESS) {
@@ -163,15 +169,15 @@ static int add_unless_there(const Identity &who, const ClockOptions &when, int64
         return failure;
     }
     delete_silently(who);
-    Outcome second(who, wanted.request);
-    return second.result() == OV_OK ? int{done} : second.tell(false);
+    return second.send() == OV_OK ? int{done} : second.print(false);
 }
 
 int give_temporary_clock(const Identity &who, const ClockOptions &when, int64_t checked, TemporaryClock &temporary)
 {
     if (const int status = add_unless_there(who, when, checked))
         return status;
-    const Clocks table;
+    Clocks table;
+    table.read();
     if (const ov_clock *given = table.find(who.kind, who.id)) {
         temporary.given = *given;
         temporary.since = real_time();
@@ -201,7 +207,8 @@ int remove_temporary_clock(const Identity &who, const TemporaryClock &temporary)
     Lock lock;
     int status = lock.take();
     if (status == done) {
-        const Clocks table;
+        Clocks table;
+        table.read();
         const ov_clock *present = table.find(who.kind, who.id);
         if (present != nullptr && temporary.known && !is_still(*present, temporary)) {
             warn("%s has been given another clock meanwhile, which stays", who.numbered());
@@ -236,26 +243,27 @@ int check_clock(IdentityList &identities, const ClockOptions &when, int64_t &che
     return check_identities(identities, request, &checked);
 }
 
+static bool add_again(const Identity &who, const ov_clock &former)
+{
+    char origin[24];
+    EngineCall add(who, request_for(former, origin));
+    return add.send() == OV_OK && !add.was_there();
+}
+
 // Deletes and adds. No signal may leave it at the first.
 static int delete_and_add(const Identity &who, const ov_request &wanted, bool several, const ov_clock *former)
 {
-    ov_request removal = {}, return_of_former = {};
-    char origin[24];
-    removal.operation = OV_DELETE;
-    if (former != nullptr)
-        return_of_former = request_for(*former, origin);
-
+    EngineCall removal(who, deletion()), add(who, wanted);
     HeldSignals held;
-    Outcome removed(who, removal);
-    if (removed.result() != OV_OK && removed.result() != OV_NO_CLOCK)
-        return removed.tell(several);
-    Outcome added(who, wanted);
-    const bool fails = added.result() != OV_OK;
-    const bool is_back = fails && former != nullptr && Outcome(who, return_of_former).has_added();
+    const int32_t result = removal.send();
+    if (result != OV_OK && result != OV_NO_CLOCK)
+        return removal.print(several);
+    const bool fails = add.send() != OV_OK;
+    const bool is_back = fails && former != nullptr && add_again(who, *former);
     held.release();
-    if (added.was_there())
+    if (add.was_there())
         return failed("%s has been given another clock meanwhile, which stays", who.label());
-    const int status = added.tell(several, former);
+    const int status = add.print(several, former);
     if (fails && former != nullptr)
         warn_of_lost_clock(who, *former, is_back);
     else if (fails)
@@ -269,9 +277,10 @@ int replace_clock(const Identity &who, const ClockOptions &when, int64_t checked
     ov_clock now; // the table may have been read a while ago
     const ov_clock *present = known != nullptr && table.reread(*known, now) ? &now : known;
     if (present != &now) {
-        Outcome first(who, ClockRequest(when, checked, nullptr).request);
-        if (!first.was_there())
-            return first.tell(several);
+        EngineCall add(who, ClockRequest(when, checked, nullptr).request);
+        add.send();
+        if (!add.was_there())
+            return add.print(several);
         if (when.keeps_value() && known == nullptr) // of somebody else's process, or come after the table was read
             return failed("%s has a clock that %s: give a time", who.label(),
                           getuid() == 0 ? "somebody has just given" : "you may not see");
@@ -281,7 +290,6 @@ int replace_clock(const Identity &who, const ClockOptions &when, int64_t checked
         failed("%s: what its clock shows by now is out of range: give a time", who.label());
         return check_rc(OV_BAD_TIME);
     }
-
     return delete_and_add(who, wanted.request, several, present);
 }
 

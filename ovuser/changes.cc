@@ -175,7 +175,8 @@ int report_changes(IdentityList &identities, int64_t interval)
     Changes changes;
     do {
         Sample sample = {seconds(), 0, 0};
-        const Clocks clocks;
+        Clocks clocks;
+        clocks.read();
         sample.real = real_time();
         sample.after = seconds();
         if (!clocks.complete())

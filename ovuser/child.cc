@@ -109,8 +109,7 @@ static bool close_descriptors()
     return true;
 }
 
-Child::Child(const Launch &launch, Terminal &terminal)
-    : launch_(launch), terminal_(terminal), ends_{-1, -1}, pid_(-1), ready_(false)
+int Child::start()
 {
     sigfillset(&all_);
     sigprocmask(SIG_BLOCK, nullptr, &inherited_mask_);
@@ -121,11 +120,11 @@ Child::Child(const Launch &launch, Terminal &terminal)
         execute();
     if (pid_ < 0) {
         failed("%s: %s", launch_.command[0], strerror(errno));
-        return;
+        return own_failure;
     }
     close(ends_[1]);
     char word;
-    ready_ = recv(ends_[0], &word, 1, 0) == 1;
+    return recv(ends_[0], &word, 1, 0) == 1 ? int{done} : reap();
 }
 
 // Leads a session of its own, where no terminal of the caller's is, and goes on in a child, the command-to-be. A leader

@@ -24,11 +24,11 @@ struct Launch {
 class Child
 {
   public:
-    // Forks. The child executes the command when it is let go. A terminal that is there becomes its own.
-    Child(const Launch &launch, Terminal &terminal);
+    Child(const Launch &launch, Terminal &terminal) : launch_(launch), terminal_(terminal) {}
 
-    // False when there is no child, or none that could take its place; why has been said.
-    bool is_ready() const { return ready_; }
+    // Forks a child that is ready to execute the command. A terminal that is there becomes its own. Anything but done
+    // is the exit status, with the reason told.
+    int start();
     pid_t pid() const { return pid_; }
 
     // From here on signals wait: none of them comes between a clock and its removal. Until then they end both.
@@ -50,9 +50,9 @@ class Child
     Terminal &terminal_;
     sigset_t all_, inherited_mask_;
     struct sigaction inherited_action_; // of SIGCHLD
-    int ends_[2];                       // of one line: this process's and the child's
-    pid_t pid_;
-    bool ready_, leads_ = false; // the command's session, between it and the utility
+    int ends_[2] = {-1, -1};            // of one line: this process's and the child's
+    pid_t pid_ = -1;
+    bool leads_ = false; // the command's session, between it and the utility
 };
 
 } // namespace ovuser

@@ -136,10 +136,10 @@ int ClockFile::read()
     return whole ? int{done} : failed("%s: %s", name_, strerror(error));
 }
 
-bool ClockFile::read_word()
+int ClockFile::read_word()
 {
     if (words_.add(words_end_) == nullptr)
-        return usage_error("no memory"), false;
+        return usage_error("no memory");
     char quote = '\0';
     for (; *next_ != '\0' && *next_ != '\n'; ++next_) {
         if (quote == '\0' && (*next_ == ' ' || *next_ == '\t'))
@@ -153,41 +153,40 @@ bool ClockFile::read_word()
             if (*next_ == '\\' && (quote == '\0' || (quote == '"' && strchr("\"\\$`", next_[1]) != nullptr)))
                 ++next_;
             if (*next_ == '\0' || *next_ == '\n')
-                return usage_error("nothing follows the backslash"), false;
+                return usage_error("nothing follows the backslash");
             *words_end_++ = *next_;
         }
     }
     *words_end_++ = '\0';
-    if (quote != '\0')
-        return usage_error("a quote is not closed"), false;
-    return true;
+    return quote == '\0' ? int{done} : usage_error("a quote is not closed");
 }
 
-int ClockFile::next_line(char **&words)
+int ClockFile::next_line(char **&words, int &count)
 {
     words_.shorten(0);
+    count = 1;
     if (words_.add(const_cast<char *>(name_)) == nullptr) // as in argv, where nobody writes
-        return failed("no memory"), -1;
+        return failed("no memory");
     for (;;) {
         next_ += strspn(next_, " \t");
         if (*next_ == '#')
             next_ += strcspn(next_, "\n");
-        const auto count = static_cast<int>(words_.count());
-        if (*next_ == '\0' && count == 1)
-            return 0;
+        count = static_cast<int>(words_.count());
+        if (*next_ == '\0' && count == 1) {
+            count = 0;
+            return done;
+        }
         const SourcePosition here(name_, line_);
         if (*next_ == '\0' || (*next_ == '\n' && count > 1)) {
-            if (words_.add(nullptr) == nullptr)
-                return failed("no memory"), -1;
-            words = words_.begin();
-            return count;
+            words = words_.add(nullptr) != nullptr ? words_.begin() : nullptr;
+            return words != nullptr ? int{done} : failed("no memory");
         }
         if (*next_ == '\n') {
             ++next_;
             ++line_;
-        } else if (!read_word()) {
+        } else if (const int status = read_word()) {
             next_ += strcspn(next_, "\n");
-            return -1;
+            return status;
         }
     }
 }

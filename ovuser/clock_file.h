@@ -28,10 +28,10 @@ class ClockFile
     int check_characters();
     // Whether a saved file has been saved to its end.
     int check_end() const;
-    // The words of the next line that has some, as a main function gets them, with the name of the file as the first;
-    // they stay where they are, but the array is used again. Returns their number with the first, 0 behind the last
-    // line, and -1 when it has been told what is wrong with a line.
-    int next_line(char **&words);
+    // The words of the next line that has some, as a main function gets them, with the name of the file as the first.
+    // They stay, but the array is used again. The count is 0 behind the last line. Anything but done is the exit status
+    // for a wrong line, with the reason told.
+    int next_line(char **&words, int &count);
 
     const char *name() const { return name_; }
     // The line that next_line() was at.
@@ -40,7 +40,7 @@ class ClockFile
   private:
     int check_owner(int descriptor) const;
     bool read_all(int descriptor);
-    bool read_word();
+    int read_word();
 
     const char *path_, *name_;
     char *text_ = nullptr;       // all of it, and behind it room for all of its words

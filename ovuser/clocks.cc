@@ -20,7 +20,7 @@ static int open_control()
     return open("/proc/zynov", O_RDONLY | O_CLOEXEC);
 }
 
-Clocks::Clocks()
+void Clocks::read()
 {
     const int control = open_control();
     error_ = errno;

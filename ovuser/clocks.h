@@ -12,14 +12,11 @@
 namespace ovuser
 {
 
-// All of it, read at once.
+// All of it, read at once. What fails is kept for report_failure().
 class Clocks
 {
   public:
-    Clocks();
-    Clocks(const Clocks &) = delete;
-    Clocks &operator=(const Clocks &) = delete;
-
+    void read();
     bool opened() const { return failed_ != Step::open; }
     // Whether everything was seen, up to the last.
     bool complete() const { return failed_ == Step::none && undecided_ == 0; }

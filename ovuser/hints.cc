@@ -175,11 +175,15 @@ static bool hint_on_option(const char *typed, const option *known)
         {"gid", "group"},
     };
     for (const Synonym &synonym : synonyms)
-        if (strcmp(typed, synonym.typed) == 0 && is_known(synonym.meant, known))
-            return hint("did you mean --%s?", synonym.meant), true;
+        if (strcmp(typed, synonym.typed) == 0 && is_known(synonym.meant, known)) {
+            hint("did you mean --%s?", synonym.meant);
+            return true;
+        }
     for (const char *kind : {"user", "uid", "u", "group", "gid", "g", "process", "pid", "p"})
-        if (strcmp(typed, kind) == 0)
-            return hint("an identity is a word of its own: u:USER, g:GROUP or p:PID"), true;
+        if (strcmp(typed, kind) == 0) {
+            hint("an identity is a word of its own: u:USER, g:GROUP or p:PID");
+            return true;
+        }
     return false;
 }
 

@@ -123,7 +123,8 @@ int list_command(int argc, char **argv)
         return status;
     if (interval != 0)
         return as_json ? report_changes(identities, interval) : watch(identities, interval);
-    const Clocks clocks;
+    Clocks clocks;
+    clocks.read();
     if (clocks.opened())
         as_json ? list_as_json(clocks, identities) : list_as_text(clocks, identities);
     const int status = clocks.report_failure();

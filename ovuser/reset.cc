@@ -33,7 +33,8 @@ static int reset()
         audit(request, result, message);
         return print_result(result, message, nullptr, error);
     }
-    const Clocks left;
+    Clocks left;
+    left.read();
     const auto count = static_cast<int>(left.end() - left.begin());
     const bool gone = count == 0 && left.complete();
     audit(request, gone ? result : -1, gone ? message : "clocks may be left");

@@ -122,8 +122,8 @@ static int run_for(Identity who, const RunOptions &options, int64_t checked)
     if (own_session && terminal.open(who.id) != done)
         return own_failure;
     Child child({options.command, who.kind, who.id, own_session, options.keep_fds, options.preserved}, terminal);
-    if (!child.is_ready())
-        return child.reap();
+    if (const int status = child.start())
+        return status;
     const ProcessText process(child.pid());
     if (who.kind == OV_PROCESS) {
         read_identity(process.text, who);

@@ -53,7 +53,8 @@ static int print_clocks(FILE *file)
     Lock lock; // nobody's clock is to be missed between its deletion and its return
     if (const int status = lock.take())
         return status;
-    const Clocks table;
+    Clocks table;
+    table.read();
     lock.release();
     fprintf(file, "%s%s, for 'ovuser apply'\n", saved_first, TimeText(real_time()).text);
     for (const ov_clock &clock : table)
@@ -103,10 +104,14 @@ static int save_to(const char *path)
     bool whole = file != nullptr && fflush(file) == 0 && ferror(file) == 0 && fchmod(descriptor, readable) == 0 &&
                  fsync(descriptor) == 0;
     int error = errno;
-    if (file != nullptr && fclose(file) != 0 && whole)
-        whole = false, error = errno;
-    if (whole && status == done && (rename(beside, path) != 0 || !sync_folder(path)))
-        whole = false, error = errno;
+    if (file != nullptr && fclose(file) != 0 && whole) {
+        whole = false;
+        error = errno;
+    }
+    if (whole && status == done && (rename(beside, path) != 0 || !sync_folder(path))) {
+        whole = false;
+        error = errno;
+    }
     if (!whole)
         status = failed("%s: %s", path, strerror(error));
     if (status != done && descriptor >= 0)

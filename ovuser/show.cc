@@ -218,7 +218,8 @@ int show_command(int argc, char **argv)
     request.operation = OV_LIST;
     if (const int status = check_identities(identities, request))
         return status;
-    const Clocks clocks;
+    Clocks clocks;
+    clocks.read();
     if (!clocks.opened())
         return clocks.report_failure();
     const time_t real = real_time();

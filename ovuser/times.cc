@@ -92,15 +92,19 @@ bool hint_on_stray_time(int count, char *const *words)
         const bool is_date = ov_read_time(date.text, nullptr) != 0;
         for (int next = first; next < count && next < first + 5; ++next) {
             joined.add(words[next]);
-            if (ov_read_time(joined.text, nullptr) != 0)
-                return hint("a time is given by an option: --at '%s'", joined.text), true;
+            if (ov_read_time(joined.text, nullptr) != 0) {
+                hint("a time is given by an option: --at '%s'", joined.text);
+                return true;
+            }
         }
-        if (is_date)
-            return hint("a date is given by an option: --date %s, or --at '%s'", words[first], date.text), true;
-        if (read_span(words[first], span))
-            return hint("a distance is given by an option, in quotes where it has several words: --in %s",
-                        words[first]),
-                   true;
+        if (is_date) {
+            hint("a date is given by an option: --date %s, or --at '%s'", words[first], date.text);
+            return true;
+        }
+        if (read_span(words[first], span)) {
+            hint("a distance is given by an option, in quotes where it has several words: --in %s", words[first]);
+            return true;
+        }
     }
     return false;
 }

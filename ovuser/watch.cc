@@ -20,18 +20,18 @@
 namespace ovuser
 {
 
-// The terminal on standard output, and the signals that concern it.
-// From beginning to end of its life, a screen of its own, which no shell's output is lost for. All escapes are those
-// that every terminal of the last decades knows; where TERM says dumb, or there is no terminal, nothing of this
-// happens.
+// The terminal on standard output, and the signals that concern it: while it is open, the terminal shows its other
+// screen. All escapes are those that every terminal of the last decades knows. Without a terminal, or with TERM=dumb,
+// nothing of this happens.
 class Screen
 {
   public:
-    Screen();
+    Screen() = default;
     ~Screen();
     Screen(const Screen &) = delete;
     Screen &operator=(const Screen &) = delete;
 
+    void open();
     bool is_there() const { return is_there_; }
     // In the foreground; otherwise the terminal is somebody else's at the moment.
     bool is_ours() const;
@@ -46,7 +46,7 @@ class Screen
     void enter();
     void obey(int signal);
 
-    bool is_there_, entered_ = false;
+    bool is_there_ = false, entered_ = false;
     sigset_t awaited_, before_;
 };
 
@@ -62,8 +62,9 @@ static bool is_capable_terminal()
     return isatty(STDOUT_FILENO) != 0 && kind != nullptr && *kind != '\0' && strcmp(kind, "dumb") != 0;
 }
 
-Screen::Screen() : is_there_(is_capable_terminal())
+void Screen::open()
 {
+    is_there_ = is_capable_terminal();
     sigemptyset(&awaited_);
     if (!is_there_)
         return;
@@ -163,10 +164,16 @@ static void print_table(const Clocks &clocks, IdentityList &identities, const St
     printf("%-10s %-25s  %-25s  %s%s", "Id", "Time", "Distance", "Clock type", style.line_end);
     printf("%-10s %-25s  %-25s  %s%s", "", TimeText(real).text, "", "Real time", style.line_end);
     lines -= 2;
-    int shown = count <= lines ? count : std::max(lines - 1, 0), left = shown;
-    for (const ov_clock &clock : clocks)
-        if (left > 0 && included(clock) && left-- > 0)
+    const int room = count <= lines ? count : std::max(lines - 1, 0);
+    int shown = 0;
+    for (const ov_clock &clock : clocks) {
+        if (shown == room)
+            break;
+        if (included(clock)) {
             print_line(style, clock, real);
+            ++shown;
+        }
+    }
     if (shown < count)
         printf("... and %d more%s", count - shown, style.line_end);
 }
@@ -189,9 +196,11 @@ int watch(IdentityList &identities, int64_t interval)
     // Room for all that fits on a screen, which then appears at once.
     setvbuf(stdout, nullptr, _IOFBF, 1 << 16);
     Screen screen;
+    screen.open();
     int64_t next = monotonic_time();
     for (bool first = true;; first = false) {
-        const Clocks clocks;
+        Clocks clocks;
+        clocks.read();
         if (!clocks.complete()) {
             screen.leave();
             return clocks.report_failure();

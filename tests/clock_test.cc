@@ -39,7 +39,7 @@ class ClockTest : public testing::Test
                      .utc_offset = 3600 * (any(27) - 12),
                      .rewinds = 0};
             rate = zynov_rate_of(&clock);
-            real = {real_start - 1000 + any(3000000), any(ZYNOV_SECOND)};
+            real = {real_start + (round % 8 == 0 ? 0 : any(3000000) - 1000), any(ZYNOV_SECOND)};
             still = clock.speed == 0 || clock.speed > ZYNOV_FASTEST;
             check();
         }

@@ -48,7 +48,7 @@ static int change_rate(struct vclock *clock, const struct zynov_iov *record)
 		return -ENOMEM;
 	clock->set = set;
 	page_change_rate(clock, rate);
-	wait_again();
+	wait_again(clock);
 	return 0;
 }
 

@@ -161,8 +161,10 @@ void table_lose_ended_locked(void)
 		passed_on |= process_has_heirs(clock);
 		unlink_clock(clock, &gone);
 	}
-	if (passed_on)
+	if (passed_on) {
 		vvar_forget_all();
+		wait_again(NULL);
+	}
 	bid_farewell(&gone);
 }
 
@@ -205,7 +207,7 @@ static int add(const struct zynov_iov *record, const struct target *target)
 		return error;
 	}
 	tell_readers(clock);
-	wait_again();
+	wait_again(clock);
 	return 0;
 }
 
@@ -225,8 +227,8 @@ static void drop(struct vclock *clock)
 
 	unlink_clock(clock, &gone);
 	tell_readers(clock);
+	wait_again(clock);
 	bid_farewell(&gone);
-	wait_again();
 }
 
 int table_delete(const struct target *target)
@@ -255,19 +257,20 @@ s64 table_id(const struct vclock *clock)
 	}
 }
 
-static void lose(bool (*who)(const struct vclock *clock, u64 container),
-		 u64 container, struct list_head *gone)
+static int lose(bool (*who)(const struct vclock *clock, u64 container), u64 container)
 {
+	LIST_HEAD(gone);
 	int slot;
 
 	for (slot = 0; slot < TABLE_SLOTS; slot++)
 		if (slots[slot] && who(slots[slot], container))
-			unlink_clock(slots[slot], gone);
-	if (list_empty(gone))
-		return;
+			unlink_clock(slots[slot], &gone);
+	if (list_empty(&gone))
+		return -ENOENT;
 	vvar_forget_all();
-	bid_farewell(gone);
-	wait_again();
+	wait_again(NULL);
+	bid_farewell(&gone);
+	return 0;
 }
 
 static bool is_resettable(const struct vclock *clock, u64 container)
@@ -278,13 +281,11 @@ static bool is_resettable(const struct vclock *clock, u64 container)
 
 int table_reset(u64 container)
 {
-	LIST_HEAD(gone);
 	int error;
 
 	mutex_lock(&table_mutex);
 	table_lose_ended_locked();
-	lose(is_resettable, container, &gone);
-	error = list_empty(&gone) ? -ENOENT : 0;
+	error = lose(is_resettable, container);
 	mutex_unlock(&table_mutex);
 	return error;
 }
@@ -296,10 +297,8 @@ static bool is_anybodys(const struct vclock *clock, u64 container)
 
 void table_empty(void)
 {
-	LIST_HEAD(gone);
-
 	mutex_lock(&table_mutex);
-	lose(is_anybodys, 0, &gone);
+	lose(is_anybodys, 0);
 	mutex_unlock(&table_mutex);
 	rcu_barrier();
 }

@@ -3,6 +3,7 @@
 #include <linux/io_uring_types.h>
 #include <linux/posix-timers.h>
 #include <linux/sched/signal.h>
+#include <linux/sched/task.h>
 #include <linux/sched/task_stack.h>
 #include <linux/timekeeping.h>
 #include <linux/timerfd.h>
@@ -140,6 +141,89 @@ void before_uring_timeout(struct pt_regs *regs)
 		to_real(&timeout->ts);
 }
 
-void wait_again(void)
+/* Calls that may wait until an instant, and are begun again by the kernel when a signal has no handler. */
+static bool is_timed_wait(struct task_struct *task, const struct pt_regs *regs)
 {
+	if (task_thread_info(task)->status & TS_COMPAT) {
+		switch ((int)regs->orig_ax) {
+		case 0: /* restart_syscall */
+		case 279: /* mq_timedsend, mq_timedreceive, and for wider times */
+		case 280:
+		case 418:
+		case 419:
+		case 449: /* futex_waitv */
+			return true;
+		case 267: /* clock_nanosleep, and for wider times */
+		case 407:
+			return regs->cx & TIMER_ABSTIME;
+		case 240: /* futex, and for wider times */
+		case 422:
+			return regs->si != 0;
+		}
+		return false;
+	}
+	switch ((int)regs->orig_ax) {
+	case __NR_restart_syscall:
+	case __NR_mq_timedsend:
+	case __NR_mq_timedreceive:
+	case __NR_futex_waitv:
+		return true;
+	case __NR_clock_nanosleep:
+		return regs->si & TIMER_ABSTIME;
+	case __NR_futex:
+		return regs->r10 != 0;
+	}
+	return false;
+}
+
+/* Whom a change of a clock may concern: his user, his group, its process, or whoever is in a tree. */
+static bool is_concerned(struct task_struct *task, const struct vclock *clock)
+{
+	if (!clock || clock->tree)
+		return true;
+	switch (clock->kind) {
+	case ZYNOV_USER:
+		return uid_eq(__task_cred(task)->euid, clock->uid);
+	case ZYNOV_GROUP:
+		return gid_eq(__task_cred(task)->egid, clock->gid);
+	default:
+		return task_tgid(task) == clock->pid;
+	}
+}
+
+/* set_notify_signal, of which the kernel exports the parts. */
+static void interrupt(struct task_struct *task)
+{
+	struct wait_queue_entry entry = { .private = task };
+
+	if (!test_and_set_tsk_thread_flag(task, TIF_NOTIFY_SIGNAL) &&
+	    !default_wake_function(&entry, TASK_INTERRUPTIBLE, 0, NULL))
+		kick_process(task);
+}
+
+/* Who still has memory has a stack, too: he gives up that under the same lock, and this later. */
+static bool is_waiting(struct task_struct *task)
+{
+	bool waiting = false;
+
+	task_lock(task);
+	if (task->mm && (READ_ONCE(task->__state) & TASK_INTERRUPTIBLE))
+		waiting = is_timed_wait(task, task_pt_regs(task));
+	task_unlock(task);
+	return waiting;
+}
+
+/*
+ * As when a real clock is set. A wait that begins meanwhile finds the table as
+ * it is now.
+ */
+void wait_again(const struct vclock *clock)
+{
+	struct task_struct *process, *task;
+
+	rcu_read_lock();
+	for_each_process_thread(process, task)
+		if (!(task->flags & PF_KTHREAD) && is_concerned(task, clock) && is_waiting(task))
+			interrupt(task);
+	rcu_read_unlock();
 }

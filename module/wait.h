@@ -9,6 +9,8 @@
 #include <linux/hrtimer.h>
 #include <linux/ptrace.h>
 
+#include "vclock.h"
+
 struct hrtimer_sleeper *futex_setup_timer_instead(ktime_t *time,
 						  struct hrtimer_sleeper *timeout,
 						  int flags, u64 range);
@@ -21,7 +23,10 @@ void before_timerfd(struct pt_regs *regs);
 void before_mq(struct pt_regs *regs);
 void before_uring_timeout(struct pt_regs *regs);
 
-/* After a change of the table: has waits that are under way begin again. */
-void wait_again(void);
+/*
+ * After a change of a clock, or of any: has waits that are under way begin
+ * again, in the programs' sight without an end in between.
+ */
+void wait_again(const struct vclock *clock);
 
 #endif

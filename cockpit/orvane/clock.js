@@ -49,7 +49,9 @@ export class Clock {
         const step = 1 + this.pace;
         if (same && Math.abs(this.at(moment) - found.epoch - 0.5 * step) <= step)
             return;
-        this.start = found.epoch;
+        // The host cuts off the same part of a second of both times: a clock of now shows what the real time shows.
+        const cut = host.at(moment) - (found.epoch - found.ahead);
+        this.start = found.epoch + (cut >= 0 && cut < 2 ? cut * this.pace : 0);
         this.begun = moment;
         this.midnight = found.epoch - modulo(found.epoch + this.offset, day);
     }

@@ -41,11 +41,9 @@ function take(changes, all) {
     const before = clocks;
     if (all)
         clocks = new Map();
-    for (const found of changes) {
-        if (found.change === "real") {
-            host.take(found.epoch, found.real, moment);
-            continue;
-        }
+    for (const found of changes.filter(({ change }) => change === "real"))
+        host.take(found.epoch, found.real, moment);
+    for (const found of changes.filter(({ change }) => change !== "real")) {
         const key = keyOf(found);
         if (found.change === "gone") {
             clocks.delete(key);

@@ -99,6 +99,10 @@ def edit(page):
     page.press("dialog [type=submit]")
     wait("it is another", lambda: page.cell("u:daemon", "Speed") == "Stands still")
     wait("and kept", lambda: page.part("u:daemon", ".pf-c-switch input").is_selected())
+    page.press(page.part("u:daemon", ".pf-m-secondary"))
+    page.press("dialog [type=submit]")
+    wait("it is set", lambda: not page.all("dialog"))
+    assert read("/etc/orvane/clocks").count("u:daemon") == 1
 
 
 def keep(page):
@@ -218,7 +222,9 @@ def thousand(page):
     make_users(70000, ["many%d" % number for number in range(1000)])
     ovuser("add", *("u:%d" % uid for uid in range(70000, 70500)), "--at", "now")
     wait("500 rows", lambda: len(page.all("tbody")) == 500, 20)
+    page.run("document.querySelector('#alerts').replaceChildren()")
     page.picture("500")
+    assert page.cell("u:many7", "From real time") == "+00:00:00"
     ovuser("add", *("u:%d" % uid for uid in range(70500, 71000)), "--at", "now")
     coming = page.browser.execute_async_script(FRAMES)
     wait("1000 rows", lambda: len(page.all("tbody")) == 1000, 20)

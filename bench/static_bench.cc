@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <ctime>
 
-#include "simulator/image/layout.h"
+#include "simulator/process/vvar.h"
 
 static const sim::ImageConfig *image;
 static timespec instant;

@@ -5,7 +5,7 @@
 #include <cerrno>
 
 #include "fuzz/fuzz.h"
-#include "simulator/table/change.h"
+#include "simulator/table/lock.h"
 #include "simulator/table/state.h"
 
 using namespace sim;

@@ -18,18 +18,12 @@ control: include base contract identity
 engine: include base contract timespec identity control
 module: contract
 ovuser: include base
-simulator/bare: base
-simulator/identity: base simulator/bare
-simulator/table: base contract simulator/bare simulator/identity
-simulator/readings: base simulator/bare simulator/identity simulator/table simulator/image!
-simulator/image: base simulator/bare simulator/identity simulator/table simulator/readings
-simulator/control: contract simulator/bare simulator/table simulator/readings
-simulator/exec: simulator/bare simulator/table simulator/trace!
-simulator/trace: simulator/bare simulator/identity simulator/image simulator/exec
-simulator/files: simulator/bare simulator/readings simulator/control simulator/exec
-simulator/waits: simulator/bare simulator/readings
-simulator/syscall: simulator/bare simulator/identity simulator/readings simulator/waits
-simulator/launcher: simulator/bare simulator/table simulator/control simulator/exec
+simulator/raw: base
+simulator/table: base contract simulator/raw
+simulator/process: base simulator/raw simulator/table
+simulator/vdso: base simulator/raw simulator/table simulator/process
+simulator/libc: base contract simulator/raw simulator/table simulator/process simulator/vdso
+simulator/launcher: simulator/raw simulator/table simulator/process simulator/vdso
 END
 trap 'rm -f "${TMPDIR:-/tmp}/layers.$$"' EXIT
 

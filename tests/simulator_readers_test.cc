@@ -10,7 +10,7 @@
 #include <functional>
 #include <thread>
 
-#include "simulator/readings/cache.h"
+#include "simulator/process/cache.h"
 #include "simulator/table/slot.h"
 
 using namespace sim;

@@ -14,8 +14,8 @@
 #include <memory>
 #include <tuple>
 
-#include "simulator/identity/process.h"
-#include "simulator/table/change.h"
+#include "simulator/raw/process.h"
+#include "simulator/table/lock.h"
 #include "simulator/table/state.h"
 
 using namespace sim;

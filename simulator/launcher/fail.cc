@@ -1,8 +1,8 @@
-#include "simulator/launcher/fail.h"
-
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+
+#include "simulator/launcher/launcher.h"
 
 namespace sim
 {

@@ -1,5 +1,3 @@
-#include "simulator/launcher/options.h"
-
 #include <getopt.h>
 
 #include <cerrno>
@@ -7,8 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "simulator/control/faults.h"
-#include "simulator/launcher/fail.h"
+#include "simulator/launcher/launcher.h"
+#include "simulator/table/faults.h"
 
 namespace sim
 {
@@ -31,15 +29,15 @@ static constexpr char help[] =
     "The real time is kept by programs with more rights than who starts them, by those for another architecture, and\n"
     "by statically linked ones where they cannot be traced; these always wait by it until an instant.\n";
 
-static constexpr option known[] = {{"state", required_argument, nullptr, 's'},
-                                   {"shared", no_argument, nullptr, 'S'},
-                                   {"fault", required_argument, nullptr, 'f'},
-                                   {"no-static", no_argument, nullptr, 'c'},
-                                   {"descendants", no_argument, nullptr, 'c'},
-                                   {"file-times", no_argument, nullptr, 'c'},
-                                   {"quiet", no_argument, nullptr, 'c'},
-                                   {"help", no_argument, nullptr, 'h'},
-                                   {}};
+static constexpr option known_options[] = {{"state", required_argument, nullptr, 's'},
+                                           {"shared", no_argument, nullptr, 'S'},
+                                           {"fault", required_argument, nullptr, 'f'},
+                                           {"no-static", no_argument, nullptr, 'c'},
+                                           {"descendants", no_argument, nullptr, 'c'},
+                                           {"file-times", no_argument, nullptr, 'c'},
+                                           {"quiet", no_argument, nullptr, 'c'},
+                                           {"help", no_argument, nullptr, 'h'},
+                                           {}};
 
 [[noreturn]] static void show_help()
 {
@@ -58,7 +56,7 @@ Options read_options(int argc, char **argv)
 {
     Options options = {};
     int index;
-    for (int choice; (choice = getopt_long(argc, argv, "+", known, &index)) != -1;) {
+    for (int choice; (choice = getopt_long(argc, argv, "+", known_options, &index)) != -1;) {
         switch (choice) {
         case 's':
             options.state = optarg;
@@ -70,8 +68,8 @@ Options read_options(int argc, char **argv)
             options.faults = optarg;
             break;
         case 'c': // handed on by its name
-            options.choices =
-                options.choices != nullptr ? text("%s,%s", options.choices, known[index].name) : known[index].name;
+            options.choices = options.choices != nullptr ? text("%s,%s", options.choices, known_options[index].name)
+                                                         : known_options[index].name;
             break;
         case 'h':
             show_help();

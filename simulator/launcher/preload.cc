@@ -1,5 +1,3 @@
-#include "simulator/launcher/preload.h"
-
 #include <unistd.h>
 
 #include <cerrno>
@@ -8,7 +6,7 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "simulator/launcher/fail.h"
+#include "simulator/launcher/launcher.h"
 
 namespace sim
 {

@@ -1,5 +1,3 @@
-#include "simulator/launcher/state_file.h"
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,9 +6,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "simulator/bare/small_file.h"
-#include "simulator/launcher/fail.h"
-#include "simulator/table/change.h"
+#include "simulator/launcher/launcher.h"
+#include "simulator/raw/small_file.h"
+#include "simulator/table/lock.h"
 #include "simulator/table/state.h"
 
 namespace sim

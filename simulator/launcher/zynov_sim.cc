@@ -9,13 +9,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "simulator/bare/system_call.h"
-#include "simulator/exec/start.h"
-#include "simulator/launcher/fail.h"
-#include "simulator/launcher/options.h"
-#include "simulator/launcher/preload.h"
-#include "simulator/launcher/state_file.h"
+#include "simulator/launcher/launcher.h"
+#include "simulator/raw/system_call.h"
 #include "simulator/table/state.h"
+#include "simulator/vdso/start.h"
 
 namespace sim
 {

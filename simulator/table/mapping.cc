@@ -6,7 +6,7 @@
 #include <bit>
 #include <cstdint>
 
-#include "simulator/bare/system_call.h"
+#include "simulator/raw/system_call.h"
 
 namespace sim
 {

@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "simulator/bare/system_call.h"
+#include "simulator/raw/system_call.h"
 
 namespace sim
 {

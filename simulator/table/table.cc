@@ -4,7 +4,7 @@
 
 #include "base/integer.h"
 #include "base/local_time.h"
-#include "simulator/identity/process.h"
+#include "simulator/raw/process.h"
 
 namespace sim
 {

@@ -1,0 +1,199 @@
+// The preloaded side of the control file: open, and the five commands. Everything else about a descriptor, close
+// included, is the C library's, but that the machine's hardware clock is not set by a virtual one.
+#include "simulator/libc/control.h"
+
+#include <fcntl.h>
+#include <linux/rtc.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "contract/zynov.h"
+#include "simulator/libc/setting.h"
+#include "simulator/process/own_clock.h"
+#include "simulator/process/sigbus.h"
+#include "simulator/raw/memory.h"
+#include "simulator/raw/next.h"
+#include "simulator/raw/signals.h"
+#include "simulator/raw/system_call.h"
+#include "simulator/table/faults.h"
+#include "simulator/table/lock.h"
+#include "simulator/table/mapping.h"
+#include "simulator/table/state.h"
+
+namespace sim
+{
+
+// Whether a path is another one than the usual of the control file: its name behind one of its folder.
+static bool leads_to_control_file(int folder, const char *path)
+{
+    static constexpr char usual[] = ZYNOV_PATH;
+    constexpr size_t up_to_name = std::string_view(usual).rfind('/') + 1;
+    const char *slash = strrchr(path, '/');
+    const size_t length = slash == nullptr ? 0 : static_cast<size_t>(slash + 1 - path);
+    char its_folder[256] = ".", usual_folder[sizeof usual] = {};
+    if (strcmp(path + length, usual + up_to_name) != 0 || length >= sizeof its_folder)
+        return false;
+    if (length > 0)
+        memcpy(its_folder, path, length), its_folder[length] = '\0';
+    memcpy(usual_folder, usual, up_to_name);
+    struct stat its = {}, of_usual = {};
+    return system_call(SYS_newfstatat, folder, its_folder, &its, 0) == 0 &&
+           system_call(SYS_newfstatat, AT_FDCWD, usual_folder, &of_usual, 0) == 0 && its.st_dev == of_usual.st_dev &&
+           its.st_ino == of_usual.st_ino;
+}
+
+const char *in_place_of(int folder, const char *path, int error)
+{
+    const bool read = error == 0 || error == ENOENT || error == EACCES || error == EROFS;
+    if (!read || path == nullptr) // where a descriptor alone tells the file
+        return nullptr;
+    const bool is_control_file = strcmp(path, ZYNOV_PATH) == 0 || leads_to_control_file(folder, path);
+    return is_control_file ? getenv(state_variable) : nullptr;
+}
+
+static SIM_NEXT(open, int(const char *, int, ...));
+static SIM_NEXT(openat, int(int, const char *, int, ...));
+static SIM_NEXT(fopen, FILE *(const char *, const char *));
+static SIM_NEXT(ioctl, int(int, unsigned long, ...));
+
+static std::atomic<uint64_t> commands_sent;
+
+// What an opening gives, once the C library has looked at the path. A success leaves errno as it was before.
+static int open_simulated(int opened, int folder, const char *path, int flags, int kept)
+{
+    const char *state = in_place_of(folder, path, opened < 0 ? errno : 0);
+    if (state == nullptr)
+        return opened;
+    if (opened >= 0) // a real module is there
+        system_call(SYS_close, opened);
+    const int descriptor = open_state(state, flags & (O_CLOEXEC | O_NONBLOCK));
+    errno = descriptor < 0 ? -descriptor : kept;
+    return descriptor < 0 ? -1 : descriptor;
+}
+
+// Whether an opening can make a file, and so comes with a mode.
+static bool has_mode(int flags)
+{
+    return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+}
+
+static bool is_command(unsigned long request)
+{
+    return request == ZYNOV_IOC_GET_SLOT || request == ZYNOV_IOC_HIGH_MARK || changes_table(request);
+}
+
+static int run_command(int descriptor, unsigned long command, zynov_iov &record)
+{
+    const SignalsHeld held(sigbus_mask());
+    if (changes_table(command)) {
+        const Circumstances found = circumstances(command, record);
+        const Change change(descriptor);
+        if (change.error() != 0)
+            return change.error();
+        const int error = change_table(*change.table(), command, record, real_time(), found); // once it is locked
+        return change.mapping().was_cut() ? EBADMSG : error;
+    }
+    Mapping mapping;
+    if (const int error = mapping.map(descriptor, Mapping::reading))
+        return error;
+    const int error = query_table(*mapping.table(), command, record, real_time());
+    return mapping.was_cut() ? EBADMSG : error;
+}
+
+// errno stays as it is, unless there is an error.
+static int answer_command(int descriptor, unsigned long command, void *given)
+{
+    const int kept = errno;
+    zynov_iov record;
+    int result = -1, error = read_given(record, given);
+    if (error == 0) {
+        const zynov_iov sent = record;
+        Faults faults;
+        faults.read(getenv(faults_variable));
+        if (!faults.play(++commands_sent, record, result, error)) {
+            error = run_command(descriptor, command, record);
+            result = error != 0 ? -1 : 0;
+        }
+        if (memcmp(&record, &sent, sizeof record) != 0 && write_given(given, record) != 0) {
+            error = EFAULT;
+            result = -1;
+        }
+    }
+    errno = error != 0 ? error : kept;
+    return result;
+}
+
+} // namespace sim
+
+SIM_INTERPOSED int open(const char *path, int flags, ...)
+{
+    const int kept = errno;
+    va_list rest;
+    va_start(rest, flags);
+    const int descriptor = sim::next_open(path, flags, sim::has_mode(flags) ? va_arg(rest, mode_t) : 0);
+    va_end(rest);
+    return sim::open_simulated(descriptor, AT_FDCWD, path, flags, kept);
+}
+
+SIM_INTERPOSED int openat(int directory, const char *path, int flags, ...)
+{
+    const int kept = errno;
+    va_list rest;
+    va_start(rest, flags);
+    const int descriptor = sim::next_openat(directory, path, flags, sim::has_mode(flags) ? va_arg(rest, mode_t) : 0);
+    va_end(rest);
+    return sim::open_simulated(descriptor, directory, path, flags, kept);
+}
+
+// Which opens past the others.
+SIM_INTERPOSED FILE *fopen(const char *path, const char *mode)
+{
+    const int kept = errno;
+    FILE *const file = sim::next_fopen(path, mode);
+    const char *state = sim::in_place_of(AT_FDCWD, path, file == nullptr ? errno : 0);
+    if (state == nullptr)
+        return file;
+    if (file != nullptr)
+        fclose(file);
+    const int descriptor = sim::open_state(state, strchr(mode, 'e') != nullptr ? O_CLOEXEC : 0);
+    errno = descriptor < 0 ? -descriptor : kept;
+    return descriptor < 0 ? nullptr : fdopen(descriptor, "r");
+}
+SIM_INTERPOSED FILE *fopen64(const char *, const char *) __attribute__((alias("fopen")));
+
+SIM_INTERPOSED int ioctl(int descriptor, unsigned long request, ...)
+{
+    va_list rest;
+    va_start(rest, request);
+    void *argument = va_arg(rest, void *);
+    va_end(rest);
+    const unsigned long command = static_cast<unsigned>(request); // all that the kernel looks at
+    if (sim::is_command(command) && sim::flaw_in_state(descriptor) == nullptr)
+        return sim::answer_command(descriptor, command, argument);
+    if (command == RTC_SET_TIME && !sim::may_set_time()) // from which the machine would start the next time
+        return -1;
+    return sim::next_ioctl(descriptor, request, argument);
+}
+
+// The other names under which a program may have been compiled to call them.
+SIM_INTERPOSED int __open(const char *, int, ...) __attribute__((alias("open"), nonnull(1)));
+SIM_INTERPOSED int __open64(const char *, int, ...) __attribute__((alias("open"), nonnull(1)));
+SIM_INTERPOSED int open64(const char *, int, ...) __attribute__((alias("open")));
+SIM_INTERPOSED int openat64(int, const char *, int, ...) __attribute__((alias("openat")));
+SIM_INTERPOSED int __open_2(const char *path, int flags)
+{
+    return open(path, flags);
+}
+SIM_INTERPOSED int __openat_2(int directory, const char *path, int flags)
+{
+    return openat(directory, path, flags);
+}
+SIM_INTERPOSED int __open64_2(const char *, int) __attribute__((alias("__open_2")));
+SIM_INTERPOSED int __openat64_2(int, const char *, int) __attribute__((alias("__openat_2")));

@@ -1,0 +1,119 @@
+// What stands in for the calls that execute a program.
+#include <fcntl.h>
+#include <spawn.h>
+#include <unistd.h>
+
+#include <cstdarg>
+#include <cstdlib>
+
+#include "simulator/raw/next.h"
+#include "simulator/vdso/start.h"
+
+namespace sim
+{
+
+static SIM_NEXT(execve, int(const char *, char *const *, char *const *));
+static SIM_NEXT(execvpe, int(const char *, char *const *, char *const *));
+static SIM_NEXT(fexecve, int(int, char *const *, char *const *));
+static SIM_NEXT(execveat, int(int, const char *, char *const *, char *const *, int));
+using Spawn = int(pid_t *, const char *, const posix_spawn_file_actions_t *, const posix_spawnattr_t *, char *const *,
+                  char *const *);
+static SIM_NEXT(posix_spawn, Spawn);
+static SIM_NEXT(posix_spawnp, Spawn);
+
+__attribute__((constructor)) static void begin()
+{
+    prepare_starts();
+}
+
+} // namespace sim
+
+SIM_INTERPOSED int execve(const char *path, char *const *arguments, char *const *environment) noexcept
+{
+    const sim::Start start({path}, sim::Traced::own_exec);
+    return sim::next_execve(path, arguments, environment);
+}
+
+SIM_INTERPOSED int execv(const char *path, char *const *arguments) noexcept
+{
+    return execve(path, arguments, environ);
+}
+
+SIM_INTERPOSED int execvpe(const char *name, char *const *arguments, char *const *environment) noexcept
+{
+    const sim::Start start({name, true}, sim::Traced::own_exec);
+    return sim::next_execvpe(name, arguments, environment);
+}
+
+SIM_INTERPOSED int execvp(const char *name, char *const *arguments) noexcept
+{
+    return execvpe(name, arguments, environ);
+}
+
+SIM_INTERPOSED int fexecve(int descriptor, char *const *arguments, char *const *environment) noexcept
+{
+    const sim::Start start({"", false, descriptor, AT_EMPTY_PATH}, sim::Traced::own_exec);
+    return sim::next_fexecve(descriptor, arguments, environment);
+}
+
+SIM_INTERPOSED int execveat(int folder, const char *name, char *const *arguments, char *const *environment,
+                            int flags) noexcept
+{
+    const sim::Start start({name, false, folder, flags}, sim::Traced::own_exec);
+    return sim::next_execveat(folder, name, arguments, environment, flags);
+}
+
+// The arguments of a call that lists them, up to the null, as an array on the stack; what follows the null is left to
+// be read.
+#define SIM_LISTED(first, list, array)                                                                                 \
+    va_list list;                                                                                                      \
+    size_t array##_count = 1;                                                                                          \
+    va_start(list, first);                                                                                             \
+    while (va_arg(list, char *) != nullptr)                                                                            \
+        ++array##_count;                                                                                               \
+    va_end(list);                                                                                                      \
+    auto *const array = static_cast<char **>(alloca((array##_count + 1) * sizeof(char *)));                            \
+    (array)[0] = const_cast<char *>(first);                                                                            \
+    va_start(list, first);                                                                                             \
+    for (size_t i = 1; i <= array##_count; ++i)                                                                        \
+    (array)[i] = va_arg(list, char *)
+
+SIM_INTERPOSED int execl(const char *path, const char *first, ...) noexcept
+{
+    // cppcheck-suppress allocaCalled // a vforked child must not allocate anywhere else
+    SIM_LISTED(first, rest, arguments);
+    va_end(rest);
+    return execve(path, arguments, environ);
+}
+
+SIM_INTERPOSED int execlp(const char *name, const char *first, ...) noexcept
+{
+    // cppcheck-suppress allocaCalled // a vforked child must not allocate anywhere else
+    SIM_LISTED(first, rest, arguments);
+    va_end(rest);
+    return execvpe(name, arguments, environ);
+}
+
+SIM_INTERPOSED int execle(const char *path, const char *first, ...) noexcept
+{
+    // cppcheck-suppress allocaCalled // a vforked child must not allocate anywhere else
+    SIM_LISTED(first, rest, arguments);
+    char *const *const environment = va_arg(rest, char **);
+    va_end(rest);
+    return execve(path, arguments, environment);
+}
+
+// The child is made in the C library, past the stand-ins above.
+SIM_INTERPOSED int posix_spawn(pid_t *child, const char *path, const posix_spawn_file_actions_t *actions,
+                               const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment)
+{
+    sim::Start start({path, false, AT_FDCWD, 0, actions != nullptr}, sim::Traced::child);
+    return start.outcome(sim::next_posix_spawn(child, path, actions, attributes, arguments, environment));
+}
+
+SIM_INTERPOSED int posix_spawnp(pid_t *child, const char *name, const posix_spawn_file_actions_t *actions,
+                                const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment)
+{
+    sim::Start start({name, true, AT_FDCWD, 0, actions != nullptr}, sim::Traced::child);
+    return start.outcome(sim::next_posix_spawnp(child, name, actions, attributes, arguments, environment));
+}

@@ -1,0 +1,185 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <unistd.h>
+#include <utime.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "simulator/libc/control.h"
+#include "simulator/process/options.h"
+#include "simulator/process/own_clock.h"
+#include "simulator/raw/memory.h"
+#include "simulator/raw/next.h"
+
+namespace sim
+{
+
+static bool by_clock;
+
+__attribute__((constructor)) static void look_whether_by_clock()
+{
+    by_clock = read_choices(getenv(choices_variable)).file_times;
+}
+
+static bool file_clock(Pace &pace)
+{
+    return by_clock && own_clock(pace);
+}
+
+void show_times(struct stat &file)
+{
+    Pace pace;
+    if (!file_clock(pace))
+        return;
+    for (timespec *time : {&file.st_atim, &file.st_mtim, &file.st_ctim})
+        *time = pace.of_file(*time);
+}
+
+void show_times(struct statx &file)
+{
+    Pace pace;
+    if (!file_clock(pace))
+        return;
+    for (statx_timestamp *time : {&file.stx_atime, &file.stx_btime, &file.stx_ctime, &file.stx_mtime}) {
+        const timespec shown = pace.of_file({time->tv_sec, time->tv_nsec});
+        time->tv_sec = shown.tv_sec;
+        time->tv_nsec = static_cast<uint32_t>(shown.tv_nsec);
+    }
+}
+
+// The times of last access and of last change that the kernel is to keep, where a file is to show others.
+struct Times {
+    timespec times[2];
+};
+
+// Copies what a caller has given, in the first place; the kernel tells of what is no memory or no time.
+static bool read_times(const timespec *given, Times &times)
+{
+    if (given == nullptr || read_given(times, const_cast<timespec *>(given)) != 0)
+        return false;
+    for (const timespec &time : times.times)
+        if (time.tv_nsec != UTIME_NOW && time.tv_nsec != UTIME_OMIT && (time.tv_nsec < 0 || time.tv_nsec > 999'999'999))
+            return false;
+    return true;
+}
+
+static bool read_times(const timeval *given, Times &times)
+{
+    timeval copy[2];
+    if (given == nullptr || read_given(copy, const_cast<timeval *>(given)) != 0)
+        return false;
+    for (size_t i = 0; i < 2; ++i) {
+        if (copy[i].tv_usec < 0 || copy[i].tv_usec > 999'999)
+            return false;
+        times.times[i] = {copy[i].tv_sec, copy[i].tv_usec * 1000};
+    }
+    return true;
+}
+
+static bool read_times(const utimbuf *given, Times &times)
+{
+    utimbuf copy;
+    if (given == nullptr || read_given(copy, const_cast<utimbuf *>(given)) != 0)
+        return false;
+    times = {{{copy.actime, 0}, {copy.modtime, 0}}};
+    return true;
+}
+
+// What the kernel is to keep; false where it is to be asked for what was given.
+template <typename Given> static bool to_keep(const Given *given, Times &times)
+{
+    Pace pace;
+    if (!file_clock(pace) || !read_times(given, times))
+        return false;
+    for (timespec &time : times.times)
+        if (time.tv_nsec != UTIME_NOW && time.tv_nsec != UTIME_OMIT)
+            time = pace.to_file(time);
+    return true;
+}
+
+static SIM_NEXT(utimensat, int(int, const char *, const timespec *, int));
+static SIM_NEXT(futimens, int(int, const timespec *));
+
+static int keep(int folder, const char *path, const Times &times, int flags = 0)
+{
+    return path != nullptr ? next_utimensat(folder, path, times.times, flags) : next_futimens(folder, times.times);
+}
+
+// Makes a call on a path, and once more on the state file when the path is the control file's.
+template <typename Call> static auto look_at(int folder, const char *path, const Call &call)
+{
+    const int kept = errno;
+    const auto result = call(path);
+    const char *state = in_place_of(folder, path, result < 0 ? errno : 0);
+    if (state == nullptr)
+        return result;
+    errno = kept;
+    return call(state);
+}
+
+} // namespace sim
+
+// Under names of their own, since the C library's prototypes promise what programs need not keep.
+#define SIM_DATES(name, parameters, arguments, ...)                                                                    \
+    SIM_INTERPOSED int seen_##name parameters __asm__(#name);                                                          \
+    SIM_INTERPOSED int seen_##name parameters                                                                          \
+    {                                                                                                                  \
+        static SIM_NEXT(name, int parameters);                                                                         \
+        sim::Times times;                                                                                              \
+        return sim::to_keep(given, times) ? sim::keep(__VA_ARGS__) : next_##name arguments;                            \
+    }
+
+SIM_DATES(utimensat, (int folder, const char *path, const timespec *given, int flags), (folder, path, given, flags),
+          folder, path, times, flags)
+SIM_DATES(futimens, (int descriptor, const timespec *given), (descriptor, given), descriptor, nullptr, times)
+SIM_DATES(utime, (const char *path, const utimbuf *given), (path, given), AT_FDCWD, path, times)
+SIM_DATES(utimes, (const char *path, const timeval *given), (path, given), AT_FDCWD, path, times)
+SIM_DATES(lutimes, (const char *path, const timeval *given), (path, given), AT_FDCWD, path, times, AT_SYMLINK_NOFOLLOW)
+SIM_DATES(futimes, (int descriptor, const timeval *given), (descriptor, given), descriptor, nullptr, times)
+SIM_DATES(futimesat, (int folder, const char *path, const timeval *given), (folder, path, given), folder, path, times)
+
+// Under names of their own, since the C library's prototypes promise paths that are never null.
+#define SIM_LOOKS_AND(then, result, name, parameters, start, path, ...)                                                \
+    SIM_INTERPOSED result seen_##name parameters __asm__(#name);                                                       \
+    SIM_INTERPOSED result seen_##name parameters                                                                       \
+    {                                                                                                                  \
+        static SIM_NEXT(name, result parameters);                                                                      \
+        const result answer =                                                                                          \
+            sim::look_at(start, path, [=]([[maybe_unused]] const char *place) { return next_##name(__VA_ARGS__); });   \
+        if (answer >= 0)                                                                                               \
+            then;                                                                                                      \
+        return answer;                                                                                                 \
+    }
+#define SIM_LOOKS(...) SIM_LOOKS_AND((void)0, __VA_ARGS__)
+#define SIM_TELLS(...) SIM_LOOKS_AND(sim::show_times(*file), int, __VA_ARGS__)
+
+#define SIM_STATS(suffix)                                                                                              \
+    SIM_TELLS(stat##suffix, (const char *path, struct stat *file), AT_FDCWD, path, place, file)                        \
+    SIM_TELLS(lstat##suffix, (const char *path, struct stat *file), AT_FDCWD, path, place, file)                       \
+    SIM_TELLS(fstat##suffix, (int descriptor, struct stat *file), AT_FDCWD, nullptr, descriptor, file)                 \
+    SIM_TELLS(fstatat##suffix, (int folder, const char *path, struct stat *file, int flags), folder, path, folder,     \
+              place, file, flags)                                                                                      \
+    SIM_TELLS(__xstat##suffix, (int version, const char *path, struct stat *file), AT_FDCWD, path, version, place,     \
+              file)                                                                                                    \
+    SIM_TELLS(__lxstat##suffix, (int version, const char *path, struct stat *file), AT_FDCWD, path, version, place,    \
+              file)                                                                                                    \
+    SIM_TELLS(__fxstat##suffix, (int version, int descriptor, struct stat *file), AT_FDCWD, nullptr, version,          \
+              descriptor, file)                                                                                        \
+    SIM_TELLS(__fxstatat##suffix, (int version, int folder, const char *path, struct stat *file, int flags), folder,   \
+              path, version, folder, place, file, flags)
+
+SIM_STATS()
+SIM_STATS(64)
+SIM_TELLS(statx, (int folder, const char *path, int flags, unsigned mask, struct statx *file), folder, path, folder,
+          place, flags, mask, file)
+SIM_LOOKS(int, access, (const char *path, int mode), AT_FDCWD, path, place, mode)
+SIM_LOOKS(int, euidaccess, (const char *path, int mode), AT_FDCWD, path, place, mode)
+SIM_LOOKS(int, eaccess, (const char *path, int mode), AT_FDCWD, path, place, mode)
+SIM_LOOKS(int, faccessat, (int folder, const char *path, int mode, int flags), folder, path, folder, place, mode, flags)
+// Which ls asks with -l.
+SIM_LOOKS(ssize_t, getxattr, (const char *path, const char *name, void *value, size_t size), AT_FDCWD, path, place,
+          name, value, size)
+SIM_LOOKS(ssize_t, lgetxattr, (const char *path, const char *name, void *value, size_t size), AT_FDCWD, path, place,
+          name, value, size)

@@ -1,0 +1,96 @@
+// What stands in for the C library's calls that read the time.
+#include "simulator/libc/reading.h"
+
+#include <sys/timeb.h>
+
+#include "base/integer.h"
+#include "simulator/process/own_clock.h"
+#include "simulator/process/source.h"
+#include "simulator/raw/next.h"
+
+namespace sim
+{
+
+#ifndef SYS_time // as on newer architectures
+constexpr long SYS_time = 0;
+#endif
+
+static SIM_NEXT_EARLY(gettimeofday, SYS_gettimeofday, int(timeval *, void *));
+static SIM_NEXT_EARLY(time, SYS_time, time_t(time_t *));
+static SIM_NEXT(timespec_get, int(timespec *, int));
+
+int64_t atomic_offset()
+{
+    return atomic_offset(real_time);
+}
+
+[[gnu::cold]] static bool read_rare_source(clockid_t source, timespec &time)
+{
+    if (source == CLOCK_REALTIME_COARSE)
+        return read_coarse_clock(time);
+    if (source == CLOCK_REALTIME_ALARM) // which a machine need not have
+        return next_clock_gettime(source, &time) == 0 && read_clock(time);
+    if (source != CLOCK_TAI || !read_clock(time))
+        return false;
+    time.tv_sec = ov::wrapping_add(time.tv_sec, atomic_offset());
+    return true;
+}
+
+bool read_source(clockid_t source, timespec &time)
+{
+    if (source == CLOCK_REALTIME) [[likely]]
+        return read_clock(time);
+    return read_rare_source(source, time);
+}
+
+void make_virtual(timeval &time)
+{
+    timespec now;
+    if (read_clock(now))
+        time = {now.tv_sec, now.tv_nsec / 1000};
+}
+
+} // namespace sim
+
+SIM_INTERPOSED int clock_gettime(clockid_t source, timespec *time) noexcept
+{
+    return sim::read_source(source, *time) ? 0 : sim::next_clock_gettime(source, time);
+}
+
+// Under a name of its own, since the C library's prototype promises a time that is never null; old programs
+// ask for the zone alone.
+SIM_INTERPOSED int seen_gettimeofday(timeval *time, void *zone) __asm__("gettimeofday");
+
+SIM_INTERPOSED int seen_gettimeofday(timeval *time, void *zone)
+{
+    timespec now;
+    if (time == nullptr || !sim::read_clock(now))
+        return sim::next_gettimeofday(time, zone);
+    *time = {now.tv_sec, now.tv_nsec / 1000};
+    return zone != nullptr ? sim::next_gettimeofday(nullptr, zone) : 0;
+}
+
+SIM_INTERPOSED int __gettimeofday(timeval *, void *) __attribute__((alias("gettimeofday")));
+
+SIM_INTERPOSED time_t time(time_t *time) noexcept
+{
+    timespec now;
+    if (!sim::read_coarse_clock(now))
+        return sim::next_time(time);
+    if (time != nullptr)
+        *time = now.tv_sec;
+    return now.tv_sec;
+}
+
+SIM_INTERPOSED int timespec_get(timespec *time, int base) noexcept
+{
+    return base == TIME_UTC && sim::read_clock(*time) ? base : sim::next_timespec_get(time, base);
+}
+
+SIM_INTERPOSED int ftime(timeb *time)
+{
+    timespec now;
+    clock_gettime(CLOCK_REALTIME, &now);
+    *time = {now.tv_sec, static_cast<unsigned short>(now.tv_nsec / 1'000'000), 0, 0};
+    return 0;
+}

@@ -1,0 +1,147 @@
+// What stands in for the C library's syscall: the system calls that the other stand-ins would not see. The kernel
+// answers first, so that wild pointers are its own matter; then the answer is made to fit the process's clock.
+#include <linux/futex.h>
+#include <linux/sched.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+
+#include <cstdint>
+#include <ctime>
+
+#include "simulator/libc/reading.h"
+#include "simulator/libc/setting.h"
+#include "simulator/libc/waiting.h"
+#include "simulator/process/identity.h"
+#include "simulator/process/own_clock.h"
+#include "simulator/raw/next.h"
+
+#ifndef SYS_fork // as on newer architectures, which have no SYS_time either
+constexpr long SYS_fork = -1, SYS_time = -2;
+#endif
+
+namespace sim
+{
+
+static SIM_NEXT(syscall, long(long, long, long, long, long, long, long));
+
+// Whether a child that has just been made, and is this process, has its parent's memory.
+static bool shares_memory(long number, long first)
+{
+    const bool in_record = number == SYS_clone3;
+    const auto flags = in_record ? reinterpret_cast<const clone_args *>(first)->flags : static_cast<uint64_t>(first);
+    return number != SYS_fork && (flags & CLONE_VM) != 0;
+}
+
+static bool sets_filter(long number, long first)
+{
+    return number == SYS_seccomp || (number == SYS_prctl && first == PR_SET_SECCOMP);
+}
+
+// Which argument of a system call is the instant until which it waits, and of which clock; 0 for none.
+struct Instant {
+    size_t place;
+    clockid_t source;
+};
+
+static Instant instant_of(long number, const long *arguments)
+{
+    constexpr Instant none = {};
+    switch (number) {
+    case SYS_futex: {
+        const long operation = arguments[1] & FUTEX_CMD_MASK;
+        const bool by_flag =
+            operation == FUTEX_WAIT_BITSET || operation == FUTEX_WAIT_REQUEUE_PI || operation == FUTEX_LOCK_PI2;
+        const bool real = by_flag ? (arguments[1] & FUTEX_CLOCK_REALTIME) != 0 : operation == FUTEX_LOCK_PI;
+        return real ? Instant{3, CLOCK_REALTIME} : none;
+    }
+    case SYS_futex_waitv:
+        return {3, static_cast<clockid_t>(arguments[4])};
+    case SYS_clock_nanosleep:
+        return (arguments[1] & TIMER_ABSTIME) != 0 ? Instant{2, static_cast<clockid_t>(arguments[0])} : none;
+    case SYS_mq_timedsend:
+    case SYS_mq_timedreceive:
+        return {4, CLOCK_REALTIME};
+    default:
+        return none;
+    }
+}
+
+// Does the same for the instant among the arguments of a bare system call, if that is one that waits until one.
+static void wait_by_own_clock(long number, long (&arguments)[6], timespec &real)
+{
+    const Instant instant = instant_of(number, arguments);
+    if (instant.place == 0)
+        return;
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a system call's arguments are words
+    const auto *const given = reinterpret_cast<const timespec *>(arguments[instant.place]);
+    arguments[instant.place] = reinterpret_cast<long>(real_deadline(instant.source, given, real));
+}
+
+} // namespace sim
+
+// Under a name of its own, and with all the words that a system call can have.
+SIM_INTERPOSED long seen_syscall(long number, long a, long b, long c, long d, long e, long f) __asm__("syscall");
+
+SIM_INTERPOSED long seen_syscall(long number, long a, long b, long c, long d, long e, long f)
+{
+    const auto kernel = [=] { return sim::next_syscall(number, a, b, c, d, e, f); };
+    long result;
+    if (sim::sets_filter(number, a))
+        sim::prepare_for_filter();
+    switch (number) {
+    case SYS_clock_gettime:
+        result = kernel();
+        if (result == 0)
+            sim::read_source(static_cast<clockid_t>(a), *reinterpret_cast<timespec *>(b));
+        return result;
+    case SYS_gettimeofday:
+        result = kernel();
+        if (result == 0 && a != 0)
+            sim::make_virtual(*reinterpret_cast<timeval *>(a));
+        return result;
+    case SYS_time: {
+        timespec now;
+        result = kernel();
+        if (result == -1 || !sim::read_coarse_clock(now))
+            return result;
+        if (a != 0)
+            *reinterpret_cast<time_t *>(a) = now.tv_sec;
+        return now.tv_sec;
+    }
+    case SYS_statx: // as JavaScript's runtime asks
+        return statx(static_cast<int>(a), reinterpret_cast<const char *>(b), static_cast<int>(c),
+                     static_cast<unsigned>(d), reinterpret_cast<struct statx *>(e));
+    case SYS_clock_settime:
+        return sim::may_set_time(static_cast<clockid_t>(a)) ? kernel() : -1;
+    case SYS_adjtimex:
+        return sim::adjust(reinterpret_cast<timex *>(a), kernel);
+    case SYS_clock_adjtime:
+        return a == CLOCK_REALTIME ? sim::adjust(reinterpret_cast<timex *>(b), kernel) : kernel();
+    case SYS_settimeofday:
+        return sim::may_set_time() ? kernel() : -1;
+    case SYS_setuid:
+    case SYS_setgid:
+    case SYS_setreuid:
+    case SYS_setregid:
+    case SYS_setresuid:
+    case SYS_setresgid:
+        result = kernel();
+        if (result == 0)
+            sim::thread_identity_changed();
+        return result;
+    case SYS_fork:
+    case SYS_clone:
+    case SYS_clone3:
+        result = kernel();
+        if (result == 0 && !sim::shares_memory(number, a))
+            sim::begin_as_child();
+        return result;
+    default: {
+        long words[] = {a, b, c, d, e, f};
+        timespec real;
+        sim::wait_by_own_clock(number, words, real);
+        return sim::next_syscall(number, words[0], words[1], words[2], words[3], words[4], words[5]);
+    }
+    }
+}

@@ -1,0 +1,124 @@
+// What stands in for the C library's calls that wait until an instant. How long a sleep or a poll lasts is real time,
+// and none of these.
+#include "simulator/libc/waiting.h"
+
+#include <mqueue.h>
+#include <pthread.h>
+#include <semaphore.h>
+#include <threads.h>
+
+#include <cstring>
+
+#include "simulator/libc/reading.h"
+#include "simulator/process/own_clock.h"
+#include "simulator/raw/memory.h"
+#include "simulator/raw/next.h"
+
+namespace sim
+{
+
+const timespec *real_deadline(clockid_t source, const timespec *instant, timespec &real)
+{
+    Pace pace;
+    const bool shows_time = source == CLOCK_REALTIME || source == CLOCK_REALTIME_ALARM || source == CLOCK_TAI;
+    if (!shows_time || instant == nullptr || !own_clock(pace) || !is_readable(instant))
+        return instant;
+    if (instant->tv_sec < 0 || instant->tv_nsec < 0 || instant->tv_nsec > 999'999'999)
+        return instant;
+    const int64_t ahead = source == CLOCK_TAI ? atomic_offset() : 0;
+    real = pace.when({instant->tv_sec - ahead, instant->tv_nsec}, real_time());
+    if (__builtin_add_overflow(real.tv_sec, ahead, &real.tv_sec))
+        real.tv_sec = INT64_MAX;
+    if (real.tv_sec == 0 && real.tv_nsec == 0)
+        real.tv_nsec = 1; // a timer would take the epoch for "never"
+    return &real;
+}
+
+// The C library shows in one bit of a condition by which clock it waits. Which one is seen on two new ones.
+static bool waits_by_real_time(const pthread_cond_t *condition)
+{
+    constexpr size_t count = sizeof(pthread_cond_t) / sizeof(unsigned);
+    pthread_condattr_t attribute;
+    pthread_condattr_init(&attribute);
+    pthread_condattr_setclock(&attribute, CLOCK_MONOTONIC);
+    pthread_cond_t by_real_time = {}, by_monotonic = {};
+    pthread_cond_init(&by_real_time, nullptr);
+    pthread_cond_init(&by_monotonic, &attribute);
+    unsigned real[count], monotonic[count];
+    memcpy(real, &by_real_time, sizeof real);
+    memcpy(monotonic, &by_monotonic, sizeof monotonic);
+    pthread_cond_destroy(&by_real_time);
+    pthread_cond_destroy(&by_monotonic);
+    pthread_condattr_destroy(&attribute);
+
+    const auto *const words = reinterpret_cast<const unsigned *>(condition);
+    unsigned differing = 0;
+    for (size_t i = 0; i < count; ++i) // other threads may change the words meanwhile, but not that bit
+        differing |= (__atomic_load_n(&words[i], __ATOMIC_RELAXED) ^ real[i]) & (monotonic[i] ^ real[i]);
+    return differing == 0;
+}
+
+} // namespace sim
+
+SIM_WAIT(clock_nanosleep, (clockid_t source, int flags, const timespec *time, timespec *left),
+         (flags & TIMER_ABSTIME) != 0 ? source : CLOCK_MONOTONIC, time, (source, flags, until, left))
+
+SIM_WAIT(pthread_mutex_timedlock, (pthread_mutex_t * mutex, const timespec *instant), CLOCK_REALTIME, instant,
+         (mutex, until))
+SIM_WAIT(pthread_mutex_clocklock, (pthread_mutex_t * mutex, clockid_t source, const timespec *instant), source, instant,
+         (mutex, source, until))
+SIM_WAIT(mtx_timedlock, (mtx_t * mutex, const timespec *instant), CLOCK_REALTIME, instant, (mutex, until))
+
+SIM_WAIT(sem_timedwait, (sem_t * semaphore, const timespec *instant), CLOCK_REALTIME, instant, (semaphore, until))
+SIM_WAIT(sem_clockwait, (sem_t * semaphore, clockid_t source, const timespec *instant), source, instant,
+         (semaphore, source, until))
+
+SIM_WAIT(pthread_rwlock_timedrdlock, (pthread_rwlock_t * lock, const timespec *instant), CLOCK_REALTIME, instant,
+         (lock, until))
+SIM_WAIT(pthread_rwlock_timedwrlock, (pthread_rwlock_t * lock, const timespec *instant), CLOCK_REALTIME, instant,
+         (lock, until))
+SIM_WAIT(pthread_rwlock_clockrdlock, (pthread_rwlock_t * lock, clockid_t source, const timespec *instant), source,
+         instant, (lock, source, until))
+SIM_WAIT(pthread_rwlock_clockwrlock, (pthread_rwlock_t * lock, clockid_t source, const timespec *instant), source,
+         instant, (lock, source, until))
+
+SIM_WAIT(pthread_timedjoin_np, (pthread_t thread, void **result, const timespec *instant), CLOCK_REALTIME, instant,
+         (thread, result, until))
+SIM_WAIT(pthread_clockjoin_np, (pthread_t thread, void **result, clockid_t source, const timespec *instant), source,
+         instant, (thread, result, source, until))
+
+SIM_WAIT(cnd_timedwait, (cnd_t * condition, mtx_t *mutex, const timespec *instant), CLOCK_REALTIME, instant,
+         (condition, mutex, until))
+SIM_WAIT(pthread_cond_clockwait,
+         (pthread_cond_t * condition, pthread_mutex_t *mutex, clockid_t source, const timespec *instant), source,
+         instant, (condition, mutex, source, until))
+
+SIM_WAIT(mq_timedsend, (mqd_t queue, const char *message, size_t size, unsigned priority, const timespec *instant),
+         CLOCK_REALTIME, instant, (queue, message, size, priority, until))
+SIM_WAIT(mq_timedreceive, (mqd_t queue, char *message, size_t size, unsigned *priority, const timespec *instant),
+         CLOCK_REALTIME, instant, (queue, message, size, priority, until))
+
+// Of this one the clock is the condition's.
+using WaitOnCondition = int(pthread_cond_t *, pthread_mutex_t *, const timespec *);
+static SIM_NEXT_VERSION(next_wait, "pthread_cond_timedwait", SIM_SINCE("GLIBC_2.3.2"), WaitOnCondition);
+
+SIM_INTERPOSED int wait_on_condition(pthread_cond_t *condition, pthread_mutex_t *mutex, const timespec *instant)
+{
+    timespec real;
+    const timespec *const until = sim::real_deadline(CLOCK_REALTIME, instant, real);
+    const bool as_is = until == instant || !sim::waits_by_real_time(condition);
+    return next_wait(condition, mutex, as_is ? instant : until);
+}
+SIM_VERSION(wait_on_condition, "pthread_cond_timedwait@@" SIM_SINCE("GLIBC_2.3.2"))
+
+#if defined(__x86_64__)
+// Conditions of before 2003 are of another form, and have no attributes.
+static SIM_NEXT_VERSION(next_older_wait, "pthread_cond_timedwait", "GLIBC_2.2.5", WaitOnCondition);
+
+SIM_INTERPOSED int wait_on_condition_of_2002(pthread_cond_t *condition, pthread_mutex_t *mutex, const timespec *instant)
+{
+    timespec real;
+    return next_older_wait(condition, mutex, sim::real_deadline(CLOCK_REALTIME, instant, real));
+}
+SIM_VERSION(wait_on_condition_of_2002, "pthread_cond_timedwait@GLIBC_2.2.5")
+#endif

@@ -1,0 +1,150 @@
+#include "simulator/process/identity.h"
+
+#include <sys/auxv.h>
+#include <sys/prctl.h>
+
+#include <atomic>
+
+#include "base/integer.h"
+#include "simulator/process/options.h"
+#include "simulator/raw/next.h"
+#include "simulator/raw/process.h"
+#include "simulator/raw/system_call.h"
+
+namespace sim
+{
+
+// The ids are the kernel's own: a library that plays root replaces geteuid.
+static int64_t ask_user()
+{
+    return ov::low_32(system_call(SYS_geteuid));
+}
+
+static int64_t ask_group()
+{
+    return ov::low_32(system_call(SYS_getegid));
+}
+
+static std::atomic<uint64_t> own_container;
+static std::atomic<int64_t> own_process, own_user, own_group;
+
+// The process that they are of, so that a child has not its parent's, comes last.
+static std::atomic<uint64_t> own_pid_namespace, own_birth;
+static std::atomic<int64_t> birth_known_of;
+
+static std::atomic<uint64_t> ids_version, last_version;
+
+// The ids of a thread that changed them alone, until the whole process does: while the version is still the same.
+struct OwnIds {
+    uint64_t process_version, version;
+    int64_t user, group;
+};
+static thread_local constinit OwnIds alone __attribute__((tls_model("initial-exec"))) = {};
+
+uint64_t identity_version()
+{
+    const uint64_t process_version = ids_version.load(std::memory_order_acquire);
+    return alone.process_version == process_version ? alone.version : process_version;
+}
+
+Identity own_identity()
+{
+    const bool is_alone = alone.process_version == ids_version.load(std::memory_order_acquire);
+    const int64_t pid = own_process.load(std::memory_order_acquire);
+    const bool is_born = birth_known_of.load(std::memory_order_acquire) == pid;
+    return {pid,
+            is_alone ? alone.user : own_user.load(std::memory_order_acquire),
+            is_alone ? alone.group : own_group.load(std::memory_order_acquire),
+            is_born ? own_pid_namespace.load(std::memory_order_acquire) : 0,
+            is_born ? own_birth.load(std::memory_order_acquire) : 0,
+            own_container.load(std::memory_order_acquire)};
+}
+
+static uint64_t next_version()
+{
+    return last_version.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+// Of two threads that change them at once, the one that comes last to the end asks again.
+static void ask_ids()
+{
+    uint64_t present = ids_version.load(std::memory_order_acquire);
+    do {
+        own_user.store(ask_user(), std::memory_order_release);
+        own_group.store(ask_group(), std::memory_order_release);
+    } while (!ids_version.compare_exchange_strong(present, next_version(), std::memory_order_acq_rel));
+}
+
+static void know_birth()
+{
+    const int64_t pid = own_process.load(std::memory_order_acquire);
+    uint64_t found = 0;
+    if (birth_known_of.load(std::memory_order_acquire) == pid || read_birth(pid, found) != 0)
+        return;
+    own_pid_namespace.store(pid_namespace(), std::memory_order_release);
+    own_birth.store(found, std::memory_order_release);
+    birth_known_of.store(pid, std::memory_order_release);
+}
+
+void know_oneself()
+{
+    own_process.store(system_call(SYS_getpid), std::memory_order_release);
+    if (is_filtered()) { // the kernel has told the ids anyway, and when it was born is asked when a clock has its
+                         // number
+        own_user.store(ov::low_32(static_cast<long>(getauxval(AT_EUID))), std::memory_order_release);
+        own_group.store(ov::low_32(static_cast<long>(getauxval(AT_EGID))), std::memory_order_release);
+        ids_version.store(next_version(), std::memory_order_release);
+        return;
+    }
+    know_birth();
+    ask_ids();
+}
+
+void begin_as_oneself()
+{
+    const Identity parent = own_identity(); // and of the thread that forked
+    own_process.store(system_call(SYS_getpid), std::memory_order_release);
+    own_user.store(parent.user, std::memory_order_release);
+    own_group.store(parent.group, std::memory_order_release);
+    ids_version.store(next_version(), std::memory_order_release);
+}
+
+void find_own_birth(Identity &who)
+{
+    know_birth();
+    const Identity known = own_identity();
+    who.birth = known.birth;
+    who.pid_namespace = known.pid_namespace;
+}
+
+void prepare_for_filter()
+{
+    if (own_process.load(std::memory_order_relaxed) != 0) // or there is no table
+        know_birth();
+    filtered.store(Filtered::yes, std::memory_order_relaxed);
+}
+
+// A child that still runs in its parent's memory, on its way to another program, leaves the parent's alone.
+static bool is_oneself()
+{
+    return system_call(SYS_getpid) == own_process.load(std::memory_order_relaxed);
+}
+
+void identity_changed()
+{
+    if (is_oneself())
+        ask_ids();
+}
+
+void thread_identity_changed()
+{
+    if (is_oneself())
+        alone = {ids_version.load(std::memory_order_acquire), next_version(), ask_user(), ask_group()};
+}
+
+void know_container()
+{
+    own_container.store(read_container_id(), std::memory_order_release);
+}
+
+} // namespace sim

@@ -1,0 +1,165 @@
+#include "simulator/process/own_clock.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/auxv.h>
+
+#include <cstdlib>
+
+#include "base/errno_guard.h"
+#include "simulator/process/cache.h"
+#include "simulator/process/identity.h"
+#include "simulator/process/sigbus.h"
+#include "simulator/process/vvar.h"
+#include "simulator/raw/system_call.h"
+#include "simulator/table/mapping.h"
+#include "simulator/table/search.h"
+#include "simulator/table/state.h"
+
+namespace sim
+{
+
+SIM_NEXT_EARLY(clock_gettime, SYS_clock_gettime, int(clockid_t, timespec *));
+
+// Null when there is none, and only real time, or when it was not looked for yet.
+static std::atomic<const Table *> attached_table;
+static std::atomic<bool> attached;
+
+static Cache cache;
+
+// What was found while a change was under way, and when.
+static Cache unsure;
+static std::atomic<int64_t> unsure_at = -1;
+
+// Of a program that asks the kernel past this library as well, and so has the clock in place of the kernel's functions:
+// the C library's own then say the clock's time too.
+static std::atomic<const ImageConfig *> own_vvar;
+
+timespec real_time(clockid_t source)
+{
+    timespec real;
+    if (const ImageConfig *in_front = own_vvar.load(std::memory_order_relaxed)) [[unlikely]]
+        in_front->clock_gettime(source, &real);
+    else
+        next_clock_gettime(source, &real);
+    return real;
+}
+
+void begin_as_child()
+{
+    cache.end_write();
+    unsure.end_write();
+    begin_as_oneself();
+}
+
+static const Table *open_table(const char *state)
+{
+    know_container(); // first, since it takes a descriptor
+    know_oneself();
+    const int descriptor = open_state(state, O_CLOEXEC);
+    if (descriptor < 0)
+        return nullptr;
+    const Table *found = pthread_atfork(nullptr, nullptr, begin_as_child) == 0 ? attach_state(descriptor) : nullptr;
+    system_call(SYS_close, descriptor);
+    if (found != nullptr)
+        handle_sigbus();
+    return found;
+}
+
+// Usually before main; earlier when a library of the program asks for the time as it is loaded.
+__attribute__((constructor, cold)) static void attach()
+{
+    if (attached.load(std::memory_order_acquire) || !is_relocated())
+        return;
+    ov::ErrnoGuard keep;
+    own_vvar.store(config_of_image(getauxval(AT_SYSINFO_EHDR)), std::memory_order_relaxed);
+    const char *state = getenv(state_variable);
+    if (state != nullptr)
+        attached_table.store(open_table(state), std::memory_order_release);
+    attached.store(true, std::memory_order_release);
+}
+
+static inline const Table *find_table()
+{
+    const Table *found = attached_table.load(std::memory_order_acquire);
+    if (found == nullptr && !attached.load(std::memory_order_acquire)) [[unlikely]] {
+        attach();
+        found = attached_table.load(std::memory_order_acquire);
+    }
+    return found;
+}
+
+static Generation present_generation(const Table &clocks)
+{
+    return {clocks.generation.load(std::memory_order_acquire), identity_version()};
+}
+
+static int64_t coarse_instant()
+{
+    const timespec now = real_time(CLOCK_MONOTONIC_COARSE);
+    return now.tv_sec * 1'000'000'000 + now.tv_nsec;
+}
+
+// Looks it up anew. A change that is under way has no generation of its own, nor has one that was cut short by the end
+// of who made it, until the next one: what is found then holds until the coarse clock moves, since to search a full
+// table takes as long as a hundred readings.
+__attribute__((noinline)) static Cache::Found look_up(const Table &clocks, Pace &pace)
+{
+    Generation generation = present_generation(clocks);
+    const bool under_way = generation.table % 2 != 0;
+    const int64_t now = under_way ? coarse_instant() : 0;
+    Cache::Found found =
+        under_way && unsure_at.load(std::memory_order_acquire) == now ? unsure.load(generation, pace) : Cache::nothing;
+    if (found != Cache::nothing)
+        return found;
+    Clock clock = {};
+    do {
+        generation = present_generation(clocks);
+        found = search_clock(clocks, own_identity(), clock, find_own_birth) ? Cache::clock : Cache::no_clock;
+    } while (generation != present_generation(clocks));
+    pace = Pace(clock);
+    (generation.table % 2 == 0 ? cache : unsure).store(generation, found, pace);
+    if (under_way)
+        unsure_at.store(now, std::memory_order_release);
+    return found;
+}
+
+[[gnu::always_inline]] static inline bool find_pace(Pace &pace)
+{
+    const Table *clocks = find_table();
+    if (clocks == nullptr)
+        return false;
+    Cache::Found found = cache.load(present_generation(*clocks), pace);
+    if (found == Cache::nothing)
+        found = look_up(*clocks, pace);
+    return found == Cache::clock;
+}
+
+bool own_clock(Pace &pace)
+{
+    return find_pace(pace);
+}
+
+bool read_clock(timespec &time)
+{
+    Pace pace;
+    const bool has_clock = find_pace(pace);
+    if (has_clock)
+        time = pace.at(real_time());
+    return has_clock;
+}
+
+bool read_coarse_clock(timespec &time)
+{
+    Pace pace;
+    const bool has_clock = find_pace(pace);
+    if (has_clock) {
+        timespec real = real_time(pace.may_be_coarse() ? CLOCK_REALTIME_COARSE : CLOCK_REALTIME);
+        if (pace.began_after(real)) [[unlikely]]
+            real = real_time();
+        time = pace.at(real);
+    }
+    return has_clock;
+}
+
+} // namespace sim

@@ -1,0 +1,85 @@
+// What the preloaded library puts in front of the C library, and the C library's own functions behind that.
+#pragma once
+
+#include <atomic>
+
+#include "simulator/raw/system_call.h"
+
+namespace sim
+{
+
+// Whether the loader has put this library's addresses into it. Before, no function of another library can be called:
+// but libraries that come later are done first, and ask for the time if a resolver of their functions does.
+inline bool is_relocated()
+{
+    static constinit const volatile void *const volatile own_address = &own_address;
+    return own_address == &own_address;
+}
+
+// What can be called before that: the system call of the same name. It leaves errno as it is.
+template <long number, typename Function> struct Early;
+template <long number, typename Result, typename... Arguments> struct Early<number, Result(Arguments...)> {
+    static Result call(Arguments... arguments)
+    {
+        const long result = system_call(number, arguments...);
+        return static_cast<Result>(result < 0 ? -1 : result);
+    }
+};
+
+// One of the C library's functions. Those declared with SIM_NEXT are found when the library is attached, since
+// looking for them later may wait for a lock of the loader; or at their first call, which another library's
+// constructor may make still earlier.
+struct alignas(32) Original { // an array of them, as the linker lays them out, has no gaps
+    const char *name, *version;
+    std::atomic<void *> function = nullptr;
+
+    // Null when the C library has no such function.
+    void *find();
+};
+
+template <typename Function, long early_number = 0> struct Next : Original {
+    // cppcheck-suppress uninitDerivedMemberVar // they are, by the aggregate
+    explicit constexpr Next(const char *its_name, const char *its_version = nullptr) : Original{its_name, its_version}
+    {
+    }
+
+    Function *get()
+    {
+        void *found = function.load(std::memory_order_relaxed);
+        if (found != nullptr) [[likely]]
+            return reinterpret_cast<Function *>(found);
+        if constexpr (early_number != 0)
+            if (!is_relocated())
+                return Early<early_number, Function>::call;
+        return reinterpret_cast<Function *>(find());
+    }
+
+    template <typename... Arguments> auto operator()(Arguments... arguments) { return get()(arguments...); }
+};
+
+} // namespace sim
+
+#define SIM_INTERPOSED extern "C" __attribute__((visibility("default")))
+
+// Declares next_NAME, to be called as the function of that name; a type may have commas. The second also says which
+// system call serves before the loader is done, the third which of several versions of it is meant. Without "used"
+// clang would split them, and the section would be no array.
+#define SIM_NEXT(name, ...)                                                                                            \
+    __attribute__((used, section("sim_originals"))) constinit ::sim::Next<__VA_ARGS__> next_##name(#name)
+#define SIM_NEXT_EARLY(name, number, ...)                                                                              \
+    __attribute__((used, section("sim_originals"))) constinit ::sim::Next<__VA_ARGS__, number> next_##name(#name)
+#define SIM_NEXT_VERSION(variable, name, version, ...)                                                                 \
+    __attribute__((used, section("sim_originals"))) constinit ::sim::Next<__VA_ARGS__> variable(name, version)
+
+// Functions that the C library keeps in several versions, of which the older may take other arguments. A stand-in
+// without a version would take the place of all.
+// Shows programs a function as NAME@VERSION, or as NAME@@VERSION, which is what they are linked with today. All
+// versions are listed in cmake/simulator.map.
+#define SIM_VERSION(function, versioned) __asm__(".symver " #function ", " versioned ", remove");
+
+// Since when a function may be there in the form that it has today.
+#if defined(__x86_64__)
+#define SIM_SINCE(x86_version) x86_version
+#else
+#define SIM_SINCE(x86_version) "GLIBC_2.17"
+#endif

@@ -1,0 +1,131 @@
+#include "simulator/table/lock.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/file.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <ctime>
+
+#include "base/errno_guard.h"
+#include "simulator/raw/signals.h"
+
+namespace sim
+{
+
+constexpr int64_t one_second = 1'000'000'000, two_seconds = 2 * one_second;
+
+static int64_t present()
+{
+    timespec now = {};
+    system_call(SYS_clock_gettime, CLOCK_MONOTONIC, &now);
+    return now.tv_sec * one_second + now.tv_nsec;
+}
+
+// Tries again and again for so long, which begins when the first attempt has failed.
+class Patience
+{
+  public:
+    explicit Patience(int64_t length) : length_(length) {}
+
+    template <typename Attempt> bool succeeds(const Attempt &attempt)
+    {
+        for (int64_t pause = 10'000; !attempt(); pause = std::min<int64_t>(2 * pause, 1'000'000)) {
+            const int64_t now = present();
+            if (end_ == 0)
+                end_ = now + length_;
+            if (now > end_)
+                return false;
+            const timespec rest = {0, pause};
+            system_call(SYS_nanosleep, &rest, nullptr);
+        }
+        return true;
+    }
+
+  private:
+    int64_t length_, end_ = 0;
+};
+
+// The number of the process of which a thread is in the midst of a change, or of a fork: a child that was made in the
+// midst of a change would keep the lock when its parent is killed. A number that is another's was left by a parent that
+// made this process in some other way, and holds nobody up.
+static std::atomic<int64_t> changing;
+
+static bool enter()
+{
+    const int64_t pid = system_call(SYS_getpid);
+    int64_t holder = changing.load(std::memory_order_relaxed);
+    return holder != pid && changing.compare_exchange_strong(holder, pid, std::memory_order_acquire);
+}
+
+static void leave()
+{
+    changing.store(0, std::memory_order_release);
+}
+
+// The lock belongs to an opening of the file, so each change opens the file anew: a descriptor that was
+// inherited would let all its holders in at once.
+int Change::begin(int descriptor)
+{
+    Patience patience(two_seconds);
+    inside_ = patience.succeeds(enter);
+    if (!inside_)
+        return EBUSY;
+    char self[32];
+    snprintf(self, sizeof self, "/proc/self/fd/%d", descriptor);
+    lock_ = static_cast<int>(system_call(SYS_openat, AT_FDCWD, self, O_RDWR | O_CLOEXEC));
+    if (lock_ < 0)
+        return -lock_;
+    long answer = 0;
+    const bool locked = patience.succeeds([&] {
+        answer = system_call(SYS_flock, lock_, LOCK_EX | LOCK_NB);
+        return answer != -EWOULDBLOCK;
+    });
+    if (!locked)
+        return EBUSY;
+    if (answer < 0)
+        return static_cast<int>(-answer);
+    return mapping_.map(lock_, Mapping::writing);
+}
+
+Change::Change(int descriptor) : error_(begin(descriptor)) {}
+
+Change::~Change()
+{
+    if (lock_ >= 0) {
+        system_call(SYS_flock, lock_, LOCK_UN); // a child that was not made by fork(3) may still hold this opening
+        system_call(SYS_close, lock_);
+    }
+    if (inside_)
+        leave();
+}
+
+// Around a fork. No handler of signals is to find itself in the midst of one, and wait for it.
+struct Fork {
+    SignalMask kept_signals;
+    bool inside;
+};
+static thread_local constinit Fork own_fork __attribute__((tls_model("initial-exec"))) = {0, false};
+
+static void before_fork()
+{
+    own_fork.kept_signals = hold_signals();
+    own_fork.inside = Patience(2 * two_seconds).succeeds(enter); // longer than a change takes
+}
+
+static void after_fork()
+{
+    if (own_fork.inside)
+        leave();
+    let_signals_through(own_fork.kept_signals);
+}
+
+__attribute__((constructor)) static void guard_forks()
+{
+    ov::ErrnoGuard keep;
+    pthread_atfork(before_fork, after_fork, after_fork);
+}
+
+} // namespace sim

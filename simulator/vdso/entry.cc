@@ -1,0 +1,69 @@
+// Where the program starts when it has the image: what could be left to be done from inside, is done here. All of it
+// may fail; then the program lives by the real time.
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include "simulator/process/vvar.h"
+#include "simulator/raw/system_call.h"
+
+namespace sim
+{
+
+static bool map_table(const char *path, void *place)
+{
+    const long descriptor =
+        system_call(SYS_openat, AT_FDCWD, path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (descriptor < 0)
+        return false;
+    struct stat file = {};
+    const bool whole = system_call(SYS_fstat, descriptor, &file) == 0 && file.st_size == sizeof(Table); // still
+    const long mapped =
+        whole ? system_call(SYS_mmap, place, sizeof(Table), PROT_READ, MAP_SHARED | MAP_FIXED, descriptor, 0) : 0;
+    system_call(SYS_close, descriptor);
+    return mapped > 0 && image_data.table.header == Header();
+}
+
+extern "C" __attribute__((visibility("hidden"))) void *image_prepare()
+{
+    ImageData &data = image_data;
+    const bool wiped = system_call(SYS_madvise, &data.memory, page_size, MADV_WIPEONFORK) == 0;
+    if (!wiped || !map_table(data.config.state, &data.table))
+        data.config.state[0] = '\0';
+    data.memory.process.store(system_call(SYS_getpid), std::memory_order_relaxed);
+    system_call(SYS_mprotect, &data.config, page_size, PROT_READ);
+    for (const int tracer : data.config.tracers)
+        if (tracer > 0)
+            system_call(SYS_wait4, tracer, nullptr, __WCLONE, nullptr);
+    return data.config.program_entry;
+}
+
+} // namespace sim
+
+// The kernel starts a program with all registers empty, and the stack pointer at the arguments.
+__asm__(R"(
+    .text
+    .globl image_start
+    .hidden image_start
+    .type image_start, @function
+image_start:
+    mov %rsp, %rbx
+    and $-16, %rsp
+    call image_prepare
+    mov %rbx, %rsp
+    mov %rax, -8(%rsp)
+    xor %eax, %eax
+    xor %ebx, %ebx
+    xor %ecx, %ecx
+    xor %edx, %edx
+    xor %esi, %esi
+    xor %edi, %edi
+    xor %ebp, %ebp
+    xor %r8d, %r8d
+    xor %r9d, %r9d
+    xor %r10d, %r10d
+    xor %r11d, %r11d
+    jmp *-8(%rsp)
+    .size image_start, . - image_start
+)");

@@ -1,0 +1,233 @@
+#include <elf.h>
+#include <sys/mman.h>
+
+#include <array>
+#include <bit>
+
+#include "simulator/vdso/tracee.h"
+
+namespace sim
+{
+
+// The image as it was built, in this library's or program's own memory.
+extern "C" const char image_file[] __attribute__((visibility("hidden")));
+
+static size_t whole_pages(size_t size)
+{
+    return (size + page_size - 1) / page_size * page_size;
+}
+
+// Where the kernel left what a new program is told of itself.
+struct Auxiliary {
+    uintptr_t vdso;       // the address of the kernel's vDSO, ...
+    uintptr_t vdso_place; // ... and where that address stands
+    bool secure;
+};
+
+// Reads words from the stack on, some at a time.
+class Stack
+{
+  public:
+    Stack(const Tracee &program, uintptr_t address) : program_(program), address_(address) {}
+
+    bool next(uint64_t &word)
+    {
+        if (at_ == count_) {
+            count_ = program_.read_some(address_, words_.data(), sizeof words_) / sizeof word;
+            at_ = 0;
+            if (count_ == 0)
+                return false;
+        }
+        word = words_[at_++];
+        address_ += sizeof word;
+        if (at_ == count_)
+            count_ = at_ = 0;
+        return true;
+    }
+    uintptr_t address() const { return address_; }
+
+  private:
+    const Tracee &program_;
+    uintptr_t address_;
+    std::array<uint64_t, 64> words_;
+    size_t at_ = 0, count_ = 0;
+};
+
+static bool find_auxiliary(const Tracee &program, uintptr_t stack_pointer, Auxiliary &found)
+{
+    Stack stack(program, stack_pointer);
+    uint64_t word, value;
+    if (!stack.next(word))
+        return false;
+    for (int lists = 0; lists < 2;) { // arguments and environment, each with a null behind it
+        if (!stack.next(word))
+            return false;
+        lists += word == 0 ? 1 : 0;
+    }
+    found = {};
+    while (stack.next(word) && word != AT_NULL) {
+        const uintptr_t place = stack.address();
+        if (!stack.next(value))
+            return false;
+        if (word == AT_SECURE)
+            found.secure = value != 0;
+        else if (word == AT_SYSINFO_EHDR)
+            found.vdso = value, found.vdso_place = place;
+    }
+    return word == AT_NULL;
+}
+
+// The kernel's vDSO, a small ELF file in the program's memory.
+class KernelVdso
+{
+  public:
+    bool read(const Tracee &program, uintptr_t address)
+    {
+        address_ = address;
+        size_ = program.read_some(address, bytes_.data(), bytes_.size());
+        Elf64_Ehdr header;
+        if (!get(0, header))
+            return false;
+        for (size_t i = 0; i < header.e_phnum; ++i) {
+            Elf64_Phdr segment;
+            if (!get(header.e_phoff + i * sizeof segment, segment))
+                return false;
+            if (segment.p_type == PT_LOAD)
+                load_address_ = segment.p_vaddr - segment.p_offset;
+            else if (segment.p_type == PT_DYNAMIC)
+                read_dynamic(segment.p_offset, segment.p_filesz);
+        }
+        return symbols_ != 0 && names_ != 0 && symbol_count_ != 0;
+    }
+
+    template <typename Function> bool find(const char *name, Function *&function) const
+    {
+        for (uint32_t i = 0; i < symbol_count_; ++i) {
+            Elf64_Sym symbol;
+            if (!get(symbols_ + i * sizeof symbol, symbol))
+                return false;
+            if (symbol.st_shndx != SHN_UNDEF && has_name(names_ + symbol.st_name, name)) {
+                function = std::bit_cast<Function *>(address_ + symbol.st_value - load_address_);
+                return true;
+            }
+        }
+        return false;
+    }
+
+    // The address of a system call instruction; 0 when there is none.
+    uintptr_t find_call_instruction() const
+    {
+        for (size_t i = 0; i + 1 < size_; ++i)
+            if (bytes_[i] == 0x0f && bytes_[i + 1] == 0x05)
+                return address_ + i;
+        return 0;
+    }
+
+  private:
+    template <typename Object> bool get(size_t offset, Object &object) const
+    {
+        if (offset > size_ || size_ - offset < sizeof object)
+            return false;
+        __builtin_memcpy(&object, &bytes_[offset], sizeof object);
+        return true;
+    }
+
+    void read_dynamic(size_t offset, size_t size)
+    {
+        Elf64_Dyn entry;
+        for (size_t end = offset + size; offset < end && get(offset, entry); offset += sizeof entry) {
+            const size_t place = entry.d_un.d_ptr - load_address_;
+            uint32_t hash[2]; // how many chains there are is how many symbols
+            if (entry.d_tag == DT_SYMTAB)
+                symbols_ = place;
+            else if (entry.d_tag == DT_STRTAB)
+                names_ = place;
+            else if (entry.d_tag == DT_HASH && get(place, hash))
+                symbol_count_ = hash[1];
+        }
+    }
+
+    bool has_name(size_t offset, const char *name) const
+    {
+        for (; offset < size_; ++offset, ++name) {
+            if (static_cast<char>(bytes_[offset]) != *name)
+                return false;
+            if (*name == '\0')
+                return true;
+        }
+        return false;
+    }
+
+    uintptr_t address_ = 0, load_address_ = 0;
+    size_t size_ = 0, symbols_ = 0, names_ = 0;
+    uint32_t symbol_count_ = 0;
+    std::array<uint8_t, 16384> bytes_;
+};
+
+// Has the program make one system call, by an instruction of the kernel's: nothing of the program is written over.
+static long call_from(Tracee &program, Registers registers, uintptr_t instruction, long number, uintptr_t a,
+                      uintptr_t b, uintptr_t c, uintptr_t d = 0, uintptr_t e = 0, uintptr_t f = 0)
+{
+    registers.rip = instruction;
+    registers.rax = static_cast<unsigned long long>(number);
+    registers.rdi = a, registers.rsi = b, registers.rdx = c, registers.r10 = d, registers.r8 = e, registers.r9 = f;
+    registers.orig_rax = ~0ull; // it is in none, so that none is begun anew
+    if (!program.write_registers(registers) || !program.run_to_call_stop() || !program.run_to_call_stop() ||
+        !program.read_registers(registers))
+        return -EIO;
+    return static_cast<long>(registers.rax);
+}
+
+// With all signals held off.
+static bool put(Tracee &program, ImageConfig &config, const Registers &at_start, const Auxiliary &auxiliary,
+                uintptr_t instruction)
+{
+    Elf64_Ehdr header;
+    Elf64_Phdr segment; // the one to be loaded, from the file's start; section headers may follow it
+    __builtin_memcpy(&header, image_file, sizeof header);
+    __builtin_memcpy(&segment, image_file + header.e_phoff, sizeof segment);
+    const size_t code = whole_pages(segment.p_filesz), whole = code + sizeof(ImageData);
+    const long mapped = call_from(program, at_start, instruction, SYS_mmap, 0, whole, PROT_READ | PROT_WRITE,
+                                  MAP_PRIVATE | MAP_ANONYMOUS, ~uintptr_t(0), 0);
+    if (mapped < 0 && mapped > -4096)
+        return program.write_registers(at_start) && false;
+    const auto place = static_cast<uintptr_t>(mapped);
+    config.program_entry = std::bit_cast<void *>(at_start.rip);
+    mark_image(header, code);
+    Registers registers = at_start;
+    registers.rip = place + header.e_entry;
+    const bool done =
+        program.write(place, image_file, segment.p_filesz) && program.write(place, &header, sizeof header) &&
+        program.write(place + code, &config, sizeof config) &&
+        call_from(program, at_start, instruction, SYS_mprotect, place, code, PROT_READ | PROT_EXEC) == 0 &&
+        program.write(auxiliary.vdso_place, &place, sizeof place) && program.write_registers(registers);
+    if (!done) {
+        call_from(program, at_start, instruction, SYS_munmap, place, whole, 0);
+        program.write(auxiliary.vdso_place, &auxiliary.vdso, sizeof auxiliary.vdso);
+        program.write_registers(at_start);
+    }
+    return done;
+}
+
+bool inject_image(Tracee &program, ImageConfig &config)
+{
+    constexpr unsigned long code_of_64_bits = 0x33;
+    Registers at_start;
+    Auxiliary auxiliary;
+    KernelVdso kernel;
+    if (!program.run_to_call_stop() || !program.read_registers(at_start) || at_start.cs != code_of_64_bits ||
+        !find_auxiliary(program, at_start.rsp, auxiliary) || auxiliary.secure || auxiliary.vdso == 0 ||
+        !kernel.read(program, auxiliary.vdso) || !kernel.find("__vdso_clock_gettime", config.clock_gettime) ||
+        !kernel.find("__vdso_gettimeofday", config.gettimeofday) ||
+        !kernel.find("__vdso_clock_getres", config.clock_getres) || !kernel.find("__vdso_getcpu", config.getcpu))
+        return false;
+    const uintptr_t instruction = kernel.find_call_instruction();
+    SignalMask mask;
+    const SignalMask all = ~SignalMask(0);
+    if (instruction == 0 || !program.read_mask(mask) || !program.write_mask(all))
+        return false;
+    const bool done = put(program, config, at_start, auxiliary, instruction);
+    return program.write_mask(mask) && done;
+}
+
+} // namespace sim

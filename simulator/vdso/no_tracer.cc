@@ -1,0 +1,13 @@
+// Where there is no image for the machine.
+#include <cerrno>
+
+#include "simulator/vdso/tracer.h"
+
+namespace sim
+{
+
+Tracer::Tracer(Traced what, const char *, bool) : what_(what), error_(ENOSYS) {}
+Tracer::~Tracer() {} // NOLINT(performance-trivially-destructible): elsewhere it has work to do
+void Tracer::give_up() {}
+
+} // namespace sim

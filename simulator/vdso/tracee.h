@@ -1,0 +1,120 @@
+// Another process, stopped, as its tracer handles it. Everything here is made of bare system calls: it runs in a
+// process forked from one that may have other threads.
+#pragma once
+
+#include <signal.h>
+#include <sys/ptrace.h>
+#include <sys/uio.h>
+#include <sys/user.h>
+#include <sys/wait.h>
+
+#include <bit>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+
+#include "simulator/process/vvar.h"
+#include "simulator/raw/signals.h"
+
+namespace sim
+{
+
+using Registers = user_regs_struct;
+
+// How long the tracer waits for anything that it expects.
+constexpr int64_t patience_seconds = 10;
+
+// Waits for the next stop, or the end, of a thread that is traced, of any for -1. Returns its id, 0 when none is left,
+// or nothing comes in time and patience has an end. With SIGCHLD blocked and not ignored, which tells of it.
+inline int next_stop(int which, bool patient, int &status)
+{
+    const SignalMask child_signal = SignalMask(1) << (SIGCHLD - 1);
+    const timespec longest = {patience_seconds, 0};
+    for (;;) {
+        const long stopped = system_call(SYS_wait4, which, &status, patient ? __WALL : __WALL | WNOHANG, nullptr);
+        if (stopped != 0 && stopped != -EINTR)
+            return stopped > 0 ? static_cast<int>(stopped) : 0;
+        if (!patient &&
+            system_call(SYS_rt_sigtimedwait, &child_signal, nullptr, &longest, sizeof child_signal) == -EAGAIN)
+            return 0;
+    }
+}
+
+// Of a thread that was let run to its next system call: at the entry, or at the return.
+inline bool is_call_stop(int status)
+{
+    return status >> 16 == 0 && WSTOPSIG(status) == (SIGTRAP | 0x80);
+}
+
+class Tracee
+{
+  public:
+    explicit Tracee(int thread) : thread_(thread) {}
+
+    int thread() const { return thread_; }
+    bool ask(int request, uintptr_t address, const void *data) const
+    {
+        return system_call(SYS_ptrace, request, thread_, address, data) >= 0;
+    }
+    bool go_on(int request, int signal = 0) const
+    {
+        return ask(request, 0, std::bit_cast<void *>(static_cast<intptr_t>(signal)));
+    }
+
+    bool read_registers(Registers &registers) const { return ask(PTRACE_GETREGS, 0, &registers); }
+    bool write_registers(const Registers &registers) const { return ask(PTRACE_SETREGS, 0, &registers); }
+    bool read_mask(SignalMask &mask) const { return ask(PTRACE_GETSIGMASK, sizeof mask, &mask); }
+    bool write_mask(const SignalMask &mask) const { return ask(PTRACE_SETSIGMASK, sizeof mask, &mask); }
+
+    // All of it, or false.
+    bool write(uintptr_t address, const void *buffer, size_t size) const
+    {
+        return transfer(SYS_process_vm_writev, address, const_cast<void *>(buffer), size) == static_cast<long>(size);
+    }
+    // As much as there is.
+    size_t read_some(uintptr_t address, void *buffer, size_t size) const
+    {
+        const long length = transfer(SYS_process_vm_readv, address, buffer, size);
+        return length > 0 ? static_cast<size_t>(length) : 0;
+    }
+
+    // Lets it run to the next entry to, or return from, a system call; false when it ends instead, or takes too long. A
+    // stop that somebody sends meanwhile is put off until it is let go.
+    bool run_to_call_stop()
+    {
+        int status = 0;
+        for (int stops = 0; stops < 100; ++stops) {
+            if (!go_on(PTRACE_SYSCALL) || next_stop(thread_, false, status) != thread_ || !WIFSTOPPED(status))
+                return false;
+            if (is_call_stop(status))
+                return true;
+            if (status >> 16 == 0)
+                put_off_ = WSTOPSIG(status);
+        }
+        return false;
+    }
+
+    void let_go(int request)
+    {
+        if (put_off_ != 0)
+            system_call(SYS_tkill, thread_, put_off_);
+        go_on(request);
+    }
+
+  private:
+    long transfer(long call, uintptr_t address, void *buffer, size_t size) const
+    {
+        const iovec here = {buffer, size}, there = {std::bit_cast<void *>(address), size};
+        return system_call(call, thread_, &here, 1, &there, 1, 0);
+    }
+
+    int thread_;
+    int put_off_ = 0;
+};
+
+// Puts the image into a program that is stopped where execve told of its success, so that it lives by its clock. The
+// config says what is known beforehand; the rest is filled in. False when the program is to go on as it is, which
+// nothing was done to.
+bool inject_image(Tracee &program, ImageConfig &config);
+
+} // namespace sim

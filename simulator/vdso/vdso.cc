@@ -1,0 +1,184 @@
+// Which clock the program lives by. Nobody tells the image of a change of ids, so that they are asked for again, though
+// not at each reading.
+#include <cstddef>
+
+#include "base/integer.h"
+#include "simulator/process/source.h"
+#include "simulator/process/vvar.h"
+#include "simulator/raw/pidfd.h"
+#include "simulator/raw/system_call.h"
+#include "simulator/table/search.h"
+
+namespace sim
+{
+
+constexpr uint64_t ids_hold_for = 1'000'000; // nanoseconds
+
+// Since the epoch; a real time that nobody believes wraps around.
+static uint64_t nanoseconds(const timespec &real)
+{
+    return static_cast<uint64_t>(real.tv_sec) * 1'000'000'000 + static_cast<uint64_t>(real.tv_nsec);
+}
+
+static uint64_t ask_ids(const timespec &real)
+{
+    ImageMemory &memory = image_data.memory;
+    const uint64_t ids =
+        static_cast<uint64_t>(system_call(SYS_geteuid)) << 32 | static_cast<uint64_t>(system_call(SYS_getegid));
+    memory.ids.store(ids, std::memory_order_relaxed);
+    memory.asked_at.store(nanoseconds(real), std::memory_order_release);
+    return ids;
+}
+
+static void find_birth(Identity &who)
+{
+    const ImageConfig &config = image_data.config;
+    if (who.process == config.process)
+        who.birth = config.birth;
+    else // a child that the program forked
+        read_inode(who.process, who.birth);
+}
+
+__attribute__((noinline)) static Cache::Found look_up(uint64_t ids, Pace &pace)
+{
+    const ImageConfig &config = image_data.config;
+    const Table &table = image_data.table;
+    ImageMemory &memory = image_data.memory;
+    const int64_t process = system_call(SYS_getpid);
+    if (memory.process.load(std::memory_order_relaxed) == 0)
+        memory.process.store(process, std::memory_order_relaxed);
+    const Identity who = {process,
+                          static_cast<int32_t>(ids >> 32),
+                          static_cast<int32_t>(ids),
+                          config.pid_namespace,
+                          0,
+                          config.container_id};
+    Clock clock = {};
+    Generation generation;
+    Cache::Found found;
+    do {
+        generation = {table.generation.load(std::memory_order_acquire), ids};
+        found = search_clock(table, who, clock, find_birth) ? Cache::clock : Cache::no_clock;
+    } while (generation.table != table.generation.load(std::memory_order_acquire));
+    pace = Pace(clock);
+    // A child that still runs in its parent's memory, on its way to another program, leaves that as it is.
+    if (process == memory.process.load(std::memory_order_relaxed))
+        memory.cache.store(generation, found, pace);
+    return found;
+}
+
+static uint64_t present_generation()
+{
+    return image_data.table.generation.load(std::memory_order_acquire);
+}
+
+__attribute__((noinline)) static Cache::Found find_anew(const timespec &real, Pace &pace)
+{
+    const uint64_t ids = ask_ids(real);
+    const uint64_t generation = present_generation();
+    // A change that was cut short has none of its own: what is found holds no longer than the ids.
+    const Cache::Found found =
+        generation % 2 == 0 ? image_data.memory.cache.load({generation, ids}, pace) : Cache::nothing;
+    return found != Cache::nothing ? found : look_up(ids, pace);
+}
+
+// Makes what the program's clock shows fit one that is rarely asked, and which a machine need not have.
+__attribute__((noinline, cold)) static int make_rare(clockid_t source, timespec &shown)
+{
+    timespec real;
+    const auto read = [&real](clockid_t of) {
+        image_data.config.clock_gettime(of, &real);
+        return real;
+    };
+    if (source == CLOCK_TAI)
+        shown.tv_sec = ov::wrapping_add(shown.tv_sec, atomic_offset(read));
+    return image_data.config.clock_gettime(source, &real);
+}
+
+// All that can be is looked at before the kernel's function, which waits for what comes before it anyway. A clock has
+// no coarse time, which would lag by more the faster it runs.
+int read_image_clock(clockid_t source, timespec &time)
+{
+    const ImageMemory &memory = image_data.memory;
+    const ImageConfig &config = image_data.config;
+    Pace pace;
+    const uint64_t asked_at = memory.asked_at.load(std::memory_order_acquire);
+    const uint64_t ids = memory.ids.load(std::memory_order_relaxed);
+    Cache::Found found = memory.cache.load({present_generation(), ids}, pace);
+    config.clock_gettime(CLOCK_REALTIME, &time);
+    if (config.state[0] == '\0')
+        found = Cache::no_clock;
+    else if (nanoseconds(time) - asked_at >= ids_hold_for || found == Cache::nothing) [[unlikely]]
+        found = find_anew(time, pace);
+    if (found != Cache::clock)
+        return source == CLOCK_REALTIME ? 0 : config.clock_gettime(source, &time);
+    time = pace.at(time);
+    const bool is_rare = source != CLOCK_REALTIME && source != CLOCK_REALTIME_COARSE;
+    return is_rare ? make_rare(source, time) : 0;
+}
+
+} // namespace sim
+
+#define SIM_VDSO extern "C" __attribute__((visibility("default")))
+
+using sim::image_data;
+
+SIM_VDSO int __vdso_clock_gettime(clockid_t source, timespec *time)
+{
+    const bool shows_time = source == CLOCK_REALTIME || source == CLOCK_REALTIME_COARSE ||
+                            source == CLOCK_REALTIME_ALARM || source == CLOCK_TAI;
+    return shows_time ? sim::read_image_clock(source, *time) : image_data.config.clock_gettime(source, time);
+}
+
+SIM_VDSO int __vdso_gettimeofday(timeval *time, void *zone)
+{
+    timespec now;
+    if (time != nullptr) {
+        if (const int error = sim::read_image_clock(CLOCK_REALTIME, now))
+            return error;
+        *time = {now.tv_sec, now.tv_nsec / 1000};
+    }
+    return zone != nullptr ? image_data.config.gettimeofday(nullptr, zone) : 0;
+}
+
+SIM_VDSO time_t __vdso_time(time_t *time)
+{
+    timespec now;
+    sim::read_image_clock(CLOCK_REALTIME_COARSE, now);
+    if (time != nullptr)
+        *time = now.tv_sec;
+    return now.tv_sec;
+}
+
+SIM_VDSO int __vdso_clock_getres(clockid_t source, timespec *resolution)
+{
+    return image_data.config.clock_getres(source, resolution);
+}
+
+SIM_VDSO long __vdso_getcpu(unsigned *cpu, unsigned *node, void *unused)
+{
+    return image_data.config.getcpu(cpu, node, unused);
+}
+
+// The names without a prefix are the kernel's, too.
+SIM_VDSO int clock_gettime(clockid_t, timespec *) noexcept __attribute__((alias("__vdso_clock_gettime")));
+SIM_VDSO int image_gettimeofday(timeval *, void *) __asm__("gettimeofday")
+    __attribute__((alias("__vdso_gettimeofday")));
+SIM_VDSO time_t time(time_t *) noexcept __attribute__((alias("__vdso_time")));
+SIM_VDSO int clock_getres(clockid_t, timespec *) noexcept __attribute__((alias("__vdso_clock_getres")));
+SIM_VDSO long image_getcpu(unsigned *, unsigned *, void *) __asm__("getcpu") __attribute__((alias("__vdso_getcpu")));
+
+// What compilers call for larger objects of their own accord, and have from the C library elsewhere.
+extern "C" void *memset(void *place, int byte, size_t size)
+{
+    void *end = place;
+    __asm__ volatile("rep stosb" : "+D"(end), "+c"(size) : "a"(byte) : "memory");
+    return place;
+}
+
+extern "C" void *memcpy(void *place, const void *from, size_t size)
+{
+    void *end = place;
+    __asm__ volatile("rep movsb" : "+D"(end), "+S"(from), "+c"(size) : : "memory");
+    return place;
+}

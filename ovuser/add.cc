@@ -90,7 +90,7 @@ void Plan::remove(const ov_clock &clock)
 
 int AddOptions::read(const char *subcommand, int argc, char **argv)
 {
-    optind = 0; // as often as there are lines of a file
+    optind = 0; // starts again for each line of a file
     for (int choice; (choice = getopt_long(argc, argv, "X:o:h", add_options.list, nullptr)) != -1;) {
         switch (choice) {
         case 'h':

@@ -1,4 +1,4 @@
-// What add, set and a line of a file of clocks share.
+// The words and the dry run that add, set and a file of clocks share.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 namespace ovuser
 {
 
-// What --dry-run --json writes: an object with an array for each kind of change.
+// Writes the object of --dry-run --json: one array for each kind of change.
 class Plan
 {
   public:
@@ -21,9 +21,9 @@ class Plan
     Plan(const Plan &) = delete;
     Plan &operator=(const Plan &) = delete;
 
-    // What is written next are the changes of the next kind. False behind the last, where the object ends.
+    // Moves on to the next kind of change. Returns false after the last one.
     bool next();
-    // Each writes what it tells if that is of this kind. The line is that of a file, or 0; present may be null.
+    // Each writes a clock if its change is of the present kind. The line is 0 outside a file; present may be null.
     void give(const Identity &who, int line, const ClockOptions &when, int64_t checked, const ov_clock *present);
     void remove(const ov_clock &clock);
 
@@ -37,32 +37,30 @@ class Plan
     int kind_ = -1;
 };
 
-// The words of add and set, and of a line of a file of clocks.
+// The words of add and set, or of a line of a file of clocks.
 class AddOptions
 {
   public:
-    // The words of a subcommand by this name, behind one that is not looked at. Anything but done is the exit status,
-    // with the reason told.
+    // Reads the words of a subcommand; the first word is its name and is skipped.
     int read(const char *subcommand, int argc, char **argv);
 
-    // Whether --help was there: then nothing else was looked at.
+    // Whether --help is there; the other words are not read then.
     bool help() const { return help_; }
     bool dry_run() const { return dry_run_; }
     bool json() const { return json_; }
     bool replace() const { return replace_; }
 
-    // Resolves the identities, and asks the engine what it would refuse. Anything but done is the exit status, with the
-    // reason told: then nothing should be carried out.
+    // Resolves the identities, and checks the request without changing anything.
     int check();
 
-    // For each identity. Returns the exit status, the worst one's.
+    // Gives each identity its clock. Returns the worst exit status.
     int carry_out(bool replace);
-    // Says what would be done to the table, for programs where --json was there. Returns the exit status.
+    // Prints what would change, as JSON where --json is there.
     int report_plan(bool replace, const Clocks &table);
 
     const ClockOptions &when() const { return when_; }
     IdentityList &identities() { return identities_; }
-    // What the check came to.
+    // The clock value that check() has found.
     int64_t checked() const { return checked_; }
 
   private:

@@ -35,9 +35,9 @@ struct ApplyOptions {
     bool prune = false, empty = false, replace = false, dry_run = false, json = false;
 };
 
-// A line of a file: whose clock, and which.
+// A line of the file.
 struct FileLine {
-    int32_t kind; // whose clock, once that has been resolved
+    int32_t kind; // the identity, once it is resolved
     uint32_t id;
     int number;
     AddOptions words;
@@ -53,7 +53,7 @@ class Applier
     Applier(const Applier &) = delete;
     Applier &operator=(const Applier &) = delete;
 
-    // Both return the exit status. Where the file cannot be read, or a line of it is wrong, nothing is to be done.
+    // Both return the exit status. If read() fails, nothing may be carried out.
     int read();
     int carry_out();
 
@@ -140,7 +140,8 @@ int Applier::read()
         }
         worst = std::max(worst, status);
     }
-    if (worst == done && lines_.count() == 0 && options_.prune && !options_.empty) { // more likely cut off than meant
+    if (worst == done && lines_.count() == 0 && options_.prune &&
+        !options_.empty) { // an empty file is more likely truncated than meant
         worst = usage_error("%s: there is no clock in it, and --prune would delete all", file_.name());
         hint("--empty says that this is meant");
     }
@@ -179,7 +180,7 @@ int Applier::give(FileLine &line, const Clocks &table)
         return count(words.report_plan(options_.replace, table), counter);
     if (is_there)
         return count(replace_clock(line.who(), words.when(), words.checked(), true, table), counter);
-    bool was_there = false; // by somebody who does not use this utility
+    bool was_there = false; // a clock that another program has added meanwhile
     const int status = add_clock(line.who(), words.when(), words.checked(), true, &was_there);
     return count(status, was_there ? left_ : added_);
 }
@@ -221,7 +222,7 @@ int Applier::carry_out()
         return done;
     }
     int worst = done;
-    if (options_.prune) // first, to make room
+    if (options_.prune) // makes room first
         for (const ov_clock &clock : table)
             if (find(clock.kind, clock.id) == nullptr)
                 worst = std::max(worst, remove_clock(clock));

@@ -18,7 +18,7 @@ template <typename T> class Array
     Array(const Array &) = delete;
     Array &operator=(const Array &) = delete;
 
-    // Moves what is there when there is no room. Null without memory.
+    // May move the items. Returns null when there is no memory.
     T *add(const T &item)
     {
         if (count_ == room_) {
@@ -32,7 +32,7 @@ template <typename T> class Array
         items_[count_] = item;
         return &items_[count_++];
     }
-    // Keeps the first ones.
+    // Drops all items after the first ones.
     void shorten(size_t count) { count_ = count; }
 
     size_t count() const { return count_; }

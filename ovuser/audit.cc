@@ -19,7 +19,7 @@
 namespace ovuser
 {
 
-// syslog(3) waits for as long as nobody reads what is sent: so this looks first, and waits once.
+// syslog(3) blocks while nobody reads the log, so this waits for room first, and only once.
 static bool is_log_read()
 {
     static const int line = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -39,7 +39,7 @@ static void print_named(FILE *line, int32_t kind, uint32_t number)
     fputc(')', line);
 }
 
-// By number too, since names come and go.
+// Prints the number too, since names change.
 static void print_identity(FILE *line, const ov_request &request)
 {
     const int32_t kind = request.id_count > 0 ? request.id_kind[0] : OV_USER;
@@ -50,7 +50,7 @@ static void print_identity(FILE *line, const ov_request &request)
     }
     fprintf(line, "%c:", *kind_word(kind));
     if (request.id_count > 0 && parse_uid(request.id_text[0], kind, &number) != 0) {
-        print_visible(line, request.id_text[0]); // a process that has ended meanwhile
+        print_visible(line, request.id_text[0]); // the process has ended
         return;
     }
     if (kind != OV_PROCESS) {
@@ -67,7 +67,7 @@ static void print_identity(FILE *line, const ov_request &request)
     }
 }
 
-// As whom the caller has logged in, whatever he has become since; "-" where nobody has, or nobody knows.
+// Prints the user who has logged in, whatever su or sudo have done since, or "-".
 static void print_login(FILE *line)
 {
     FILE *const file = fopen("/proc/self/loginuid", "re");
@@ -86,7 +86,7 @@ static void print_clock_fields(FILE *line, const ov_request &request)
             request.virtime, request.speed, request.rewind != 0 ? "yes" : "no");
 }
 
-// What the engine says in one line, without the beginning that all of its messages have.
+// Prints the engine's message in one line, without its prefix.
 static void print_outcome(FILE *line, int32_t result, const char *message)
 {
     if (result == OV_OK || message == nullptr) {

@@ -20,7 +20,7 @@
 namespace ovuser
 {
 
-// The request for a clock as it is. The text of its origin goes into a place that outlives it.
+// The request that adds a clock as it is. The text of its origin goes into a buffer of the caller's.
 static ov_request request_for(const ov_clock &clock, char (&origin)[24])
 {
     ov_request request = {};
@@ -73,23 +73,23 @@ class EngineCall
     EngineCall(const EngineCall &) = delete;
     EngineCall &operator=(const EngineCall &) = delete;
 
-    // Sends the request, once, and writes to the system's log what it has changed. Returns the engine's result.
+    // Sends the request, once, and logs changes. Returns the engine's result.
     int32_t send()
     {
         who_.put_into(request_);
         errno = 0;
         result_ = ov_process_request(&request_, &message_);
         error_ = errno;
-        ov::close_left_open(); // with many identities there would be no descriptor left
+        ov::close_left_open(); // saves descriptors when there are many identities
         if (!was_there() && result_ != OV_NO_CLOCK)
             audit(request_, result_, message_);
         return result_;
     }
 
-    // Whether an add has found a clock and left it as it is, which the engine counts as success.
+    // Whether the clock was there already. An add then changes nothing and succeeds.
     bool was_there() const { return result_ == OV_OK && request_.operation == OV_ADD && error_ == EEXIST; }
 
-    // Prints what came of it, once; former is the clock that was replaced. Returns the exit status.
+    // Prints the result, once. former is the clock that was replaced.
     int print(bool several, const ov_clock *former = nullptr)
     {
         char *const message = message_;
@@ -97,7 +97,7 @@ class EngineCall
             print_success(former);
             return done;
         }
-        if (result_ == OV_UNKNOWN_IDENTITY) // the number that was handed on, which was there a moment ago
+        if (result_ == OV_UNKNOWN_IDENTITY) // it existed a moment ago
             return failed("%s: not found any more", who_.label());
         message_ = nullptr;
         return print_result(result_, message, several ? who_.label() : nullptr, error_);
@@ -186,14 +186,14 @@ int give_temporary_clock(const Identity &who, const ClockOptions &when, int64_t 
     return done;
 }
 
-// Whether a clock is the one that was lent, by what it shows: to the second, at its rate, and somewhere in the day
-// where its date rewinds.
+// Whether a clock is still the one that was given: it shows what that would show by now, to the second, or to the day
+// when it rewinds.
 static bool is_still(const ov_clock &clock, const TemporaryClock &temporary)
 {
     const ov_clock &given = temporary.given;
     if (clock.speed != given.speed || clock.rewind != given.rewind || clock.origin != given.origin)
         return false;
-    constexpr int64_t day = 90000; // the longest one of the year
+    constexpr int64_t day = 90000; // the longest day of the year has 25 hours
     const int64_t rate = is_frozen(given) ? 0 : std::max<int64_t>(given.speed, 1);
     const int64_t slowness = given.speed < -1 ? -int64_t{given.speed} : 1;
     const int64_t passed = (real_time() - temporary.since) * rate / slowness;
@@ -225,7 +225,7 @@ int remove_temporary_clock(const Identity &who, const TemporaryClock &temporary)
     return failure;
 }
 
-// A clock that was taken away, whose successor was refused.
+// Warns that the new clock was refused after the old one was deleted.
 static void warn_of_lost_clock(const Identity &who, const ov_clock &former, bool is_back)
 {
     if (is_back)
@@ -250,7 +250,7 @@ static bool add_again(const Identity &who, const ov_clock &former)
     return add.send() == OV_OK && !add.was_there();
 }
 
-// Deletes and adds. No signal may leave it at the first.
+// Deletes and adds, with signals blocked in between.
 static int delete_and_add(const Identity &who, const ov_request &wanted, bool several, const ov_clock *former)
 {
     EngineCall removal(who, deletion()), add(who, wanted);
@@ -274,14 +274,14 @@ static int delete_and_add(const Identity &who, const ov_request &wanted, bool se
 int replace_clock(const Identity &who, const ClockOptions &when, int64_t checked, bool several, const Clocks &table)
 {
     const ov_clock *known = table.find(who.kind, who.id);
-    ov_clock now; // the table may have been read a while ago
+    ov_clock now; // the table may be old
     const ov_clock *present = known != nullptr && table.reread(*known, now) ? &now : known;
     if (present != &now) {
         EngineCall add(who, ClockRequest(when, checked, nullptr).request);
         add.send();
         if (!add.was_there())
             return add.print(several);
-        if (when.keeps_value() && known == nullptr) // of somebody else's process, or come after the table was read
+        if (when.keeps_value() && known == nullptr) // an invisible clock, or one added since
             return failed("%s has a clock that %s: give a time", who.label(),
                           getuid() == 0 ? "somebody has just given" : "you may not see");
     }

@@ -1,5 +1,5 @@
-// One change of one identity's clock, carried out and told. Each returns the exit status. Where the engine's own words
-// for an outcome do not name the identity, and it is one of several, they are made to.
+// Changes one identity's clock and prints the result. The functions return exit statuses. With several, the engine's
+// messages get the identity's label.
 #pragma once
 
 #include <ctime>
@@ -13,24 +13,24 @@ namespace ovuser
 
 class Clocks;
 
-// The clock that an identity is to get.
+// The request for a clock.
 struct ClockRequest {
-    // checked is what the engine's check of When's request came to, present what the identity has when that is to be
-    // replaced, else null: what When keeps is taken from there.
+    // checked is the clock value that the engine has found. present is the clock to be replaced, or null; what the
+    // options do not change is taken from it.
     ClockRequest(const ClockOptions &when, int64_t checked, const ov_clock *present);
     ClockRequest(const ClockRequest &) = delete;
     ClockRequest &operator=(const ClockRequest &) = delete;
 
-    // As a clock of the table would show it.
+    // The clock as the table would list it.
     ov_clock clock_of(const Identity &who) const;
 
-    ov_request request; // without the identity; its value is in virtime, with --offset too
+    ov_request request; // without the identity; virtime has the value even with --offset
 
   private:
     char origin_[24];
 };
 
-// A clock for people: 2030-12-25T09:00:00+01:00, Frozen, rewinding at midnight.
+// A clock as people read it: 2030-12-25T09:00:00+01:00, Frozen, rewinding at midnight.
 struct ClockText {
     explicit ClockText(const ov_request &request) : ClockText(request.virtime, request.speed, request.rewind) {}
     explicit ClockText(const ov_clock &clock) : ClockText(clock.value, clock.speed, clock.rewind) {}
@@ -40,28 +40,27 @@ struct ClockText {
     ClockText(int64_t value, int32_t speed, int32_t rewind);
 };
 
-// Whether each may be given that clock, without doing anything; resolves them. checked becomes what add_clock and the
-// others need.
+// Resolves the identities and checks that each may get the clock, without changing anything. Stores the clock value in
+// checked.
 int check_clock(IdentityList &identities, const ClockOptions &when, int64_t &checked);
 
-// Gives an identity a clock, unless it has one, which was_there then tells.
+// Adds a clock. A clock that is already there stays as it is.
 int add_clock(const Identity &who, const ClockOptions &when, int64_t checked, bool several, bool *was_there = nullptr);
 
-// Gives an identity a clock anew, whatever it has in the table.
+// Replaces the clock that the identity has, if any.
 int replace_clock(const Identity &who, const ClockOptions &when, int64_t checked, bool several, const Clocks &table);
 
 int delete_clock(const Identity &who, bool several);
 
-// A clock that was given for as long as a command runs.
+// A clock that is there only while a command runs.
 struct TemporaryClock {
     ov_clock given;
-    time_t since;       // in real time
-    bool known = false; // the two, since the table showed it
+    time_t since;       // real time
+    bool known = false; // whether given and since are set
 };
 
-// Gives an identity that has no clock one, and takes it away again, unless somebody has given another one meanwhile.
-// Only failures are told; who has a clock already is one, but for a process, which has just been born: the clock is an
-// earlier one's.
+// Add a clock to an identity without one, and delete it again unless it has been replaced meanwhile. Both print
+// failures only. A new process that has a clock already has its predecessor's: that one is deleted.
 int give_temporary_clock(const Identity &who, const ClockOptions &when, int64_t checked, TemporaryClock &temporary);
 int remove_temporary_clock(const Identity &who, const TemporaryClock &temporary);
 

@@ -27,19 +27,18 @@ static long offset_of(time_t instant)
     return localtime_r(&instant, &local) != nullptr ? local.tm_gmtoff : 0;
 }
 
-// The real time of a look at the table, and seconds of the monotonic clock before and after both were read.
+// The real time when the table was read, and CLOCK_MONOTONIC in seconds before and after.
 struct Sample {
     double before;
     time_t real;
     double after;
 };
 
-// What a clock showed when the monotonic clock was at 0, as nearly as all looks tell: it is read in whole units, at
-// some moment of the look.
+// What a clock showed when CLOCK_MONOTONIC was 0, as a range. Each sample narrows the range.
 class Anchor
 {
   public:
-    // Whether a look fits all those before it.
+    // Whether a sample fits all earlier ones.
     bool fits(int64_t value, double rate, const Sample &sample)
     {
         const auto shown = static_cast<double>(value);
@@ -52,18 +51,18 @@ class Anchor
     double least_ = -1e30, most_ = 1e30;
 };
 
-// A clock as it was told.
+// A clock as it was last reported.
 struct ReportedClock {
     ov_clock clock;
-    long offset; // of the zone, which a clock may cross a change of
+    long offset; // of the zone at the clock's time, which daylight saving time changes
     Anchor anchor;
-    bool met; // in the present look
+    bool met; // seen in this sample
 };
 
 class Changes
 {
   public:
-    // Writes what is not as it was told. False without memory.
+    // Reports what has changed. Returns false without memory.
     bool tell(const Clocks &clocks, IdentityList &identities, const Sample &sample);
 
   private:
@@ -72,7 +71,7 @@ class Changes
     void tell_real(const Sample &sample);
 
     Array<ReportedClock> told_;
-    size_t next_ = 0; // where the next clock of a look stands, unless something has changed
+    size_t next_ = 0; // where the next clock is if nothing has changed
     Anchor real_;
     bool began_ = false;
 };
@@ -162,7 +161,7 @@ bool Changes::tell(const Clocks &clocks, IdentityList &identities, const Sample 
     return true;
 }
 
-// Who has gone would be noticed at the next change alone, which may never come.
+// Checks for a closed pipe, which would otherwise go unnoticed until the next change.
 static bool somebody_reads()
 {
     pollfd output = {STDOUT_FILENO, 0, 0};

@@ -20,7 +20,7 @@
 namespace ovuser
 {
 
-// Whether a name is between the commas of a list. One that ends in a star is any that begins so.
+// Whether a name is in a list with commas. A word that ends in * matches any name that begins with it.
 static bool is_listed(const char *name, size_t length, const char *list)
 {
     for (const char *word = list;; ++word) {
@@ -42,9 +42,8 @@ static bool is_kept(const char *name, size_t length, const char *preserved)
            (getenv("ZYNOV_SIM_STATE") != nullptr && is_listed(name, length, "LD_PRELOAD,ZYNOV_SIM_*"));
 }
 
-// Makes this process's environment that of a user. Of what was there stays what says how to show things, and what
-// preserved names: the variables between its commas, or all where it is empty; none where it is null. Returns whether
-// there was memory for it.
+// Makes the environment that of a user. Keeps the variables that describe the terminal and the language, and those that
+// preserved lists: all when it is empty, none when it is null. Returns false without memory.
 static bool set_environment(const passwd &user, const char *preserved)
 {
     size_t count = 0, kept = 0;
@@ -70,7 +69,7 @@ static bool set_environment(const passwd &user, const char *preserved)
     return true;
 }
 
-// The groups first: afterwards the right to change them is gone.
+// Sets the groups first: afterwards the process may not.
 static bool become(const Launch &launch)
 {
     if (launch.kind == OV_GROUP)
@@ -82,7 +81,7 @@ static bool become(const Launch &launch)
            setuid(launch.number) == 0 && set_environment(*user, launch.preserved_variables);
 }
 
-// Lets a signal do here what it does by default.
+// Raises a signal with its default action.
 static void raise_default(int signal)
 {
     struct sigaction action = {};
@@ -96,7 +95,7 @@ static void raise_default(int signal)
     sigprocmask(SIG_SETMASK, &kept, nullptr);
 }
 
-// All but the standard streams end where the command begins.
+// Closes all descriptors but the standard streams on exec.
 static bool close_descriptors()
 {
     DIR *const folder = opendir("/proc/self/fd");
@@ -113,7 +112,7 @@ int Child::start()
 {
     sigfillset(&all_);
     sigprocmask(SIG_BLOCK, nullptr, &inherited_mask_);
-    struct sigaction action = {}; // where SIGCHLD is ignored, nobody can wait for a child
+    struct sigaction action = {}; // an ignored SIGCHLD would reap the child
     action.sa_handler = SIG_DFL;
     sigaction(SIGCHLD, &action, &inherited_action_);
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends_) == 0 && (pid_ = fork()) == 0)
@@ -127,8 +126,8 @@ int Child::start()
     return recv(ends_[0], &word, 1, 0) == 1 ? int{done} : reap();
 }
 
-// Leads a session of its own, where no terminal of the caller's is, and goes on in a child, the command-to-be. A leader
-// stays in between, since a group without a parent in its session cannot be stopped from the terminal.
+// Makes this process the leader of a new session, and forks the process that executes the command. The leader stays: a
+// process group without a parent in its session cannot be stopped from the terminal.
 void Child::supervise()
 {
     setsid();
@@ -160,7 +159,8 @@ void Child::execute()
         _exit(own_failure);
     }
     char word = 0;
-    if (send(ends_[1], &word, 1, 0) != 1 || recv(ends_[1], &word, 1, 0) != 1) // there is no clock, or nobody to end it
+    if (send(ends_[1], &word, 1, 0) != 1 ||
+        recv(ends_[1], &word, 1, 0) != 1) // no clock was set, or the utility is gone
         _exit(own_failure);
     sigaction(SIGCHLD, &inherited_action_, nullptr);
     execvp(command[0], command);
@@ -180,16 +180,16 @@ void Child::execute_command() const
     send(ends_[0], &word, 1, 0);
 }
 
-// The shell is to see a stopped job, and to wake it up again.
+// Stops as the command has stopped, so that the shell sees a stopped job.
 void Child::stop_with_command(int signal)
 {
-    if (terminal_.is_raw()) { // as its keys would stop all of the caller's job
+    if (terminal_.is_raw()) { // a key on the terminal would stop the whole job
         terminal_.leave();
         kill(0, SIGTSTP);
         signal = SIGTSTP;
     }
     raise_default(leads_ ? SIGSTOP : signal);
-    // What woke this process up has mostly woken the child up too, being for the whole job.
+    // SIGCONT has usually continued the child as well, since it goes to the whole job.
     sigset_t waking;
     sigemptyset(&waking);
     sigaddset(&waking, SIGCONT);
@@ -218,7 +218,7 @@ void Child::forward_signals()
             continue;
         }
         if (signal.si_signo != SIGCHLD) {
-            // What the terminal sends goes to the whole job, but not to another session.
+            // Signals from the terminal reach the whole job, but not another session.
             if (launch_.own_session || signal.si_code <= 0)
                 kill(leads_ ? -pid_ : pid_, signal.si_signo);
             continue;
@@ -241,10 +241,10 @@ int Child::reap(bool live) const
     if (WIFEXITED(status))
         return WEXITSTATUS(status);
     if (!live) {
-        prctl(PR_SET_DUMPABLE, 0); // the command's own core is enough
+        prctl(PR_SET_DUMPABLE, 0); // the command has dumped core itself
         raise_default(WTERMSIG(status));
     }
-    return 128 + WTERMSIG(status); // for who is number 1 in a container, and does not die of it
+    return 128 + WTERMSIG(status); // process 1 of a container survives the signal
 }
 
 } // namespace ovuser

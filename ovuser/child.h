@@ -1,4 +1,4 @@
-// A command that stands ready while its clock is set, and this process in the command's place while it runs.
+// A child process that waits while its clock is set, executes the command, and has its signals forwarded.
 #pragma once
 
 #include <sys/types.h>
@@ -11,14 +11,14 @@ namespace ovuser
 
 class Terminal;
 
-// How a command is to live.
+// How a command is executed.
 struct Launch {
     char **command;
-    int32_t kind; // as a user (OV_USER), as a group (OV_GROUP), or as the caller does (any other)
+    int32_t kind; // OV_USER or OV_GROUP to run as one; any other runs as the caller
     uint32_t number;
-    bool own_session; // in a session of its own, and without the caller's descriptors
+    bool own_session; // a new session, without the caller's descriptors
     bool keeps_descriptors;
-    const char *preserved_variables; // of a user's, as set_environment() has them
+    const char *preserved_variables; // for OV_USER: names or "" for all; null for none
 };
 
 class Child
@@ -26,19 +26,19 @@ class Child
   public:
     Child(const Launch &launch, Terminal &terminal) : launch_(launch), terminal_(terminal) {}
 
-    // Forks a child that is ready to execute the command. A terminal that is there becomes its own. Anything but done
-    // is the exit status, with the reason told.
+    // Forks a child that is ready to execute the command. The terminal, if open, becomes the child's.
     int start();
     pid_t pid() const { return pid_; }
 
-    // From here on signals wait: none of them comes between a clock and its removal. Until then they end both.
+    // Blocks all signals, so that none comes between a clock and its removal. Before that, a signal ends both
+    // processes.
     void hold_signals();
     void execute_command() const;
-    // Hands on the signals that are for the command and stops when it stops, until it has ended. It is a zombie then,
-    // so that no other process has its number.
+    // Forwards signals to the command, and stops when it stops, until it has ended. The command stays a zombie, so that
+    // no other process gets its number.
     void forward_signals();
-    // Lets it go in peace: without having been let go, it does not execute the command. Returns its exit status, or
-    // dies of the signal that it died of, unless it is to live.
+    // Waits for the child, which exits if it has not been told to execute the command. Returns its exit status; dies of
+    // the signal that killed it, unless live is set.
     int reap(bool live = false) const;
 
   private:
@@ -50,9 +50,9 @@ class Child
     Terminal &terminal_;
     sigset_t all_, inherited_mask_;
     struct sigaction inherited_action_; // of SIGCHLD
-    int ends_[2] = {-1, -1};            // of one line: this process's and the child's
+    int ends_[2] = {-1, -1};            // of a socket pair: the parent's and the child's
     pid_t pid_ = -1;
-    bool leads_ = false; // the command's session, between it and the utility
+    bool leads_ = false; // is the session leader between the utility and the command
 };
 
 } // namespace ovuser

@@ -24,8 +24,8 @@ ClockFile::~ClockFile()
     free(text_);
 }
 
-// Who may write the file chooses what the superuser does. The descriptor is looked at, so that it does not matter which
-// way led to the file; what is piped in is for who set up the pipe to answer for.
+// Whoever can write the file decides what root does. This checks the open file, so the path does not matter; whoever
+// sets up a pipe answers for it.
 int ClockFile::check_owner(int descriptor) const
 {
     struct stat file;
@@ -47,7 +47,7 @@ bool ClockFile::read_all(int descriptor)
     for (size_t room = 0;;) {
         if (length_ == room) {
             room = 2 * room + 16384;
-            void *more = realloc(text_, 2 * room + 2); // each word needs no more than its characters and an end
+            void *more = realloc(text_, 2 * room + 2); // a word needs its characters and a null byte
             if (more == nullptr)
                 return false;
             text_ = static_cast<char *>(more);
@@ -66,8 +66,8 @@ bool ClockFile::read_all(int descriptor)
     return true;
 }
 
-// No name or time has control characters; an end of the text before its end would hide what is behind. A line with one
-// becomes a comment, so that what is wrong with the others is told as well.
+// No name or time has control characters, and a null byte would hide the rest. Makes such a line a comment, so that the
+// other lines are still checked.
 int ClockFile::check_characters()
 {
     static constexpr char mark[] = "\xef\xbb\xbf";
@@ -83,7 +83,7 @@ int ClockFile::check_characters()
         const SourcePosition here(name_, number);
         if (line_end > line && line_end[-1] == '\r') {
             line_end[-1] = ' ';
-            if (!dos) // as have all the others
+            if (!dos) // reported once
                 status = usage_error("DOS line ends: sed -i 's/\\r$//' takes them out");
             dos = true;
         }
@@ -104,7 +104,7 @@ int ClockFile::check_characters()
     return status;
 }
 
-// Others' files may end as they like.
+// Only saved files need their last line.
 int ClockFile::check_end() const
 {
     if (strncmp(text_, saved_first, strlen(saved_first)) != 0)
@@ -121,7 +121,7 @@ int ClockFile::read()
 {
     int descriptor = STDIN_FILENO;
     if (path_ != nullptr) {
-        descriptor = open(path_, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); // a pipe is not waited for
+        descriptor = open(path_, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); // does not wait for a pipe
         if (descriptor < 0)
             return failed("%s: %s", name_, strerror(errno));
         if (const int status = check_owner(descriptor)) {
@@ -149,7 +149,7 @@ int ClockFile::read_word()
         } else if (quote == '\0' && (*next_ == '\'' || *next_ == '"')) {
             quote = *next_;
         } else {
-            // Between double quotes a backslash is itself, but before what means something there.
+            // Between double quotes a backslash is literal unless it precedes a special character.
             if (*next_ == '\\' && (quote == '\0' || (quote == '"' && strchr("\"\\$`", next_[1]) != nullptr)))
                 ++next_;
             if (*next_ == '\0' || *next_ == '\n')
@@ -165,7 +165,7 @@ int ClockFile::next_line(char **&words, int &count)
 {
     words_.shorten(0);
     count = 1;
-    if (words_.add(const_cast<char *>(name_)) == nullptr) // as in argv, where nobody writes
+    if (words_.add(const_cast<char *>(name_)) == nullptr) // nobody writes to it
         return failed("no memory");
     for (;;) {
         next_ += strspn(next_, " \t");

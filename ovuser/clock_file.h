@@ -1,5 +1,5 @@
-// A file of clocks: a line each, in the words that `ovuser add` takes. Quotes and backslashes are a shell's, but
-// nothing is expanded; a word that begins with # begins a comment.
+// A file of clocks. Each line has the words that `ovuser add` takes. Quotes and backslashes work as in a shell, nothing
+// is expanded, and a word that begins with # begins a comment.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@
 namespace ovuser
 {
 
-// How the first line of a saved file begins, and its last one, without which not all of it was written.
+// How the first line of a saved file begins, and what its last line is. Without the last line the file is incomplete.
 inline constexpr char saved_first[] = "# Virtual clocks as of ", saved_last[] = "# end";
 
 class ClockFile
@@ -21,20 +21,18 @@ class ClockFile
     ClockFile(const ClockFile &) = delete;
     ClockFile &operator=(const ClockFile &) = delete;
 
-    // Anything but done is the exit status, with the reason told.
+    // Reads the whole file.
     int read();
-    // Tells of every line that has characters in it which no line may have, and skips it from then on. Returns the exit
-    // status.
+    // Reports each line with a character that is not allowed, and makes next_line() skip it.
     int check_characters();
-    // Whether a saved file has been saved to its end.
+    // Reports a saved file that is incomplete.
     int check_end() const;
-    // The words of the next line that has some, as a main function gets them, with the name of the file as the first.
-    // They stay, but the array is used again. The count is 0 behind the last line. Anything but done is the exit status
-    // for a wrong line, with the reason told.
+    // Stores the words of the next line that has some, like argv, with the name of the file first. The words stay
+    // valid, the array until the next call. The count is 0 after the last line. Returns an error for this line only.
     int next_line(char **&words, int &count);
 
     const char *name() const { return name_; }
-    // The line that next_line() was at.
+    // The number of the line that next_line() has read.
     int line() const { return line_; }
 
   private:
@@ -43,10 +41,10 @@ class ClockFile
     int read_word();
 
     const char *path_, *name_;
-    char *text_ = nullptr;       // all of it, and behind it room for all of its words
-    const char *next_ = nullptr; // what is to be read next
-    char *words_end_ = nullptr;  // where the next word goes
-    Array<char *> words_;        // those of one line, and a null
+    char *text_ = nullptr;       // the file, and after it room for its words
+    const char *next_ = nullptr; // the rest of the file
+    char *words_end_ = nullptr;  // where to write the next word
+    Array<char *> words_;        // of one line, with a final null
     size_t length_ = 0;
     int line_ = 1;
 };

@@ -56,7 +56,7 @@ bool Clocks::reread(const ov_clock &clock, ov_clock &now) const
     if (&clock == begin())
         now = {};
     else
-        now = *(&clock - 1); // from where this one is the next
+        now = *(&clock - 1); // its successor is this clock
     const bool stepped = ov_next_clock(control, static_cast<int>(getuid()), &now) > 0;
     close(control);
     return stepped && now.kind == clock.kind && now.id == clock.id;
@@ -97,7 +97,7 @@ bool all_met(const IdentityList &identities)
 int report_unmet(const IdentityList &identities)
 {
     for (const Identity &identity : identities) {
-        if (!identity.met) // of other users' processes and of other groups an ordinary caller is not told
+        if (!identity.met) // an ordinary caller cannot see the clocks of others
             warn("%s does not have a virtual clock%s", identity.text, getuid() == 0 ? "" : " that you may see");
     }
     return all_met(identities) ? done : check_rc(OV_NO_CLOCK);
@@ -105,7 +105,8 @@ int report_unmet(const IdentityList &identities)
 
 int64_t seconds_ahead(const ov_clock &clock, time_t real)
 {
-    return static_cast<int64_t>(static_cast<uint64_t>(clock.value) - static_cast<uint64_t>(real)); // which wraps around
+    return static_cast<int64_t>(static_cast<uint64_t>(clock.value) -
+                                static_cast<uint64_t>(real)); // without signed overflow
 }
 
 bool is_frozen(const ov_clock &clock)

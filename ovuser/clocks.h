@@ -12,24 +12,24 @@
 namespace ovuser
 {
 
-// All of it, read at once. What fails is kept for report_failure().
+// The whole table, read at once. report_failure() prints what has failed.
 class Clocks
 {
   public:
     void read();
     bool opened() const { return failed_ != Step::open; }
-    // Whether everything was seen, up to the last.
+    // Whether no clock was missed.
     bool complete() const { return failed_ == Step::none && undecided_ == 0; }
     const ov_clock *begin() const { return clocks_.begin(); }
     const ov_clock *end() const { return clocks_.end(); }
     // Null when there is none.
     const ov_clock *find(int32_t kind, uint32_t id) const;
-    // One of these clocks as it is by now. False when it is not where it was.
+    // Reads one of these clocks again. Returns false when it has moved or is gone.
     bool reread(const ov_clock &clock, ov_clock &now) const;
 
-    // The errno of what failed, where it was not opened or not read to its end.
+    // The errno of the failure, if any.
     int error() const { return error_; }
-    // Tells on standard error what could not be seen, and why. Returns the exit status.
+    // Prints what could not be read, and why. Returns the exit status.
     int report_failure() const;
 
   private:
@@ -41,21 +41,21 @@ class Clocks
     int error_ = 0;
 };
 
-// Whether a clock is one of the identities', which is then met. Where there are no identities, every clock is.
+// Whether a clock is one of the identities', which it marks as met. Without identities, every clock is.
 bool is_among(const ov_clock &clock, IdentityList &identities);
 bool all_met(const IdentityList &identities);
-// Names on standard error the identities that were not met. Returns the exit status.
+// Warns of the identities that have not been met. Returns the exit status.
 int report_unmet(const IdentityList &identities);
 
-// How far a clock is ahead of real time, in seconds; negative behind it.
+// How many seconds a clock is ahead of real time; negative when it is behind.
 int64_t seconds_ahead(const ov_clock &clock, time_t real);
 
 bool is_frozen(const ov_clock &clock);
 
-// Whose a clock is, as the command line takes it: u:alice, u:'o d'. Made visible, and filled up to a number of columns.
+// Prints whose clock it is, as the command line takes it: u:alice, u:'o d'. Pads to a number of columns.
 void print_identity(FILE *stream, const ov_clock &clock, int columns = 0);
 
-// As members of a JSON object: whose a clock is, all of it, and all but whose it is.
+// Write members of a JSON object: whose clock it is; all of it; all but whose it is.
 void write_owner(Json &json, const ov_clock &clock);
 void write_clock(Json &json, const ov_clock &clock, time_t real);
 void write_clock_state(Json &json, const ov_clock &clock, time_t real);

@@ -10,8 +10,8 @@
 namespace ovuser
 {
 
-// How many letters have to be put in, left out, exchanged for another or with the next to make one word of the other,
-// up to a length at which nothing is alike.
+// The number of letters to insert, delete, replace or swap to turn one word into the other. Compares only the
+// beginnings of long words.
 static int edit_distance(const char *a, const char *b)
 {
     constexpr size_t longest = 24;
@@ -33,7 +33,7 @@ static int edit_distance(const char *a, const char *b)
     return distance[rows][columns];
 }
 
-// A third of the letters may be wrong, and two of a short word.
+// Accepts errors in a third of the letters, and two in a short word.
 Nearest::Nearest(const char *word) : word_(word), distance_(std::max(2, static_cast<int>(strnlen(word, 24) / 3)) + 1) {}
 
 void Nearest::consider(const char *candidate)
@@ -46,7 +46,7 @@ void Nearest::consider(const char *candidate)
     found_ = candidate;
 }
 
-// Says what getopt would say, which quotes words as they are. Of the known options that a word begins, the first.
+// Prints what getopt would print, but makes the word visible. Returns the first known option that the word begins.
 static const option *print_option_error(const char *typed, const option *known)
 {
     const bool is_long = strncmp(typed, "--", 2) == 0;
@@ -61,7 +61,7 @@ static const option *print_option_error(const char *typed, const option *known)
         if (strlen(entry->name) == length)
             break;
     }
-    if (optopt != 0 && (first == nullptr || first->val != optopt)) // a letter, of which several may share a word
+    if (optopt != 0 && (first == nullptr || first->val != optopt)) // one of several letters in a word
         usage_error(strchr("Xo", optopt) != nullptr ? "invalid option, or one without its argument -- '%c'"
                                                     : "invalid option -- '%c'",
                     optopt);
@@ -76,7 +76,7 @@ static const option *print_option_error(const char *typed, const option *known)
     return first;
 }
 
-// What other programs call something that has another name here.
+// What other programs call the same thing.
 struct Synonym {
     const char *typed, *meant;
 };
@@ -129,7 +129,7 @@ static bool is_known(const char *name, const option *known)
     return false;
 }
 
-// Of a letter too, which other programs have for many an option.
+// Knows single letters too, which other programs have for many options.
 static bool hint_on_option(const char *typed, const option *known)
 {
     static constexpr Synonym synonyms[] = {
@@ -194,7 +194,7 @@ int report_bad_option(char *const *argv, const option *known)
     if (print_option_error(typed, known) != nullptr)
         return bad_usage;
     if (!is_long && argv[optind] != nullptr && argv[optind][0] == '-' && argv[optind][1] == optopt)
-        typed = argv[optind]; // whose letters getopt is still reading
+        typed = argv[optind]; // getopt is still reading its letters
     char word[32];
     const char *plain = typed + (is_long ? 2 : 1);
     snprintf(word, sizeof word, "%.*s", static_cast<int>(strcspn(plain, "=")), plain);
@@ -202,7 +202,7 @@ int report_bad_option(char *const *argv, const option *known)
         hint("did you mean --%s?", word);
         return bad_usage;
     }
-    if (!is_long) // a letter, in which nobody mistypes another
+    if (!is_long) // single letters are not mistyped
         snprintf(word, sizeof word, "%c", optopt);
     Nearest nearest(word);
     for (const option *entry = known; is_long && entry->name != nullptr; ++entry)

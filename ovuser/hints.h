@@ -1,4 +1,4 @@
-// What somebody might have meant, or can do about it: a line behind the error.
+// Hints at what a mistyped word may have meant.
 #pragma once
 
 #include <getopt.h>
@@ -6,13 +6,13 @@
 namespace ovuser
 {
 
-// Finds the candidate that is likest to a mistyped word.
+// Finds the candidate that is closest to a mistyped word.
 class Nearest
 {
   public:
     explicit Nearest(const char *word);
     void consider(const char *candidate);
-    // Null when none is like it.
+    // Null when none is close.
     const char *found() const { return found_; }
 
   private:
@@ -20,15 +20,14 @@ class Nearest
     int distance_;
 };
 
-// For a word in a subcommand's place, and the subcommand that is likest to it.
+// For a word that is not a subcommand.
 void hint_on_subcommand(const char *typed, const Nearest &nearest);
 
-// For getopt's '?', with opterr at 0: says what is wrong with the option, which one may have been meant, and returns
+// Prints what is wrong with the option for which getopt has returned '?', and which one may have been meant. Returns
 // bad_usage.
 int report_bad_option(char *const *argv, const option *known);
 
-// Reads the options of a subcommand that has none but --help. True when that is all that it is to do: then the status
-// is what it ends with.
+// Reads the options of a subcommand that has only --help. Returns true when the subcommand is done, with this status.
 bool handle_help(int argc, char **argv, const char *help, int &status);
 
 } // namespace ovuser

@@ -38,7 +38,7 @@ const char *Identity::numbered() const
 {
     static char own[1100];
     uint32_t number;
-    const char *known = get_username(kind, id); // UNKNOWN may be a name, too
+    const char *known = get_username(kind, id); // UNKNOWN may be a real name
     if (kind == OV_PROCESS || (strcmp(known, "UNKNOWN") == 0 && parse_uid(known, kind, &number) != 0))
         snprintf(own, sizeof own, "%c:%" PRIu32, *kind_word(kind), id);
     else
@@ -46,7 +46,7 @@ const char *Identity::numbered() const
     return own;
 }
 
-// The blank makes it a number even where it is somebody's name.
+// The blank makes the engine read a number even if a user has it as a name.
 void Identity::resolve()
 {
     snprintf(digits, sizeof digits, " %" PRIu32, id);
@@ -55,12 +55,12 @@ void Identity::resolve()
 
 void Identity::put_into(ov_request &request) const
 {
-    request.id_count = name != nullptr ? 1 : 0; // none is the caller
+    request.id_count = name != nullptr ? 1 : 0; // no identity means the caller
     request.id_kind[0] = kind;
     request.id_text[0] = resolved ? digits : name;
 }
 
-// The highest process id that this kernel gives.
+// The highest process id of this kernel.
 static int64_t highest_pid()
 {
     static int64_t highest = 0;
@@ -68,13 +68,13 @@ static int64_t highest_pid()
         return highest;
     FILE *const file = fopen("/proc/sys/kernel/pid_max", "re");
     if (file == nullptr || fscanf(file, "%" SCNd64, &highest) != 1)
-        highest = 4194304; // which is all that any kernel gives
+        highest = 4194304; // the highest that any kernel allows
     if (file != nullptr)
         fclose(file);
     return highest;
 }
 
-// The engine cuts numbers to 32 bits. One that it would take for another's is refused here, where it is not a name.
+// The engine cuts numbers to 32 bits. This refuses those that would become another id, unless they are a name.
 static int refuse_other_numbers(const Identity &who)
 {
     char *end;
@@ -102,10 +102,10 @@ int read_identity(const char *text, Identity &identity)
     for (const auto &prefix : prefixes)
         if (text[0] == prefix.letter && text[1] == ':')
             identity = {text, text + 2, prefix.kind, 0, false, false, ""};
-    constexpr size_t longest = 65000; // a name service may not stand more
+    constexpr size_t longest = 65000; // name services may fail on longer names
     if (strlen(text) > longest)
         return usage_error("an identity of %zu characters names nobody", strlen(text));
-    if (identity.name[0] == '\0') // which to the engine would be root
+    if (identity.name[0] == '\0') // the engine would take it for root
         return usage_error("'%s' names nobody: an unset variable, perhaps", text);
     return refuse_other_numbers(identity);
 }
@@ -134,7 +134,7 @@ int read_identities_or_caller(IdentityList &identities, const char *subcommand, 
 
 struct Named {
     char *name;
-    size_t position; // of two by the same name the earlier one counts
+    size_t position; // the earlier of two equal names counts
     uint32_t id;
 
     bool operator<(const Named &other) const
@@ -184,11 +184,11 @@ const Named *NameList::find(const char *name) const
     return found != names.end() && strcmp(found->name, name) == 0 ? found : nullptr;
 }
 
-// As parse_uid, but from the 32nd name on it reads the whole database once, where the C library would read its files
-// anew for each name. A name that is not listed is looked up all the same.
+// Like parse_uid, but from the 32nd lookup on it reads the whole database once. A name that is not in it is still
+// looked up.
 static int look_up(const char *name, int32_t kind, uint32_t *number)
 {
-    static NameList users, groups; // until the process ends
+    static NameList users, groups; // never freed
     constexpr int many = 32;
     NameList &list = kind == OV_USER ? users : groups;
     if (kind == OV_PROCESS)
@@ -202,7 +202,7 @@ static int look_up(const char *name, int32_t kind, uint32_t *number)
     return 0;
 }
 
-// Words that people write for the letter before a colon.
+// Words that people write in place of a prefix.
 static constexpr struct {
     const char *word;
     char letter;
@@ -210,7 +210,7 @@ static constexpr struct {
     {"user:", 'u'}, {"uid:", 'u'}, {"group:", 'g'}, {"gid:", 'g'}, {"process:", 'p'}, {"pid:", 'p'},
 };
 
-// For an identity that does not exist.
+// Hints at what a nonexistent identity may have meant.
 static void hint_on_identity(const char *typed)
 {
     for (const auto &prefix : long_prefixes) {
@@ -239,7 +239,7 @@ int check_identities(IdentityList &identities, ov_request &request, int64_t *val
     for (Identity &identity : identities) {
         const bool found = identity.name == nullptr || look_up(identity.name, identity.kind, &identity.id) == 0;
         identity.put_into(request);
-        if (root && found && identity.id != 0) // he may: the engine need not look up again for whom
+        if (root && found && identity.id != 0) // root may: saves the engine a second lookup
             request.id_count = 0;
         char *message = nullptr;
         if (const int32_t result = ov_preview_request(&request, value != nullptr ? value : &unused, &message)) {
@@ -250,7 +250,7 @@ int check_identities(IdentityList &identities, ov_request &request, int64_t *val
                 usage_error("nothing has been changed for any of them");
             return status;
         }
-        if (!found && look_up(identity.name, identity.kind, &identity.id) != 0) // whom the engine has found
+        if (!found && look_up(identity.name, identity.kind, &identity.id) != 0) // although the engine has found it
             return failed("%s: looked up twice, and found but once: try again", identity.label());
         identity.resolve();
     }

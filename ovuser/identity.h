@@ -9,45 +9,44 @@
 namespace ovuser
 {
 
-// user, group or process, whose first letters stand before the colon.
+// "user", "group" or "process". The first letter is the prefix of an identity.
 const char *kind_word(int32_t kind);
 
 struct Identity {
-    const char *text; // as typed; "" for the caller, who need not be
-    const char *name; // behind its prefix; null for the caller
+    const char *text; // as typed; "" for an implied caller
+    const char *name; // without the prefix; null for an implied caller
     int32_t kind;
     uint32_t id;
-    bool met;        // in the clock table
-    bool resolved;   // the id is known
-    char digits[12]; // then, for the engine
+    bool met;        // found in the clock table
+    bool resolved;   // whether id and digits are set
+    char digits[12]; // the id as text for the engine
 
-    // As typed, or u:NAME for the caller. A static text.
+    // As typed, or u:NAME for the caller. Static.
     const char *label() const;
 
-    // By name and number: u:alice (2001), p:4242. A static text; the identity is a resolved one.
+    // Name and number of a resolved identity: u:alice (2001), p:4242. Static.
     const char *numbered() const;
 
-    // To be called when its id is known: requests are about that from then on, whoever may get the name meanwhile.
+    // Makes requests use the id from now on, even if the name changes hands.
     void resolve();
 
-    // Makes a request one about this identity alone.
+    // Puts this identity alone into a request.
     void put_into(ov_request &request) const;
 };
 
-// Takes an identity as the listing prints it apart, u:NAME, g:NAME, p:PID, or a bare user. Anything but done is the
-// exit status, with the reason told: an empty one, and a number that is none of its kind.
+// Reads u:NAME, g:NAME, p:PID, or a bare user name. Refuses an empty name, and a number that is out of range.
 int read_identity(const char *text, Identity &identity);
 
 using IdentityList = Array<Identity>;
 
-// Reads any number of them. Anything but done is the exit status, with the reason told.
+// Reads any number of identities.
 int read_identities(IdentityList &identities, int count, char **texts);
 
-// The same, but none means the caller, unless it is root, which has no clock: that is refused.
+// The same, but no identity means the caller. root, which has no clock, must name one.
 int read_identities_or_caller(IdentityList &identities, const char *subcommand, int count, char **texts);
 
-// Asks the engine, without changing anything, whether the request may be made of each identity, and resolves them all.
-// The value becomes the request's clock value. Anything but done is the exit status, with the reason told.
+// Resolves the identities and checks that the request may be made of each, without changing anything. Stores its clock
+// value.
 int check_identities(IdentityList &identities, ov_request &request, int64_t *value = nullptr);
 
 // The identity of a listed clock, as the command line takes it.
@@ -56,9 +55,9 @@ struct ListedIdentity {
     ListedIdentity(const ListedIdentity &) = delete;
     ListedIdentity &operator=(const ListedIdentity &) = delete;
 
-    // u:NAME or g:NAME, by number where the name has characters that cannot be seen or is another's; p:PID.
+    // u:NAME, g:NAME or p:PID. The number stands for a name that is another's or has invisible characters.
     char text[1032];
-    // False where there is no such user, group or process any more, and the text is its number.
+    // Whether the user, group or process still exists.
     bool exists;
 
     Identity identity() const

@@ -1,5 +1,4 @@
-// Writes JSON. By hand, since a library would be the first thing besides the C library that a tool of the superuser's
-// loads.
+// Writes JSON, without a library: the utility loads nothing but the C library.
 #pragma once
 
 #include <cinttypes>
@@ -13,16 +12,16 @@ namespace ovuser
 class Json
 {
   public:
-    // What is within the outermost brackets stands on lines of its own, unless depth says that they are within others.
+    // Items of the outermost brackets get lines of their own, unless depth says that the brackets are nested.
     explicit Json(FILE *stream, int depth = 0) : stream_(stream), depth_(depth) {}
     static constexpr int on_one_line = 1;
 
-    // Each puts itself behind what was there. A key is written as it is, and so is a word: true, false or null.
+    // Each writes a comma first where one is needed. Keys and words (true, false, null) are not escaped.
     void open(char bracket, const char *key = nullptr) { fputc(bracket, begin(key)), first_ = true, ++depth_; }
     void close(char bracket) { fputc(bracket, stream_), first_ = false, --depth_; }
     void number(const char *key, int64_t value) { fprintf(begin(key), "%" PRId64, value); }
     void word(const char *key, const char *value) { fputs(value, begin(key)); }
-    // A byte that is no part of UTF-8 becomes U+FFFD.
+    // Bytes that are not UTF-8 become U+FFFD.
     void text(const char *key, const char *value)
     {
         fputc('"', begin(key));

@@ -35,7 +35,7 @@ static constexpr option list_options[] = {
     {},
 };
 
-// The engine's own listing, byte for byte, where nothing fails.
+// Prints the engine's own listing, byte for byte, unless something fails.
 static void list_as_text(const Clocks &clocks, IdentityList &identities)
 {
     const bool all = getuid() == 0 && identities.count() == 0;
@@ -47,7 +47,7 @@ static void list_as_text(const Clocks &clocks, IdentityList &identities)
         const time_t instant = clock.value;
         char date[26] = "";
         print_identity(stdout, clock, 10);
-        ctime_r(&instant, date); // leaves what there is room for of a year of five digits
+        ctime_r(&instant, date); // truncates years of five digits
         printf(" %-25s %s\n", clock_speed_string(clock.speed), date);
         if (!output_works())
             break;
@@ -82,7 +82,7 @@ static bool is_number(const char *text)
     return (isdigit(static_cast<unsigned char>(*text)) != 0 || *text == '.') && end != text && *end == '\0';
 }
 
-// Seconds as nanoseconds; 0 where there are none that are taken.
+// Converts seconds to nanoseconds. Returns 0 if they are out of range.
 static int64_t read_interval(const char *text)
 {
     constexpr double least = 0.05, most = 86400;
@@ -103,7 +103,7 @@ int list_command(int argc, char **argv)
             as_json = true;
             break;
         case 'w':
-            // A number behind it is its own, as if it were joined by an equals sign.
+            // A number after --watch is its argument, also without an equals sign.
             if (optarg == nullptr && optind < argc && is_number(argv[optind]))
                 optarg = argv[optind++];
             interval = read_interval(optarg != nullptr ? optarg : "1");

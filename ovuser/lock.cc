@@ -16,8 +16,8 @@
 namespace ovuser
 {
 
-// Where the lock of this caller is: one that only he can take, or others could keep him waiting. Under the simulator it
-// is on the table, which has the right owner and mode already. Returns whether the file may be made.
+// Names a lock file that only this user can lock, so that nobody else can block it. Under the simulator that is the
+// table, which already has the right owner and mode. Returns whether the file may be created.
 static bool name_file(char (&path)[4096])
 {
     if (const char *table = getenv("ZYNOV_SIM_STATE")) {
@@ -34,7 +34,7 @@ static bool name_file(char (&path)[4096])
     return true;
 }
 
-// Where there is no such folder, or none of the caller's, he goes without.
+// Opens the lock file. Without a folder for it there is no lock.
 static int open_file(const char *path, bool make, int &descriptor)
 {
     constexpr mode_t own = 0600;
@@ -56,7 +56,7 @@ int Lock::take()
     const int status = open_file(path, make, descriptor_);
     if (status != done || descriptor_ < 0)
         return status;
-    struct flock whole = {}; // of this opening alone, whatever else in the process opens and closes the file
+    struct flock whole = {}; // an OFD lock, which no other close() of the file releases
     whole.l_type = F_WRLCK;
     const int64_t begun = monotonic_time();
     for (bool told = false; fcntl(descriptor_, F_OFD_SETLK, &whole) != 0; nanosleep(&moment, nullptr)) {

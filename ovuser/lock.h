@@ -1,4 +1,4 @@
-// What keeps a change of several steps whole: a lock against others, and signals that wait.
+// Keeps a change of several steps whole: a lock between callers, and blocked signals.
 #pragma once
 
 #include <csignal>
@@ -14,7 +14,7 @@ class Lock
     Lock(const Lock &) = delete;
     Lock &operator=(const Lock &) = delete;
 
-    // Waits for the others, ten seconds at most. Anything but done is the exit status, with the reason told.
+    // Waits at most ten seconds for other callers.
     int take();
     void release();
 
@@ -22,7 +22,7 @@ class Lock
     int descriptor_ = -1;
 };
 
-// Holds all signals off while it lives, or until it is released: what they do, they do then.
+// Blocks all signals while it exists or until it is released.
 class HeldSignals
 {
   public:

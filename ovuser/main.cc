@@ -55,8 +55,8 @@ static void print_usage(FILE *stream)
           stream);
 }
 
-// Whether a time zone is one of the files, or written out, as CET-1CEST: of any other the C library makes UTC in
-// silence.
+// Whether a time zone is a file or spelt out, such as CET-1CEST. For any other the C library uses UTC without a
+// warning.
 static bool is_time_zone(const char *zone)
 {
     zone += *zone == ':' ? 1 : 0;
@@ -79,8 +79,8 @@ static bool asks_for_help(const char *word)
     return strcmp(word, "help") == 0 || strcmp(word, "--help") == 0 || strcmp(word, "-h") == 0;
 }
 
-// What changes clocks goes on when nobody reads what it says, or no file has room for it; a report that has been
-// written is not lost with whoever is killed later.
+// Makes a change go on when nobody reads the output or a file is too large. Line buffering keeps what was printed if
+// the process is killed later.
 static void ignore_output_signals()
 {
     signal(SIGPIPE, SIG_IGN);
@@ -92,7 +92,7 @@ static int run(int argc, char **argv)
 {
     const char *word = argc > 1 ? argv[1] : "";
     if (strcmp(word, "--version") == 0 || strcmp(word, "-V") == 0) {
-        // Not as print_header has it, whose year is that of the last use, where it finds the program.
+        // print_header would print the year of the last use.
         fputs("Copyright (c) 1997-2026 Orvane. All rights reserved.\n"
               "Orvane ovuser utility version " OV_VERSION "R" OV_RELEASE " for Linux Kernel 2.6 or up\n",
               stdout);
@@ -109,9 +109,9 @@ static int run(int argc, char **argv)
     }
     for (const Subcommand &subcommand : subcommands) {
         if (strcmp(word, subcommand.word) == 0) {
-            if (subcommand.run != run_command) // whose command is to find its environment as it is
-                unsetenv("POSIXLY_CORRECT");   // options come behind the identities
-            opterr = 0;                        // the subcommands say what is wrong
+            if (subcommand.run != run_command) // its command gets the environment unchanged
+                unsetenv("POSIXLY_CORRECT");   // options may follow identities
+            opterr = 0;                        // the subcommands print the errors
             if (const char *zone = getenv("TZ"); zone != nullptr && !is_time_zone(zone))
                 warn("TZ=%.64s is no time zone: UTC stands for it", zone);
             if (subcommand.changes)

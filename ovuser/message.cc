@@ -37,7 +37,7 @@ bool output_works()
 
 void flush_output()
 {
-    errno = 0; // which an earlier failure has not left, where the reason for this one is known no more
+    errno = 0; // fflush may fail without setting it
     if (fflush(stdout) != 0)
         output_error = errno;
 }
@@ -46,14 +46,14 @@ int finish_output(int status)
 {
     flush_output();
     bool lost = !output_works();
-    if (fclose(stdout) != 0 && errno != EBADF) { // some file systems tell only now that there is no room
+    if (fclose(stdout) != 0 && errno != EBADF) { // some file systems report a full disk only now
         lost = true;
         output_error = errno;
     }
     if (lost)
         fprintf(stderr, "ovuser: error: standard output: %s\n",
                 output_error != 0 ? strerror(output_error) : "some lines could not be written");
-    if (ferror(stderr) != 0 && (fcntl(STDERR_FILENO, F_GETFL) & O_PATH) == 0) // who has closed it wants to hear nothing
+    if (ferror(stderr) != 0 && (fcntl(STDERR_FILENO, F_GETFL) & O_PATH) == 0) // a closed standard error is meant
         lost = true;
     return lost ? std::max(status, int{failure}) : status;
 }
@@ -149,15 +149,14 @@ void hint_on_errno(int error)
         {EACCES, "the module is not open to this user: ask the superuser (a simulator's table: zynov-sim --shared)"},
         {ENOSPC, "there is no room for another clock: 'ovuser list' shows them, 'ovuser delete' makes room"},
     };
-    static int told = 0; // once is enough for all of many
+    static int told = 0; // once for all identities
     for (const auto &remedy : remedies)
         if (remedy.error == error && error != told)
             hint("%s", remedy.text);
     told = error;
 }
 
-// A message of the engine's. Its line ends are its own, but for those in an identity that it quotes: there only the
-// last is.
+// Prints the engine's message. Only its last line end is real when it quotes an identity.
 static void print_message(FILE *stream, int32_t result, char *message)
 {
     for (char *line = message; *line != '\0';) {
@@ -171,7 +170,7 @@ static void print_message(FILE *stream, int32_t result, char *message)
     }
 }
 
-// Begins the message of a refusal: behind its severity comes what it is about. Returns what remains of it.
+// Prints the severity, the position and the label. Returns the rest of the message.
 static char *print_beginning(char *message, const char *label)
 {
     static constexpr const char *severities[] = {"ovuser: error: ", "ovuser: warning: "};
@@ -203,7 +202,7 @@ int print_result(int32_t result, char *message, const char *label, int error)
     flush_output();
     char own[80];
     snprintf(own, sizeof own, "ovuser: error: the request was not carried out, result = %d\n", result);
-    const bool quotes = result == OV_UNKNOWN_IDENTITY; // what was typed
+    const bool quotes = result == OV_UNKNOWN_IDENTITY; // the message quotes the identity
     print_message(stderr, result, print_beginning(message != nullptr ? message : own, quotes ? nullptr : label));
     free(message);
     if (result == OV_NO_CONTROL_FILE || result < OV_BAD_OPERATION || result > OV_ROOT_IDENTITY)

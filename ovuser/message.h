@@ -1,4 +1,5 @@
-// Messages to the user, standard output, and the exit status that goes with them.
+// Messages, standard output, and exit statuses. A function of this program that returns an exit status has printed the
+// reason for any other than done.
 #pragma once
 
 #include <cstdint>
@@ -8,17 +9,17 @@
 namespace ovuser
 {
 
-// Exit status: the class of check_rc, so that this is also the class of a bad request.
+// The exit statuses, which continue those of check_rc.
 enum ExitStatus {
     done = 0,
     bad_usage = 2,
     failure = 5,
-    own_failure = 125, // these three are run's, and mean the same as env's
+    own_failure = 125, // run's own, as in env(1)
     cannot_execute = 126,
     not_found = 127
 };
 
-// While one of these lives, errors and warnings are about a line of a file, and name it.
+// While it exists, errors and warnings name this line of a file.
 class SourcePosition
 {
   public:
@@ -27,7 +28,7 @@ class SourcePosition
     SourcePosition(const SourcePosition &) = delete;
     SourcePosition &operator=(const SourcePosition &) = delete;
 
-    // FILE:LINE: in front of a message.
+    // Prints FILE:LINE: before a message.
     void print() const;
 
   private:
@@ -35,8 +36,8 @@ class SourcePosition
     int line_;
 };
 
-// Each writes a line of its own, with what others chose made visible: on standard output "ovuser: report: ", on
-// standard error "ovuser: warning: ", "ovuser: hint: " or, with that exit status as the result, "ovuser: error: ".
+// Each prints one line and makes invisible characters visible. report() goes to standard output, the others to standard
+// error. usage_error() and failed() return an exit status.
 void report(const char *format, ...) __attribute__((format(printf, 1, 2)));
 void warn(const char *format, ...) __attribute__((format(printf, 1, 2)));
 int usage_error(const char *format, ...) __attribute__((format(printf, 1, 2)));
@@ -44,27 +45,24 @@ int failed(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 void hint(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
-// For an errno of the control file's: says what can be done about it, once.
+// Prints what can be done about an errno of the control file, once.
 void hint_on_errno(int error);
 
-// Prints what the engine left of a request, message included, which is freed, and a hint where the errno of the control
-// file has one. A message that does not name the identity is made to where its label is given. Returns the exit status.
+// Prints the engine's message, frees it, and prints a hint for the errno. Adds the label to a message that does not
+// name the identity. Returns the exit status.
 int print_result(int32_t result, char *message, const char *label = nullptr, int error = 0);
 
-// To be called before anything is opened: what is opened in the place of a closed standard stream gets to see what is
-// written there. Reading and writing fail as ever, and what is executed finds it closed.
+// Opens something harmless in place of closed standard streams, so that no file takes their place and gets messages.
+// Reading and writing them still fails, and commands find them closed.
 void reserve_closed_streams();
 
-// False once anything could not be written: who writes a lot may stop. To be asked right behind what writes, while
-// errno tells why.
+// False after a write error. To be called right after a write, while errno has the reason.
 bool output_works();
 
-// To be called before a line on standard error, so that where both go to one place, each line stands behind the one
-// that was written before.
+// Flushes standard output before a line on standard error, to keep the order where both go to one place.
 void flush_output();
 
-// Writes out what is left, and closes it. Returns the exit status, which is a failure where anything could not be
-// written.
+// Flushes and closes standard output. Returns the status, or a failure after a write error.
 int finish_output(int status);
 
 } // namespace ovuser

@@ -44,7 +44,7 @@ static int read_number(int choice, int64_t least, int64_t most, int64_t &number)
     return check_rc(OV_BAD_TIME);
 }
 
-// A number as a text that the engine, which looks at no more than the digits, can be trusted with.
+// Checks a number before the engine reads it, which looks at the digits only.
 static int take_number(int choice, const char **field)
 {
     int64_t number;
@@ -52,7 +52,7 @@ static int take_number(int choice, const char **field)
     return read_number(choice, INT32_MIN, INT32_MAX, number);
 }
 
-// YYYY-MM-DD as MMDDYYYY. Anything else is handed on as it is: the engine judges it.
+// Converts YYYY-MM-DD to MMDDYYYY. The engine judges anything else.
 static const char *engine_date(const char *typed, char (&text)[9])
 {
     if (strlen(typed) != 10 || typed[4] != '-' || typed[7] != '-')
@@ -67,7 +67,7 @@ ClockOptions::ClockOptions()
     request_.speed = 1;
 }
 
-// The options of one distance go together, everything else that is a time excludes the rest; a rewinding is one of two.
+// The options of a distance go together. Any other time excludes the rest. --rewind excludes --no-rewind.
 static bool go_together(int a, int b)
 {
     const auto is_part = [](int choice) { return choice >= when_years && choice <= when_minutes; };
@@ -78,7 +78,7 @@ static bool go_together(int a, int b)
     return a != b && a >= when_in && b >= when_in && !span_and_part;
 }
 
-// Notes an option down, unless there is an earlier one that it cannot go with.
+// Records an option unless it conflicts with an earlier one.
 int ClockOptions::record(int choice)
 {
     for (int other = when_at; other < when_end; ++other) {
@@ -100,7 +100,7 @@ int ClockOptions::record(int choice)
 
 int ClockOptions::refuse_value() const
 {
-    // In UTC and in the local zone.
+    // In UTC and in local time.
     char texts[2][2][64] = {};
     for (int i = 0; i < 2; ++i) {
         const time_t instant = i == 0 ? earliest_value : latest_value;
@@ -131,7 +131,7 @@ int ClockOptions::check_distance() const
     return value != 0 && is_in_range(value + span_.seconds) ? int{done} : refuse_value();
 }
 
-// Whether that is all that is wrong with a time: its form is one.
+// Whether the form of a refused time is right.
 static bool is_out_of_range(const char *refusal)
 {
     return refusal != nullptr &&
@@ -205,7 +205,7 @@ int ClockOptions::take_speed()
             return done;
         }
     }
-    int64_t number; // not by parse_speed, which takes the empty text for 0, and numbers that wrap around
+    int64_t number; // parse_speed would take "" for 0 and wrap large numbers
     if (read_whole_number(optarg, -OV_SPEED_LIMIT, OV_SPEED_LIMIT, number)) {
         request_.speed = static_cast<int32_t>(number);
         return done;
@@ -253,7 +253,7 @@ int ClockOptions::take_option(int choice, int argc, char **argv)
 int ClockOptions::take(int choice, int argc, char **argv, const option *known)
 {
     choice = choice == 'X' ? int{when_date} : choice == 'o' ? int{when_origin} : choice;
-    if (choice < when_at || choice >= when_end) // getopt has said what is wrong
+    if (choice < when_at || choice >= when_end) // getopt has refused it
         return report_bad_option(argv, known);
     if (const int status = record(choice))
         return status;
@@ -268,7 +268,7 @@ int ClockOptions::complete(const char *subcommand)
         request_.time_form = OV_ABSOLUTE_FORM;
         request_.virtime = ov_read_time("now", nullptr);
     }
-    if (span_.seconds != 0 && request_.rel_mode != 0) // with which the value is the engine's to count
+    if (span_.seconds != 0 && request_.rel_mode != 0) // the engine counts the value itself then
         return usage_error("--offset goes with no seconds in --in");
     return done;
 }
@@ -277,7 +277,7 @@ ov_request ClockOptions::settled(int64_t checked) const
 {
     ov_request settled = request_;
     settled.virtime = checked + span_.seconds;
-    if (request_.rel_mode == 0) // --offset reaches the kernel in the relative form alone
+    if (request_.rel_mode == 0) // only the relative form keeps --offset
         settled.time_form = OV_ABSOLUTE_FORM;
     return settled;
 }

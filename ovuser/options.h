@@ -1,4 +1,4 @@
-// Which clock: the options that say when it starts and how it runs, in every subcommand that gives one.
+// The options that describe a clock, in every subcommand that gives one.
 #pragma once
 
 #include <getopt.h>
@@ -12,7 +12,7 @@
 namespace ovuser
 {
 
-// What getopt returns for them. In the order of the options, of which those from in to offset are about a distance.
+// What getopt returns for them, in the order of the options. when_in to when_offset belong to a distance.
 enum ClockOption : int {
     when_at = 256,
     when_date,
@@ -40,7 +40,7 @@ inline constexpr option when_options[] = {
     {"no-rewind", no_argument, nullptr, when_no_rewind},
 };
 
-// These options and a subcommand's own, for getopt_long; the short ones are X: and o:.
+// These options and the subcommand's own, for getopt_long. The short ones are X: and o:.
 template <size_t N> struct OptionsWithClock {
     option list[(when_end - when_at) + N + 1] = {};
 
@@ -54,10 +54,10 @@ template <size_t N> struct OptionsWithClock {
     }
 };
 
-// What the help of a subcommand says of them.
+// The text of --help about them.
 extern const char when_help[];
 
-// The options of one clock. A request points into it, so it stays where it is.
+// The options of one clock. The request points into this object, which cannot be copied.
 class ClockOptions
 {
   public:
@@ -65,28 +65,24 @@ class ClockOptions
     ClockOptions(const ClockOptions &) = delete;
     ClockOptions &operator=(const ClockOptions &) = delete;
 
-    // Takes what getopt_long has returned, which is one of these options, or '?'. Anything but done is the exit status,
-    // with the reason told.
+    // Takes one of these options, or '?', from getopt_long.
     int take(int choice, int argc, char **argv, const option *known);
 
-    // To be called behind the last option: completes what the engine does not know by itself. Anything but done is the
-    // exit status, with the reason told.
+    // To be called after the last option. Fills in what the engine does not know.
     int complete(const char *subcommand);
 
-    // Whether what was typed comes to a clock value that is taken; those of --offset are the kernel module's to judge.
-    // Anything but done is the exit status, with the reason told.
+    // Checks that the distance leads to an allowed clock value. The kernel module checks that of --offset.
     int check_distance() const;
-    // Says that what was typed is out of range, and what the range is. Returns the exit status.
+    // Prints that the time is out of range, and the range.
     int refuse_value() const;
 
-    // Whether a clock that is there keeps its value: there is neither a time nor a distance.
+    // Whether a replaced clock keeps its value: no time and no distance is given.
     bool keeps_value() const { return !time_given_; }
     bool keeps_speed() const { return keeps_value() && !speed_given_; }
     bool keeps_rewind() const { return keeps_value() && !rewind_given_; }
 
-    // An add request without identities. As it stands where it is to be checked; settled where it is to be carried out:
-    // with the value that the check came to in virtime. All identities get that, but for --offset, which the engine
-    // counts anew for each.
+    // The add request without identities: as typed, for the check, and with the checked value in virtime, which all
+    // identities get. The engine counts --offset anew for each.
     const ov_request &request() const { return request_; }
     ov_request settled(int64_t checked) const;
 
@@ -102,7 +98,7 @@ class ClockOptions
     ov_request request_ = {};
     Span span_ = {};
     char date_[9] = {};
-    char typed_[160] = {}; // the options of time
+    char typed_[160] = {}; // the time options, as typed
     bool seen_[when_end - when_at] = {};
     bool time_given_ = false, speed_given_ = false, rewind_given_ = false;
 };

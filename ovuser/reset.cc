@@ -18,7 +18,7 @@ static constexpr char reset_help[] = "usage: ovuser reset\n"
                                      "\n"
                                      "Takes all virtual clocks away; for the superuser only.\n";
 
-// The engine takes any refusal of the module's for an empty table, so its word is not enough.
+// The engine takes any error of the module for an empty table, so this reads the table again.
 static int reset()
 {
     Lock lock;
@@ -55,7 +55,7 @@ int reset_command(int argc, char **argv)
     int status;
     if (handle_help(argc, argv, reset_help, status))
         return status;
-    if (optind != argc) // whoever names somebody does not mean everybody
+    if (optind != argc) // naming someone does not mean everyone
         return usage_error("reset takes no identities");
     return reset();
 }

@@ -45,12 +45,12 @@ static constexpr OptionsWithClock run_options({
     {"help", no_argument, nullptr, 'h'},
 });
 
-// What the words of the subcommand say.
+// The words of the subcommand.
 struct RunOptions {
     ClockOptions when;
-    char *owner = nullptr; // u:USER or g:GROUP; null where the clock is to be the process's
+    char *owner = nullptr; // u:USER or g:GROUP; null for the process's clock
     char **command = nullptr;
-    const char *preserved = nullptr, *for_user = nullptr; // an option that goes with --user
+    const char *preserved = nullptr, *for_user = nullptr; // preserved names; an option that needs --user
     bool help = false, no_pty = false, keep_fds = false;
 
     ~RunOptions() { free(owner); }
@@ -108,8 +108,7 @@ int RunOptions::read(int argc, char **argv)
     return status;
 }
 
-// The process that is to have the clock, or this one, as long as there is no other: to the engine's check they are
-// alike.
+// The process that gets the clock. Before the fork, the utility's own process stands for it in the check.
 struct ProcessText {
     explicit ProcessText(pid_t pid) { snprintf(text, sizeof text, "p:%d", static_cast<int>(pid)); }
     char text[16];
@@ -145,7 +144,7 @@ static int run_for(Identity who, const RunOptions &options, int64_t checked)
     child.execute_command();
     child.forward_signals();
     terminal.finish();
-    status = remove_temporary_clock(who, temporary); // while its number is still its own
+    status = remove_temporary_clock(who, temporary); // before the process id can be reused
     const int command_status = child.reap(status != done);
     return status != done ? status : command_status;
 }

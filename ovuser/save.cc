@@ -47,10 +47,10 @@ static void print_line(FILE *file, const ov_clock &clock)
     fprintf(file, "%s # %s\n", clock.rewind != 0 ? " --rewind" : "", TimeText(clock.value).text);
 }
 
-// Returns the exit status. A file without the last line is one that apply refuses.
+// Prints all clocks. A file without its last line is incomplete.
 static int print_clocks(FILE *file)
 {
-    Lock lock; // nobody's clock is to be missed between its deletion and its return
+    Lock lock; // a clock that is being replaced must not be missed
     if (const int status = lock.take())
         return status;
     Clocks table;
@@ -65,14 +65,14 @@ static int print_clocks(FILE *file)
     return status;
 }
 
-// Names in a text from malloc the folder of a file.
+// Returns the folder of a file, allocated.
 static char *folder_of(const char *path)
 {
     const char *slash = strrchr(path, '/');
     return slash == nullptr ? strdup(".") : strndup(path, slash == path ? 1 : static_cast<size_t>(slash - path));
 }
 
-// Makes sure that a new name of a file is there after a power failure, too.
+// Makes the new name of a file survive a power failure.
 static bool sync_folder(const char *path)
 {
     char *const folder = folder_of(path);
@@ -80,24 +80,24 @@ static bool sync_folder(const char *path)
     free(folder);
     if (descriptor < 0)
         return false;
-    const bool synced = fsync(descriptor) == 0 || errno == EINVAL; // which some file systems do not know
+    const bool synced = fsync(descriptor) == 0 || errno == EINVAL; // some file systems cannot sync folders
     const int error = errno;
     close(descriptor);
     errno = error;
     return synced;
 }
 
-// Writes the clocks to a file that takes the place of another only once it is complete.
+// Writes the clocks to a temporary file, and renames it when it is complete.
 static int save_to(const char *path)
 {
     struct stat present;
     constexpr mode_t readable = 0644;
-    if (lstat(path, &present) == 0 && !S_ISREG(present.st_mode)) // a device, say, which would be gone
+    if (lstat(path, &present) == 0 && !S_ISREG(present.st_mode)) // would replace a device, for example
         return failed("%s: not a regular file", path);
     char *beside = nullptr;
     if (asprintf(&beside, "%s.XXXXXX", path) < 0)
         return failed("no memory");
-    const HeldSignals held; // which would leave the file beside
+    const HeldSignals held; // a signal would leave the temporary file
     const int descriptor = mkostemp(beside, O_CLOEXEC);
     FILE *const file = descriptor >= 0 ? fdopen(descriptor, "w") : nullptr;
     int status = file != nullptr ? print_clocks(file) : failure;

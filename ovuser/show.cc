@@ -28,8 +28,8 @@ static constexpr option show_options[] = {
     {},
 };
 
-// Whose clocks somebody may live by, the first of which wins: his own, his user's, his group's. A user's group is his
-// login group, where his programs start.
+// The clock by which an identity lives: its own, its user's or its group's, in this order. A user's group is the login
+// group, where the user's programs start.
 class EffectiveClock
 {
   public:
@@ -37,12 +37,12 @@ class EffectiveClock
 
     // Null when there is none.
     const ov_clock *clock() const { return clock_; }
-    // own, user or group; none, or unknown where it may be a clock that the caller may not see.
+    // own, user or group; none; or unknown where the caller may not see the clock.
     const char *source() const;
 
-    // Whether a clock would stand for him, were it not for the one that he lives by.
+    // Whether a clock would apply if the effective one were not there.
     bool overrules(const ov_clock &clock) const;
-    // Whether a clock is of one of his, who lives by that and not by his.
+    // Whether a clock belongs to a process or user of this identity and so overrules its clock there.
     bool is_overruled_by(const ov_clock &clock) const;
 
   private:
@@ -52,7 +52,7 @@ class EffectiveClock
     bool sees_all_of_them() const;
 
     Identity who_;
-    int64_t ids_[ranks]; // -1 where there is none
+    int64_t ids_[ranks]; // -1 for none
     bool certain_ = true;
     const ov_clock *clock_ = nullptr;
     Rank rank_ = ranks;
@@ -83,7 +83,7 @@ EffectiveClock::EffectiveClock(const Clocks &clocks, const Identity &who) : who_
     certain_ = clock_ != nullptr || (certain_ && clocks.complete() && sees_all_of_them());
 }
 
-// An ordinary caller sees his own clock, that of his group, and those of his processes.
+// An ordinary caller sees the clocks of its own user, group and processes.
 bool EffectiveClock::sees_all_of_them() const
 {
     const int64_t user = who_.kind == OV_USER ? who_.id : ids_[of_user];

@@ -1,4 +1,4 @@
-// The subcommands. Each takes its words, its own name first, and returns the exit status.
+// The subcommands. Each takes its words, with its own name first, and returns the exit status.
 #pragma once
 
 namespace ovuser

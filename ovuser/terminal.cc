@@ -19,7 +19,7 @@
 namespace ovuser
 {
 
-// The same terminal once more, where nobody else is surprised that it does not wait.
+// Opens the terminal again: O_NONBLOCK then affects no other program.
 static int open_again(int stream)
 {
     char path[32];
@@ -28,7 +28,7 @@ static int open_again(int stream)
     return again >= 0 ? again : fcntl(stream, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
 }
 
-// What is behind a pipe reads the terminal itself: a pager.
+// With a pipe on standard output, a pager reads the terminal.
 static bool is_pipe(int stream)
 {
     struct stat file;
@@ -48,7 +48,7 @@ int Terminal::open(uint32_t owner)
     tcgetattr(outer_, &kept_);
     ioctl(outer_, TIOCGWINSZ, &size);
     termios modes = kept_;
-    if (!reads_) { // the caller's terminal does both
+    if (!reads_) { // the caller's terminal does both already
         modes.c_oflag &= ~static_cast<tcflag_t>(OPOST);
         modes.c_lflag &= ~static_cast<tcflag_t>(ECHO);
     }
@@ -96,7 +96,7 @@ void Terminal::enter()
 {
     if (!is_there())
         return;
-    const pid_t foreground = tcgetpgrp(outer_); // -1 where it is not the caller's session's
+    const pid_t foreground = tcgetpgrp(outer_); // -1 if it is another session's terminal
     if (foreground > 0 && foreground != getpgrp())
         return;
     resize();
@@ -142,13 +142,13 @@ void Terminal::forward(short outer, short inner)
         outer_lives_ = shown_.write_to(outer_) && outer_lives_;
     if (entered_ && typed_.length == 0 && (outer & readable) != 0)
         outer_lives_ = typed_.read_from(outer_) && outer_lives_;
-    if (!outer_lives_) // what is shown goes nowhere, but the command is not kept waiting
+    if (!outer_lives_) // drops the output, so that the command goes on
         shown_.length = 0;
 }
 
 void Terminal::wait(const sigset_t &signals, siginfo_t &signal)
 {
-    constexpr int fifth_of_a_second = 200; // in which somebody in the background looks whether he is still there
+    constexpr int fifth_of_a_second = 200; // in the background, checks for the foreground again
     constexpr timespec at_once = {};
     if (signals_ < 0)
         signals_ = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
@@ -170,7 +170,7 @@ void Terminal::wait(const sigset_t &signals, siginfo_t &signal)
 
 void Terminal::finish()
 {
-    constexpr int second = 1000; // for a terminal that shows nothing more
+    constexpr int second = 1000; // gives up on a blocked terminal
     pollfd outer = {outer_, POLLOUT, 0};
     while (is_there() && outer_lives_ && (shown_.length > 0 || (shown_.read_from(inner_) && shown_.length > 0)))
         if (poll(&outer, 1, second) != 1 || !shown_.write_to(outer_))

@@ -1,5 +1,5 @@
-// A terminal of its own for a command that is run as another user: on the caller's own it could type for him, and read
-// what he types.
+// A terminal for a command that runs as another user. On the caller's own terminal the command could read and type
+// input.
 #pragma once
 
 #include <termios.h>
@@ -18,24 +18,24 @@ class Terminal
     Terminal(const Terminal &) = delete;
     Terminal &operator=(const Terminal &) = delete;
 
-    // Makes one where a standard stream is a terminal. Anything but done is the exit status, with the reason told.
+    // Opens a terminal if a standard stream is one.
     int open(uint32_t owner);
     bool is_there() const { return inner_ >= 0; }
 
-    // For the leader of a new session: its terminal, also as those of its standard streams that are one.
+    // For the session leader: makes it the controlling terminal and the standard streams that are terminals.
     void attach() const;
-    // For a process of that session: its group is in the foreground.
+    // For a process of the session: puts its group into the foreground.
     void take_foreground() const;
 
-    // For who has the other end. From begin() to finish() the caller's terminal hands all keys on, as long as he is in
-    // the foreground; leave() and enter() are for where he stops in between.
+    // For the utility. Between begin() and finish() the caller's terminal passes all keys on while the utility is in
+    // the foreground. leave() and enter() enclose a stop.
     void begin();
     void finish();
     void enter();
     void leave();
     void resize() const;
     bool is_raw() const { return entered_; }
-    // Carries what is typed and shown, until there is a signal.
+    // Copies input and output until a signal arrives.
     void wait(const sigset_t &signals, siginfo_t &signal);
 
   private:
@@ -43,7 +43,7 @@ class Terminal
         char bytes[8192] = {};
         size_t length = 0;
 
-        // Both return false where that end is gone.
+        // Both return false when that end is gone.
         bool read_from(int descriptor);
         bool write_to(int descriptor);
     };

@@ -12,8 +12,8 @@ namespace ovuser
 
 size_t character_length(const char *text)
 {
-    // The first byte's range, and that of the second, by which overlong forms, surrogates and what is beyond the last
-    // character are told; the rest are 0x80 to 0xbf.
+    // The ranges of the first and the second byte, which exclude overlong forms, surrogates and numbers that are too
+    // high. All others are 0x80 to 0xbf.
     static constexpr struct {
         unsigned char first, last, second_first, second_last;
         size_t length;
@@ -36,8 +36,8 @@ size_t character_length(const char *text)
     return 0;
 }
 
-// Characters by the columns that a terminal gives them, where that is not one; what cannot be seen has -1. Without the
-// C library's own table, which follows a locale that nobody has to set.
+// How many columns a terminal gives to a character, where it is not one; -1 if it is invisible. The C library's table
+// would depend on the locale.
 static constexpr struct {
     int first, last, columns;
 } widths[] = {
@@ -95,7 +95,7 @@ void print_visible(FILE *stream, const char *text, int columns)
 
 Quoted::Quoted(const char *plain) : text(plain)
 {
-    // What is not ASCII is no more than itself to either reader.
+    // Neither a shell nor a file of clocks treats characters beyond ASCII specially.
     const auto is_plain = [](char c) {
         return (c & 0x80) != 0 || isalnum(c) != 0 || strchr("_-.:,+@%/=", c) != nullptr;
     };

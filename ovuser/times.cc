@@ -55,7 +55,7 @@ bool read_span(const char *typed, Span &span)
     return any;
 }
 
-// A time with two digits wherever it has one, and with dashes for slashes.
+// Pads single digits to two, and turns slashes into dashes.
 static void complete_digits(const char *typed, char *text, size_t room)
 {
     const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
@@ -70,7 +70,7 @@ static void complete_digits(const char *typed, char *text, size_t room)
     *text = '\0';
 }
 
-// Up to five words joined by blanks, which is as many as a time has.
+// Joins up to five words by blanks; no time has more.
 struct Joined {
     char text[64] = "";
 
@@ -78,7 +78,7 @@ struct Joined {
     {
         const size_t length = strlen(text), room = sizeof text - length;
         if (snprintf(text + length, room, "%s%s", length > 0 ? " " : "", word) >= static_cast<int>(room))
-            text[length] = '\0'; // no time is that long
+            text[length] = '\0'; // no time is as long
     }
 };
 
@@ -138,8 +138,8 @@ void hint_on_time(const char *typed, int count, char *const *behind)
          "as 'ovuser list' prints them");
 }
 
-// Every call that reads the time, or a file's, may show the caller's virtual clock. The kernel stamps what is sent with
-// the real time.
+// Any call that reads the time may show the caller's virtual clock, but the kernel stamps messages on a socket with the
+// real time.
 time_t real_time()
 {
     int ends[2];

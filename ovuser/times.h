@@ -1,4 +1,4 @@
-// Times and spans as they are typed, and the clocks of the system that no virtual clock moves.
+// Times and spans as people type them, and the two system clocks that no virtual clock changes.
 #pragma once
 
 #include <cstdint>
@@ -7,39 +7,38 @@
 namespace ovuser
 {
 
-// Whole numbers of years, days (and weeks), hours and minutes as the engine takes them, null where there is none, and
-// seconds, which it does not know.
+// Years, days (with weeks), hours and minutes as texts for the engine, null where not given, and seconds, which the
+// engine does not know.
 struct Span {
     const char *parts[4] = {};
     int64_t seconds = 0;
     char texts[4][12] = {};
 };
 
-// "2d 3h", "-90m", "1w": each number with a sign of its own and one of the units y, w, d, h, m and s, each unit at most
-// once. False when it is anything else.
+// Reads a span such as "2d 3h", "-90m" or "1w": whole numbers, each with its own sign and a unit, each unit at most
+// once.
 bool read_span(const char *typed, Span &span);
 
-// A whole number and nothing else, within bounds.
+// Reads a whole number within bounds.
 bool read_whole_number(const char *typed, int64_t least, int64_t most, int64_t &number);
 
-// The clock values that are taken.
+// The allowed clock values.
 inline constexpr int64_t earliest_value = 32400, latest_value = 253402329599;
 constexpr bool is_in_range(int64_t value)
 {
     return value >= earliest_value && value <= latest_value;
 }
 
-// For a time that was refused, and the words behind it: those belong to it, digits are missing, it is a date or a time
-// of day alone, or anything else.
+// For a time that was refused, and the words after it.
 void hint_on_time(const char *typed, int count, char *const *behind);
 
-// Hints at the option that is missing where some of the words, joined by blanks, are a time or a span; else false.
+// Prints a hint if some of the words are a time or a span without its option. Returns whether it has.
 bool hint_on_stray_time(int count, char *const *words);
 
-// The time that everybody without a clock sees, also when the caller has one.
+// The real time, also when the caller has a virtual clock.
 time_t real_time();
 
-// Nanoseconds from some instant on, whatever happens to the time of day.
+// CLOCK_MONOTONIC in nanoseconds.
 int64_t monotonic_time();
 
 } // namespace ovuser

@@ -33,12 +33,12 @@ class Screen
 
     void open();
     bool is_there() const { return is_there_; }
-    // In the foreground; otherwise the terminal is somebody else's at the moment.
+    // Whether this process is in the foreground.
     bool is_ours() const;
     int rows() const;
 
-    // Until an instant of the monotonic clock, or a signal after which to draw again. A signal that ends or stops the
-    // program does so, with the terminal as it was.
+    // Waits until an instant of CLOCK_MONOTONIC, or a signal after which to draw again. A signal that ends or stops the
+    // program first restores the terminal.
     void wait(int64_t until);
     void leave();
 
@@ -97,7 +97,7 @@ int Screen::rows() const
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0 ? size.ws_row : usual;
 }
 
-// The other screen, without a cursor, and with long lines cut at the edge.
+// Switches to the other screen, hides the cursor, and cuts long lines.
 void Screen::enter()
 {
     if (entered_ || !is_ours())
@@ -116,7 +116,7 @@ void Screen::leave()
     entered_ = false;
 }
 
-// What the signal does without us, so that whoever started this program sees why it stopped or ended.
+// Takes the default action of a signal, so that the parent sees why the program has stopped or ended.
 void Screen::obey(int signal)
 {
     leave();
@@ -124,7 +124,7 @@ void Screen::obey(int signal)
     sigemptyset(&alone);
     sigaddset(&alone, signal);
     raise(signal);
-    sigprocmask(SIG_UNBLOCK, &alone, nullptr); // here it ends, or stops until it is continued
+    sigprocmask(SIG_UNBLOCK, &alone, nullptr); // ends, or stops until continued
     sigprocmask(SIG_BLOCK, &alone, nullptr);
 }
 
@@ -133,14 +133,14 @@ void Screen::wait(int64_t until)
     constexpr int64_t second = 1'000'000000;
     const int64_t left = std::max(until - monotonic_time(), int64_t{0});
     const timespec time = {left / second, left % second};
-    const int signal = sigtimedwait(&awaited_, nullptr, &time); // of no signals, where there is no terminal
+    const int signal = sigtimedwait(&awaited_, nullptr, &time); // an empty set without a terminal
     if (signal > 0 && signal != SIGWINCH && signal != SIGCONT)
         obey(signal);
     if (is_there_)
         enter();
 }
 
-// How a line ends, and what makes a part of it stand out: on a screen, what was there before is cleared.
+// How a line ends and what highlights a part of it. On a screen, the line end clears the rest of the old line.
 struct Style {
     const char *strong, *plain, *line_end;
 };
@@ -193,7 +193,7 @@ static void draw(const Screen &screen, const Clocks &clocks, IdentityList &ident
 
 int watch(IdentityList &identities, int64_t interval)
 {
-    // Room for all that fits on a screen, which then appears at once.
+    // Buffers a whole screen, which then appears at once.
     setvbuf(stdout, nullptr, _IOFBF, 1 << 16);
     Screen screen;
     screen.open();
@@ -207,7 +207,7 @@ int watch(IdentityList &identities, int64_t interval)
         }
         draw(screen, clocks, identities, first);
         if (!output_works())
-            return done; // who finishes the output knows better
+            return done; // finish_output() reports the error
         for (const int64_t now = monotonic_time(); next <= now;)
             next = std::max(next + interval, now);
         screen.wait(next);

@@ -1,4 +1,4 @@
-// The clock table, again and again.
+// The clock table, read periodically.
 #pragma once
 
 #include "ovuser/identity.h"
@@ -6,12 +6,12 @@
 namespace ovuser
 {
 
-// Shows the clocks of these, or all, every so many nanoseconds: on a terminal in place, elsewhere one table after
-// another. Returns the exit status when something fails; otherwise a signal ends it, as it would without.
+// Prints the clocks every so many nanoseconds: in place on a terminal, otherwise one table after the other. Returns
+// only on failure.
 int watch(IdentityList &identities, int64_t interval);
 
-// Looks every so many nanoseconds, and writes one line of JSON for each clock that is new, another, or gone. Returns
-// the exit status when something fails, or when nobody reads any more.
+// Reads the table every so many nanoseconds, and prints each change as a line of JSON. Returns on failure, or when
+// standard output is closed.
 int report_changes(IdentityList &identities, int64_t interval);
 
 } // namespace ovuser

@@ -53,10 +53,13 @@ struct pid *get_task_pid_instead(struct task_struct *child, enum pid_type type)
 	smp_mb(); /* see table_in_use */
 	if (READ_ONCE(table_was_used) && child->mm && !(child->flags & PF_KTHREAD)) {
 		process_begin(child);
-		if (child->mm != current->mm)
-			vvar_begin(child->mm);
-		else if (!same_thread_group(child, current) && is_parted(child))
+		if (child->mm != current->mm) {
+			/* The next child of this parent takes over the mark. */
+			if (vvar_begin(child->mm))
+				vvar_forget(current->mm);
+		} else if (!same_thread_group(child, current) && is_parted(child)) {
 			vvar_forget(child->mm);
+		}
 	}
 	pid = get_task_pid(child, type);
 	hook_leave();

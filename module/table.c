@@ -98,15 +98,6 @@ static struct vclock *make_clock(const struct zynov_iov *record,
 	return NULL;
 }
 
-/* Makes readings of those whom a clock concerns look for theirs anew. */
-static void tell_readers(const struct vclock *clock)
-{
-	if (clock->kind == ZYNOV_PROCESS && !clock->tree)
-		vvar_forget_task(clock->pid);
-	else
-		vvar_forget_all();
-}
-
 static int put(struct vclock *clock, int slot)
 {
 	int error = 0;
@@ -162,7 +153,7 @@ void table_lose_ended_locked(void)
 		unlink_clock(clock, &gone);
 	}
 	if (passed_on) {
-		vvar_forget_all();
+		vvar_forget_clock(NULL);
 		wait_again(NULL);
 	}
 	bid_farewell(&gone);
@@ -206,7 +197,7 @@ static int add(const struct zynov_iov *record, const struct target *target)
 		free_clock(clock);
 		return error;
 	}
-	tell_readers(clock);
+	vvar_forget_clock(clock);
 	wait_again(clock);
 	return 0;
 }
@@ -226,7 +217,7 @@ static void drop(struct vclock *clock)
 	LIST_HEAD(gone);
 
 	unlink_clock(clock, &gone);
-	tell_readers(clock);
+	vvar_forget_clock(clock);
 	wait_again(clock);
 	bid_farewell(&gone);
 }
@@ -267,7 +258,7 @@ static int lose(bool (*who)(const struct vclock *clock, u64 container), u64 cont
 			unlink_clock(slots[slot], &gone);
 	if (list_empty(&gone))
 		return -ENOENT;
-	vvar_forget_all();
+	vvar_forget_clock(NULL);
 	wait_again(NULL);
 	bid_farewell(&gone);
 	return 0;

@@ -52,15 +52,25 @@ void vvar_forget(struct mm_struct *mm)
 	mmap_write_unlock(mm);
 }
 
-/* Of any thread that still has one; the first may have ended before the others. */
-static struct mm_struct *get_process_mm(struct pid *pid)
+static bool any_concerned(struct task_struct *process, const struct vclock *clock)
+{
+	struct task_struct *thread;
+
+	for_each_thread(process, thread)
+		if (may_concern(thread, clock))
+			return true;
+	return false;
+}
+
+/* Of any thread that still has one, if the clock concerns any of them. */
+static struct mm_struct *get_process_mm(struct pid *pid, const struct vclock *clock)
 {
 	struct task_struct *process, *thread;
 	struct mm_struct *mm = NULL;
 
 	rcu_read_lock();
 	process = pid_task(pid, PIDTYPE_TGID);
-	if (process && !(process->flags & PF_KTHREAD))
+	if (process && !(process->flags & PF_KTHREAD) && any_concerned(process, clock))
 		for_each_thread(process, thread) {
 			mm = get_task_mm(thread);
 			if (mm)
@@ -70,9 +80,9 @@ static struct mm_struct *get_process_mm(struct pid *pid)
 	return mm;
 }
 
-void vvar_forget_task(struct pid *pid)
+static void forget_process(struct pid *pid, const struct vclock *clock)
 {
-	struct mm_struct *mm = get_process_mm(pid);
+	struct mm_struct *mm = get_process_mm(pid, clock);
 
 	if (!mm)
 		return;
@@ -84,11 +94,15 @@ void vvar_forget_task(struct pid *pid)
  * By number, so that nothing is locked meanwhile. Who comes later finds the
  * table as it is now, and so does who is being forked; see vvar_begin.
  */
-void vvar_forget_all(void)
+void vvar_forget_clock(const struct vclock *clock)
 {
 	struct pid *pid;
 	int number = 0;
 
+	if (clock && clock->kind == ZYNOV_PROCESS && !clock->tree) {
+		forget_process(clock->pid, clock);
+		return;
+	}
 	for (;;) {
 		rcu_read_lock();
 		pid = get_pid(find_ge_pid(number + 1, &init_pid_ns));
@@ -96,7 +110,7 @@ void vvar_forget_all(void)
 		if (!pid)
 			return;
 		number = pid_nr(pid);
-		vvar_forget_task(pid);
+		forget_process(pid, clock);
 		put_pid(pid);
 		cond_resched();
 	}
@@ -107,7 +121,7 @@ void vvar_forget_all(void)
  * then is marked by who changes the table, or here: one of the two sees the
  * other. Only a first mark costs more than a look.
  */
-void vvar_begin(struct mm_struct *mm)
+bool vvar_begin(struct mm_struct *mm)
 {
 	unsigned long vdso = (unsigned long)mm->context.vdso;
 	struct vm_area_struct *vma;
@@ -120,6 +134,7 @@ void vvar_begin(struct mm_struct *mm)
 	mmap_read_unlock(mm);
 	if (!marked)
 		vvar_forget(mm);
+	return !marked;
 }
 
 /*
@@ -303,6 +318,6 @@ int vvar_init(void)
 void vvar_exit(void)
 {
 	flush_delayed_work(&forget_mixed_work);
-	vvar_forget_all();
+	vvar_forget_clock(NULL);
 	page_exit();
 }

@@ -7,18 +7,21 @@
 #define ZYNOV_VVAR_H
 
 #include <linux/mm.h>
-#include <linux/pid.h>
+
+#include "vclock.h"
 
 int vvar_init(void);
 void vvar_exit(void);
 
-/* Makes readings find their page anew: of an address space, of all. They sleep. */
+/*
+ * Makes readings find their page anew: of an address space, of whom a clock
+ * may concern, of all if it is NULL. They sleep.
+ */
 void vvar_forget(struct mm_struct *mm);
-void vvar_forget_task(struct pid *pid);
-void vvar_forget_all(void);
+void vvar_forget_clock(const struct vclock *clock);
 
-/* A new address space, before its task runs. */
-void vvar_begin(struct mm_struct *mm);
+/* A new address space, before its task runs; whether that took more than a look. */
+bool vvar_begin(struct mm_struct *mm);
 
 /* In the place of the kernel's. */
 vm_fault_t vvar_fault_instead(const struct vm_special_mapping *mapping,

@@ -176,21 +176,6 @@ static bool is_timed_wait(struct task_struct *task, const struct pt_regs *regs)
 	return false;
 }
 
-/* Whom a change of a clock may concern: his user, his group, its process, or whoever is in a tree. */
-static bool is_concerned(struct task_struct *task, const struct vclock *clock)
-{
-	if (!clock || clock->tree)
-		return true;
-	switch (clock->kind) {
-	case ZYNOV_USER:
-		return uid_eq(__task_cred(task)->euid, clock->uid);
-	case ZYNOV_GROUP:
-		return gid_eq(__task_cred(task)->egid, clock->gid);
-	default:
-		return task_tgid(task) == clock->pid;
-	}
-}
-
 /* set_notify_signal, of which the kernel exports the parts. */
 static void interrupt(struct task_struct *task)
 {
@@ -223,7 +208,7 @@ void wait_again(const struct vclock *clock)
 
 	rcu_read_lock();
 	for_each_process_thread(process, task)
-		if (!(task->flags & PF_KTHREAD) && is_concerned(task, clock) && is_waiting(task))
+		if (!(task->flags & PF_KTHREAD) && may_concern(task, clock) && is_waiting(task))
 			interrupt(task);
 	rcu_read_unlock();
 }

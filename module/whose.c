@@ -2,6 +2,7 @@
 #include <linux/cred.h>
 #include <linux/hashtable.h>
 #include <linux/nsproxy.h>
+#include <linux/sched/signal.h>
 #include <linux/sched/task.h>
 #include <linux/utsname.h>
 
@@ -112,6 +113,20 @@ struct vclock *clock_of_task(struct task_struct *task)
 struct vclock *clock_of_current(void)
 {
 	return table_in_use() ? clock_of_task(current) : NULL;
+}
+
+bool may_concern(struct task_struct *task, const struct vclock *clock)
+{
+	if (!clock || clock->tree)
+		return true;
+	switch (clock->kind) {
+	case ZYNOV_USER:
+		return uid_eq(__task_cred(task)->euid, clock->uid);
+	case ZYNOV_GROUP:
+		return gid_eq(__task_cred(task)->egid, clock->gid);
+	default:
+		return task_tgid(task) == clock->pid;
+	}
 }
 
 void count_clock(const struct vclock *clock, int by)

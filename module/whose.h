@@ -31,6 +31,12 @@ static inline bool table_in_use(void)
 struct vclock *clock_of_task(struct task_struct *task);
 struct vclock *clock_of_current(void);
 
+/*
+ * Whether a change of a clock, or of any if it is NULL, may concern a task; under RCU. Any task may be in a tree, and
+ * who changes his ids sees to himself.
+ */
+bool may_concern(struct task_struct *task, const struct vclock *clock);
+
 /* A task's container; 0 for the host. */
 u64 container_of_current(void);
 

@@ -10,7 +10,7 @@
 
 #include "simulator/process/vvar.h"
 
-static const sim::ImageConfig *image;
+static const sim::Vvar *image;
 static timespec instant;
 
 template <auto Operation> static double seconds()
@@ -44,7 +44,7 @@ static void bare_reading()
 
 int main(int argc, char **argv)
 {
-    image = sim::config_of_image(getauxval(AT_SYSINFO_EHDR));
+    image = sim::find_vvar(getauxval(AT_SYSINFO_EHDR));
     if (image == nullptr || argc != 2) {
         fprintf(stderr, "usage: zynov-sim ... static_bench CLOCK\n");
         return 1;

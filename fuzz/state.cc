@@ -18,7 +18,7 @@ static void send_commands(FuzzedDataProvider &input, Table &table, bool fresh)
     static const int second_answers[] = {EEXIST, EL2HLT, ENOENT, 0, 0};
     const auto send = [&](unsigned long command, zynov_iov &r) {
         const timespec now = {any(), input.ConsumeIntegralInRange(0, 999999999)};
-        return changes_table(command) ? change_table(table, command, r, now, circumstances(command, r))
+        return changes_table(command) ? change_table(table, command, r, now, find_add_context(command, r))
                                       : query_table(table, command, r, now);
     };
     while (input.ConsumeBool()) { // identities that do not change
@@ -51,13 +51,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     for (std::string bytes; !fresh && !(bytes = input.ConsumeRandomLengthString(200)).empty();)
         assert(pwrite(file, bytes.data(), bytes.size(), input.ConsumeIntegralInRange<off_t>(0, length)) > 0);
     if (flaw_in_state(file) == nullptr)
-        send_commands(input, *Change(file).table(), fresh);
+        send_commands(input, *TableLock(file).table(), fresh);
     close(file);
 
     Clock clock = {};
     input.ConsumeData(&clock, sizeof clock);
-    const timespec read = Pace(clock).at({input.ConsumeIntegral<time_t>(), input.ConsumeIntegralInRange(0, 999999999)});
-    const timespec start = Pace(clock).at({clock.real_seconds, clock.real_nanoseconds});
+    const timespec read =
+        ClockRate(clock).at({input.ConsumeIntegral<time_t>(), input.ConsumeIntegralInRange(0, 999999999)});
+    const timespec start = ClockRate(clock).at({clock.real_seconds, clock.real_nanoseconds});
     const bool wild = clock.real_nanoseconds < 0 || clock.real_nanoseconds > 999999999;
     assert(read.tv_nsec >= 0 && read.tv_nsec < 1000000000);
     assert(wild || (start.tv_sec == clock.start && start.tv_nsec == 0));

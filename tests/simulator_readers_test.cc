@@ -44,11 +44,11 @@ static std::atomic<int> odd, found;
 static void read_as_of_now()
 {
     const uint64_t now = generation.load();
-    Pace pace;
-    const Cache::Found in_cache = cache.load({now, 7}, pace);
+    ClockRate rate;
+    const Cache::Found in_cache = cache.load({now, 7}, rate);
     const int64_t start_of_now = static_cast<int64_t>(now) * 86400;
     const auto is_whole = [&] {
-        const timespec shown = pace.at({start_of_now, 0});
+        const timespec shown = rate.at({start_of_now, 0});
         return shown.tv_sec == start_of_now && shown.tv_nsec == 0;
     };
     if (in_cache == Cache::clock) {
@@ -58,14 +58,14 @@ static void read_as_of_now()
         odd += now % 3 != 0;
     } else {
         const Clock clock = {.flags = 0x10, .speed = 60, .start = start_of_now, .real_seconds = start_of_now};
-        cache.store({now, 7}, now % 3 == 0 ? Cache::no_clock : Cache::clock, Pace(clock));
+        cache.store({now, 7}, now % 3 == 0 ? Cache::no_clock : Cache::clock, ClockRate(clock));
     }
 }
 
 TEST(Simulator, CachesOneClockForThreadsAndSignalHandlers)
 {
-    Pace pace;
-    EXPECT_EQ(cache.load({0, 0}, pace), Cache::nothing);
+    ClockRate rate;
+    EXPECT_EQ(cache.load({0, 0}, rate), Cache::nothing);
     signal(SIGPROF, [](int) {
         for (int turn = 0; turn < 5; ++turn)
             ++generation, read_as_of_now();
@@ -84,6 +84,6 @@ TEST(Simulator, CachesOneClockForThreadsAndSignalHandlers)
     EXPECT_GT(found, 0);
     read_as_of_now();
     read_as_of_now();
-    EXPECT_NE(cache.load({generation.load(), 7}, pace), Cache::nothing); // nobody has left it locked
-    EXPECT_EQ(cache.load({generation.load(), 8}, pace), Cache::nothing);
+    EXPECT_NE(cache.load({generation.load(), 7}, rate), Cache::nothing); // nobody has left it locked
+    EXPECT_EQ(cache.load({generation.load(), 8}, rate), Cache::nothing);
 }

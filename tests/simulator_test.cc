@@ -27,7 +27,7 @@ static int change(Table &table, unsigned long command, uint64_t kind, int64_t id
                   uint64_t container = 0)
 {
     const zynov_iov record = {171, 0, 0, id, value, kind, 1, 0, 0, 0, container};
-    return change_table(table, command, record, start, circumstances(command, record));
+    return change_table(table, command, record, start, find_add_context(command, record));
 }
 
 TEST(Simulator, KeepsTheModulesRules)
@@ -193,7 +193,7 @@ class SimulatorTable : public testing::Test
     }
     int send(unsigned long command, uint64_t kind, int64_t id, int64_t value = 99999)
     {
-        return change(*Change(descriptor).table(), command, kind, id, value);
+        return change(*TableLock(descriptor).table(), command, kind, id, value);
     }
 
     const std::string path = PROGRAMS "/table." + std::to_string(getpid());
@@ -211,9 +211,9 @@ TEST_F(SimulatorTable, LosesNothingToManyWritersNorToOneThatIsKilled)
         int failures = 0;
         for (int64_t id = 1000 * writer + 1; id <= 1000 * writer + rounds; ++id)
             failures += send(ADD, 1, id) != 0 || send(ADD, 2, id) != 0 || send(DELETE, 0, id, 2) != 0;
-        const Change change(descriptor);
+        const TableLock lock(descriptor);
         if (writer == 0)
-            change.table()->generation |= 1, raise(SIGKILL);
+            lock.table()->generation |= 1, raise(SIGKILL);
         _exit(failures);
     }
     int killed = 0, failed = 0, kept = 0;
@@ -225,8 +225,8 @@ TEST_F(SimulatorTable, LosesNothingToManyWritersNorToOneThatIsKilled)
     EXPECT_EQ(failed, 0);
     EXPECT_EQ(kept, writers * rounds);
     EXPECT_EQ(send(DELETE, 0, 1, 1), 0);
-    EXPECT_EQ(Change(descriptor).table()->generation % 2, 0u); // a whole change makes up for the one cut short
-    EXPECT_EQ(dup(descriptor), next);                          // nothing was left open
+    EXPECT_EQ(TableLock(descriptor).table()->generation % 2, 0u); // a whole change makes up for the one cut short
+    EXPECT_EQ(dup(descriptor), next);                             // nothing was left open
     close(next);
 }
 
@@ -236,7 +236,7 @@ TEST_F(SimulatorTable, SurvivesItsTruncation)
     EXPECT_EQ(send(ADD, 1, 1001), 0);
     const Table *used;
     {
-        const Change cut(descriptor);
+        const TableLock cut(descriptor);
         used = cut.table();
         EXPECT_TRUE(give_up_table(used));
         EXPECT_TRUE(cut.mapping().was_cut());
@@ -252,12 +252,12 @@ TEST_F(SimulatorTable, IsNotLockedByAChildOfAWriter)
     ASSERT_EQ(pipe(go), 0);
     pid_t child;
     {
-        const Change change(descriptor);
+        const TableLock lock(descriptor);
         child = static_cast<pid_t>(syscall(SYS_clone, SIGCHLD, 0, 0, 0, 0));
         if (child == 0)
-            read(go[0], &child, 1), _exit(Change(descriptor).error());
+            read(go[0], &child, 1), _exit(TableLock(descriptor).error());
     }
-    EXPECT_EQ(Change(descriptor).error(), 0);
+    EXPECT_EQ(TableLock(descriptor).error(), 0);
     EXPECT_EQ(write(go[1], "", 1), 1);
     int status = 1;
     waitpid(child, &status, 0);

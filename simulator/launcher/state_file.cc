@@ -48,9 +48,9 @@ static void forget_earlier_boots(int descriptor)
     Mapping mapping;
     if (mapping.map(descriptor, Mapping::reading) != 0 || mapping.table()->boot == boot)
         return;
-    const Change change(descriptor);
-    if (change.error() == 0)
-        begin_boot(*change.table(), boot);
+    const TableLock lock(descriptor);
+    if (lock.error() == 0)
+        begin_boot(*lock.table(), boot);
 }
 
 // Of a file in an image under an overlay a copy is made when it is opened for writing. Done at the first change, that

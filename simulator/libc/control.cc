@@ -49,7 +49,7 @@ static bool leads_to_control_file(int folder, const char *path)
            its.st_ino == of_usual.st_ino;
 }
 
-const char *in_place_of(int folder, const char *path, int error)
+const char *state_file_for(int folder, const char *path, int error)
 {
     const bool read = error == 0 || error == ENOENT || error == EACCES || error == EROFS;
     if (!read || path == nullptr) // where a descriptor alone tells the file
@@ -68,7 +68,7 @@ static std::atomic<uint64_t> commands_sent;
 // What an opening gives, once the C library has looked at the path. A success leaves errno as it was before.
 static int open_simulated(int opened, int folder, const char *path, int flags, int kept)
 {
-    const char *state = in_place_of(folder, path, opened < 0 ? errno : 0);
+    const char *state = state_file_for(folder, path, opened < 0 ? errno : 0);
     if (state == nullptr)
         return opened;
     if (opened >= 0) // a real module is there
@@ -93,12 +93,12 @@ static int run_command(int descriptor, unsigned long command, zynov_iov &record)
 {
     const SignalsHeld held(sigbus_mask());
     if (changes_table(command)) {
-        const Circumstances found = circumstances(command, record);
-        const Change change(descriptor);
-        if (change.error() != 0)
-            return change.error();
-        const int error = change_table(*change.table(), command, record, real_time(), found); // once it is locked
-        return change.mapping().was_cut() ? EBADMSG : error;
+        const AddContext found = find_add_context(command, record);
+        const TableLock lock(descriptor);
+        if (lock.error() != 0)
+            return lock.error();
+        const int error = change_table(*lock.table(), command, record, real_time(), found); // once it is locked
+        return lock.mapping().was_cut() ? EBADMSG : error;
     }
     Mapping mapping;
     if (const int error = mapping.map(descriptor, Mapping::reading))
@@ -157,7 +157,7 @@ SIM_INTERPOSED FILE *fopen(const char *path, const char *mode)
 {
     const int kept = errno;
     FILE *const file = sim::next_fopen(path, mode);
-    const char *state = sim::in_place_of(AT_FDCWD, path, file == nullptr ? errno : 0);
+    const char *state = sim::state_file_for(AT_FDCWD, path, file == nullptr ? errno : 0);
     if (state == nullptr)
         return file;
     if (file != nullptr)

@@ -23,27 +23,27 @@ __attribute__((constructor)) static void look_whether_by_clock()
     by_clock = read_choices(getenv(choices_variable)).file_times;
 }
 
-static bool file_clock(Pace &pace)
+static bool file_clock(ClockRate &rate)
 {
-    return by_clock && own_clock(pace);
+    return by_clock && own_clock(rate);
 }
 
 void show_times(struct stat &file)
 {
-    Pace pace;
-    if (!file_clock(pace))
+    ClockRate rate;
+    if (!file_clock(rate))
         return;
     for (timespec *time : {&file.st_atim, &file.st_mtim, &file.st_ctim})
-        *time = pace.of_file(*time);
+        *time = rate.of_file(*time);
 }
 
 void show_times(struct statx &file)
 {
-    Pace pace;
-    if (!file_clock(pace))
+    ClockRate rate;
+    if (!file_clock(rate))
         return;
     for (statx_timestamp *time : {&file.stx_atime, &file.stx_btime, &file.stx_ctime, &file.stx_mtime}) {
-        const timespec shown = pace.of_file({time->tv_sec, time->tv_nsec});
+        const timespec shown = rate.of_file({time->tv_sec, time->tv_nsec});
         time->tv_sec = shown.tv_sec;
         time->tv_nsec = static_cast<uint32_t>(shown.tv_nsec);
     }
@@ -90,12 +90,12 @@ static bool read_times(const utimbuf *given, Times &times)
 // What the kernel is to keep; false where it is to be asked for what was given.
 template <typename Given> static bool to_keep(const Given *given, Times &times)
 {
-    Pace pace;
-    if (!file_clock(pace) || !read_times(given, times))
+    ClockRate rate;
+    if (!file_clock(rate) || !read_times(given, times))
         return false;
     for (timespec &time : times.times)
         if (time.tv_nsec != UTIME_NOW && time.tv_nsec != UTIME_OMIT)
-            time = pace.to_file(time);
+            time = rate.to_file(time);
     return true;
 }
 
@@ -112,7 +112,7 @@ template <typename Call> static auto look_at(int folder, const char *path, const
 {
     const int kept = errno;
     const auto result = call(path);
-    const char *state = in_place_of(folder, path, result < 0 ? errno : 0);
+    const char *state = state_file_for(folder, path, result < 0 ? errno : 0);
     if (state == nullptr)
         return result;
     errno = kept;

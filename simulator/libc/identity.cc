@@ -20,7 +20,7 @@ struct Beginning {
 
 static int begin_child(void *beginning)
 {
-    begin_as_child();
+    reset_after_fork();
     const auto &own = *static_cast<const Beginning *>(beginning);
     return own.function(own.argument);
 }
@@ -31,7 +31,7 @@ SIM_INTERPOSED pid_t _Fork() noexcept
 {
     const pid_t child = sim::next__Fork();
     if (child == 0)
-        sim::begin_as_child();
+        sim::reset_after_fork();
     return child;
 }
 

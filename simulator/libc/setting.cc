@@ -17,8 +17,8 @@ static SIM_NEXT(ntp_gettimex, int(ntptimeval *));
 
 bool may_set_time()
 {
-    Pace pace;
-    if (!own_clock(pace))
+    ClockRate rate;
+    if (!own_clock(rate))
         return true;
     errno = EPERM;
     return false;
@@ -41,9 +41,9 @@ void make_virtual(timex &answer)
 static int seen_ntp(ntptimeval *answer, Next<int(ntptimeval *)> &next)
 {
     const int state = next(answer);
-    Pace pace;
+    ClockRate rate;
     timex present = {};
-    if (state >= 0 && own_clock(pace) && next_adjtimex(&present) >= 0) {
+    if (state >= 0 && own_clock(rate) && next_adjtimex(&present) >= 0) {
         make_virtual(present);
         answer->time = present.time;
     }

@@ -19,9 +19,9 @@ bool may_set_time(clockid_t source);
 // Has the kernel read or adjust the machine's clock, and what it answers fit the process's own.
 template <typename Call> int adjust(timex *request, const Call &kernel)
 {
-    Pace pace;
+    ClockRate rate;
     unsigned modes = 0;
-    if (own_clock(pace) && read_given(modes, &request->modes) == 0 && modes != 0 && modes != ADJ_OFFSET_SS_READ &&
+    if (own_clock(rate) && read_given(modes, &request->modes) == 0 && modes != 0 && modes != ADJ_OFFSET_SS_READ &&
         !may_set_time())
         return -1;
     const auto state = static_cast<int>(kernel());

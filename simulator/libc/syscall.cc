@@ -135,7 +135,7 @@ SIM_INTERPOSED long seen_syscall(long number, long a, long b, long c, long d, lo
     case SYS_clone3:
         result = kernel();
         if (result == 0 && !sim::shares_memory(number, a))
-            sim::begin_as_child();
+            sim::reset_after_fork();
         return result;
     default: {
         long words[] = {a, b, c, d, e, f};

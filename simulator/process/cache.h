@@ -25,27 +25,27 @@ struct Generation {
 class Cache
 {
   public:
-    // What a look-up found: the pace of a clock, or that there is none; or no such look-up is in the cache.
+    // What a look-up found: the rate of a clock, or that there is none; or no such look-up is in the cache.
     enum Found : uint64_t { no_clock, clock, nothing };
 
-    // What was found in a generation; the pace is set only where there is a clock.
-    Found load(const Generation &wanted, Pace &pace) const;
-    void store(const Generation &generation, Found found, const Pace &pace);
+    // What was found in a generation; the rate is set only where there is a clock.
+    Found load(const Generation &wanted, ClockRate &rate) const;
+    void store(const Generation &generation, Found found, const ClockRate &rate);
 
     // For a child that may have been made in the midst of another thread's write: that thread is not there to end it.
     void end_write() { sequence_.store(0, std::memory_order_release); }
 
   private:
-    static constexpr size_t pace_words = sizeof(Pace) / sizeof(uint64_t);
-    using PaceWords = std::array<uint64_t, pace_words>;
+    static constexpr size_t rate_words = sizeof(ClockRate) / sizeof(uint64_t);
+    using RateWords = std::array<uint64_t, rate_words>;
 
     std::atomic<uint64_t> sequence_ = 0;
     std::atomic<uint64_t> table_ = UINT64_MAX, identity_ = 0; // a generation that never is
     std::atomic<uint64_t> found_ = no_clock;
-    std::array<std::atomic<uint64_t>, pace_words> pace_ = {};
+    std::array<std::atomic<uint64_t>, rate_words> rate_ = {};
 };
 
-[[gnu::always_inline]] inline Cache::Found Cache::load(const Generation &wanted, Pace &pace) const
+[[gnu::always_inline]] inline Cache::Found Cache::load(const Generation &wanted, ClockRate &rate) const
 {
     const uint64_t sequence = sequence_.load(std::memory_order_acquire);
     if (table_.load(std::memory_order_acquire) != wanted.table ||
@@ -56,14 +56,14 @@ class Cache
         // Word by word and not in a loop, so that none goes through memory on its way.
         [&]<size_t... i>(std::index_sequence<i...>)
         {
-            pace = std::bit_cast<Pace>(PaceWords{pace_[i].load(std::memory_order_acquire)...});
+            rate = std::bit_cast<ClockRate>(RateWords{rate_[i].load(std::memory_order_acquire)...});
         }
-        (std::make_index_sequence<pace_words>());
+        (std::make_index_sequence<rate_words>());
     }
     return sequence % 2 == 0 && sequence_.load(std::memory_order_relaxed) == sequence ? found : nothing;
 }
 
-inline void Cache::store(const Generation &generation, Found found, const Pace &pace)
+inline void Cache::store(const Generation &generation, Found found, const ClockRate &rate)
 {
     uint64_t sequence = sequence_.load(std::memory_order_relaxed);
     if (sequence % 2 != 0 || !sequence_.compare_exchange_strong(sequence, sequence + 1, std::memory_order_acquire))
@@ -71,9 +71,9 @@ inline void Cache::store(const Generation &generation, Found found, const Pace &
     table_.store(generation.table, std::memory_order_release);
     identity_.store(generation.identity, std::memory_order_release);
     found_.store(found, std::memory_order_release);
-    const auto words = std::bit_cast<PaceWords>(pace);
-    for (size_t i = 0; i < pace_words; ++i)
-        pace_[i].store(words[i], std::memory_order_release);
+    const auto words = std::bit_cast<RateWords>(rate);
+    for (size_t i = 0; i < rate_words; ++i)
+        rate_[i].store(words[i], std::memory_order_release);
     sequence_.store(sequence + 2, std::memory_order_release);
 }
 

@@ -75,7 +75,7 @@ static void ask_ids()
     } while (!ids_version.compare_exchange_strong(present, next_version(), std::memory_order_acq_rel));
 }
 
-static void know_birth()
+static void refresh_birth()
 {
     const int64_t pid = own_process.load(std::memory_order_acquire);
     uint64_t found = 0;
@@ -86,7 +86,7 @@ static void know_birth()
     birth_known_of.store(pid, std::memory_order_release);
 }
 
-void know_oneself()
+void refresh_identity()
 {
     own_process.store(system_call(SYS_getpid), std::memory_order_release);
     if (is_filtered()) { // the kernel has told the ids anyway, and when it was born is asked when a clock has its
@@ -96,11 +96,11 @@ void know_oneself()
         ids_version.store(next_version(), std::memory_order_release);
         return;
     }
-    know_birth();
+    refresh_birth();
     ask_ids();
 }
 
-void begin_as_oneself()
+void inherit_identity()
 {
     const Identity parent = own_identity(); // and of the thread that forked
     own_process.store(system_call(SYS_getpid), std::memory_order_release);
@@ -111,7 +111,7 @@ void begin_as_oneself()
 
 void find_own_birth(Identity &who)
 {
-    know_birth();
+    refresh_birth();
     const Identity known = own_identity();
     who.birth = known.birth;
     who.pid_namespace = known.pid_namespace;
@@ -120,29 +120,29 @@ void find_own_birth(Identity &who)
 void prepare_for_filter()
 {
     if (own_process.load(std::memory_order_relaxed) != 0) // or there is no table
-        know_birth();
+        refresh_birth();
     filtered.store(Filtered::yes, std::memory_order_relaxed);
 }
 
 // A child that still runs in its parent's memory, on its way to another program, leaves the parent's alone.
-static bool is_oneself()
+static bool is_own_memory()
 {
     return system_call(SYS_getpid) == own_process.load(std::memory_order_relaxed);
 }
 
 void identity_changed()
 {
-    if (is_oneself())
+    if (is_own_memory())
         ask_ids();
 }
 
 void thread_identity_changed()
 {
-    if (is_oneself())
+    if (is_own_memory())
         alone = {ids_version.load(std::memory_order_acquire), next_version(), ask_user(), ask_group()};
 }
 
-void know_container()
+void refresh_container()
 {
     own_container.store(read_container_id(), std::memory_order_release);
 }

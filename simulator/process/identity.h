@@ -20,11 +20,11 @@ Identity own_identity();
 uint64_t identity_version();
 
 // Finds it out as the process starts.
-void know_container();
-void know_oneself();
+void refresh_container();
+void refresh_identity();
 
 // For a child, which has its parent's ids.
-void begin_as_oneself();
+void inherit_identity();
 
 // When a child was born takes longer to find out than the fork did. It asks when there is a clock for its number, or
 // before it puts itself under a filter.

@@ -33,33 +33,33 @@ static std::atomic<int64_t> unsure_at = -1;
 
 // Of a program that asks the kernel past this library as well, and so has the clock in place of the kernel's functions:
 // the C library's own then say the clock's time too.
-static std::atomic<const ImageConfig *> own_vvar;
+static std::atomic<const Vvar *> own_vvar;
 
 timespec real_time(clockid_t source)
 {
     timespec real;
-    if (const ImageConfig *in_front = own_vvar.load(std::memory_order_relaxed)) [[unlikely]]
+    if (const Vvar *in_front = own_vvar.load(std::memory_order_relaxed)) [[unlikely]]
         in_front->clock_gettime(source, &real);
     else
         next_clock_gettime(source, &real);
     return real;
 }
 
-void begin_as_child()
+void reset_after_fork()
 {
     cache.end_write();
     unsure.end_write();
-    begin_as_oneself();
+    inherit_identity();
 }
 
 static const Table *open_table(const char *state)
 {
-    know_container(); // first, since it takes a descriptor
-    know_oneself();
+    refresh_container(); // first, since it takes a descriptor
+    refresh_identity();
     const int descriptor = open_state(state, O_CLOEXEC);
     if (descriptor < 0)
         return nullptr;
-    const Table *found = pthread_atfork(nullptr, nullptr, begin_as_child) == 0 ? attach_state(descriptor) : nullptr;
+    const Table *found = pthread_atfork(nullptr, nullptr, reset_after_fork) == 0 ? attach_state(descriptor) : nullptr;
     system_call(SYS_close, descriptor);
     if (found != nullptr)
         handle_sigbus();
@@ -72,7 +72,7 @@ __attribute__((constructor, cold)) static void attach()
     if (attached.load(std::memory_order_acquire) || !is_relocated())
         return;
     ov::ErrnoGuard keep;
-    own_vvar.store(config_of_image(getauxval(AT_SYSINFO_EHDR)), std::memory_order_relaxed);
+    own_vvar.store(find_vvar(getauxval(AT_SYSINFO_EHDR)), std::memory_order_relaxed);
     const char *state = getenv(state_variable);
     if (state != nullptr)
         attached_table.store(open_table(state), std::memory_order_release);
@@ -103,13 +103,13 @@ static int64_t coarse_instant()
 // Looks it up anew. A change that is under way has no generation of its own, nor has one that was cut short by the end
 // of who made it, until the next one: what is found then holds until the coarse clock moves, since to search a full
 // table takes as long as a hundred readings.
-__attribute__((noinline)) static Cache::Found look_up(const Table &clocks, Pace &pace)
+__attribute__((noinline)) static Cache::Found look_up(const Table &clocks, ClockRate &rate)
 {
     Generation generation = present_generation(clocks);
     const bool under_way = generation.table % 2 != 0;
     const int64_t now = under_way ? coarse_instant() : 0;
     Cache::Found found =
-        under_way && unsure_at.load(std::memory_order_acquire) == now ? unsure.load(generation, pace) : Cache::nothing;
+        under_way && unsure_at.load(std::memory_order_acquire) == now ? unsure.load(generation, rate) : Cache::nothing;
     if (found != Cache::nothing)
         return found;
     Clock clock = {};
@@ -117,47 +117,47 @@ __attribute__((noinline)) static Cache::Found look_up(const Table &clocks, Pace 
         generation = present_generation(clocks);
         found = search_clock(clocks, own_identity(), clock, find_own_birth) ? Cache::clock : Cache::no_clock;
     } while (generation != present_generation(clocks));
-    pace = Pace(clock);
-    (generation.table % 2 == 0 ? cache : unsure).store(generation, found, pace);
+    rate = ClockRate(clock);
+    (generation.table % 2 == 0 ? cache : unsure).store(generation, found, rate);
     if (under_way)
         unsure_at.store(now, std::memory_order_release);
     return found;
 }
 
-[[gnu::always_inline]] static inline bool find_pace(Pace &pace)
+[[gnu::always_inline]] static inline bool find_rate(ClockRate &rate)
 {
     const Table *clocks = find_table();
     if (clocks == nullptr)
         return false;
-    Cache::Found found = cache.load(present_generation(*clocks), pace);
+    Cache::Found found = cache.load(present_generation(*clocks), rate);
     if (found == Cache::nothing)
-        found = look_up(*clocks, pace);
+        found = look_up(*clocks, rate);
     return found == Cache::clock;
 }
 
-bool own_clock(Pace &pace)
+bool own_clock(ClockRate &rate)
 {
-    return find_pace(pace);
+    return find_rate(rate);
 }
 
 bool read_clock(timespec &time)
 {
-    Pace pace;
-    const bool has_clock = find_pace(pace);
+    ClockRate rate;
+    const bool has_clock = find_rate(rate);
     if (has_clock)
-        time = pace.at(real_time());
+        time = rate.at(real_time());
     return has_clock;
 }
 
 bool read_coarse_clock(timespec &time)
 {
-    Pace pace;
-    const bool has_clock = find_pace(pace);
+    ClockRate rate;
+    const bool has_clock = find_rate(rate);
     if (has_clock) {
-        timespec real = real_time(pace.may_be_coarse() ? CLOCK_REALTIME_COARSE : CLOCK_REALTIME);
-        if (pace.began_after(real)) [[unlikely]]
+        timespec real = real_time(rate.may_be_coarse() ? CLOCK_REALTIME_COARSE : CLOCK_REALTIME);
+        if (rate.began_after(real)) [[unlikely]]
             real = real_time();
-        time = pace.at(real);
+        time = rate.at(real);
     }
     return has_clock;
 }

@@ -9,10 +9,10 @@
 namespace sim
 {
 
-// The pace of the clock that this process lives by at present; false when that is the real time. Makes no system
+// The rate of the clock that this process lives by at present; false when that is the real time. Makes no system
 // call, takes no lock and searches nothing unless a clock has come or gone since the last time, and then only
 // searches. Async-signal-safe.
-bool own_clock(Pace &pace);
+bool own_clock(ClockRate &rate);
 
 // The time that this process is to see; false when that is the real time. Async-signal-safe. The coarse one, which
 // costs half, is as the kernel's: it lags a little, and time() has its seconds.
@@ -26,6 +26,6 @@ extern Next<int(clockid_t, timespec *), SYS_clock_gettime> next_clock_gettime;
 timespec real_time(clockid_t source = CLOCK_REALTIME);
 
 // To be called by a process that has just been made of another, in memory of its own.
-void begin_as_child();
+void reset_after_fork();
 
 } // namespace sim

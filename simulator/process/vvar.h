@@ -1,5 +1,5 @@
-// What lies in a program beside the image: written by whoever puts it there, and by nobody afterwards, but for the
-// cache. Each begins on a page of its own, right behind the image's code.
+// What lies in a program beside the vDSO: written by whoever puts it there, and by nobody afterwards, but for the
+// cache. Each begins on a page of its own, right behind the vDSO's code.
 #pragma once
 
 #include <elf.h>
@@ -20,9 +20,9 @@ namespace sim
 
 constexpr size_t page_size = 4096;
 
-// What the image is told. Read-only once the program runs.
-struct ImageConfig {
-    // The kernel's own functions, in the vDSO that the image stands in front of.
+// What the vDSO is told. Read-only once the program runs.
+struct Vvar {
+    // The kernel's own functions, in the vDSO that this one replaces.
     int (*clock_gettime)(clockid_t, timespec *);
     int (*gettimeofday)(timeval *, void *);
     int (*clock_getres)(clockid_t, timespec *);
@@ -33,46 +33,46 @@ struct ImageConfig {
     uint64_t pid_namespace, birth, container_id;
     char state[2048]; // the file of the clock table
 };
-static_assert(sizeof(ImageConfig) <= page_size);
+static_assert(sizeof(Vvar) <= page_size);
 
 // What is remembered from one reading to the next. The kernel empties it in a forked child.
-struct ImageMemory {
+struct VvarCache {
     std::atomic<uint64_t> asked_at; // when the ids were: real nanoseconds since the epoch
     std::atomic<uint64_t> ids;      // the effective user in the upper half, the group in the lower
     std::atomic<int64_t> process;   // whose memory it is; 0 before a forked child's first look-up
     Cache cache;
 };
 
-// The pages behind the image's code.
-struct ImageData {
-    alignas(page_size) ImageConfig config;
-    alignas(page_size) ImageMemory memory;
+// The pages behind the vDSO's code.
+struct VvarPages {
+    alignas(page_size) Vvar vvar;
+    alignas(page_size) VvarCache kept;
     alignas(page_size) Table table;
 };
 
-// How the preloaded library, where it gets into such a program too, notices: in the image's header, where its kind of
+// How the preloaded library, where it gets into such a program too, notices: in the vDSO's header, where its kind of
 // file has nothing.
-constexpr std::array<unsigned char, EI_NIDENT - EI_PAD> image_mark = {'z', 'y', 'n', 'o', 'v', '-', '1'};
+constexpr std::array<unsigned char, EI_NIDENT - EI_PAD> vdso_mark = {'z', 'y', 'n', 'o', 'v', '-', '1'};
 
-inline void mark_image(Elf64_Ehdr &header, size_t config_offset)
+inline void mark_vdso(Elf64_Ehdr &header, size_t vvar_offset)
 {
-    for (size_t i = 0; i < image_mark.size(); ++i)
-        header.e_ident[EI_PAD + i] = image_mark[i];
-    header.e_shoff = config_offset;
+    for (size_t i = 0; i < vdso_mark.size(); ++i)
+        header.e_ident[EI_PAD + i] = vdso_mark[i];
+    header.e_shoff = vvar_offset;
     header.e_shnum = header.e_shstrndx = 0;
 }
 
-// The config of the image that this program's vDSO is, at the address that the kernel named; null when it is none.
-inline const ImageConfig *config_of_image(uintptr_t vdso)
+// What the vDSO at an address is told, if it is one of ours; null otherwise.
+inline const Vvar *find_vvar(uintptr_t vdso)
 {
     const auto *header = std::bit_cast<const Elf64_Ehdr *>(vdso);
-    for (size_t i = 0; i < image_mark.size(); ++i)
-        if (vdso == 0 || header->e_ident[EI_PAD + i] != image_mark[i])
+    for (size_t i = 0; i < vdso_mark.size(); ++i)
+        if (vdso == 0 || header->e_ident[EI_PAD + i] != vdso_mark[i])
             return nullptr;
-    return std::bit_cast<const ImageConfig *>(vdso + header->e_shoff);
+    return std::bit_cast<const Vvar *>(vdso + header->e_shoff);
 }
 
-// In the image alone.
-extern ImageData image_data __asm__("image_data") __attribute__((visibility("hidden")));
+// In the vDSO alone.
+extern VvarPages vvar_pages __asm__("vvar_pages") __attribute__((visibility("hidden")));
 
 } // namespace sim

@@ -29,12 +29,12 @@ struct Clock {
 };
 
 // What a clock shows at real instants: contract/clock.h in the types of the C library. Async-signal-safe.
-class Pace
+class ClockRate
 {
   public:
     // cppcheck-suppress uninitMemberVar // shows nothing of use, and costs nothing
-    Pace() = default;
-    explicit Pace(const Clock &clock)
+    ClockRate() = default;
+    explicit ClockRate(const Clock &clock)
     {
         const zynov_clock set = {.start = {clock.start, 0},
                                  .real = {clock.real_seconds, clock.real_nanoseconds},
@@ -44,28 +44,28 @@ class Pace
         rate_ = zynov_rate_of(&set);
     }
 
-    timespec at(const timespec &real) const { return plain(zynov_shown(&rate_, exact(real))); }
+    timespec at(const timespec &real) const { return to_timespec(zynov_shown(&rate_, to_instant(real))); }
 
     // Whether a coarse real time serves. It lags by a tick of the kernel's, a hundredth of a second at the most, and
     // what the clock shows is to lag by no more than a second, nor behind its start.
     bool may_be_coarse() const { return rate_.multiplier <= 100; }
-    bool began_after(const timespec &real) const { return zynov_is_before(exact(real), rate_.real) != 0; }
+    bool began_after(const timespec &real) const { return zynov_is_before(to_instant(real), rate_.real) != 0; }
 
     // The real instant at which a wait ends that began at the real instant now and is for what the clock shows.
     timespec when(const timespec &shown, const timespec &now) const
     {
-        return plain(zynov_real_end(&rate_, exact(shown), exact(now)));
+        return to_timespec(zynov_real_end(&rate_, to_instant(shown), to_instant(now)));
     }
 
     // What a file shows that has a real time, and the real time of one that is to show another.
-    timespec of_file(const timespec &real) const { return plain(zynov_file_shown(&rate_, exact(real))); }
-    timespec to_file(const timespec &shown) const { return plain(zynov_file_kept(&rate_, exact(shown))); }
+    timespec of_file(const timespec &real) const { return to_timespec(zynov_file_shown(&rate_, to_instant(real))); }
+    timespec to_file(const timespec &shown) const { return to_timespec(zynov_file_kept(&rate_, to_instant(shown))); }
 
   private:
     zynov_rate rate_;
 
-    static zynov_instant exact(const timespec &time) { return {time.tv_sec, time.tv_nsec}; }
-    static timespec plain(const zynov_instant &instant) { return {instant.seconds, instant.nanoseconds}; }
+    static zynov_instant to_instant(const timespec &time) { return {time.tv_sec, time.tv_nsec}; }
+    static timespec to_timespec(const zynov_instant &instant) { return {instant.seconds, instant.nanoseconds}; }
 };
 
 } // namespace sim

@@ -25,12 +25,12 @@ static int64_t present()
 }
 
 // Tries again and again for so long, which begins when the first attempt has failed.
-class Patience
+class Backoff
 {
   public:
-    explicit Patience(int64_t length) : length_(length) {}
+    explicit Backoff(int64_t length) : length_(length) {}
 
-    template <typename Attempt> bool succeeds(const Attempt &attempt)
+    template <typename Attempt> bool retry(const Attempt &attempt)
     {
         for (int64_t pause = 10'000; !attempt(); pause = std::min<int64_t>(2 * pause, 1'000'000)) {
             const int64_t now = present();
@@ -51,26 +51,26 @@ class Patience
 // The number of the process of which a thread is in the midst of a change, or of a fork: a child that was made in the
 // midst of a change would keep the lock when its parent is killed. A number that is another's was left by a parent that
 // made this process in some other way, and holds nobody up.
-static std::atomic<int64_t> changing;
+static std::atomic<int64_t> lock_holder;
 
 static bool enter()
 {
     const int64_t pid = system_call(SYS_getpid);
-    int64_t holder = changing.load(std::memory_order_relaxed);
-    return holder != pid && changing.compare_exchange_strong(holder, pid, std::memory_order_acquire);
+    int64_t holder = lock_holder.load(std::memory_order_relaxed);
+    return holder != pid && lock_holder.compare_exchange_strong(holder, pid, std::memory_order_acquire);
 }
 
 static void leave()
 {
-    changing.store(0, std::memory_order_release);
+    lock_holder.store(0, std::memory_order_release);
 }
 
 // The lock belongs to an opening of the file, so each change opens the file anew: a descriptor that was
 // inherited would let all its holders in at once.
-int Change::begin(int descriptor)
+int TableLock::begin(int descriptor)
 {
-    Patience patience(two_seconds);
-    inside_ = patience.succeeds(enter);
+    Backoff backoff(two_seconds);
+    inside_ = backoff.retry(enter);
     if (!inside_)
         return EBUSY;
     char self[32];
@@ -79,7 +79,7 @@ int Change::begin(int descriptor)
     if (lock_ < 0)
         return -lock_;
     long answer = 0;
-    const bool locked = patience.succeeds([&] {
+    const bool locked = backoff.retry([&] {
         answer = system_call(SYS_flock, lock_, LOCK_EX | LOCK_NB);
         return answer != -EWOULDBLOCK;
     });
@@ -90,9 +90,9 @@ int Change::begin(int descriptor)
     return mapping_.map(lock_, Mapping::writing);
 }
 
-Change::Change(int descriptor) : error_(begin(descriptor)) {}
+TableLock::TableLock(int descriptor) : error_(begin(descriptor)) {}
 
-Change::~Change()
+TableLock::~TableLock()
 {
     if (lock_ >= 0) {
         system_call(SYS_flock, lock_, LOCK_UN); // a child that was not made by fork(3) may still hold this opening
@@ -112,7 +112,7 @@ static thread_local constinit Fork own_fork __attribute__((tls_model("initial-ex
 static void before_fork()
 {
     own_fork.kept_signals = hold_signals();
-    own_fork.inside = Patience(2 * two_seconds).succeeds(enter); // longer than a change takes
+    own_fork.inside = Backoff(2 * two_seconds).retry(enter); // longer than a change takes
 }
 
 static void after_fork()

@@ -9,15 +9,15 @@ namespace sim
 // process that is killed, whatever children it has made meanwhile by fork(3). Makes no system call through the C
 // library. Signals are to be held off, since a handler of theirs may itself want to change the table, or leave for
 // good.
-class Change
+class TableLock
 {
   public:
     // Any descriptor of the file serves, a shared or read-only one too. Others are waited for, though not for ever: one
     // of them may be stopped.
-    explicit Change(int descriptor);
-    ~Change();
-    Change(const Change &) = delete;
-    Change &operator=(const Change &) = delete;
+    explicit TableLock(int descriptor);
+    ~TableLock();
+    TableLock(const TableLock &) = delete;
+    TableLock &operator=(const TableLock &) = delete;
 
     // 0, or the errno of why there is no table: EBUSY after two seconds of waiting.
     int error() const { return error_; }

@@ -87,13 +87,13 @@ int Mapping::map(int descriptor, Use use)
 
 bool Mapping::was_cut() const
 {
-    return cut_ || (kept_ && use_ == reading && own_table_was_cut);
+    return was_cut_ || (kept_ && use_ == reading && own_table_was_cut);
 }
 
 Mapping::~Mapping()
 {
     own_mapping = nullptr;
-    if (kept_ && !(cut_ && use_ == writing))
+    if (kept_ && !(was_cut_ && use_ == writing))
         return;
     if (kept_)
         written_table.table = nullptr;
@@ -115,7 +115,7 @@ bool give_up_table(const void *address)
     Mapping *used = own_mapping;
     if (used == nullptr || !put_empty_table(used->table_, used->use_, address))
         return false;
-    used->cut_ = true;
+    used->was_cut_ = true;
     return true;
 }
 

@@ -32,7 +32,7 @@ class Mapping
 
     Table *table_ = nullptr;
     Use use_ = reading;
-    bool cut_ = false, kept_ = false;
+    bool was_cut_ = false, kept_ = false;
 };
 
 // Puts an empty table, without a file, in the place of the one around an address that cannot be touched: this

@@ -13,7 +13,7 @@ namespace sim
 constexpr int no_clock_to_delete = EL2HLT, no_clock_to_reset = ENOENT;
 
 // The caller's pid namespace, in which alone he can name processes. The clocks of others he neither sees nor changes.
-class Surroundings
+class PidNamespace
 {
   public:
     bool has(const Clock &clock)
@@ -26,13 +26,13 @@ class Surroundings
     }
 
     // Whether a clock's process has ended. Asks the kernel.
-    bool outlives(const Clock &clock)
+    bool is_stale(const Clock &clock)
     {
         return clock.kind() == ZYNOV_PROCESS && has(clock) && has_ended(clock.id, clock.birth);
     }
 
     // Whether there is a clock, as far as the caller sees.
-    bool shows(const Clock &clock) { return has(clock) && !outlives(clock); }
+    bool shows(const Clock &clock) { return has(clock) && !is_stale(clock); }
 
   private:
     uint64_t pid_namespace_ = 0;
@@ -43,9 +43,9 @@ bool changes_table(unsigned long command)
     return command == ZYNOV_IOC_ADD_CLOCK || command == ZYNOV_IOC_DELETE_CLOCK || command == ZYNOV_IOC_RESET_ALL;
 }
 
-Circumstances circumstances(unsigned long command, const zynov_iov &record)
+AddContext find_add_context(unsigned long command, const zynov_iov &record)
 {
-    Circumstances found = {};
+    AddContext found = {};
     if (command != ZYNOV_IOC_ADD_CLOCK)
         return found;
     if (record.flags >> ZYNOV_REWIND_SHIFT != 0)
@@ -58,16 +58,16 @@ Circumstances circumstances(unsigned long command, const zynov_iov &record)
 }
 
 // Keeps the table's generation odd, which readers do not remember, for as long as it exists.
-class Alteration
+class TableWrite
 {
   public:
-    explicit Alteration(Table &table) : table_(table), under_way_(table.generation.load(std::memory_order_relaxed) | 1)
+    explicit TableWrite(Table &table) : table_(table), under_way_(table.generation.load(std::memory_order_relaxed) | 1)
     {
         table.generation.store(under_way_, std::memory_order_relaxed);
     }
-    ~Alteration() { table_.generation.store(under_way_ + 1, std::memory_order_release); }
-    Alteration(const Alteration &) = delete;
-    Alteration &operator=(const Alteration &) = delete;
+    ~TableWrite() { table_.generation.store(under_way_ + 1, std::memory_order_release); }
+    TableWrite(const TableWrite &) = delete;
+    TableWrite &operator=(const TableWrite &) = delete;
 
     void put(size_t slot, const Clock &clock)
     {
@@ -87,33 +87,33 @@ class Alteration
     uint64_t under_way_;
 };
 
-constexpr size_t nowhere = Table::capacity;
+constexpr size_t no_slot = Table::capacity;
 
 // Where the clock of (kind, id, container) is. Whether its process lives is asked of it alone.
 static size_t find(const Table &table, uint64_t kind, const zynov_iov &record)
 {
-    Surroundings surroundings;
+    PidNamespace own_namespace;
     size_t place = 0;
     for (const Slot &slot : table.used_slots()) {
         const Clock clock = slot.load();
         if (clock.kind() == kind && clock.id == record.id && clock.container_id == record.container_id &&
-            surroundings.shows(clock))
+            own_namespace.shows(clock))
             return place;
         ++place;
     }
-    return nowhere;
+    return no_slot;
 }
 
 // A slot that has no clock, or that of a process that has ended: few are asked for that while there is another.
-static size_t find_room(const Table &table)
+static size_t find_free_slot(const Table &table)
 {
-    Surroundings surroundings;
+    PidNamespace own_namespace;
     size_t place = 0;
     int to_ask = 16;
     for (const Slot &slot : table.used_slots()) {
         const Clock clock = slot.load();
         if (clock.kind() == ZYNOV_NO_KIND ||
-            (clock.kind() == ZYNOV_PROCESS && --to_ask >= 0 && surroundings.outlives(clock)))
+            (clock.kind() == ZYNOV_PROCESS && --to_ask >= 0 && own_namespace.is_stale(clock)))
             return place;
         ++place;
     }
@@ -121,30 +121,30 @@ static size_t find_room(const Table &table)
         return place;
     place = 0;
     for (const Slot &slot : table.used_slots()) {
-        if (surroundings.outlives(slot.load()))
+        if (own_namespace.is_stale(slot.load()))
             return place;
         ++place;
     }
-    return nowhere;
+    return no_slot;
 }
 
-static int add(Table &table, const zynov_iov &record, const timespec &real, const Circumstances &circumstances)
+static int add(Table &table, const zynov_iov &record, const timespec &real, const AddContext &context)
 {
     const uint64_t kind = record.flags & ZYNOV_KIND_MASK;
     if (kind == ZYNOV_NO_KIND || kind > ZYNOV_PROCESS || record.id == 0)
         return EINVAL;
-    if (circumstances.error != 0)
-        return circumstances.error;
-    if (find(table, kind, record) != nowhere)
+    if (context.error != 0)
+        return context.error;
+    if (find(table, kind, record) != no_slot)
         return EEXIST;
     if (record.vtime < ZYNOV_EARLIEST_CLOCK)
         return EINVAL;
     if (record.vtime > ZYNOV_LATEST_CLOCK)
         return EOVERFLOW;
-    const size_t room = find_room(table);
-    if (room == nowhere)
+    const size_t slot = find_free_slot(table);
+    if (slot == no_slot)
         return ENOSPC;
-    Alteration(table).put(room, {.id = record.id,
+    TableWrite(table).put(slot, {.id = record.id,
                                  .flags = record.flags,
                                  .container_id = record.container_id,
                                  .speed = record.speed,
@@ -152,9 +152,9 @@ static int add(Table &table, const zynov_iov &record, const timespec &real, cons
                                  .start = record.vtime,
                                  .real_seconds = real.tv_sec,
                                  .real_nanoseconds = real.tv_nsec,
-                                 .utc_offset = circumstances.utc_offset,
-                                 .pid_namespace = circumstances.pid_namespace,
-                                 .birth = circumstances.birth});
+                                 .utc_offset = context.utc_offset,
+                                 .pid_namespace = context.pid_namespace,
+                                 .birth = context.birth});
     return 0;
 }
 
@@ -162,33 +162,33 @@ static int remove(Table &table, const zynov_iov &record)
 {
     // The kind comes in the place of the clock value.
     const size_t place = find(table, static_cast<uint64_t>(record.vtime), record);
-    if (place == nowhere)
+    if (place == no_slot)
         return no_clock_to_delete;
-    Alteration(table).drop(place);
+    TableWrite(table).drop(place);
     return 0;
 }
 
 static int reset(Table &table, uint64_t container_id)
 {
-    Surroundings surroundings;
-    Alteration alteration(table);
+    PidNamespace own_namespace;
+    TableWrite table_write(table);
     bool any = false;
     for (size_t place = table.used_slots().size(); place-- > 0;) {
         const Clock clock = table.slots[place].load();
-        if (clock.container_id != container_id || !surroundings.has(clock))
+        if (clock.container_id != container_id || !own_namespace.has(clock))
             continue;
-        any = any || !surroundings.outlives(clock);
-        alteration.drop(place);
+        any = any || !own_namespace.is_stale(clock);
+        table_write.drop(place);
     }
     return any ? 0 : no_clock_to_reset;
 }
 
 void begin_boot(Table &table, uint64_t boot)
 {
-    Alteration alteration(table);
+    TableWrite table_write(table);
     for (size_t place = table.used_slots().size(); place-- > 0;)
         if (table.slots[place].load().kind() == ZYNOV_PROCESS)
-            alteration.drop(place);
+            table_write.drop(place);
     table.boot = boot;
 }
 
@@ -197,12 +197,12 @@ static int get_slot(const Table &table, zynov_iov &record, const timespec &real)
     if (record.slot >= Table::capacity)
         return EINVAL;
     const Clock clock = table.slots[record.slot].load();
-    if (!Surroundings().shows(clock)) {
+    if (!PidNamespace().shows(clock)) {
         record.id = 0;
         return 0;
     }
     record.id = clock.id;
-    record.vtime = Pace(clock).at(real).tv_sec;
+    record.vtime = ClockRate(clock).at(real).tv_sec;
     record.flags = clock.flags;
     record.speed = clock.speed;
     record.origin = clock.origin;
@@ -213,21 +213,21 @@ static int get_slot(const Table &table, zynov_iov &record, const timespec &real)
 
 static int64_t high_mark(const Table &table)
 {
-    Surroundings surroundings;
+    PidNamespace own_namespace;
     for (size_t place = table.used_slots().size(); place-- > 0;)
-        if (surroundings.shows(table.slots[place].load()))
+        if (own_namespace.shows(table.slots[place].load()))
             return static_cast<int64_t>(place);
     return -1;
 }
 
 int change_table(Table &table, unsigned long command, const zynov_iov &record, const timespec &real,
-                 const Circumstances &circumstances)
+                 const AddContext &context)
 {
     if (record.version != ZYNOV_IOV_VERSION)
         return EILSEQ;
     switch (command) {
     case ZYNOV_IOC_ADD_CLOCK:
-        return add(table, record, real, circumstances); // vtime already holds the value set
+        return add(table, record, real, context); // vtime already holds the value set
     case ZYNOV_IOC_DELETE_CLOCK:
         return remove(table, record);
     case ZYNOV_IOC_RESET_ALL:

@@ -43,12 +43,12 @@ static_assert(std::atomic<uint64_t>::is_always_lock_free);
 
 // What adding a clock takes that its record does not say. It may take descriptors, locks and memory to find out, and so
 // comes before the table is locked.
-struct Circumstances {
+struct AddContext {
     int64_t utc_offset;
     uint64_t pid_namespace, birth; // of a process
     int error;                     // why they cannot be found out
 };
-Circumstances circumstances(unsigned long command, const zynov_iov &record);
+AddContext find_add_context(unsigned long command, const zynov_iov &record);
 
 // Deletes the clocks of all processes, since the machine has been started anew. Under the lock.
 void begin_boot(Table &table, uint64_t boot);
@@ -57,7 +57,7 @@ void begin_boot(Table &table, uint64_t boot);
 // looks. Both return 0, or the errno with which the module refuses.
 bool changes_table(unsigned long command);
 int change_table(Table &table, unsigned long command, const zynov_iov &record, const timespec &real,
-                 const Circumstances &circumstances);
+                 const AddContext &context);
 int query_table(const Table &table, unsigned long command, zynov_iov &record, const timespec &real);
 
 } // namespace sim

@@ -1,4 +1,4 @@
-// Where the program starts when it has the image: what could be left to be done from inside, is done here. All of it
+// Where the program starts when it has the vDSO: what could be left to be done from inside, is done here. All of it
 // may fail; then the program lives by the real time.
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -22,21 +22,21 @@ static bool map_table(const char *path, void *place)
     const long mapped =
         whole ? system_call(SYS_mmap, place, sizeof(Table), PROT_READ, MAP_SHARED | MAP_FIXED, descriptor, 0) : 0;
     system_call(SYS_close, descriptor);
-    return mapped > 0 && image_data.table.header == Header();
+    return mapped > 0 && vvar_pages.table.header == Header();
 }
 
-extern "C" __attribute__((visibility("hidden"))) void *image_prepare()
+extern "C" __attribute__((visibility("hidden"))) void *vdso_prepare()
 {
-    ImageData &data = image_data;
-    const bool wiped = system_call(SYS_madvise, &data.memory, page_size, MADV_WIPEONFORK) == 0;
-    if (!wiped || !map_table(data.config.state, &data.table))
-        data.config.state[0] = '\0';
-    data.memory.process.store(system_call(SYS_getpid), std::memory_order_relaxed);
-    system_call(SYS_mprotect, &data.config, page_size, PROT_READ);
-    for (const int tracer : data.config.tracers)
+    VvarPages &data = vvar_pages;
+    const bool wiped = system_call(SYS_madvise, &data.kept, page_size, MADV_WIPEONFORK) == 0;
+    if (!wiped || !map_table(data.vvar.state, &data.table))
+        data.vvar.state[0] = '\0';
+    data.kept.process.store(system_call(SYS_getpid), std::memory_order_relaxed);
+    system_call(SYS_mprotect, &data.vvar, page_size, PROT_READ);
+    for (const int tracer : data.vvar.tracers)
         if (tracer > 0)
             system_call(SYS_wait4, tracer, nullptr, __WCLONE, nullptr);
-    return data.config.program_entry;
+    return data.vvar.program_entry;
 }
 
 } // namespace sim
@@ -44,13 +44,13 @@ extern "C" __attribute__((visibility("hidden"))) void *image_prepare()
 // The kernel starts a program with all registers empty, and the stack pointer at the arguments.
 __asm__(R"(
     .text
-    .globl image_start
-    .hidden image_start
-    .type image_start, @function
-image_start:
+    .globl vdso_start
+    .hidden vdso_start
+    .type vdso_start, @function
+vdso_start:
     mov %rsp, %rbx
     and $-16, %rsp
-    call image_prepare
+    call vdso_prepare
     mov %rbx, %rsp
     mov %rax, -8(%rsp)
     xor %eax, %eax
@@ -65,5 +65,5 @@ image_start:
     xor %r10d, %r10d
     xor %r11d, %r11d
     jmp *-8(%rsp)
-    .size image_start, . - image_start
+    .size vdso_start, . - vdso_start
 )");

@@ -9,8 +9,8 @@
 namespace sim
 {
 
-// The image as it was built, in this library's or program's own memory.
-extern "C" const char image_file[] __attribute__((visibility("hidden")));
+// The vDSO as it was built, in this library's or program's own memory.
+extern "C" const char vdso_file[] __attribute__((visibility("hidden")));
 
 static size_t whole_pages(size_t size)
 {
@@ -18,7 +18,7 @@ static size_t whole_pages(size_t size)
 }
 
 // Where the kernel left what a new program is told of itself.
-struct Auxiliary {
+struct Auxv {
     uintptr_t vdso;       // the address of the kernel's vDSO, ...
     uintptr_t vdso_place; // ... and where that address stands
     bool secure;
@@ -53,7 +53,7 @@ class Stack
     size_t at_ = 0, count_ = 0;
 };
 
-static bool find_auxiliary(const Tracee &program, uintptr_t stack_pointer, Auxiliary &found)
+static bool find_auxv(const Tracee &program, uintptr_t stack_pointer, Auxv &found)
 {
     Stack stack(program, stack_pointer);
     uint64_t word, value;
@@ -179,54 +179,53 @@ static long call_from(Tracee &program, Registers registers, uintptr_t instructio
 }
 
 // With all signals held off.
-static bool put(Tracee &program, ImageConfig &config, const Registers &at_start, const Auxiliary &auxiliary,
-                uintptr_t instruction)
+static bool put(Tracee &program, Vvar &vvar, const Registers &at_start, const Auxv &auxv, uintptr_t instruction)
 {
     Elf64_Ehdr header;
     Elf64_Phdr segment; // the one to be loaded, from the file's start; section headers may follow it
-    __builtin_memcpy(&header, image_file, sizeof header);
-    __builtin_memcpy(&segment, image_file + header.e_phoff, sizeof segment);
-    const size_t code = whole_pages(segment.p_filesz), whole = code + sizeof(ImageData);
+    __builtin_memcpy(&header, vdso_file, sizeof header);
+    __builtin_memcpy(&segment, vdso_file + header.e_phoff, sizeof segment);
+    const size_t code = whole_pages(segment.p_filesz), whole = code + sizeof(VvarPages);
     const long mapped = call_from(program, at_start, instruction, SYS_mmap, 0, whole, PROT_READ | PROT_WRITE,
                                   MAP_PRIVATE | MAP_ANONYMOUS, ~uintptr_t(0), 0);
     if (mapped < 0 && mapped > -4096)
         return program.write_registers(at_start) && false;
     const auto place = static_cast<uintptr_t>(mapped);
-    config.program_entry = std::bit_cast<void *>(at_start.rip);
-    mark_image(header, code);
+    vvar.program_entry = std::bit_cast<void *>(at_start.rip);
+    mark_vdso(header, code);
     Registers registers = at_start;
     registers.rip = place + header.e_entry;
     const bool done =
-        program.write(place, image_file, segment.p_filesz) && program.write(place, &header, sizeof header) &&
-        program.write(place + code, &config, sizeof config) &&
+        program.write(place, vdso_file, segment.p_filesz) && program.write(place, &header, sizeof header) &&
+        program.write(place + code, &vvar, sizeof vvar) &&
         call_from(program, at_start, instruction, SYS_mprotect, place, code, PROT_READ | PROT_EXEC) == 0 &&
-        program.write(auxiliary.vdso_place, &place, sizeof place) && program.write_registers(registers);
+        program.write(auxv.vdso_place, &place, sizeof place) && program.write_registers(registers);
     if (!done) {
         call_from(program, at_start, instruction, SYS_munmap, place, whole, 0);
-        program.write(auxiliary.vdso_place, &auxiliary.vdso, sizeof auxiliary.vdso);
+        program.write(auxv.vdso_place, &auxv.vdso, sizeof auxv.vdso);
         program.write_registers(at_start);
     }
     return done;
 }
 
-bool inject_image(Tracee &program, ImageConfig &config)
+bool inject_vdso(Tracee &program, Vvar &vvar)
 {
     constexpr unsigned long code_of_64_bits = 0x33;
     Registers at_start;
-    Auxiliary auxiliary;
+    Auxv auxv;
     KernelVdso kernel;
     if (!program.run_to_call_stop() || !program.read_registers(at_start) || at_start.cs != code_of_64_bits ||
-        !find_auxiliary(program, at_start.rsp, auxiliary) || auxiliary.secure || auxiliary.vdso == 0 ||
-        !kernel.read(program, auxiliary.vdso) || !kernel.find("__vdso_clock_gettime", config.clock_gettime) ||
-        !kernel.find("__vdso_gettimeofday", config.gettimeofday) ||
-        !kernel.find("__vdso_clock_getres", config.clock_getres) || !kernel.find("__vdso_getcpu", config.getcpu))
+        !find_auxv(program, at_start.rsp, auxv) || auxv.secure || auxv.vdso == 0 || !kernel.read(program, auxv.vdso) ||
+        !kernel.find("__vdso_clock_gettime", vvar.clock_gettime) ||
+        !kernel.find("__vdso_gettimeofday", vvar.gettimeofday) ||
+        !kernel.find("__vdso_clock_getres", vvar.clock_getres) || !kernel.find("__vdso_getcpu", vvar.getcpu))
         return false;
     const uintptr_t instruction = kernel.find_call_instruction();
     SignalMask mask;
     const SignalMask all = ~SignalMask(0);
     if (instruction == 0 || !program.read_mask(mask) || !program.write_mask(all))
         return false;
-    const bool done = put(program, config, at_start, auxiliary, instruction);
+    const bool done = put(program, vvar, at_start, auxv, instruction);
     return program.write_mask(mask) && done;
 }
 

@@ -1,4 +1,4 @@
-// Where there is no image for the machine.
+// Where there is no vDSO for the machine.
 #include <cerrno>
 
 #include "simulator/vdso/tracer.h"

@@ -141,7 +141,7 @@ static Reach reach_of_elf(const File &file, const Elf64_Ehdr &header)
     }
     if (!loads)
         return Reach::unknown;
-    return has_loader && !from_go ? Reach::preload : Reach::image;
+    return has_loader && !from_go ? Reach::preload : Reach::vdso;
 }
 
 // The interpreter that the first line of a script names, into the place of that line; false when it is no script.

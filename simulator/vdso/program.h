@@ -10,7 +10,7 @@ namespace sim
 
 enum class Reach {
     preload,    // the loader of the C library puts the preloaded library in
-    image,      // nothing loads libraries, or the program asks the kernel past them: static programs, and Go's
+    vdso,       // nothing loads libraries, or the program asks the kernel past them: static programs, and Go's
     foreign,    // of another architecture, or of 32 bits
     privileged, // set-user-ID, set-group-ID or with capabilities of its own, beyond what the caller has
     unseen,     // there is no descriptor to look by

@@ -102,18 +102,18 @@ static void warn(const char *path, const Reason &reason, const ErrorFile &from_s
 
 // What this process was started with: it may start others without it, as env -i does.
 static struct {
-    char state[2048], choices[256]; // a longer one fits in no image
-} begun_with;
+    char state[2048], choices[256]; // a longer one does not fit in Vvar
+} initial;
 
 void prepare_starts()
 {
     const char *state = getenv(state_variable);
     const char *choices = getenv(choices_variable);
-    if (state == nullptr || strlen(state) >= sizeof begun_with.state)
+    if (state == nullptr || strlen(state) >= sizeof initial.state)
         return;
-    memcpy(begun_with.state, state, strlen(state) + 1);
-    if (choices != nullptr && strlen(choices) < sizeof begun_with.choices)
-        memcpy(begun_with.choices, choices, strlen(choices) + 1);
+    memcpy(initial.state, state, strlen(state) + 1);
+    if (choices != nullptr && strlen(choices) < sizeof initial.choices)
+        memcpy(initial.choices, choices, strlen(choices) + 1);
     prepare_warnings();
 }
 
@@ -181,7 +181,7 @@ static const char *find_obstacle(const char *state, char (&status)[4096])
     return nullptr;
 }
 
-// As the loader, and the kernel, see it: then neither a library nor an image gets in.
+// As the loader, and the kernel, see it: then neither a library nor a vDSO gets in.
 static bool has_other_ids()
 {
     return system_call(SYS_getuid) != system_call(SYS_geteuid) || system_call(SYS_getgid) != system_call(SYS_getegid);
@@ -216,10 +216,10 @@ Start::Start(const Target &target, Traced what)
     const char *state = getenv(state_variable);
     const bool in_environment = state != nullptr;
     if (!in_environment)
-        state = begun_with.state;
+        state = initial.state;
     if (*state == '\0' || is_filtered())
         return;
-    const Choices choices = read_choices(in_environment ? getenv(choices_variable) : begun_with.choices);
+    const Choices choices = read_choices(in_environment ? getenv(choices_variable) : initial.choices);
     if (choices.descendants && what != Traced::descendants)
         return;             // whoever follows all looks at each
     const SignalsHeld held; // a handler that leaves by a jump would leave all this behind
@@ -231,9 +231,9 @@ Start::Start(const Target &target, Traced what)
     const char *path = find_program(target, scratch.place);
     const bool unseen = target.moves && is_relative(path);
     const Reach reach = unseen ? Reach::unknown : reach_of(path);
-    const bool untouched = reach == Reach::image && (choices.no_static || !can_trace);
+    const bool untouched = reach == Reach::vdso && (choices.no_static || !can_trace);
     const bool traced = !choices.no_static && can_trace &&
-                        (reach == Reach::image || unseen || what == Traced::descendants) && !has_other_ids();
+                        (reach == Reach::vdso || unseen || what == Traced::descendants) && !has_other_ids();
     Reason reason = {"keeps the real time, since it "};
     if (reach == Reach::foreign)
         reason[1] = "is for another architecture";

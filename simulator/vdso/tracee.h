@@ -22,19 +22,19 @@ namespace sim
 using Registers = user_regs_struct;
 
 // How long the tracer waits for anything that it expects.
-constexpr int64_t patience_seconds = 10;
+constexpr int64_t timeout_seconds = 10;
 
 // Waits for the next stop, or the end, of a thread that is traced, of any for -1. Returns its id, 0 when none is left,
-// or nothing comes in time and patience has an end. With SIGCHLD blocked and not ignored, which tells of it.
-inline int next_stop(int which, bool patient, int &status)
+// or nothing comes in time and backoff has an end. With SIGCHLD blocked and not ignored, which tells of it.
+inline int next_stop(int which, bool blocking, int &status)
 {
     const SignalMask child_signal = SignalMask(1) << (SIGCHLD - 1);
-    const timespec longest = {patience_seconds, 0};
+    const timespec longest = {timeout_seconds, 0};
     for (;;) {
-        const long stopped = system_call(SYS_wait4, which, &status, patient ? __WALL : __WALL | WNOHANG, nullptr);
+        const long stopped = system_call(SYS_wait4, which, &status, blocking ? __WALL : __WALL | WNOHANG, nullptr);
         if (stopped != 0 && stopped != -EINTR)
             return stopped > 0 ? static_cast<int>(stopped) : 0;
-        if (!patient &&
+        if (!blocking &&
             system_call(SYS_rt_sigtimedwait, &child_signal, nullptr, &longest, sizeof child_signal) == -EAGAIN)
             return 0;
     }
@@ -89,15 +89,15 @@ class Tracee
             if (is_call_stop(status))
                 return true;
             if (status >> 16 == 0)
-                put_off_ = WSTOPSIG(status);
+                deferred_ = WSTOPSIG(status);
         }
         return false;
     }
 
     void let_go(int request)
     {
-        if (put_off_ != 0)
-            system_call(SYS_tkill, thread_, put_off_);
+        if (deferred_ != 0)
+            system_call(SYS_tkill, thread_, deferred_);
         go_on(request);
     }
 
@@ -109,12 +109,12 @@ class Tracee
     }
 
     int thread_;
-    int put_off_ = 0;
+    int deferred_ = 0;
 };
 
-// Puts the image into a program that is stopped where execve told of its success, so that it lives by its clock. The
-// config says what is known beforehand; the rest is filled in. False when the program is to go on as it is, which
+// Puts the vDSO into a program that is stopped where execve told of its success, so that it lives by its clock. The
+// vvar says what is known beforehand; the rest is filled in. False when the program is to go on as it is, which
 // nothing was done to.
-bool inject_image(Tracee &program, ImageConfig &config);
+bool inject_vdso(Tracee &program, Vvar &vvar);
 
 } // namespace sim

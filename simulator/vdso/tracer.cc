@@ -22,30 +22,30 @@ namespace sim
 
 // What a process and the tracer that it makes both see; the tracer's stack is the rest of its pages. It shares all
 // memory with its maker, since a copy of a large one's page tables takes long.
-struct Room {
+struct Shared {
     static constexpr int nothing = 0, attached = -1; // anything else is an errno
 
     std::atomic<int> said;            // by the tracer
-    std::atomic<SignalMask> held_off; // the maker's signals, to be sent again once the tracer is gone
+    std::atomic<SignalMask> deferred; // the maker's signals, to be sent again once the tracer is gone
     Traced what;
     bool looks; // at what has exec'ed, which was not known beforehand
     int maker;  // the thread that is to exec, or to make the child
-    const Room *self;
+    const Shared *self;
     std::atomic<int> *tracer, no_place; // where the tracer's id stands
-    ImageConfig config;
+    Vvar vvar;
 };
-constexpr size_t room_size = 65536;
+constexpr size_t shared_size = 65536;
 
-// The tracers of this memory, 0 for none. What has one of them put the image in reaps them all: where several threads
+// The tracers of this memory, 0 for none. What has one of them put the vDSO in reaps them all: where several threads
 // exec at once, that of a thread which came too late has no other who waits for it.
-static std::array<std::atomic<int>, std::tuple_size_v<decltype(ImageConfig::tracers)> - 1> tracers;
+static std::array<std::atomic<int>, std::tuple_size_v<decltype(Vvar::tracers)> - 1> tracers;
 
-static std::atomic<int> &take_place(Room &room)
+static std::atomic<int> &take_place(Shared &shared)
 {
     for (auto &tracer : tracers)
         if (int free = 0; tracer.compare_exchange_strong(free, -1))
             return tracer;
-    return room.no_place;
+    return shared.no_place;
 }
 
 static bool is_group_stop(int status)
@@ -57,102 +57,102 @@ static bool is_group_stop(int status)
 
 // Whether a signal for a thread that is on its way to an exec can wait until that is over: a handler that leaves by a
 // jump would stay traced. A fault would only come again.
-static bool is_held_off(const Room &room, int thread, int status)
+static bool is_deferred(const Shared &shared, int thread, int status)
 {
     constexpr SignalMask urgent = SignalMask(1) << (SIGSTOP - 1) | SignalMask(1) << (SIGSEGV - 1) |
                                   SignalMask(1) << (SIGBUS - 1) | SignalMask(1) << (SIGILL - 1) |
                                   SignalMask(1) << (SIGFPE - 1) | SignalMask(1) << (SIGTRAP - 1) |
                                   SignalMask(1) << (SIGSYS - 1);
-    return room.what != Traced::descendants && thread == room.maker && status >> 16 == 0 && !is_call_stop(status) &&
+    return shared.what != Traced::descendants && thread == shared.maker && status >> 16 == 0 && !is_call_stop(status) &&
            (urgent >> (WSTOPSIG(status) - 1) & 1) == 0;
 }
 
 // Lets a tracee go on from a stop that is none of the tracer's business.
-static void pass_on(Room &room, const Tracee &tracee, int status)
+static void pass_on(Shared &shared, const Tracee &tracee, int status)
 {
     if (is_group_stop(status)) {
         tracee.go_on(PTRACE_LISTEN);
-    } else if (is_held_off(room, tracee.thread(), status)) {
-        room.held_off.fetch_or(SignalMask(1) << (WSTOPSIG(status) - 1));
+    } else if (is_deferred(shared, tracee.thread(), status)) {
+        shared.deferred.fetch_or(SignalMask(1) << (WSTOPSIG(status) - 1));
         tracee.go_on(PTRACE_CONT);
     } else {
         tracee.go_on(PTRACE_CONT, status >> 16 != 0 || is_call_stop(status) ? 0 : WSTOPSIG(status));
     }
 }
 
-// Whether what a process has just exec'ed is to have the image, as far as its file tells. Of one that was to be traced
+// Whether what a process has just exec'ed is to have the vDSO, as far as its file tells. Of one that was to be traced
 // that is known beforehand, and /proc may tell of another namespace's; where a shell has been tried in its place, as
-// for a script that does not name one, the image does no harm.
-static bool wants_image(int pid)
+// for a script that does not name one, the vDSO does no harm.
+static bool wants_vdso(int pid)
 {
     char path[32];
     snprintf(path, sizeof path, "/proc/%d/exe", pid);
-    return reach_of(path) == Reach::image;
+    return reach_of(path) == Reach::vdso;
 }
 
-static void send_held_off(Room &room, int thread)
+static void send_deferred(Shared &shared, int thread)
 {
-    const SignalMask signals = room.held_off.exchange(0);
+    const SignalMask signals = shared.deferred.exchange(0);
     for (int signal = 1; signal <= 64; ++signal)
         if ((signals >> (signal - 1) & 1) != 0)
             system_call(SYS_tkill, thread, signal);
 }
 
 // What has exec'ed is not to run on half done if the tracer is killed meanwhile, but to end before it has begun.
-static void inject(Room &room, Tracee &tracee, long options)
+static void inject(Shared &shared, Tracee &tracee, long options)
 {
-    ImageConfig &config = room.config;
-    if (room.what == Traced::own_exec) {
-        config.tracers[0] = room.tracer->load();
+    Vvar &vvar = shared.vvar;
+    if (shared.what == Traced::own_exec) {
+        vvar.tracers[0] = shared.tracer->load();
         for (size_t i = 0; i < tracers.size(); ++i)
-            config.tracers[i + 1] = tracers[i].load();
+            vvar.tracers[i + 1] = tracers[i].load();
     } else {
-        config.process = tracee.thread();
-        if (room.what == Traced::descendants)
-            config.pid_namespace = pid_namespace(tracee.thread());
-        if (read_birth(tracee.thread(), config.birth) != 0)
-            config.pid_namespace = config.birth = 0;
+        vvar.process = tracee.thread();
+        if (shared.what == Traced::descendants)
+            vvar.pid_namespace = pid_namespace(tracee.thread());
+        if (read_birth(tracee.thread(), vvar.birth) != 0)
+            vvar.pid_namespace = vvar.birth = 0;
     }
     if (tracee.ask(PTRACE_SETOPTIONS, 0, std::bit_cast<void *>(options | PTRACE_O_EXITKILL)))
-        inject_image(tracee, config);
+        inject_vdso(tracee, vvar);
     tracee.ask(PTRACE_SETOPTIONS, 0, std::bit_cast<void *>(options));
 }
 
 // Follows what is traced, until one has exec'ed, or to the end of all. Returns whether the maker is gone, or another
 // program by now.
-static bool follow(Room &room, long options)
+static bool follow(Shared &shared, long options)
 {
-    const bool descendants = room.what == Traced::descendants;
+    const bool descendants = shared.what == Traced::descendants;
     for (bool maker_gone = false;;) {
         int status = 0;
         const int thread = next_stop(-1, true, status);
         if (thread == 0)
             return true;
         if (!WIFSTOPPED(status)) {
-            maker_gone |= thread == room.maker;
-            if (room.what == Traced::child && thread != room.maker)
+            maker_gone |= thread == shared.maker;
+            if (shared.what == Traced::child && thread != shared.maker)
                 return maker_gone; // it never came to its exec
             continue;
         }
         Tracee tracee(thread);
         if (status >> 16 != PTRACE_EVENT_EXEC) {
-            pass_on(room, tracee, status);
+            pass_on(shared, tracee, status);
             continue;
         }
-        if (!room.looks || wants_image(thread))
-            inject(room, tracee, options);
-        if (room.what == Traced::own_exec) {
-            room.tracer->store(0); // what may be the parent's memory knows nothing of it any more
-            send_held_off(room, thread);
+        if (!shared.looks || wants_vdso(thread))
+            inject(shared, tracee, options);
+        if (shared.what == Traced::own_exec) {
+            shared.tracer->store(0); // what may be the parent's memory knows nothing of it any more
+            send_deferred(shared, thread);
         }
         tracee.let_go(descendants ? PTRACE_CONT : PTRACE_DETACH);
         if (!descendants)
-            return maker_gone || room.what == Traced::own_exec;
+            return maker_gone || shared.what == Traced::own_exec;
     }
 }
 
-// Ends the process, and the room that it stands in where nobody else will.
-[[noreturn]] static void leave(Room &room, bool with_room)
+// Ends the process, and the shared pages where nobody else will.
+[[noreturn]] static void leave(Shared &shared, bool with_room)
 {
     if (with_room) {
         __asm__ volatile("syscall\n\t"
@@ -160,15 +160,15 @@ static bool follow(Room &room, long options)
                          "xor %%edi, %%edi\n\t"
                          "syscall"
                          :
-                         : "a"(SYS_munmap), "D"(&room), "S"(room_size), [exit] "i"(SYS_exit_group)
+                         : "a"(SYS_munmap), "D"(&shared), "S"(shared_size), [exit] "i"(SYS_exit_group)
                          : "rcx", "r11", "memory");
     }
     system_call(SYS_exit_group, 0);
     __builtin_unreachable();
 }
 
-// Makes a process whose end no signal tells of, and no plain wait, on a stack in the room.
-static long start_process(Room &room, size_t stack_end, void (*function)(Room *))
+// Makes a process whose end no signal tells of, and no plain wait, on a stack in the shared.
+static long clone_process(Shared &shared, size_t stack_end, void (*function)(Shared *))
 {
     register long no_id __asm__("r10") = 0;
     register long no_storage __asm__("r8") = 0;
@@ -176,55 +176,56 @@ static long start_process(Room &room, size_t stack_end, void (*function)(Room *)
     __asm__ volatile("syscall\n\t"
                      "test %%rax, %%rax\n\t"
                      "jnz 1f\n\t"
-                     "mov %[room], %%rdi\n\t"
+                     "mov %[shared], %%rdi\n\t"
                      "call *%[function]\n"
                      "1:"
                      : "=a"(tracer)
                      : "a"(SYS_clone), "D"(CLONE_VM | CLONE_PARENT_SETTID),
-                       "S"(std::bit_cast<uintptr_t>(&room) + stack_end), "d"(room.tracer), "r"(no_id),
-                       "r"(no_storage), [room] "b"(&room), [function] "r"(function)
+                       "S"(std::bit_cast<uintptr_t>(&shared) + stack_end), "d"(shared.tracer), "r"(no_id),
+                       "r"(no_storage), [shared] "b"(&shared), [function] "r"(function)
                      : "rcx", "r11", "memory", "cc");
     return tracer;
 }
 
-[[noreturn]] static void trace(Room *room)
+[[noreturn]] static void trace(Shared *shared)
 {
     const uint64_t default_action[4] = {};
     system_call(SYS_rt_sigaction, SIGCHLD, default_action, nullptr, sizeof(SignalMask)); // an ignored one would tell
     system_call(SYS_setsid);                                                             // nothing
     system_call(SYS_close_range, 0, ~0u, 0);
     long options = PTRACE_O_TRACEEXEC | PTRACE_O_TRACESYSGOOD;
-    if (room->what != Traced::own_exec)
+    if (shared->what != Traced::own_exec)
         options |= PTRACE_O_TRACEFORK | PTRACE_O_TRACEVFORK | PTRACE_O_TRACECLONE;
-    const long seized = system_call(SYS_ptrace, PTRACE_SEIZE, room->maker, 0, options);
-    const Room *self = nullptr; // the maker's number may be that of another program by now
+    const long seized = system_call(SYS_ptrace, PTRACE_SEIZE, shared->maker, 0, options);
+    const Shared *self = nullptr; // the maker's number may be that of another program by now
     if (seized == 0 &&
-        (Tracee(room->maker).read_some(std::bit_cast<uintptr_t>(&room->self), &self, sizeof self) == 0 || self != room))
-        leave(*room, true);
-    room->said.store(seized == 0 ? Room::attached : static_cast<int>(-seized), std::memory_order_release);
-    system_call(SYS_futex, &room->said, FUTEX_WAKE, INT_MAX);
-    leave(*room, seized == 0 && follow(*room, options));
+        (Tracee(shared->maker).read_some(std::bit_cast<uintptr_t>(&shared->self), &self, sizeof self) == 0 ||
+         self != shared))
+        leave(*shared, true);
+    shared->said.store(seized == 0 ? Shared::attached : static_cast<int>(-seized), std::memory_order_release);
+    system_call(SYS_futex, &shared->said, FUTEX_WAKE, INT_MAX);
+    leave(*shared, seized == 0 && follow(*shared, options));
 }
 
 // One that stays is not its maker's child, who would wait for it in vain.
-[[noreturn]] static void trace_as_orphan(Room *room)
+[[noreturn]] static void trace_as_orphan(Shared *shared)
 {
-    const long tracer = start_process(*room, room_size / 2, &trace);
+    const long tracer = clone_process(*shared, shared_size / 2, &trace);
     if (tracer < 0)
-        room->said.store(static_cast<int>(-tracer), std::memory_order_release);
+        shared->said.store(static_cast<int>(-tracer), std::memory_order_release);
     system_call(SYS_exit_group, 0);
     __builtin_unreachable();
 }
 
-static int wait_for_word(const Room &room, long tracer)
+static int wait_for_word(const Shared &shared, long tracer)
 {
     const timespec slice = {0, 5'000'000};
-    for (int slices = 0; slices < patience_seconds * 200; ++slices) {
-        if (const int said = room.said.load(std::memory_order_acquire); said != Room::nothing)
+    for (int slices = 0; slices < timeout_seconds * 200; ++slices) {
+        if (const int said = shared.said.load(std::memory_order_acquire); said != Shared::nothing)
             return said;
-        system_call(SYS_futex, &room.said, FUTEX_WAIT, Room::nothing, &slice);
+        system_call(SYS_futex, &shared.said, FUTEX_WAIT, Shared::nothing, &slice);
         if (system_call(SYS_wait4, tracer, nullptr, __WALL | WNOHANG, nullptr) == tracer) {
-            const int last = room.said.load(std::memory_order_acquire);
+            const int last = shared.said.load(std::memory_order_acquire);
             return last > 0 ? last : ECHILD;
         }
         // It may have been stopped with this process's group, which it then left, missing what continues that.
@@ -235,22 +236,22 @@ static int wait_for_word(const Room &room, long tracer)
 
 int Tracer::attach()
 {
-    Room &room = *room_;
-    room.said.store(Room::nothing, std::memory_order_relaxed);
-    room.tracer = &take_place(room);
+    Shared &shared = *shared_;
+    shared.said.store(Shared::nothing, std::memory_order_relaxed);
+    shared.tracer = &take_place(shared);
     const bool stays = what_ == Traced::descendants;
-    process_ = start_process(room, room_size, stays ? &trace_as_orphan : &trace);
+    process_ = clone_process(shared, shared_size, stays ? &trace_as_orphan : &trace);
     if (process_ < 0) {
-        room.tracer->store(0);
+        shared.tracer->store(0);
         return static_cast<int>(-process_);
     }
     if (stays) {
         system_call(SYS_wait4, process_, nullptr, __WALL, nullptr);
-        process_ = room.tracer->load();
+        process_ = shared.tracer->load();
     }
     system_call(SYS_prctl, PR_SET_PTRACER, process_, 0, 0, 0);
-    const int said = wait_for_word(room, process_);
-    if (said == Room::attached)
+    const int said = wait_for_word(shared, process_);
+    if (said == Shared::attached)
         return 0;
     give_up();
     reap();
@@ -259,30 +260,30 @@ int Tracer::attach()
 
 Tracer::Tracer(Traced what, const char *state, bool looks) : what_(what)
 {
-    if (strlen(state) >= sizeof ImageConfig::state) {
+    if (strlen(state) >= sizeof Vvar::state) {
         error_ = ENAMETOOLONG;
         return;
     }
     const long pages =
-        system_call(SYS_mmap, nullptr, room_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        system_call(SYS_mmap, nullptr, shared_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (pages < 0 && pages > -4096) {
         error_ = static_cast<int>(-pages);
         return;
     }
-    room_ = std::bit_cast<Room *>(pages);
-    room_->self = room_;
-    room_->what = what;
-    room_->looks = looks || what == Traced::descendants;
-    room_->maker = static_cast<int>(system_call(SYS_gettid));
+    shared_ = std::bit_cast<Shared *>(pages);
+    shared_->self = shared_;
+    shared_->what = what;
+    shared_->looks = looks || what == Traced::descendants;
+    shared_->maker = static_cast<int>(system_call(SYS_gettid));
     // Once it is attached the tracer calls nothing of the C library's, whose storage of this thread it has.
-    ImageConfig &config = room_->config;
-    memcpy(config.state, state, strlen(state));
-    config.container_id = read_container_id();
-    config.pid_namespace = pid_namespace();
+    Vvar &vvar = shared_->vvar;
+    memcpy(vvar.state, state, strlen(state));
+    vvar.container_id = read_container_id();
+    vvar.pid_namespace = pid_namespace();
     if (what == Traced::own_exec) {
-        config.process = system_call(SYS_getpid);
-        if (read_birth(config.process, config.birth) != 0)
-            config.pid_namespace = config.birth = 0;
+        vvar.process = system_call(SYS_getpid);
+        if (read_birth(vvar.process, vvar.birth) != 0)
+            vvar.pid_namespace = vvar.birth = 0;
     }
     error_ = attach();
     // A process that has given up rights may not be traced by its equals. That is lifted for as long as it takes, but
@@ -309,19 +310,19 @@ void Tracer::reap()
     while (process_ > 0 && system_call(SYS_wait4, process_, nullptr, __WALL, nullptr) == -EINTR)
         ;
     process_ = 0;
-    room_->tracer->store(0);
+    shared_->tracer->store(0);
 }
 
 Tracer::~Tracer()
 {
-    if (room_ == nullptr)
+    if (shared_ == nullptr)
         return;
     const SignalsHeld held;
     if (what_ != Traced::child || error_ != 0)
         give_up();
     reap();
-    send_held_off(*room_, room_->maker);
-    system_call(SYS_munmap, room_, room_size);
+    send_deferred(*shared_, shared_->maker);
+    system_call(SYS_munmap, shared_, shared_size);
 }
 
 } // namespace sim

@@ -1,4 +1,4 @@
-// Puts the image into programs that nothing can be preloaded into, by a child that traces for as long as an exec takes.
+// Puts the vDSO into programs that nothing can be preloaded into, by a child that traces for as long as an exec takes.
 #pragma once
 
 namespace sim
@@ -22,7 +22,7 @@ class Tracer
 {
   public:
     // With the file of the clock table, and all signals held off.
-    // Where it looks, only what turns out to be a program that nothing can be preloaded into gets the image.
+    // Where it looks, only what turns out to be a program that nothing can be preloaded into gets the vDSO.
     Tracer(Traced what, const char *state, bool looks);
     // Only reached when an own exec failed, or the child was made: waits for the tracer to be gone. Until then no
     // handler runs in this thread.
@@ -42,7 +42,7 @@ class Tracer
     void reap();
 
     Traced what_;
-    struct Room *room_ = nullptr;
+    struct Shared *shared_ = nullptr;
     long process_ = 0;
     int error_ = 0;
 };

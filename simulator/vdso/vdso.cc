@@ -1,4 +1,4 @@
-// Which clock the program lives by. Nobody tells the image of a change of ids, so that they are asked for again, though
+// Which clock the program lives by. Nobody tells the vDSO of a change of ids, so that they are asked for again, though
 // not at each reading.
 #include <cstddef>
 
@@ -22,37 +22,33 @@ static uint64_t nanoseconds(const timespec &real)
 
 static uint64_t ask_ids(const timespec &real)
 {
-    ImageMemory &memory = image_data.memory;
+    VvarCache &kept = vvar_pages.kept;
     const uint64_t ids =
         static_cast<uint64_t>(system_call(SYS_geteuid)) << 32 | static_cast<uint64_t>(system_call(SYS_getegid));
-    memory.ids.store(ids, std::memory_order_relaxed);
-    memory.asked_at.store(nanoseconds(real), std::memory_order_release);
+    kept.ids.store(ids, std::memory_order_relaxed);
+    kept.asked_at.store(nanoseconds(real), std::memory_order_release);
     return ids;
 }
 
 static void find_birth(Identity &who)
 {
-    const ImageConfig &config = image_data.config;
-    if (who.process == config.process)
-        who.birth = config.birth;
+    const Vvar &vvar = vvar_pages.vvar;
+    if (who.process == vvar.process)
+        who.birth = vvar.birth;
     else // a child that the program forked
         read_inode(who.process, who.birth);
 }
 
-__attribute__((noinline)) static Cache::Found look_up(uint64_t ids, Pace &pace)
+__attribute__((noinline)) static Cache::Found look_up(uint64_t ids, ClockRate &rate)
 {
-    const ImageConfig &config = image_data.config;
-    const Table &table = image_data.table;
-    ImageMemory &memory = image_data.memory;
+    const Vvar &vvar = vvar_pages.vvar;
+    const Table &table = vvar_pages.table;
+    VvarCache &kept = vvar_pages.kept;
     const int64_t process = system_call(SYS_getpid);
-    if (memory.process.load(std::memory_order_relaxed) == 0)
-        memory.process.store(process, std::memory_order_relaxed);
-    const Identity who = {process,
-                          static_cast<int32_t>(ids >> 32),
-                          static_cast<int32_t>(ids),
-                          config.pid_namespace,
-                          0,
-                          config.container_id};
+    if (kept.process.load(std::memory_order_relaxed) == 0)
+        kept.process.store(process, std::memory_order_relaxed);
+    const Identity who = {
+        process, static_cast<int32_t>(ids >> 32), static_cast<int32_t>(ids), vvar.pid_namespace, 0, vvar.container_id};
     Clock clock = {};
     Generation generation;
     Cache::Found found;
@@ -60,26 +56,26 @@ __attribute__((noinline)) static Cache::Found look_up(uint64_t ids, Pace &pace)
         generation = {table.generation.load(std::memory_order_acquire), ids};
         found = search_clock(table, who, clock, find_birth) ? Cache::clock : Cache::no_clock;
     } while (generation.table != table.generation.load(std::memory_order_acquire));
-    pace = Pace(clock);
+    rate = ClockRate(clock);
     // A child that still runs in its parent's memory, on its way to another program, leaves that as it is.
-    if (process == memory.process.load(std::memory_order_relaxed))
-        memory.cache.store(generation, found, pace);
+    if (process == kept.process.load(std::memory_order_relaxed))
+        kept.cache.store(generation, found, rate);
     return found;
 }
 
 static uint64_t present_generation()
 {
-    return image_data.table.generation.load(std::memory_order_acquire);
+    return vvar_pages.table.generation.load(std::memory_order_acquire);
 }
 
-__attribute__((noinline)) static Cache::Found find_anew(const timespec &real, Pace &pace)
+__attribute__((noinline)) static Cache::Found find_anew(const timespec &real, ClockRate &rate)
 {
     const uint64_t ids = ask_ids(real);
     const uint64_t generation = present_generation();
     // A change that was cut short has none of its own: what is found holds no longer than the ids.
     const Cache::Found found =
-        generation % 2 == 0 ? image_data.memory.cache.load({generation, ids}, pace) : Cache::nothing;
-    return found != Cache::nothing ? found : look_up(ids, pace);
+        generation % 2 == 0 ? vvar_pages.kept.cache.load({generation, ids}, rate) : Cache::nothing;
+    return found != Cache::nothing ? found : look_up(ids, rate);
 }
 
 // Makes what the program's clock shows fit one that is rarely asked, and which a machine need not have.
@@ -87,32 +83,32 @@ __attribute__((noinline, cold)) static int make_rare(clockid_t source, timespec 
 {
     timespec real;
     const auto read = [&real](clockid_t of) {
-        image_data.config.clock_gettime(of, &real);
+        vvar_pages.vvar.clock_gettime(of, &real);
         return real;
     };
     if (source == CLOCK_TAI)
         shown.tv_sec = ov::wrapping_add(shown.tv_sec, atomic_offset(read));
-    return image_data.config.clock_gettime(source, &real);
+    return vvar_pages.vvar.clock_gettime(source, &real);
 }
 
 // All that can be is looked at before the kernel's function, which waits for what comes before it anyway. A clock has
 // no coarse time, which would lag by more the faster it runs.
-int read_image_clock(clockid_t source, timespec &time)
+int read_vdso_clock(clockid_t source, timespec &time)
 {
-    const ImageMemory &memory = image_data.memory;
-    const ImageConfig &config = image_data.config;
-    Pace pace;
-    const uint64_t asked_at = memory.asked_at.load(std::memory_order_acquire);
-    const uint64_t ids = memory.ids.load(std::memory_order_relaxed);
-    Cache::Found found = memory.cache.load({present_generation(), ids}, pace);
-    config.clock_gettime(CLOCK_REALTIME, &time);
-    if (config.state[0] == '\0')
+    const VvarCache &kept = vvar_pages.kept;
+    const Vvar &vvar = vvar_pages.vvar;
+    ClockRate rate;
+    const uint64_t asked_at = kept.asked_at.load(std::memory_order_acquire);
+    const uint64_t ids = kept.ids.load(std::memory_order_relaxed);
+    Cache::Found found = kept.cache.load({present_generation(), ids}, rate);
+    vvar.clock_gettime(CLOCK_REALTIME, &time);
+    if (vvar.state[0] == '\0')
         found = Cache::no_clock;
     else if (nanoseconds(time) - asked_at >= ids_hold_for || found == Cache::nothing) [[unlikely]]
-        found = find_anew(time, pace);
+        found = find_anew(time, rate);
     if (found != Cache::clock)
-        return source == CLOCK_REALTIME ? 0 : config.clock_gettime(source, &time);
-    time = pace.at(time);
+        return source == CLOCK_REALTIME ? 0 : vvar.clock_gettime(source, &time);
+    time = rate.at(time);
     const bool is_rare = source != CLOCK_REALTIME && source != CLOCK_REALTIME_COARSE;
     return is_rare ? make_rare(source, time) : 0;
 }
@@ -121,30 +117,30 @@ int read_image_clock(clockid_t source, timespec &time)
 
 #define SIM_VDSO extern "C" __attribute__((visibility("default")))
 
-using sim::image_data;
+using sim::vvar_pages;
 
 SIM_VDSO int __vdso_clock_gettime(clockid_t source, timespec *time)
 {
     const bool shows_time = source == CLOCK_REALTIME || source == CLOCK_REALTIME_COARSE ||
                             source == CLOCK_REALTIME_ALARM || source == CLOCK_TAI;
-    return shows_time ? sim::read_image_clock(source, *time) : image_data.config.clock_gettime(source, time);
+    return shows_time ? sim::read_vdso_clock(source, *time) : vvar_pages.vvar.clock_gettime(source, time);
 }
 
 SIM_VDSO int __vdso_gettimeofday(timeval *time, void *zone)
 {
     timespec now;
     if (time != nullptr) {
-        if (const int error = sim::read_image_clock(CLOCK_REALTIME, now))
+        if (const int error = sim::read_vdso_clock(CLOCK_REALTIME, now))
             return error;
         *time = {now.tv_sec, now.tv_nsec / 1000};
     }
-    return zone != nullptr ? image_data.config.gettimeofday(nullptr, zone) : 0;
+    return zone != nullptr ? vvar_pages.vvar.gettimeofday(nullptr, zone) : 0;
 }
 
 SIM_VDSO time_t __vdso_time(time_t *time)
 {
     timespec now;
-    sim::read_image_clock(CLOCK_REALTIME_COARSE, now);
+    sim::read_vdso_clock(CLOCK_REALTIME_COARSE, now);
     if (time != nullptr)
         *time = now.tv_sec;
     return now.tv_sec;
@@ -152,21 +148,20 @@ SIM_VDSO time_t __vdso_time(time_t *time)
 
 SIM_VDSO int __vdso_clock_getres(clockid_t source, timespec *resolution)
 {
-    return image_data.config.clock_getres(source, resolution);
+    return vvar_pages.vvar.clock_getres(source, resolution);
 }
 
 SIM_VDSO long __vdso_getcpu(unsigned *cpu, unsigned *node, void *unused)
 {
-    return image_data.config.getcpu(cpu, node, unused);
+    return vvar_pages.vvar.getcpu(cpu, node, unused);
 }
 
 // The names without a prefix are the kernel's, too.
 SIM_VDSO int clock_gettime(clockid_t, timespec *) noexcept __attribute__((alias("__vdso_clock_gettime")));
-SIM_VDSO int image_gettimeofday(timeval *, void *) __asm__("gettimeofday")
-    __attribute__((alias("__vdso_gettimeofday")));
+SIM_VDSO int vdso_gettimeofday(timeval *, void *) __asm__("gettimeofday") __attribute__((alias("__vdso_gettimeofday")));
 SIM_VDSO time_t time(time_t *) noexcept __attribute__((alias("__vdso_time")));
 SIM_VDSO int clock_getres(clockid_t, timespec *) noexcept __attribute__((alias("__vdso_clock_getres")));
-SIM_VDSO long image_getcpu(unsigned *, unsigned *, void *) __asm__("getcpu") __attribute__((alias("__vdso_getcpu")));
+SIM_VDSO long vdso_getcpu(unsigned *, unsigned *, void *) __asm__("getcpu") __attribute__((alias("__vdso_getcpu")));
 
 // What compilers call for larger objects of their own accord, and have from the C library elsewhere.
 extern "C" void *memset(void *place, int byte, size_t size)

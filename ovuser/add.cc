@@ -20,13 +20,13 @@ namespace ovuser
 static constexpr char add_usage[] =
     "usage: ovuser add [IDENTITY...] WHEN [--speed N] [--rewind] [--replace] [--dry-run [--json]]\n"
     "\n"
-    "Gives each IDENTITY a virtual clock, unless it has one: that stays as it is. The clock of a process is its\n"
-    "alone, and not its children's: see 'ovuser run --help' for those.\n";
+    "Gives each IDENTITY a virtual clock. A clock that is there stays as it is. The clock of a process does not\n"
+    "reach its children; see 'ovuser run --help' for those.\n";
 
 static constexpr char set_usage[] =
     "usage: ovuser set [IDENTITY...] [WHEN] [--speed N] [--rewind] [--dry-run [--json]]\n"
     "\n"
-    "Gives each IDENTITY a virtual clock in place of any that it has: 'ovuser add --replace' in a word.\n";
+    "Gives each IDENTITY a virtual clock and replaces a clock that is there, as 'ovuser add --replace' does.\n";
 
 static constexpr OptionsWithClock add_options({
     {"replace", no_argument, nullptr, 'r'},
@@ -184,10 +184,8 @@ static int give_clocks(const char *subcommand, const char *usage, bool replace, 
         return status;
     if (words.help()) {
         printf("%s\nWHEN is one of\n\n%s", usage, when_help);
-        printf("  --replace           set the clock anew where there is one: with no time and no distance it goes on "
-               "from\n"
-               "                      what it shows, and only its speed or its rewinding changes\n"
-               "  --dry-run           only say what would be done; with --json for programs\n");
+        printf("  --replace           replace a clock that is there; without a time it goes on from what it shows\n"
+               "  --dry-run           only print what would be done; with --json for programs\n");
         return done;
     }
     if (const int status = words.check())

@@ -23,13 +23,13 @@ namespace ovuser
 static constexpr char apply_help[] =
     "usage: ovuser apply [FILE] [--prune [--empty]] [--replace] [--dry-run [--json]]\n"
     "\n"
-    "Gives the clocks that FILE says (default: /etc/orvane/clocks; - for standard input): on each line one, in the\n"
-    "words that 'ovuser add' takes. A clock that is there stays as it is. Where a line is wrong, nothing is changed.\n"
+    "Adds the clocks in FILE (default: /etc/orvane/clocks; - is standard input). Each line has the words that\n"
+    "'ovuser add' takes. Clocks that are there stay as they are. If a line is wrong, nothing is changed.\n"
     "\n"
     "  --prune    delete the clocks that FILE does not name\n"
-    "  --empty    with --prune, take a FILE that names no clock at its word: delete all\n"
-    "  --replace  set those anew that are there\n"
-    "  --dry-run  only say what would be done; with --json for programs\n";
+    "  --empty    with --prune, accept a FILE without clocks, which deletes all\n"
+    "  --replace  replace clocks that are there\n"
+    "  --dry-run  only print what would be done; with --json for programs\n";
 
 struct ApplyOptions {
     bool prune = false, empty = false, replace = false, dry_run = false, json = false;

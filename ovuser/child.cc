@@ -184,7 +184,7 @@ void Child::execute_command() const
 void Child::stop_with_command(int signal)
 {
     if (terminal_.is_raw()) { // a key on the terminal would stop the whole job
-        terminal_.leave();
+        terminal_.leave_raw_mode();
         kill(0, SIGTSTP);
         signal = SIGTSTP;
     }
@@ -196,7 +196,7 @@ void Child::stop_with_command(int signal)
     const timespec at_once = {};
     sigtimedwait(&waking, nullptr, &at_once);
     if (!leads_)
-        terminal_.enter();
+        terminal_.enter_raw_mode();
     siginfo_t change = {};
     waitid(P_PID, static_cast<id_t>(pid_), &change, WCONTINUED | WNOHANG);
     if (change.si_pid == 0)

@@ -16,7 +16,7 @@ namespace ovuser
 static constexpr char delete_help[] =
     "usage: ovuser delete [IDENTITY...]\n"
     "\n"
-    "Takes the virtual clock of each IDENTITY away: it is back on the system clock.\n";
+    "Deletes the virtual clock of each IDENTITY, which is then back on the system clock.\n";
 
 int delete_command(int argc, char **argv)
 {

@@ -21,12 +21,11 @@ namespace ovuser
 static constexpr char list_help[] =
     "usage: ovuser list [IDENTITY...] [--json] [--watch [SECONDS]]\n"
     "\n"
-    "Shows the virtual clocks: to the superuser all, to others those of their user,\n"
-    "their group and their processes; with an IDENTITY only its clock.\n"
+    "Lists the virtual clocks: all of them for the superuser; for others those of their user, group and processes.\n"
+    "With an IDENTITY, lists only its clock.\n"
     "\n"
     "  --json             for programs\n"
-    "  --watch [SECONDS]  again and again, on a terminal in place; every second without\n"
-    "                     SECONDS, which may have a fraction; with --json only changes\n";
+    "  --watch [SECONDS]  repeat every second or every SECONDS, in place on a terminal; with --json only changes\n";
 
 static constexpr option list_options[] = {
     {"help", no_argument, nullptr, 'h'},

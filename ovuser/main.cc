@@ -27,15 +27,15 @@ struct Subcommand {
 };
 
 static constexpr Subcommand subcommands[] = {
-    {"add", add_command, "give identities a virtual clock", true},
-    {"set", set_command, "the same, in place of any that they have", true},
+    {"add", add_command, "add virtual clocks", true},
+    {"set", set_command, "add or replace virtual clocks", true},
     {"run", run_command, "run a command with a virtual clock of its own", false},
-    {"delete", delete_command, "take their virtual clocks away", true},
-    {"list", list_command, "show the virtual clocks that concern you", false},
-    {"show", show_command, "show which clock somebody lives by", false},
-    {"save", save_command, "print them as a file", false},
-    {"apply", apply_command, "give the clocks of such a file", true},
-    {"reset", reset_command, "take all virtual clocks away", true},
+    {"delete", delete_command, "delete virtual clocks", true},
+    {"list", list_command, "list virtual clocks", false},
+    {"show", show_command, "show which clock applies to an identity", false},
+    {"save", save_command, "write all clocks to a file", false},
+    {"apply", apply_command, "add the clocks in a file", true},
+    {"reset", reset_command, "delete all virtual clocks", true},
 };
 
 static void print_usage(FILE *stream)
@@ -44,11 +44,11 @@ static void print_usage(FILE *stream)
     for (const Subcommand &subcommand : subcommands)
         fprintf(stream, "  %-10s %s\n", subcommand.word, subcommand.help);
     fputs("\n"
-          "  help [SUBCOMMAND]  print this text, or more about a subcommand; so does --help\n"
+          "  help [SUBCOMMAND]  print this text or that of a subcommand, as --help does\n"
           "  -V, --version      print the version\n"
           "\n"
-          "An identity is u:USER, g:GROUP or p:PID, by name or by number; without a prefix it is a user,\n"
-          "and none at all means you.\n"
+          "An identity is u:USER, g:GROUP or p:PID, by name or by number. Without a prefix it is a user;\n"
+          "without an identity it is you.\n"
           "\n"
           "Exit status: 0 done, 2 bad request, 3 bad speed, 4 bad time or no such clock, 5 refused or "
           "failed.\n",

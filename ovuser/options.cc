@@ -14,20 +14,22 @@ namespace ovuser
 {
 
 const char when_help[] =
-    "  --at TIME           a local time: 'YYYY-MM-DD hh:mm', with :ss, or MMDDhhmmYYYY; with Z or +hh:mm behind\n"
-    "                      that of another zone; @SECONDS since 1970-01-01 00:00:00 UTC; now; or as it is printed\n"
+    "  --at TIME           a local time: 'YYYY-MM-DD hh:mm', with :ss, or MMDDhhmmYYYY; in another zone with Z or\n"
+    "                      +hh:mm; @SECONDS since 1970-01-01 00:00:00 UTC; now; or as ovuser prints it\n"
     "  -X, --date DATE     a date at the present time of day: YYYY-MM-DD or MMDDYYYY\n"
     "  --epoch SECONDS     seconds since 1970-01-01 00:00:00 UTC\n"
     "  --in SPAN           a distance from now: '2d 3h', -90m, 1y (y, w, d, h, m, s; each number has its own sign)\n"
     "  --years N --days N --hours N --minutes N\n"
     "                      the same in options, in any combination\n"
     "\n"
-    "and a distance may be counted differently:\n"
+    "These options change how a distance is counted:\n"
     "\n"
-    "  -o, --origin SECONDS  from that many seconds since the epoch, in place of now\n"
-    "  --offset              in plain seconds, whatever daylight saving time does in between\n"
+    "  -o, --origin SECONDS  from this many seconds since the epoch, instead of now\n"
+    "  --offset              in plain seconds, regardless of daylight saving time\n"
     "\n"
-    "  --speed N           N times faster, -N times slower (-1000 to 1000), 0 or 'frozen' to stand still\n"
+    "These change how the clock runs:\n"
+    "\n"
+    "  --speed N           N times faster, or -N times slower (-1000 to 1000); 0 or 'frozen' stops it\n"
     "  --rewind            go back to the same date at every midnight; --no-rewind does not\n";
 
 static const char *name_of(int choice)

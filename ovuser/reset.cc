@@ -16,7 +16,7 @@ namespace ovuser
 
 static constexpr char reset_help[] = "usage: ovuser reset\n"
                                      "\n"
-                                     "Takes all virtual clocks away; for the superuser only.\n";
+                                     "Deletes all virtual clocks. Only the superuser may do this.\n";
 
 // The engine takes any error of the module for an empty table, so this reads the table again.
 static int reset()

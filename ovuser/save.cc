@@ -24,9 +24,8 @@ namespace ovuser
 static constexpr char save_help[] =
     "usage: ovuser save [FILE]\n"
     "\n"
-    "Writes the virtual clocks, as they are now, as a file that 'ovuser apply' takes; without FILE, prints it. Those "
-    "of\n"
-    "processes, which no boot outlives, are comments in it. FILE is replaced as a whole, or stays as it was.\n";
+    "Writes the virtual clocks to a file for 'ovuser apply'; without FILE, prints it. Clocks of processes, which do\n"
+    "not survive a boot, are comments in it. FILE is replaced as a whole or not at all.\n";
 
 static void print_speed(FILE *file, int32_t speed)
 {

@@ -15,12 +15,13 @@
 namespace ovuser
 {
 
-static constexpr char show_help[] = "usage: ovuser show [IDENTITY...] [--json]\n"
-                                    "\n"
-                                    "Says which clock each IDENTITY lives by, and why: its own, that of the user or\n"
-                                    "group of a process, that of a user's login group, or none.\n"
-                                    "\n"
-                                    "  --json  for programs\n";
+static constexpr char show_help[] =
+    "usage: ovuser show [IDENTITY...] [--json]\n"
+    "\n"
+    "Shows which clock applies to each IDENTITY, and why: its own, that of the user or group of a process, that of\n"
+    "a user's login group, or none.\n"
+    "\n"
+    "  --json  for programs\n";
 
 static constexpr option show_options[] = {
     {"help", no_argument, nullptr, 'h'},

@@ -45,9 +45,9 @@ int Terminal::open(uint32_t owner)
     outer_ = open_again(stream);
     reads_ = stream == STDIN_FILENO && !is_pipe(STDOUT_FILENO);
     winsize size = {};
-    tcgetattr(outer_, &kept_);
+    tcgetattr(outer_, &modes_);
     ioctl(outer_, TIOCGWINSZ, &size);
-    termios modes = kept_;
+    termios modes = modes_;
     if (!reads_) { // the caller's terminal does both already
         modes.c_oflag &= ~static_cast<tcflag_t>(OPOST);
         modes.c_lflag &= ~static_cast<tcflag_t>(ECHO);
@@ -82,7 +82,7 @@ void Terminal::begin()
         return;
     close(slave_);
     slave_ = -1;
-    enter();
+    enter_raw_mode();
 }
 
 void Terminal::resize() const
@@ -92,7 +92,7 @@ void Terminal::resize() const
         ioctl(inner_, TIOCSWINSZ, &size);
 }
 
-void Terminal::enter()
+void Terminal::enter_raw_mode()
 {
     if (!is_there())
         return;
@@ -100,18 +100,18 @@ void Terminal::enter()
     if (foreground > 0 && foreground != getpgrp())
         return;
     resize();
-    if (!reads_ || entered_ || tcgetattr(outer_, &kept_) != 0)
+    if (!reads_ || raw_ || tcgetattr(outer_, &modes_) != 0)
         return;
-    termios raw = kept_;
+    termios raw = modes_;
     cfmakeraw(&raw);
-    entered_ = tcsetattr(outer_, TCSANOW, &raw) == 0;
+    raw_ = tcsetattr(outer_, TCSANOW, &raw) == 0;
 }
 
-void Terminal::leave()
+void Terminal::leave_raw_mode()
 {
-    if (entered_)
-        tcsetattr(outer_, TCSANOW, &kept_);
-    entered_ = false;
+    if (raw_)
+        tcsetattr(outer_, TCSANOW, &modes_);
+    raw_ = false;
 }
 
 bool Terminal::Buffer::read_from(int descriptor)
@@ -140,7 +140,7 @@ void Terminal::forward(short outer, short inner)
         inner_lives_ = shown_.read_from(inner_) && inner_lives_;
     if (shown_.length > 0 && (outer & (POLLOUT | POLLHUP | POLLERR)) != 0)
         outer_lives_ = shown_.write_to(outer_) && outer_lives_;
-    if (entered_ && typed_.length == 0 && (outer & readable) != 0)
+    if (raw_ && typed_.length == 0 && (outer & readable) != 0)
         outer_lives_ = typed_.read_from(outer_) && outer_lives_;
     if (!outer_lives_) // drops the output, so that the command goes on
         shown_.length = 0;
@@ -155,16 +155,16 @@ void Terminal::wait(const sigset_t &signals, siginfo_t &signal)
     while (sigtimedwait(&signals, &signal, &at_once) < 0) {
         pollfd ends[] = {{signals_, POLLIN, 0}, {outer_lives_ ? outer_ : -1, 0, 0}, {inner_lives_ ? inner_ : -1, 0, 0}};
         ends[1].events =
-            static_cast<short>((shown_.length > 0 ? POLLOUT : 0) | (entered_ && typed_.length == 0 ? POLLIN : 0));
+            static_cast<short>((shown_.length > 0 ? POLLOUT : 0) | (raw_ && typed_.length == 0 ? POLLIN : 0));
         ends[2].events = static_cast<short>((typed_.length > 0 ? POLLOUT : 0) | (shown_.length == 0 ? POLLIN : 0));
         if (ends[1].events == 0)
             ends[1].fd = -1;
         if (ends[2].events == 0)
             ends[2].fd = -1;
-        poll(ends, 3, reads_ && !entered_ ? fifth_of_a_second : -1);
+        poll(ends, 3, reads_ && !raw_ ? fifth_of_a_second : -1);
         forward(ends[1].revents, ends[2].revents);
-        if (!entered_)
-            enter();
+        if (!raw_)
+            enter_raw_mode();
     }
 }
 
@@ -175,7 +175,7 @@ void Terminal::finish()
     while (is_there() && outer_lives_ && (shown_.length > 0 || (shown_.read_from(inner_) && shown_.length > 0)))
         if (poll(&outer, 1, second) != 1 || !shown_.write_to(outer_))
             break;
-    leave();
+    leave_raw_mode();
     if (is_there())
         close(inner_);
     inner_ = -1;

@@ -28,13 +28,13 @@ class Terminal
     void take_foreground() const;
 
     // For the utility. Between begin() and finish() the caller's terminal passes all keys on while the utility is in
-    // the foreground. leave() and enter() enclose a stop.
+    // the foreground. leave_raw_mode() and enter_raw_mode() enclose a stop.
     void begin();
     void finish();
-    void enter();
-    void leave();
+    void enter_raw_mode();
+    void leave_raw_mode();
     void resize() const;
-    bool is_raw() const { return entered_; }
+    bool is_raw() const { return raw_; }
     // Copies input and output until a signal arrives.
     void wait(const sigset_t &signals, siginfo_t &signal);
 
@@ -51,9 +51,9 @@ class Terminal
     void forward(short outer, short inner);
 
     int outer_ = -1, inner_ = -1, slave_ = -1, signals_ = -1;
-    bool reads_ = false, entered_ = false, outer_lives_ = true, inner_lives_ = true;
+    bool reads_ = false, raw_ = false, outer_lives_ = true, inner_lives_ = true;
     Buffer typed_, shown_;
-    termios kept_ = {};
+    termios modes_ = {};
 };
 
 } // namespace ovuser

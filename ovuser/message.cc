@@ -145,7 +145,8 @@ void hint_on_errno(int error)
         int error;
         const char *text;
     } remedies[] = {
-        {ENOENT, "the kernel module is not there: load it with 'modprobe zynov', or run the command under zynov-sim"},
+        {ENOENT, "no kernel module: 'modprobe zynov' loads it (package orvane-dkms), zynov-sim stands in for it"},
+        {EPERM, "the kernel module lets only the superuser of the host do this, or the owner of the process"},
         {EACCES, "the module is not open to this user: ask the superuser (a simulator's table: zynov-sim --shared)"},
         {ENOSPC, "there is no room for another clock: 'ovuser list' shows them, 'ovuser delete' makes room"},
     };

@@ -75,8 +75,7 @@ class Utility : public testing::Test
 #define ERROR "! ovuser: error: "
 #define AND_ERROR "ovuser: error: "
 #define HINT "ovuser: hint: "
-#define NO_MODULE                                                                                                      \
-    HINT "the kernel module is not there: load it with 'modprobe zynov', or run the command under zynov-sim\n"
+#define NO_MODULE HINT "no kernel module: 'modprobe zynov' loads it (package orvane-dkms), zynov-sim stands in for it\n"
 #define REPORT "ovuser: report: "
 #define GIVEN(who, type) REPORT who ": given 2030-12-25T09:00:00+00:00, " type "\n"
 #define DELETED(who) REPORT who ": back on the system clock\n"

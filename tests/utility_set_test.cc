@@ -73,7 +73,8 @@ TEST_F(Utility, SetsAnew)
                    "given 2030-12-25T09:00:01+00:00, FROZEN\n= 0"},
         {"$OV reset >/dev/null; $OV add bin $FREEZE >/dev/null; $SIM --fault 1:-1:1 $OV reset; $OV reset",
          "ovuser: report: All Orvane users have been reset to the system clock successfully.\n" ERROR
-         "clocks that the reset has left: 1\n= 0"},
+         "clocks that the reset has left: 1\n" HINT
+         "the kernel module lets only the superuser of the host do this, or the owner of the process\n= 0"},
         {"$SIM --fault 2:-1:5 $OV reset 2>&1 | head -n 1; env -u LD_PRELOAD ./ovuser set bin --speed 2 --dry-run | "
          "cut -d ';' -f 2",
          AND_ERROR "whether the reset has left clocks cannot be told\n whether it has a clock now cannot be told: No "

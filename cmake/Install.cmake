@@ -59,3 +59,12 @@ install(CODE "
                  [[${PROJECT_BINARY_DIR}/orvane-clocks.service]] @ONLY)"
   COMPONENT tools)
 install(FILES ${PROJECT_BINARY_DIR}/orvane-clocks.service DESTINATION lib/systemd/system COMPONENT tools)
+
+# The module's sources, for the package alone, whose dkms builds them.
+set(module_sources src/zynov-${library_version})
+configure_file(module/dkms.conf dkms/dkms.conf @ONLY)
+install(DIRECTORY module/ DESTINATION ${module_sources} COMPONENT kernel EXCLUDE_FROM_ALL
+        FILES_MATCHING PATTERN "*.[ch]" PATTERN Kbuild PATTERN tests EXCLUDE)
+install(FILES contract/clock.h contract/zynov.h DESTINATION ${module_sources}/contract COMPONENT kernel EXCLUDE_FROM_ALL)
+install(FILES ${PROJECT_BINARY_DIR}/dkms/dkms.conf DESTINATION ${module_sources} COMPONENT kernel EXCLUDE_FROM_ALL)
+install(FILES module/zynov.conf DESTINATION lib/modules-load.d COMPONENT kernel EXCLUDE_FROM_ALL)

@@ -22,6 +22,11 @@ set(dev_description "${in_common}
 This package has the header, the static library, the files by which
 pkg-config and CMake find the library, and the manual page.")
 
+set(kernel_summary "virtual clocks in the kernel - DKMS source")
+set(kernel_description "${in_common}
+This package has the source of the kernel module zynov, which keeps the
+clocks. DKMS builds it for Linux 6.1 to 6.12 on x86-64; each boot loads it.")
+
 set(python_summary "virtual clocks for Python programs and their tests")
 set(python_description "${in_common}
 This package has the Python package orvane, and its plugin for pytest.")

@@ -41,6 +41,18 @@ set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${runtime_package} (= ${debian_version})")
 set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS orvane-tools)
 set(CPACK_DEBIAN_DEV_DESCRIPTION "${dev_summary}\n${dev_description}")
 
+set(CPACK_DEBIAN_KERNEL_PACKAGE_NAME orvane-dkms)
+set(CPACK_DEBIAN_KERNEL_PACKAGE_SECTION kernel)
+set(CPACK_DEBIAN_KERNEL_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_KERNEL_PACKAGE_DEPENDS dkms)
+set(CPACK_DEBIAN_KERNEL_PACKAGE_RECOMMENDS "linux-headers-amd64 | linux-headers-generic | linux-headers, orvane-tools")
+foreach(script postinst prerm)
+  configure_file(cmake/debian/${script}.in dkms/${script} @ONLY FILE_PERMISSIONS
+                 OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+  list(APPEND CPACK_DEBIAN_KERNEL_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/dkms/${script})
+endforeach()
+set(CPACK_DEBIAN_KERNEL_DESCRIPTION "${kernel_summary}\n${kernel_description}")
+
 set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-orvane)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)

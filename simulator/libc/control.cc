@@ -58,11 +58,6 @@ const char *state_file_for(int folder, const char *path, int error)
     return is_control_file ? getenv(state_variable) : nullptr;
 }
 
-static SIM_NEXT(open, int(const char *, int, ...));
-static SIM_NEXT(openat, int(int, const char *, int, ...));
-static SIM_NEXT(fopen, FILE *(const char *, const char *));
-static SIM_NEXT(ioctl, int(int, unsigned long, ...));
-
 static std::atomic<uint64_t> commands_sent;
 
 // What an opening gives, once the C library has looked at the path. A success leaves errno as it was before.
@@ -132,31 +127,31 @@ static int answer_command(int descriptor, unsigned long command, void *given)
 
 } // namespace sim
 
-SIM_INTERPOSED int open(const char *path, int flags, ...)
+SIM_STAND_IN(int, open, (const char *path, int flags, ...))
 {
     const int kept = errno;
     va_list rest;
     va_start(rest, flags);
-    const int descriptor = sim::next_open(path, flags, sim::has_mode(flags) ? va_arg(rest, mode_t) : 0);
+    const int descriptor = next_open(path, flags, sim::has_mode(flags) ? va_arg(rest, mode_t) : 0);
     va_end(rest);
     return sim::open_simulated(descriptor, AT_FDCWD, path, flags, kept);
 }
 
-SIM_INTERPOSED int openat(int directory, const char *path, int flags, ...)
+SIM_STAND_IN(int, openat, (int directory, const char *path, int flags, ...))
 {
     const int kept = errno;
     va_list rest;
     va_start(rest, flags);
-    const int descriptor = sim::next_openat(directory, path, flags, sim::has_mode(flags) ? va_arg(rest, mode_t) : 0);
+    const int descriptor = next_openat(directory, path, flags, sim::has_mode(flags) ? va_arg(rest, mode_t) : 0);
     va_end(rest);
     return sim::open_simulated(descriptor, directory, path, flags, kept);
 }
 
 // Which opens past the others.
-SIM_INTERPOSED FILE *fopen(const char *path, const char *mode)
+SIM_STAND_IN(FILE *, fopen, (const char *path, const char *mode))
 {
     const int kept = errno;
-    FILE *const file = sim::next_fopen(path, mode);
+    FILE *const file = next_fopen(path, mode);
     const char *state = sim::state_file_for(AT_FDCWD, path, file == nullptr ? errno : 0);
     if (state == nullptr)
         return file;
@@ -166,9 +161,9 @@ SIM_INTERPOSED FILE *fopen(const char *path, const char *mode)
     errno = descriptor < 0 ? -descriptor : kept;
     return descriptor < 0 ? nullptr : fdopen(descriptor, "r");
 }
-SIM_INTERPOSED FILE *fopen64(const char *, const char *) __attribute__((alias("fopen")));
+SIM_ALIAS(fopen64, fopen)
 
-SIM_INTERPOSED int ioctl(int descriptor, unsigned long request, ...)
+SIM_STAND_IN(int, ioctl, (int descriptor, unsigned long request, ...))
 {
     va_list rest;
     va_start(rest, request);
@@ -179,21 +174,21 @@ SIM_INTERPOSED int ioctl(int descriptor, unsigned long request, ...)
         return sim::answer_command(descriptor, command, argument);
     if (command == RTC_SET_TIME && !sim::may_set_time()) // from which the machine would start the next time
         return -1;
-    return sim::next_ioctl(descriptor, request, argument);
+    return next_ioctl(descriptor, request, argument);
 }
 
 // The other names under which a program may have been compiled to call them.
-SIM_INTERPOSED int __open(const char *, int, ...) __attribute__((alias("open"), nonnull(1)));
-SIM_INTERPOSED int __open64(const char *, int, ...) __attribute__((alias("open"), nonnull(1)));
-SIM_INTERPOSED int open64(const char *, int, ...) __attribute__((alias("open")));
-SIM_INTERPOSED int openat64(int, const char *, int, ...) __attribute__((alias("openat")));
-SIM_INTERPOSED int __open_2(const char *path, int flags)
+SIM_ALIAS(__open, open)
+SIM_ALIAS(__open64, open)
+SIM_ALIAS(open64, open)
+SIM_ALIAS(openat64, openat)
+SIM_REPLACE(int, __open_2, (const char *path, int flags))
 {
     return open(path, flags);
 }
-SIM_INTERPOSED int __openat_2(int directory, const char *path, int flags)
+SIM_REPLACE(int, __openat_2, (int directory, const char *path, int flags))
 {
     return openat(directory, path, flags);
 }
-SIM_INTERPOSED int __open64_2(const char *, int) __attribute__((alias("__open_2")));
-SIM_INTERPOSED int __openat64_2(int, const char *, int) __attribute__((alias("__openat_2")));
+SIM_ALIAS(__open64_2, __open_2)
+SIM_ALIAS(__openat64_2, __openat_2)

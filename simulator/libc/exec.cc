@@ -12,15 +12,6 @@
 namespace sim
 {
 
-static SIM_NEXT(execve, int(const char *, char *const *, char *const *));
-static SIM_NEXT(execvpe, int(const char *, char *const *, char *const *));
-static SIM_NEXT(fexecve, int(int, char *const *, char *const *));
-static SIM_NEXT(execveat, int(int, const char *, char *const *, char *const *, int));
-using Spawn = int(pid_t *, const char *, const posix_spawn_file_actions_t *, const posix_spawnattr_t *, char *const *,
-                  char *const *);
-static SIM_NEXT(posix_spawn, Spawn);
-static SIM_NEXT(posix_spawnp, Spawn);
-
 __attribute__((constructor)) static void begin()
 {
     prepare_starts();
@@ -28,39 +19,38 @@ __attribute__((constructor)) static void begin()
 
 } // namespace sim
 
-SIM_INTERPOSED int execve(const char *path, char *const *arguments, char *const *environment) noexcept
+SIM_STAND_IN(int, execve, (const char *path, char *const *arguments, char *const *environment))
 {
     const sim::Start start({path}, sim::Traced::own_exec);
-    return sim::next_execve(path, arguments, environment);
+    return next_execve(path, arguments, environment);
 }
 
-SIM_INTERPOSED int execv(const char *path, char *const *arguments) noexcept
+SIM_REPLACE(int, execv, (const char *path, char *const *arguments))
 {
     return execve(path, arguments, environ);
 }
 
-SIM_INTERPOSED int execvpe(const char *name, char *const *arguments, char *const *environment) noexcept
+SIM_STAND_IN(int, execvpe, (const char *name, char *const *arguments, char *const *environment))
 {
     const sim::Start start({name, true}, sim::Traced::own_exec);
-    return sim::next_execvpe(name, arguments, environment);
+    return next_execvpe(name, arguments, environment);
 }
 
-SIM_INTERPOSED int execvp(const char *name, char *const *arguments) noexcept
+SIM_REPLACE(int, execvp, (const char *name, char *const *arguments))
 {
     return execvpe(name, arguments, environ);
 }
 
-SIM_INTERPOSED int fexecve(int descriptor, char *const *arguments, char *const *environment) noexcept
+SIM_STAND_IN(int, fexecve, (int descriptor, char *const *arguments, char *const *environment))
 {
     const sim::Start start({"", false, descriptor, AT_EMPTY_PATH}, sim::Traced::own_exec);
-    return sim::next_fexecve(descriptor, arguments, environment);
+    return next_fexecve(descriptor, arguments, environment);
 }
 
-SIM_INTERPOSED int execveat(int folder, const char *name, char *const *arguments, char *const *environment,
-                            int flags) noexcept
+SIM_STAND_IN(int, execveat, (int folder, const char *name, char *const *arguments, char *const *environment, int flags))
 {
     const sim::Start start({name, false, folder, flags}, sim::Traced::own_exec);
-    return sim::next_execveat(folder, name, arguments, environment, flags);
+    return next_execveat(folder, name, arguments, environment, flags);
 }
 
 // The arguments of a call that lists them, up to the null, as an array on the stack; what follows the null is left to
@@ -78,7 +68,7 @@ SIM_INTERPOSED int execveat(int folder, const char *name, char *const *arguments
     for (size_t i = 1; i <= array##_count; ++i)                                                                        \
     (array)[i] = va_arg(list, char *)
 
-SIM_INTERPOSED int execl(const char *path, const char *first, ...) noexcept
+SIM_REPLACE(int, execl, (const char *path, const char *first, ...))
 {
     // cppcheck-suppress allocaCalled // a vforked child must not allocate anywhere else
     SIM_LISTED(first, rest, arguments);
@@ -86,7 +76,7 @@ SIM_INTERPOSED int execl(const char *path, const char *first, ...) noexcept
     return execve(path, arguments, environ);
 }
 
-SIM_INTERPOSED int execlp(const char *name, const char *first, ...) noexcept
+SIM_REPLACE(int, execlp, (const char *name, const char *first, ...))
 {
     // cppcheck-suppress allocaCalled // a vforked child must not allocate anywhere else
     SIM_LISTED(first, rest, arguments);
@@ -94,7 +84,7 @@ SIM_INTERPOSED int execlp(const char *name, const char *first, ...) noexcept
     return execvpe(name, arguments, environ);
 }
 
-SIM_INTERPOSED int execle(const char *path, const char *first, ...) noexcept
+SIM_REPLACE(int, execle, (const char *path, const char *first, ...))
 {
     // cppcheck-suppress allocaCalled // a vforked child must not allocate anywhere else
     SIM_LISTED(first, rest, arguments);
@@ -104,16 +94,18 @@ SIM_INTERPOSED int execle(const char *path, const char *first, ...) noexcept
 }
 
 // The child is made in the C library, past the stand-ins above.
-SIM_INTERPOSED int posix_spawn(pid_t *child, const char *path, const posix_spawn_file_actions_t *actions,
-                               const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment)
+SIM_STAND_IN(int, posix_spawn,
+             (pid_t * child, const char *path, const posix_spawn_file_actions_t *actions,
+              const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment))
 {
     sim::Start start({path, false, AT_FDCWD, 0, actions != nullptr}, sim::Traced::child);
-    return start.outcome(sim::next_posix_spawn(child, path, actions, attributes, arguments, environment));
+    return start.outcome(next_posix_spawn(child, path, actions, attributes, arguments, environment));
 }
 
-SIM_INTERPOSED int posix_spawnp(pid_t *child, const char *name, const posix_spawn_file_actions_t *actions,
-                                const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment)
+SIM_STAND_IN(int, posix_spawnp,
+             (pid_t * child, const char *name, const posix_spawn_file_actions_t *actions,
+              const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment))
 {
     sim::Start start({name, true, AT_FDCWD, 0, actions != nullptr}, sim::Traced::child);
-    return start.outcome(sim::next_posix_spawnp(child, name, actions, attributes, arguments, environment));
+    return start.outcome(next_posix_spawnp(child, name, actions, attributes, arguments, environment));
 }

@@ -121,12 +121,9 @@ template <typename Call> static auto look_at(int folder, const char *path, const
 
 } // namespace sim
 
-// Under names of their own, since the C library's prototypes promise what programs need not keep.
 #define SIM_DATES(name, parameters, arguments, ...)                                                                    \
-    SIM_INTERPOSED int seen_##name parameters __asm__(#name);                                                          \
-    SIM_INTERPOSED int seen_##name parameters                                                                          \
+    SIM_STAND_IN(int, name, parameters)                                                                                \
     {                                                                                                                  \
-        static SIM_NEXT(name, int parameters);                                                                         \
         sim::Times times;                                                                                              \
         return sim::to_keep(given, times) ? sim::keep(__VA_ARGS__) : next_##name arguments;                            \
     }
@@ -140,12 +137,9 @@ SIM_DATES(lutimes, (const char *path, const timeval *given), (path, given), AT_F
 SIM_DATES(futimes, (int descriptor, const timeval *given), (descriptor, given), descriptor, nullptr, times)
 SIM_DATES(futimesat, (int folder, const char *path, const timeval *given), (folder, path, given), folder, path, times)
 
-// Under names of their own, since the C library's prototypes promise paths that are never null.
 #define SIM_LOOKS_AND(then, result, name, parameters, start, path, ...)                                                \
-    SIM_INTERPOSED result seen_##name parameters __asm__(#name);                                                       \
-    SIM_INTERPOSED result seen_##name parameters                                                                       \
+    SIM_STAND_IN(result, name, parameters)                                                                             \
     {                                                                                                                  \
-        static SIM_NEXT(name, result parameters);                                                                      \
         const result answer =                                                                                          \
             sim::look_at(start, path, [=]([[maybe_unused]] const char *place) { return next_##name(__VA_ARGS__); });   \
         if (answer >= 0)                                                                                               \

@@ -17,7 +17,6 @@ constexpr long SYS_time = 0;
 
 static SIM_NEXT_EARLY(gettimeofday, SYS_gettimeofday, int(timeval *, void *));
 static SIM_NEXT_EARLY(time, SYS_time, time_t(time_t *));
-static SIM_NEXT(timespec_get, int(timespec *, int));
 
 int64_t atomic_offset()
 {
@@ -52,16 +51,13 @@ void make_virtual(timeval &time)
 
 } // namespace sim
 
-SIM_INTERPOSED int clock_gettime(clockid_t source, timespec *time) noexcept
+SIM_REPLACE(int, clock_gettime, (clockid_t source, timespec *time))
 {
     return sim::read_source(source, *time) ? 0 : sim::next_clock_gettime(source, time);
 }
 
-// Under a name of its own, since the C library's prototype promises a time that is never null; old programs
-// ask for the zone alone.
-SIM_INTERPOSED int seen_gettimeofday(timeval *time, void *zone) __asm__("gettimeofday");
-
-SIM_INTERPOSED int seen_gettimeofday(timeval *time, void *zone)
+// Old programs ask for the zone alone.
+SIM_REPLACE(int, gettimeofday, (timeval * time, void *zone))
 {
     timespec now;
     if (time == nullptr || !sim::read_clock(now))
@@ -70,9 +66,9 @@ SIM_INTERPOSED int seen_gettimeofday(timeval *time, void *zone)
     return zone != nullptr ? sim::next_gettimeofday(nullptr, zone) : 0;
 }
 
-SIM_INTERPOSED int __gettimeofday(timeval *, void *) __attribute__((alias("gettimeofday")));
+SIM_ALIAS(__gettimeofday, gettimeofday)
 
-SIM_INTERPOSED time_t time(time_t *time) noexcept
+SIM_REPLACE(time_t, time, (time_t * time))
 {
     timespec now;
     if (!sim::read_coarse_clock(now))
@@ -82,12 +78,12 @@ SIM_INTERPOSED time_t time(time_t *time) noexcept
     return now.tv_sec;
 }
 
-SIM_INTERPOSED int timespec_get(timespec *time, int base) noexcept
+SIM_STAND_IN(int, timespec_get, (timespec * time, int base))
 {
-    return base == TIME_UTC && sim::read_clock(*time) ? base : sim::next_timespec_get(time, base);
+    return base == TIME_UTC && sim::read_clock(*time) ? base : next_timespec_get(time, base);
 }
 
-SIM_INTERPOSED int ftime(timeb *time)
+SIM_REPLACE(int, ftime, (timeb * time))
 {
     timespec now;
     clock_gettime(CLOCK_REALTIME, &now);

@@ -7,13 +7,7 @@
 namespace sim
 {
 
-static SIM_NEXT(clock_settime, int(clockid_t, const timespec *));
-static SIM_NEXT(settimeofday, int(const timeval *, const void *));
-static SIM_NEXT(adjtime, int(const timeval *, timeval *));
 static SIM_NEXT(adjtimex, int(timex *));
-static SIM_NEXT(clock_adjtime, int(clockid_t, timex *));
-static SIM_NEXT(ntp_gettime, int(ntptimeval *));
-static SIM_NEXT(ntp_gettimex, int(ntptimeval *));
 
 bool may_set_time()
 {
@@ -38,7 +32,7 @@ void make_virtual(timex &answer)
 }
 
 // What these tell beside the time is as the kernel has it.
-static int seen_ntp(ntptimeval *answer, Next<int(ntptimeval *)> &next)
+static int get_ntp_time(ntptimeval *answer, Next<int(ntptimeval *)> &next)
 {
     const int state = next(answer);
     ClockRate rate;
@@ -52,52 +46,48 @@ static int seen_ntp(ntptimeval *answer, Next<int(ntptimeval *)> &next)
 
 } // namespace sim
 
-SIM_INTERPOSED int clock_settime(clockid_t source, const timespec *time) noexcept
+SIM_STAND_IN(int, clock_settime, (clockid_t source, const timespec *time))
 {
-    return sim::may_set_time(source) ? sim::next_clock_settime(source, time) : -1;
+    return sim::may_set_time(source) ? next_clock_settime(source, time) : -1;
 }
 
-SIM_INTERPOSED int settimeofday(const timeval *time, const struct timezone *zone) noexcept
+SIM_STAND_IN(int, settimeofday, (const timeval *time, const struct timezone *zone))
 {
-    return sim::may_set_time() ? sim::next_settimeofday(time, zone) : -1;
+    return sim::may_set_time() ? next_settimeofday(time, zone) : -1;
 }
 
 // Which old programs call.
-SIM_INTERPOSED int stime(const time_t *time) noexcept
+SIM_REPLACE(int, stime, (const time_t *time))
 {
     const timespec whole = {*time, 0};
     return clock_settime(CLOCK_REALTIME, &whole);
 }
 
-SIM_INTERPOSED int adjtime(const timeval *change, timeval *left) noexcept
+SIM_STAND_IN(int, adjtime, (const timeval *change, timeval *left))
 {
-    return change == nullptr || sim::may_set_time() ? sim::next_adjtime(change, left) : -1;
+    return change == nullptr || sim::may_set_time() ? next_adjtime(change, left) : -1;
 }
 
-SIM_INTERPOSED int adjtimex(timex *request) noexcept
+SIM_REPLACE(int, adjtimex, (timex * request))
 {
     return sim::adjust(request, [=] { return sim::next_adjtimex(request); });
 }
 
-SIM_INTERPOSED int __adjtimex(timex *) noexcept __attribute__((alias("adjtimex"), nonnull));
-SIM_INTERPOSED int ntp_adjtime(timex *) noexcept __attribute__((alias("adjtimex")));
+SIM_ALIAS(__adjtimex, adjtimex)
+SIM_ALIAS(ntp_adjtime, adjtimex)
 
-SIM_INTERPOSED int clock_adjtime(clockid_t source, timex *request) noexcept
+SIM_STAND_IN(int, clock_adjtime, (clockid_t source, timex *request))
 {
-    const auto kernel = [=] { return sim::next_clock_adjtime(source, request); };
+    const auto kernel = [=] { return next_clock_adjtime(source, request); };
     return source == CLOCK_REALTIME ? sim::adjust(request, kernel) : kernel();
 }
 
-// Under names of their own, since the headers give the one the other's.
-SIM_INTERPOSED int seen_ntp_gettime(ntptimeval *answer) __asm__("ntp_gettime");
-SIM_INTERPOSED int seen_ntp_gettimex(ntptimeval *answer) __asm__("ntp_gettimex");
-
-SIM_INTERPOSED int seen_ntp_gettime(ntptimeval *answer)
+SIM_STAND_IN(int, ntp_gettime, (ntptimeval * answer))
 {
-    return sim::seen_ntp(answer, sim::next_ntp_gettime);
+    return sim::get_ntp_time(answer, next_ntp_gettime);
 }
 
-SIM_INTERPOSED int seen_ntp_gettimex(ntptimeval *answer)
+SIM_STAND_IN(int, ntp_gettimex, (ntptimeval * answer))
 {
-    return sim::seen_ntp(answer, sim::next_ntp_gettimex);
+    return sim::get_ntp_time(answer, next_ntp_gettimex);
 }

@@ -17,17 +17,15 @@ static int change_action(int number, const struct sigaction *action, struct siga
 
 } // namespace sim
 
-SIM_INTERPOSED int sigaction(int number, const struct sigaction *action, struct sigaction *old) noexcept
+SIM_REPLACE(int, sigaction, (int number, const struct sigaction *action, struct sigaction *old))
 {
     return sim::change_action(number, action, old);
 }
-SIM_INTERPOSED int __sigaction(int, const struct sigaction *, struct sigaction *) noexcept
-    __attribute__((alias("sigaction")));
+SIM_ALIAS(__sigaction, sigaction)
 
 #define SIM_SETS_HANDLER(name)                                                                                         \
-    SIM_INTERPOSED sighandler_t name(int number, sighandler_t handler) noexcept                                        \
+    SIM_STAND_IN(sighandler_t, name, (int number, sighandler_t handler))                                               \
     {                                                                                                                  \
-        static SIM_NEXT(name, sighandler_t(int, sighandler_t));                                                        \
         const sighandler_t old = next_##name(number, handler);                                                         \
         if (number == SIGBUS)                                                                                          \
             sim::restore_sigbus_handler();                                                                             \

@@ -23,8 +23,6 @@ constexpr long SYS_fork = -1, SYS_time = -2;
 namespace sim
 {
 
-static SIM_NEXT(syscall, long(long, long, long, long, long, long, long));
-
 // Whether a child that has just been made, and is this process, has its parent's memory.
 static bool shares_memory(long number, long first)
 {
@@ -80,12 +78,10 @@ static void wait_by_own_clock(long number, long (&arguments)[6], timespec &real)
 
 } // namespace sim
 
-// Under a name of its own, and with all the words that a system call can have.
-SIM_INTERPOSED long seen_syscall(long number, long a, long b, long c, long d, long e, long f) __asm__("syscall");
-
-SIM_INTERPOSED long seen_syscall(long number, long a, long b, long c, long d, long e, long f)
+// With all the words that a system call can have.
+SIM_STAND_IN(long, syscall, (long number, long a, long b, long c, long d, long e, long f))
 {
-    const auto kernel = [=] { return sim::next_syscall(number, a, b, c, d, e, f); };
+    const auto kernel = [=] { return next_syscall(number, a, b, c, d, e, f); };
     long result;
     if (sim::sets_filter(number, a))
         sim::prepare_for_filter();
@@ -141,7 +137,7 @@ SIM_INTERPOSED long seen_syscall(long number, long a, long b, long c, long d, lo
         long words[] = {a, b, c, d, e, f};
         timespec real;
         sim::wait_by_own_clock(number, words, real);
-        return sim::next_syscall(number, words[0], words[1], words[2], words[3], words[4], words[5]);
+        return next_syscall(number, words[0], words[1], words[2], words[3], words[4], words[5]);
     }
     }
 }

@@ -52,39 +52,38 @@ static int set_until(Next<Set<Timer>> &set, Next<Get<Timer>> &get, Timer timer, 
     return failed != 0 ? -1 : 0;
 }
 
-static SIM_NEXT(timerfd_settime, Set<int>);
 static SIM_NEXT(timerfd_gettime, Get<int>);
 static SIM_NEXT_VERSION(next_timer_settime, "timer_settime", SIM_SINCE("GLIBC_2.3.3"), Set<timer_t>);
 static SIM_NEXT_VERSION(next_timer_gettime, "timer_gettime", SIM_SINCE("GLIBC_2.3.3"), Get<timer_t>);
 
 } // namespace sim
 
-SIM_INTERPOSED int timerfd_settime(int timer, int flags, const itimerspec *wanted, itimerspec *old) noexcept
+SIM_STAND_IN(int, timerfd_settime, (int timer, int flags, const itimerspec *wanted, itimerspec *old))
 {
-    return sim::set_until(sim::next_timerfd_settime, sim::next_timerfd_gettime, timer, flags, wanted, old);
+    return sim::set_until(next_timerfd_settime, sim::next_timerfd_gettime, timer, flags, wanted, old);
 }
 
-SIM_INTERPOSED int set_timer(timer_t timer, int flags, const itimerspec *wanted, itimerspec *old)
+SIM_INTERPOSED int sim_timer_settime(timer_t timer, int flags, const itimerspec *wanted, itimerspec *old)
 {
     return sim::set_until(sim::next_timer_settime, sim::next_timer_gettime, timer, flags, wanted, old);
 }
-SIM_VERSION(set_timer, "timer_settime@@GLIBC_2.34")
+SIM_VERSION(sim_timer_settime, "timer_settime@@GLIBC_2.34")
 
 // Until 2022 it was in a library of its own.
-SIM_INTERPOSED int set_timer_of_2021(timer_t timer, int flags, const itimerspec *wanted, itimerspec *old)
+SIM_INTERPOSED int sim_timer_settime_of_2021(timer_t timer, int flags, const itimerspec *wanted, itimerspec *old)
 {
     return sim::set_until(sim::next_timer_settime, sim::next_timer_gettime, timer, flags, wanted, old);
 }
-SIM_VERSION(set_timer_of_2021, "timer_settime@" SIM_SINCE("GLIBC_2.3.3"))
+SIM_VERSION(sim_timer_settime_of_2021, "timer_settime@" SIM_SINCE("GLIBC_2.3.3"))
 
 #if defined(__x86_64__)
 // Until 2004 timers were numbers.
 static SIM_NEXT_VERSION(next_settime_of_2003, "timer_settime", "GLIBC_2.2.5", sim::Set<int>);
 static SIM_NEXT_VERSION(next_gettime_of_2003, "timer_gettime", "GLIBC_2.2.5", sim::Get<int>);
 
-SIM_INTERPOSED int set_timer_of_2003(int timer, int flags, const itimerspec *wanted, itimerspec *old)
+SIM_INTERPOSED int sim_timer_settime_of_2003(int timer, int flags, const itimerspec *wanted, itimerspec *old)
 {
     return sim::set_until(next_settime_of_2003, next_gettime_of_2003, timer, flags, wanted, old);
 }
-SIM_VERSION(set_timer_of_2003, "timer_settime@GLIBC_2.2.5")
+SIM_VERSION(sim_timer_settime_of_2003, "timer_settime@GLIBC_2.2.5")
 #endif

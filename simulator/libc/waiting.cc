@@ -60,6 +60,16 @@ static bool waits_by_real_time(const pthread_cond_t *condition)
 
 } // namespace sim
 
+// Stands in for a call that waits until an instant of a clock: SIM_WAIT(name, parameters, clock, instant, arguments),
+// whose arguments call the real instant `until`.
+#define SIM_WAIT(name, parameters, clock, instant, arguments)                                                          \
+    SIM_STAND_IN(int, name, parameters)                                                                                \
+    {                                                                                                                  \
+        timespec real;                                                                                                 \
+        const timespec *const until = sim::real_deadline(clock, instant, real);                                        \
+        return next_##name arguments;                                                                                  \
+    }
+
 SIM_WAIT(clock_nanosleep, (clockid_t source, int flags, const timespec *time, timespec *left),
          (flags & TIMER_ABSTIME) != 0 ? source : CLOCK_MONOTONIC, time, (source, flags, until, left))
 
@@ -100,25 +110,27 @@ SIM_WAIT(mq_timedreceive, (mqd_t queue, char *message, size_t size, unsigned *pr
 
 // Of this one the clock is the condition's.
 using WaitOnCondition = int(pthread_cond_t *, pthread_mutex_t *, const timespec *);
-static SIM_NEXT_VERSION(next_wait, "pthread_cond_timedwait", SIM_SINCE("GLIBC_2.3.2"), WaitOnCondition);
+static SIM_NEXT_VERSION(next_cond_timedwait, "pthread_cond_timedwait", SIM_SINCE("GLIBC_2.3.2"), WaitOnCondition);
 
-SIM_INTERPOSED int wait_on_condition(pthread_cond_t *condition, pthread_mutex_t *mutex, const timespec *instant)
+SIM_INTERPOSED int sim_pthread_cond_timedwait(pthread_cond_t *condition, pthread_mutex_t *mutex,
+                                              const timespec *instant)
 {
     timespec real;
     const timespec *const until = sim::real_deadline(CLOCK_REALTIME, instant, real);
     const bool as_is = until == instant || !sim::waits_by_real_time(condition);
-    return next_wait(condition, mutex, as_is ? instant : until);
+    return next_cond_timedwait(condition, mutex, as_is ? instant : until);
 }
-SIM_VERSION(wait_on_condition, "pthread_cond_timedwait@@" SIM_SINCE("GLIBC_2.3.2"))
+SIM_VERSION(sim_pthread_cond_timedwait, "pthread_cond_timedwait@@" SIM_SINCE("GLIBC_2.3.2"))
 
 #if defined(__x86_64__)
 // Conditions of before 2003 are of another form, and have no attributes.
-static SIM_NEXT_VERSION(next_older_wait, "pthread_cond_timedwait", "GLIBC_2.2.5", WaitOnCondition);
+static SIM_NEXT_VERSION(next_cond_timedwait_of_2002, "pthread_cond_timedwait", "GLIBC_2.2.5", WaitOnCondition);
 
-SIM_INTERPOSED int wait_on_condition_of_2002(pthread_cond_t *condition, pthread_mutex_t *mutex, const timespec *instant)
+SIM_INTERPOSED int sim_pthread_cond_timedwait_of_2002(pthread_cond_t *condition, pthread_mutex_t *mutex,
+                                                      const timespec *instant)
 {
     timespec real;
-    return next_older_wait(condition, mutex, sim::real_deadline(CLOCK_REALTIME, instant, real));
+    return next_cond_timedwait_of_2002(condition, mutex, sim::real_deadline(CLOCK_REALTIME, instant, real));
 }
-SIM_VERSION(wait_on_condition_of_2002, "pthread_cond_timedwait@GLIBC_2.2.5")
+SIM_VERSION(sim_pthread_cond_timedwait_of_2002, "pthread_cond_timedwait@GLIBC_2.2.5")
 #endif

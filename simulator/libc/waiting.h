@@ -15,16 +15,3 @@ namespace sim
 const timespec *real_deadline(clockid_t source, const timespec *instant, timespec &real);
 
 } // namespace sim
-
-// Stands in for a call that waits until an instant of a clock: SIM_WAIT(name, parameters, clock, instant, arguments),
-// whose arguments call the real instant `until`. It has a name of its own, as the C library's prototypes promise more
-// than their callers keep, such as that an instant is never null.
-#define SIM_WAIT(name, parameters, clock, instant, arguments)                                                          \
-    SIM_INTERPOSED int wait_##name parameters __asm__(#name);                                                          \
-    static SIM_NEXT(name, decltype(wait_##name));                                                                      \
-    SIM_INTERPOSED int wait_##name parameters                                                                          \
-    {                                                                                                                  \
-        timespec real;                                                                                                 \
-        const timespec *const until = sim::real_deadline(clock, instant, real);                                        \
-        return next_##name arguments;                                                                                  \
-    }

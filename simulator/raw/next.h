@@ -59,8 +59,6 @@ template <typename Function, long early_number = 0> struct Next : Original {
 
 } // namespace sim
 
-#define SIM_INTERPOSED extern "C" __attribute__((visibility("default")))
-
 // Declares next_NAME, to be called as the function of that name; a type may have commas. The second also says which
 // system call serves before the loader is done, the third which of several versions of it is meant. Without "used"
 // clang would split them, and the section would be no array.
@@ -71,8 +69,27 @@ template <typename Function, long early_number = 0> struct Next : Original {
 #define SIM_NEXT_VERSION(variable, name, version, ...)                                                                 \
     __attribute__((used, section("sim_originals"))) constinit ::sim::Next<__VA_ARGS__> variable(name, version)
 
+// Begin the definition of a function that programs see as NAME, and this library as sim_NAME. The C library's prototype
+// promises more than callers keep, such as a pointer that is never null. SIM_STAND_IN also declares next_NAME, the C
+// library's own function.
+// NOLINTBEGIN(bugprone-macro-parentheses): a list of parameters has its own
+#define SIM_STAND_IN(result, name, parameters)                                                                         \
+    static SIM_NEXT(name, result parameters);                                                                          \
+    SIM_REPLACE(result, name, parameters)
+#define SIM_REPLACE(result, name, parameters)                                                                          \
+    extern "C" __attribute__((visibility("default"))) result sim_##name parameters __asm__(#name);                     \
+    result sim_##name parameters
+// NOLINTEND(bugprone-macro-parentheses)
+
+// Another name of a stand-in.
+#define SIM_ALIAS(other, name)                                                                                         \
+    extern "C" __attribute__((visibility("default"))) decltype(sim_##name) sim_##other __asm__(#other)                 \
+        __attribute__((alias(#name)));
+
 // Functions that the C library keeps in several versions, of which the older may take other arguments. A stand-in
 // without a version would take the place of all.
+#define SIM_INTERPOSED extern "C" __attribute__((visibility("default")))
+
 // Shows programs a function as NAME@VERSION, or as NAME@@VERSION, which is what they are linked with today. All
 // versions are listed in cmake/simulator.map.
 #define SIM_VERSION(function, versioned) __asm__(".symver " #function ", " versioned ", remove");

@@ -52,7 +52,7 @@ bool Plan::next()
 void Plan::write_state(const char *key, const ov_clock *clock)
 {
     if (clock == nullptr)
-        return json_.word(key, "null");
+        return json_.null(key);
     json_.open('{', key);
     write_clock_state(json_, *clock, real_);
     json_.close('}');

@@ -89,8 +89,12 @@ static void print_clock_fields(FILE *line, const ov_request &request)
 // Prints the engine's message in one line, without its prefix.
 static void print_outcome(FILE *line, int32_t result, const char *message)
 {
-    if (result == OV_OK || message == nullptr) {
-        result == OV_OK ? fputs("done", line) : fprintf(line, "%" PRId32, result);
+    if (result == OV_OK) {
+        fputs("done", line);
+        return;
+    }
+    if (message == nullptr) {
+        fprintf(line, "%" PRId32, result);
         return;
     }
     constexpr char beginning[] = "ovuser: ";

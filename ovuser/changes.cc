@@ -80,8 +80,10 @@ ReportedClock *Changes::find(const ov_clock &clock)
 {
     for (size_t i = 0; i < told_.count(); ++i, ++next_) {
         ReportedClock &told = told_[next_ %= told_.count()];
-        if (told.clock.kind == clock.kind && told.clock.id == clock.id)
-            return ++next_, &told;
+        if (told.clock.kind == clock.kind && told.clock.id == clock.id) {
+            ++next_;
+            return &told;
+        }
     }
     return nullptr;
 }

@@ -124,7 +124,7 @@ void write_owner(Json &json, const ov_clock &clock)
 {
     json.text("kind", kind_word(clock.kind));
     json.number("id", clock.id);
-    clock.named > 0 ? json.text("name", clock.name) : json.word("name", "null");
+    json.text("name", clock.named > 0 ? clock.name : nullptr);
 }
 
 void write_clock(Json &json, const ov_clock &clock, time_t real)
@@ -136,15 +136,18 @@ void write_clock(Json &json, const ov_clock &clock, time_t real)
 void write_clock_state(Json &json, const ov_clock &clock, time_t real)
 {
     const TimeText time(clock.value);
-    time.has_date ? json.text("time", time.text) : json.word("time", "null");
+    json.text("time", time.has_date ? time.text : nullptr);
     json.number("epoch", clock.value);
     json.number("ahead", seconds_ahead(clock, real));
     json.text("real", TimeText(real).text);
     json.number("speed", clock.speed);
     json.text("speed_text", clock_speed_string(clock.speed));
-    json.word("frozen", is_frozen(clock) ? "true" : "false");
-    json.word("rewind", clock.rewind != 0 ? "true" : "false");
-    clock.origin != 0 ? json.number("origin", clock.origin) : json.word("origin", "null");
+    json.boolean("frozen", is_frozen(clock));
+    json.boolean("rewind", clock.rewind != 0);
+    if (clock.origin != 0)
+        json.number("origin", clock.origin);
+    else
+        json.null("origin");
 }
 
 } // namespace ovuser

@@ -16,14 +16,27 @@ class Json
     explicit Json(FILE *stream, int depth = 0) : stream_(stream), depth_(depth) {}
     static constexpr int on_one_line = 1;
 
-    // Each writes a comma first where one is needed. Keys and words (true, false, null) are not escaped.
-    void open(char bracket, const char *key = nullptr) { fputc(bracket, begin(key)), first_ = true, ++depth_; }
-    void close(char bracket) { fputc(bracket, stream_), first_ = false, --depth_; }
+    // Each writes a comma first where one is needed. Keys are not escaped.
+    void open(char bracket, const char *key = nullptr)
+    {
+        fputc(bracket, begin(key));
+        first_ = true;
+        ++depth_;
+    }
+    void close(char bracket)
+    {
+        fputc(bracket, stream_);
+        first_ = false;
+        --depth_;
+    }
     void number(const char *key, int64_t value) { fprintf(begin(key), "%" PRId64, value); }
-    void word(const char *key, const char *value) { fputs(value, begin(key)); }
-    // Bytes that are not UTF-8 become U+FFFD.
+    void boolean(const char *key, bool value) { fputs(value ? "true" : "false", begin(key)); }
+    void null(const char *key) { fputs("null", begin(key)); }
+    // Bytes that are not UTF-8 become U+FFFD. A null pointer becomes null.
     void text(const char *key, const char *value)
     {
+        if (value == nullptr)
+            return null(key);
         fputc('"', begin(key));
         for (size_t length; *value != '\0'; value += length > 0 ? length : 1) {
             length = character_length(value);

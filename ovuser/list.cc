@@ -124,8 +124,10 @@ int list_command(int argc, char **argv)
         return as_json ? report_changes(identities, interval) : watch(identities, interval);
     Clocks clocks;
     clocks.read();
-    if (clocks.opened())
-        as_json ? list_as_json(clocks, identities) : list_as_text(clocks, identities);
+    if (clocks.opened() && as_json)
+        list_as_json(clocks, identities);
+    else if (clocks.opened())
+        list_as_text(clocks, identities);
     const int status = clocks.report_failure();
     return status == done ? report_unmet(identities) : status;
 }

@@ -193,7 +193,7 @@ static void show_as_json(Json &json, const Clocks &clocks, const Identity &who, 
         write_clock(json, *clock, real);
         json.close('}');
     } else {
-        json.word("clock", "null");
+        json.null("clock");
     }
     write_those(json, "overrules", clocks, [&](const ov_clock &other) { return effective.overrules(other); });
     write_those(json, "overruled_by", clocks, [&](const ov_clock &other) { return effective.is_overruled_by(other); });
@@ -229,7 +229,10 @@ int show_command(int argc, char **argv)
         json.open('[');
     for (const Identity &who : identities) {
         const EffectiveClock effective(clocks, who);
-        as_json ? show_as_json(json, clocks, who, effective, real) : show_as_text(clocks, who, effective, real);
+        if (as_json)
+            show_as_json(json, clocks, who, effective, real);
+        else
+            show_as_text(clocks, who, effective, real);
         if (!output_works())
             break;
     }

@@ -45,9 +45,9 @@ int Terminal::open(uint32_t owner)
     outer_ = open_again(stream);
     reads_ = stream == STDIN_FILENO && !is_pipe(STDOUT_FILENO);
     winsize size = {};
-    tcgetattr(outer_, &modes_);
+    tcgetattr(outer_, &saved_modes_);
     ioctl(outer_, TIOCGWINSZ, &size);
-    termios modes = modes_;
+    termios modes = saved_modes_;
     if (!reads_) { // the caller's terminal does both already
         modes.c_oflag &= ~static_cast<tcflag_t>(OPOST);
         modes.c_lflag &= ~static_cast<tcflag_t>(ECHO);
@@ -100,9 +100,9 @@ void Terminal::enter_raw_mode()
     if (foreground > 0 && foreground != getpgrp())
         return;
     resize();
-    if (!reads_ || raw_ || tcgetattr(outer_, &modes_) != 0)
+    if (!reads_ || raw_ || tcgetattr(outer_, &saved_modes_) != 0)
         return;
-    termios raw = modes_;
+    termios raw = saved_modes_;
     cfmakeraw(&raw);
     raw_ = tcsetattr(outer_, TCSANOW, &raw) == 0;
 }
@@ -110,7 +110,7 @@ void Terminal::enter_raw_mode()
 void Terminal::leave_raw_mode()
 {
     if (raw_)
-        tcsetattr(outer_, TCSANOW, &modes_);
+        tcsetattr(outer_, TCSANOW, &saved_modes_);
     raw_ = false;
 }
 

@@ -53,7 +53,7 @@ class Terminal
     int outer_ = -1, inner_ = -1, slave_ = -1, signals_ = -1;
     bool reads_ = false, raw_ = false, outer_lives_ = true, inner_lives_ = true;
     Buffer typed_, shown_;
-    termios modes_ = {};
+    termios saved_modes_ = {};
 };
 
 } // namespace ovuser

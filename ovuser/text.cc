@@ -106,8 +106,12 @@ Quoted::Quoted(const char *plain) : text(plain)
         return;
     char *end = own_;
     *end++ = '\'';
-    for (; *plain != '\0'; ++plain)
-        end = *plain == '\'' ? stpcpy(end, "'\\''") : (*end = *plain, end + 1);
+    for (; *plain != '\0'; ++plain) {
+        if (*plain == '\'')
+            end = stpcpy(end, "'\\''");
+        else
+            *end++ = *plain;
+    }
     *end++ = '\'';
     *end = '\0';
     text = own_;

@@ -67,9 +67,10 @@ function listen() {
 }
 
 function done(key, words) {
-    fresh = key;
-    if (clocks.has(key) && key)
+    if (clocks.has(key))
         pointOut(key);
+    else
+        fresh = key;
     tell("success", words);
 }
 

@@ -173,6 +173,7 @@ export function openSettings(clock, done) {
                 controls.show(controls.explain(failure) || [null, failure.message]);
         }
     };
+    let outcome = null;
     const set = async () => {
         const fault = controls.fault();
         if (fault)
@@ -185,7 +186,7 @@ export function openSettings(clock, done) {
             await keep(found);
         else if (keptLine(found))
             await forget(found);
-        done(found);
+        outcome = found;
     };
     const tell = failure => {
         const fault = failure.fault || controls.explain(failure);
@@ -196,7 +197,8 @@ export function openSettings(clock, done) {
         return Boolean(fault);
     };
     const title = clock ? format(_("Clock of $0"), whose(clock.found)) : _("Set a clock");
-    const dialog = openDialog({ title, body: controls.body(), actionText: clock ? _("Save") : _("Set"), action: set, tell });
+    const dialog = openDialog({ title, body: controls.body(), actionText: clock ? _("Save") : _("Set"), action: set, tell,
+                                closed: () => outcome && done(outcome) }); // which then may move the focus
     const fill = async () => {
         const options = (await candidates(controls.kind.value)).map(([name, label]) => new Option(label, name));
         controls.names.replaceChildren(...options);

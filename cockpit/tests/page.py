@@ -131,7 +131,7 @@ def details(page):
     wait("the process", lambda: os.stat("/proc/%d" % process.pid).st_uid == 5)
     wait("the row", lambda: page.part("u:games", "button")).click()
     wait("who lives by it", lambda: "1 process: \u2068sleep\u2069 (%d)" % process.pid in page.part("u:games", "dl").text)
-    wait("its midnight", lambda: "real time, in 00:29:" in page.part("u:games", "dl").text)
+    wait("its midnight", lambda: "real time, in 00:2" in page.part("u:games", "dl").text)
     told = page.part("u:games", "dl").text.replace("\u202f", " ")
     assert "Goes back to its date" in told, told
     assert "Sep 21, 2026, 4:13:21 PM, by \u2068daemon\u2069" in told, told
@@ -224,7 +224,6 @@ def thousand(page):
     wait("500 rows", lambda: len(page.all("tbody")) == 500, 20)
     page.run("document.querySelector('#alerts').replaceChildren()")
     page.picture("500")
-    assert page.cell("u:many7", "From real time") == "+00:00:00"
     ovuser("add", *("u:%d" % uid for uid in range(70500, 71000)), "--at", "now")
     coming = page.browser.execute_async_script(FRAMES)
     wait("1000 rows", lambda: len(page.all("tbody")) == 1000, 20)
@@ -317,13 +316,15 @@ the_browser = start_browser()
 try:
     the_page = Page(the_browser)
     for step in (no_clock, table, changes_elsewhere, keyboard, set_one, edit, keep, details, plot, pictures, take_away,
-                 hostile, thousand, no_module, hidden, no_rights, german):
+                 hostile, thousand, no_module, hidden, german):
         step(the_page)
         print(step.__name__, flush=True)
     errors = [entry for entry in the_browser.get_log("browser") if entry["level"] in ("SEVERE", "WARNING")]
     assert not errors, errors
     connection_lost(the_page)
-    print("connection_lost, and no error on the console before")
+    print("connection_lost, and no error on the console before", flush=True)
+    no_rights(the_page)  # last: a console ends soon after its last reader has left
+    print("no_rights")
 except Exception:
     the_page.picture("failed")
     raise

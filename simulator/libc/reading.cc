@@ -18,20 +18,20 @@ constexpr long SYS_time = 0;
 static SIM_NEXT_EARLY(gettimeofday, SYS_gettimeofday, int(timeval *, void *));
 static SIM_NEXT_EARLY(time, SYS_time, time_t(time_t *));
 
-int64_t atomic_offset()
+int64_t seconds_ahead(clockid_t source)
 {
-    return atomic_offset(real_time);
+    return seconds_ahead(source, real_time);
 }
 
 [[gnu::cold]] static bool read_rare_source(clockid_t source, timespec &time)
 {
+    if (!virtual_ids.has(source) || (optional_ids.has(source) && next_clock_gettime(source, &time) != 0))
+        return false;
     if (source == CLOCK_REALTIME_COARSE)
         return read_coarse_clock(time);
-    if (source == CLOCK_REALTIME_ALARM) // which a machine need not have
-        return next_clock_gettime(source, &time) == 0 && read_clock(time);
-    if (source != CLOCK_TAI || !read_clock(time))
+    if (!read_clock(time))
         return false;
-    time.tv_sec = ov::wrapping_add(time.tv_sec, atomic_offset());
+    time.tv_sec = ov::wrapping_add(time.tv_sec, seconds_ahead(source));
     return true;
 }
 

@@ -14,8 +14,8 @@ namespace sim
 // clock tells none. Async-signal-safe, as all here.
 bool read_source(clockid_t source, timespec &time);
 
-// By how many seconds CLOCK_TAI is ahead of CLOCK_REALTIME in the real time.
-int64_t atomic_offset();
+// By how many seconds one of them is ahead of CLOCK_REALTIME in the real time.
+int64_t seconds_ahead(clockid_t source);
 
 // The parts of answers that the kernel has given: left as they are in the real time.
 void make_virtual(timeval &time);

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "simulator/process/source.h"
 #include "simulator/raw/next.h"
 
 namespace sim
@@ -21,7 +22,7 @@ bool may_set_time()
 // The others cannot be set, or are not the machine's time.
 bool may_set_time(clockid_t source)
 {
-    return source != CLOCK_REALTIME || may_set_time();
+    return !settable_ids.has(source) || may_set_time();
 }
 
 void make_virtual(timex &answer)
@@ -79,7 +80,7 @@ SIM_ALIAS(ntp_adjtime, adjtimex)
 SIM_STAND_IN(int, clock_adjtime, (clockid_t source, timex *request))
 {
     const auto kernel = [=] { return next_clock_adjtime(source, request); };
-    return source == CLOCK_REALTIME ? sim::adjust(request, kernel) : kernel();
+    return sim::settable_ids.has(source) ? sim::adjust(request, kernel) : kernel();
 }
 
 SIM_STAND_IN(int, ntp_gettime, (ntptimeval * answer))

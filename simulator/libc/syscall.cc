@@ -14,6 +14,7 @@
 #include "simulator/libc/waiting.h"
 #include "simulator/process/identity.h"
 #include "simulator/process/own_clock.h"
+#include "simulator/process/source.h"
 #include "simulator/raw/next.h"
 
 #ifndef SYS_fork // as on newer architectures, which have no SYS_time either
@@ -113,7 +114,8 @@ SIM_STAND_IN(long, syscall, (long number, long a, long b, long c, long d, long e
     case SYS_adjtimex:
         return sim::adjust(reinterpret_cast<timex *>(a), kernel);
     case SYS_clock_adjtime:
-        return a == CLOCK_REALTIME ? sim::adjust(reinterpret_cast<timex *>(b), kernel) : kernel();
+        return sim::settable_ids.has(static_cast<clockid_t>(a)) ? sim::adjust(reinterpret_cast<timex *>(b), kernel)
+                                                                : kernel();
     case SYS_settimeofday:
         return sim::may_set_time() ? kernel() : -1;
     case SYS_setuid:

@@ -21,7 +21,9 @@ static clockid_t source_that_shows(time_t shown)
 {
     constexpr time_t soon = 10; // the difference between them is greater, or there is none
     const time_t ahead = shown - real_time().tv_sec;
-    return labs(ahead) < soon ? CLOCK_REALTIME : labs(ahead - atomic_offset()) < soon ? CLOCK_TAI : CLOCK_MONOTONIC;
+    return labs(ahead) < soon                              ? CLOCK_REALTIME
+           : labs(ahead - seconds_ahead(CLOCK_TAI)) < soon ? CLOCK_TAI
+                                                           : CLOCK_MONOTONIC;
 }
 
 // By which clock a timer counts is not told by the kernel. So it is set to a far instant first, and asked how long that

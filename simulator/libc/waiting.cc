@@ -11,6 +11,7 @@
 
 #include "simulator/libc/reading.h"
 #include "simulator/process/own_clock.h"
+#include "simulator/process/source.h"
 #include "simulator/raw/memory.h"
 #include "simulator/raw/next.h"
 
@@ -20,12 +21,11 @@ namespace sim
 const timespec *real_deadline(clockid_t source, const timespec *instant, timespec &real)
 {
     ClockRate rate;
-    const bool shows_time = source == CLOCK_REALTIME || source == CLOCK_REALTIME_ALARM || source == CLOCK_TAI;
-    if (!shows_time || instant == nullptr || !own_clock(rate) || !is_readable(instant))
+    if (!waited_ids.has(source) || instant == nullptr || !own_clock(rate) || !is_readable(instant))
         return instant;
     if (instant->tv_sec < 0 || instant->tv_nsec < 0 || instant->tv_nsec > 999'999'999)
         return instant;
-    const int64_t ahead = source == CLOCK_TAI ? atomic_offset() : 0;
+    const int64_t ahead = seconds_ahead(source);
     real = rate.when({instant->tv_sec - ahead, instant->tv_nsec}, real_time());
     if (__builtin_add_overflow(real.tv_sec, ahead, &real.tv_sec))
         real.tv_sec = INT64_MAX;

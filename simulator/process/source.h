@@ -1,16 +1,40 @@
+// Which of the system's clocks show a process its virtual time.
 #pragma once
 
 #include <cstdint>
 #include <ctime>
+#include <initializer_list>
 
 namespace sim
 {
 
-// By how many seconds CLOCK_TAI is ahead of CLOCK_REALTIME, as the kernel has it. Clocks are read for it, by a function
-// that tells a real time, since a filter of system calls may end who asks; within one second, so that what goes by
-// between them does not count.
-template <typename Read> int64_t atomic_offset(const Read &read)
+class ClockIds
 {
+  public:
+    constexpr ClockIds(std::initializer_list<clockid_t> ids)
+    {
+        for (const clockid_t id : ids)
+            bits_ |= 1u << id;
+    }
+    constexpr bool has(clockid_t id) const { return id >= 0 && id < 32 && (bits_ >> id & 1) != 0; }
+
+  private:
+    uint32_t bits_ = 0;
+};
+
+// All others count from the machine's or the process's start.
+constexpr ClockIds virtual_ids = {CLOCK_REALTIME, CLOCK_REALTIME_COARSE, CLOCK_REALTIME_ALARM, CLOCK_TAI};
+constexpr ClockIds waited_ids = {CLOCK_REALTIME, CLOCK_REALTIME_ALARM, CLOCK_TAI}; // the kernel refuses the coarse one
+constexpr ClockIds settable_ids = {CLOCK_REALTIME};
+constexpr ClockIds optional_ids = {CLOCK_REALTIME_ALARM}; // on a machine without a hardware clock
+
+// By how many seconds a clock is ahead of CLOCK_REALTIME, as the kernel has it: only CLOCK_TAI is. The difference is
+// taken between two readings of the function `read`, since a filter may end a program that calls adjtimex; both lie
+// within one second.
+template <typename Read> int64_t seconds_ahead(clockid_t source, const Read &read)
+{
+    if (source != CLOCK_TAI)
+        return 0;
     timespec before, atomic, after;
     do {
         before = read(CLOCK_REALTIME);

@@ -79,15 +79,14 @@ __attribute__((noinline)) static Cache::Found find_anew(const timespec &real, Cl
 }
 
 // Makes what the program's clock shows fit one that is rarely asked, and which a machine need not have.
-__attribute__((noinline, cold)) static int make_rare(clockid_t source, timespec &shown)
+__attribute__((noinline, cold)) static int make_rare(clockid_t source, timespec &time)
 {
     timespec real;
     const auto read = [&real](clockid_t of) {
         vvar_pages.vvar.clock_gettime(of, &real);
         return real;
     };
-    if (source == CLOCK_TAI)
-        shown.tv_sec = ov::wrapping_add(shown.tv_sec, atomic_offset(read));
+    time.tv_sec = ov::wrapping_add(time.tv_sec, seconds_ahead(source, read));
     return vvar_pages.vvar.clock_gettime(source, &real);
 }
 
@@ -121,9 +120,8 @@ using sim::vvar_pages;
 
 SIM_VDSO int __vdso_clock_gettime(clockid_t source, timespec *time)
 {
-    const bool shows_time = source == CLOCK_REALTIME || source == CLOCK_REALTIME_COARSE ||
-                            source == CLOCK_REALTIME_ALARM || source == CLOCK_TAI;
-    return shows_time ? sim::read_vdso_clock(source, *time) : vvar_pages.vvar.clock_gettime(source, time);
+    return sim::virtual_ids.has(source) ? sim::read_vdso_clock(source, *time)
+                                        : vvar_pages.vvar.clock_gettime(source, time);
 }
 
 SIM_VDSO int __vdso_gettimeofday(timeval *time, void *zone)

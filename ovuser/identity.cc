@@ -149,10 +149,17 @@ struct NameList {
     int lookups = 0;
     Array<Named> names;
 
+    ~NameList();
     bool add(const char *name, uint32_t id);
     void read(int32_t kind);
     const Named *find(const char *name) const;
 };
+
+NameList::~NameList()
+{
+    for (const Named &each : names)
+        free(each.name);
+}
 
 bool NameList::add(const char *name, uint32_t id)
 {
@@ -188,7 +195,7 @@ const Named *NameList::find(const char *name) const
 // looked up.
 static int look_up(const char *name, int32_t kind, uint32_t *number)
 {
-    static NameList users, groups; // never freed
+    static NameList users, groups;
     constexpr int many = 32;
     NameList &list = kind == OV_USER ? users : groups;
     if (kind == OV_PROCESS)

@@ -33,7 +33,8 @@ static int change(Table &table, unsigned long command, uint64_t kind, int64_t id
 TEST(Simulator, KeepsTheModulesRules)
 {
     setenv("TZ", "UTC", 1);
-    static Table table;
+    const auto room = std::make_unique<Table>();
+    Table &table = *room;
     const auto query = [&](unsigned long command, uint32_t slot = 0, timespec now = start) {
         zynov_iov record = {171, slot};
         EXPECT_EQ(query_table(table, command, record, now), 0);

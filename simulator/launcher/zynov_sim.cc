@@ -28,7 +28,8 @@ static void set(const char *variable, const char *value)
 {
     char place[PATH_MAX];
     const char *file = find_program({command[0], true}, place);
-    const Start start({file}, choices.descendants ? Traced::descendants : Traced::own_exec);
+    Start start;
+    start.prepare({file}, choices.descendants ? Traced::descendants : Traced::own_exec);
     if (strchr(file, '/') != nullptr) // past the stand-ins of a simulator that this one runs under
         system_call(SYS_execve, file, command, environ);
     execvp(command[0], command); // which also knows scripts that do not name their interpreter

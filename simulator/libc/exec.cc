@@ -21,7 +21,8 @@ __attribute__((constructor)) static void begin()
 
 SIM_STAND_IN(int, execve, (const char *path, char *const *arguments, char *const *environment))
 {
-    const sim::Start start({path}, sim::Traced::own_exec);
+    sim::Start start;
+    start.prepare({path}, sim::Traced::own_exec);
     return next_execve(path, arguments, environment);
 }
 
@@ -32,7 +33,8 @@ SIM_REPLACE(int, execv, (const char *path, char *const *arguments))
 
 SIM_STAND_IN(int, execvpe, (const char *name, char *const *arguments, char *const *environment))
 {
-    const sim::Start start({name, true}, sim::Traced::own_exec);
+    sim::Start start;
+    start.prepare({name, true}, sim::Traced::own_exec);
     return next_execvpe(name, arguments, environment);
 }
 
@@ -43,13 +45,15 @@ SIM_REPLACE(int, execvp, (const char *name, char *const *arguments))
 
 SIM_STAND_IN(int, fexecve, (int descriptor, char *const *arguments, char *const *environment))
 {
-    const sim::Start start({"", false, descriptor, AT_EMPTY_PATH}, sim::Traced::own_exec);
+    sim::Start start;
+    start.prepare({"", false, descriptor, AT_EMPTY_PATH}, sim::Traced::own_exec);
     return next_fexecve(descriptor, arguments, environment);
 }
 
 SIM_STAND_IN(int, execveat, (int folder, const char *name, char *const *arguments, char *const *environment, int flags))
 {
-    const sim::Start start({name, false, folder, flags}, sim::Traced::own_exec);
+    sim::Start start;
+    start.prepare({name, false, folder, flags}, sim::Traced::own_exec);
     return next_execveat(folder, name, arguments, environment, flags);
 }
 
@@ -98,7 +102,8 @@ SIM_STAND_IN(int, posix_spawn,
              (pid_t * child, const char *path, const posix_spawn_file_actions_t *actions,
               const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment))
 {
-    sim::Start start({path, false, AT_FDCWD, 0, actions != nullptr}, sim::Traced::child);
+    sim::Start start;
+    start.prepare({path, false, AT_FDCWD, 0, actions != nullptr}, sim::Traced::child);
     return start.outcome(next_posix_spawn(child, path, actions, attributes, arguments, environment));
 }
 
@@ -106,6 +111,7 @@ SIM_STAND_IN(int, posix_spawnp,
              (pid_t * child, const char *name, const posix_spawn_file_actions_t *actions,
               const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment))
 {
-    sim::Start start({name, true, AT_FDCWD, 0, actions != nullptr}, sim::Traced::child);
+    sim::Start start;
+    start.prepare({name, true, AT_FDCWD, 0, actions != nullptr}, sim::Traced::child);
     return start.outcome(next_posix_spawnp(child, name, actions, attributes, arguments, environment));
 }

@@ -60,7 +60,8 @@ static bool read_times(const timespec *given, Times &times)
     if (given == nullptr || read_given(times, const_cast<timespec *>(given)) != 0)
         return false;
     for (const timespec &time : times.times)
-        if (time.tv_nsec != UTIME_NOW && time.tv_nsec != UTIME_OMIT && (time.tv_nsec < 0 || time.tv_nsec > 999'999'999))
+        if (time.tv_nsec != UTIME_NOW && time.tv_nsec != UTIME_OMIT &&
+            (time.tv_nsec < 0 || time.tv_nsec >= ZYNOV_SECOND))
             return false;
     return true;
 }

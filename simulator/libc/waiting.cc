@@ -23,7 +23,7 @@ const timespec *real_deadline(clockid_t source, const timespec *instant, timespe
     ClockRate rate;
     if (!waited_ids.has(source) || instant == nullptr || !own_clock(rate) || !is_readable(instant))
         return instant;
-    if (instant->tv_sec < 0 || instant->tv_nsec < 0 || instant->tv_nsec > 999'999'999)
+    if (instant->tv_sec < 0 || instant->tv_nsec < 0 || instant->tv_nsec >= ZYNOV_SECOND)
         return instant;
     const int64_t ahead = seconds_ahead(source);
     real = rate.when({instant->tv_sec - ahead, instant->tv_nsec}, real_time());

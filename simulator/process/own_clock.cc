@@ -97,7 +97,7 @@ static Generation present_generation(const Table &clocks)
 static int64_t coarse_instant()
 {
     const timespec now = real_time(CLOCK_MONOTONIC_COARSE);
-    return now.tv_sec * 1'000'000'000 + now.tv_nsec;
+    return now.tv_sec * ZYNOV_SECOND + now.tv_nsec;
 }
 
 // Looks it up anew. A change that is under way has no generation of its own, nor has one that was cut short by the end

@@ -17,7 +17,7 @@ namespace sim
 {
 
 constexpr uint64_t is_a_tick = 1ULL << 63;
-constexpr int64_t ticks_per_second = 100; // in what the kernel tells programs
+constexpr int64_t ticks_per_second = 100, nanoseconds_per_tick = 10'000'000; // in what the kernel tells programs
 
 static uint64_t inode_of(const char *path)
 {
@@ -54,7 +54,7 @@ static bool read_shift(int64_t &ticks)
         return error == ENOENT; // by a kernel that has no time namespaces
     }
     const long seconds = strtol(offset + strlen("boottime "), &offset, 10);
-    ticks = seconds * ticks_per_second + strtol(offset, nullptr, 10) / (1'000'000'000 / ticks_per_second);
+    ticks = seconds * ticks_per_second + strtol(offset, nullptr, 10) / nanoseconds_per_tick;
     // The file tells of the namespace that children will be in.
     return ticks == 0 || inode_of("/proc/self/ns/time") == inode_of("/proc/self/ns/time_for_children");
 }

@@ -15,13 +15,13 @@
 namespace sim
 {
 
-constexpr int64_t one_second = 1'000'000'000, two_seconds = 2 * one_second;
+constexpr int64_t two_seconds = int64_t{2} * ZYNOV_SECOND;
 
 static int64_t present()
 {
     timespec now = {};
     system_call(SYS_clock_gettime, CLOCK_MONOTONIC, &now);
-    return now.tv_sec * one_second + now.tv_nsec;
+    return now.tv_sec * ZYNOV_SECOND + now.tv_nsec;
 }
 
 // Tries again and again for so long, which begins when the first attempt has failed.

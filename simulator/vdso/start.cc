@@ -199,7 +199,7 @@ const char *Start::trace(Traced what, const char *state, bool looks, char (&stat
 {
     if (const char *obstacle = find_obstacle(state, status))
         return obstacle;
-    switch (tracer_.emplace(what, state, looks).error()) {
+    switch (tracer_.start(what, state, looks)) {
     case 0:
         return nullptr;
     case EACCES:
@@ -211,7 +211,7 @@ const char *Start::trace(Traced what, const char *state, bool looks, char (&stat
     }
 }
 
-Start::Start(const Target &target, Traced what)
+void Start::prepare(const Target &target, Traced what)
 {
     const char *state = getenv(state_variable);
     const bool in_environment = state != nullptr;

@@ -2,13 +2,11 @@
 // does not.
 #pragma once
 
-#include <array>
-#include <cstdint>
-#include <optional>
-
 #include "simulator/process/options.h"
 #include "simulator/vdso/program.h"
 #include "simulator/vdso/tracer.h"
+#include <array>
+#include <cstdint>
 
 namespace sim
 {
@@ -19,13 +17,14 @@ namespace sim
 class Start
 {
   public:
-    Start(const Target &target, Traced what);
+    // Before it is started.
+    void prepare(const Target &target, Traced what);
 
     // Of making a child: an errno, or 0. Returns it.
     int outcome(int error)
     {
-        if (error != 0 && tracer_)
-            tracer_->give_up();
+        if (error != 0)
+            tracer_.give_up();
         return error;
     }
 
@@ -33,7 +32,7 @@ class Start
     // Why it cannot be; null when it is under way.
     const char *trace(Traced what, const char *state, bool looks, char (&status)[4096]);
 
-    std::optional<Tracer> tracer_;
+    Tracer tracer_;
 };
 
 // Remembers how this process was started, and makes place for what is said, before there are children. Called once.

@@ -258,45 +258,50 @@ int Tracer::attach()
     return said;
 }
 
-Tracer::Tracer(Traced what, const char *state, bool looks) : what_(what)
+// Makes the shared pages, and writes into them what is known beforehand.
+int Tracer::prepare(const char *state, bool looks)
 {
-    if (strlen(state) >= sizeof Vvar::state) {
-        error_ = ENAMETOOLONG;
-        return;
-    }
+    if (strlen(state) >= sizeof Vvar::state)
+        return ENAMETOOLONG;
     const long pages =
         system_call(SYS_mmap, nullptr, shared_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (pages < 0 && pages > -4096) {
-        error_ = static_cast<int>(-pages);
-        return;
-    }
+    if (pages < 0 && pages > -4096)
+        return static_cast<int>(-pages);
     shared_ = std::bit_cast<Shared *>(pages);
     shared_->self = shared_;
-    shared_->what = what;
-    shared_->looks = looks || what == Traced::descendants;
+    shared_->what = what_;
+    shared_->looks = looks || what_ == Traced::descendants;
     shared_->maker = static_cast<int>(system_call(SYS_gettid));
     // Once it is attached the tracer calls nothing of the C library's, whose storage of this thread it has.
     Vvar &vvar = shared_->vvar;
     memcpy(vvar.state, state, strlen(state));
     vvar.container_id = read_container_id();
     vvar.pid_namespace = pid_namespace();
-    if (what == Traced::own_exec) {
+    if (what_ == Traced::own_exec) {
         vvar.process = system_call(SYS_getpid);
         if (read_birth(vvar.process, vvar.birth) != 0)
             vvar.pid_namespace = vvar.birth = 0;
     }
+    return 0;
+}
+
+int Tracer::start(Traced what, const char *state, bool looks)
+{
+    what_ = what;
+    error_ = prepare(state, looks);
+    if (error_ != 0)
+        return error_;
     error_ = attach();
     // A process that has given up rights may not be traced by its equals. That is lifted for as long as it takes, but
     // never where others have the same memory, as the parent of a vforked child has: they would all be laid open.
     if (error_ != EPERM || system_call(SYS_prctl, PR_GET_DUMPABLE, 0, 0, 0, 0) == 1)
-        return;
-    if (system_call(SYS_unshare, CLONE_VM) != 0) { // which does nothing, and fails where memory is shared
-        error_ = EACCES;
-        return;
-    }
+        return error_;
+    if (system_call(SYS_unshare, CLONE_VM) != 0) // which does nothing, and fails where memory is shared
+        return error_ = EACCES;
     system_call(SYS_prctl, PR_SET_DUMPABLE, 1, 0, 0, 0);
     error_ = attach();
     system_call(SYS_prctl, PR_SET_DUMPABLE, 0, 0, 0, 0);
+    return error_;
 }
 
 void Tracer::give_up()

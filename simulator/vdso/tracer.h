@@ -16,32 +16,32 @@ enum class Traced {
     descendants // this thread is about to exec, and all that it and its children ever start is to be followed
 };
 
-// From before an exec until it has failed, or the child runs. Async-signal-safe, and safe in a child that has its
-// parent's memory. Where tracing is impossible, nothing happens: the program lives by real time.
+// Traces from before an exec until it has failed, or the child runs. Async-signal-safe, and safe in a child that has
+// its parent's memory.
 class Tracer
 {
   public:
-    // With the file of the clock table, and all signals held off.
-    // Where it looks, only what turns out to be a program that nothing can be preloaded into gets the vDSO.
-    Tracer(Traced what, const char *state, bool looks);
-    // Only reached when an own exec failed, or the child was made: waits for the tracer to be gone. Until then no
+    Tracer() = default;
+    // Waits for the tracer to end, if one was started: the own exec failed, or the child was made. Until then no
     // handler runs in this thread.
     ~Tracer();
     Tracer(const Tracer &) = delete;
     Tracer &operator=(const Tracer &) = delete;
 
+    // Starts the tracer, with all signals blocked. `state` is the file of the clock table. With `looks`, only what
+    // turns out to be a program that no library can be preloaded into gets the vDSO. Returns 0, or an errno: then the
+    // program lives by real time. EACCES: this process has given up rights, and others share its memory.
+    int start(Traced what, const char *state, bool looks);
+
     // There will be no child.
     void give_up();
 
-    // The errno that tracing failed with, 0 when it is under way. EACCES: this process has given up rights, and others
-    // have the same memory.
-    int error() const { return error_; }
-
   private:
+    int prepare(const char *state, bool looks);
     int attach();
     void reap();
 
-    Traced what_;
+    Traced what_ = Traced::own_exec;
     struct Shared *shared_ = nullptr;
     long process_ = 0;
     int error_ = 0;

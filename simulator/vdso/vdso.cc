@@ -17,7 +17,7 @@ constexpr uint64_t ids_hold_for = 1'000'000; // nanoseconds
 // Since the epoch; a real time that nobody believes wraps around.
 static uint64_t nanoseconds(const timespec &real)
 {
-    return static_cast<uint64_t>(real.tv_sec) * 1'000'000'000 + static_cast<uint64_t>(real.tv_nsec);
+    return static_cast<uint64_t>(real.tv_sec) * ZYNOV_SECOND + static_cast<uint64_t>(real.tv_nsec);
 }
 
 static uint64_t ask_ids(const timespec &real)

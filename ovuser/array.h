@@ -23,7 +23,7 @@ template <typename T> class Array
     {
         if (count_ == room_) {
             const size_t room = 2 * room_ + 16;
-            void *more = realloc(items_, room * sizeof(T));
+            void *more = realloc(items_, room * sizeof(T)); // NOLINT(bugprone-sizeof-expression): T may be a pointer
             if (more == nullptr)
                 return nullptr;
             items_ = static_cast<T *>(more);

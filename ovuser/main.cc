@@ -137,6 +137,8 @@ static int run(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
+    static char line[BUFSIZ]; // keeps the lines of two processes on one terminal apart
+    setvbuf(stderr, line, _IOLBF, sizeof line);
     ovuser::reserve_closed_streams();
     return ovuser::finish_output(ovuser::run(argc, argv));
 }

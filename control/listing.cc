@@ -3,6 +3,7 @@
 #include <ctime>
 
 #include "base/integer.h"
+#include "base/local_time.h"
 #include "control/control.h"
 #include "control/shown_time.h"
 #include "control/visibility.h"
@@ -37,7 +38,8 @@ static void print_row(const zynov_iov &entry, const char *name)
 {
     const time_t instant = shown_time(entry);
     char date[26] = {};
-    ctime_r(&instant, date); // fails for a year of five digits, but leaves a legible text
+    if (has_text(instant))
+        ctime_r(&instant, date); // fails for a year of five digits, but leaves a legible text
     printf("%c:%-8s %-25s %s\n", identity_letter(kind_of(entry)), name, clock_speed_string(low_32(entry.speed)), date);
 }
 

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "base/local_time.h"
 #include "ovuser/clocks.h"
 #include "ovuser/hints.h"
 #include "ovuser/identity.h"
@@ -46,7 +47,8 @@ static void list_as_text(const Clocks &clocks, IdentityList &identities)
         const time_t instant = clock.value;
         char date[26] = "";
         print_identity(stdout, clock, 10);
-        ctime_r(&instant, date); // truncates years of five digits
+        if (ov::has_text(instant))
+            ctime_r(&instant, date); // truncates years of five digits
         printf(" %-25s %s\n", clock_speed_string(clock.speed), date);
         if (!output_works())
             break;

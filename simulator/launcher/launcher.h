@@ -3,7 +3,7 @@
 namespace sim
 {
 
-// As env and nohup do: the simulator's own failures, and those of starting the command.
+// As env and nohup: the simulator's own failures, and those of starting the command.
 enum Exit { own_failure = 125, cannot_execute = 126, not_found = 127 };
 
 // Ends the program, with a line on standard error.

@@ -20,14 +20,14 @@ static constexpr char help[] =
     "  --shared        let all users of this machine read and write FILE\n"
     "  --fault SCRIPT  answer the n-th command of a process with a result, an errno and an edit\n"
     "                  of the record: N:RESULT:ERRNO[:FIELD=VALUE], more of them after commas\n"
-    "  --no-static     leave programs alone that no library can be preloaded into\n"
-    "  --descendants   stay with all that COMMAND starts, to reach those that such programs start\n"
-    "  --file-times    show file times by the clock of who looks\n"
-    "  --quiet         do not say which programs keep the real time\n"
+    "  --no-static     do not reach programs that no library can be preloaded into\n"
+    "  --descendants   trace all descendants, to reach those that such programs start\n"
+    "  --file-times    show file times by the clock of the process that asks\n"
+    "  --quiet         do not warn of programs that keep the real time\n"
     "  --help          print this text\n"
     "\n"
-    "The real time is kept by programs with more rights than who starts them, by those for another architecture, and\n"
-    "by statically linked ones where they cannot be traced; these always wait by it until an instant.\n";
+    "Programs with more rights than their parent and programs for another architecture keep the real time. So do\n"
+    "statically linked ones that cannot be traced; all statically linked programs wait by the real time.\n";
 
 static constexpr option known_options[] = {{"state", required_argument, nullptr, 's'},
                                            {"shared", no_argument, nullptr, 'S'},

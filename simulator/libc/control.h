@@ -1,12 +1,12 @@
-// Which file a program gets that names the control file.
+// Which file a program gets that opens the control file.
 #pragma once
 
 namespace sim
 {
 
-// The state file, when a call on a path from a folder that ended with an errno (0 for success) was one on the control
-// file; null for any other path, and when the simulator is not set up. The path is looked at only where the kernel has
-// read it: what it refused beforehand may be no valid pointer.
+// Returns the state file if a path names the control file; null for any other path, or without a simulator. `error` is
+// the errno of the call on that path, 0 for success. The path is read only if the kernel has read it, since it may be
+// an invalid pointer.
 const char *state_file_for(int folder, const char *path, int error);
 
 } // namespace sim

@@ -1,4 +1,4 @@
-// Who sets the time under a clock of its own: never that of the machine.
+// Processes with a virtual clock never set the machine's time.
 #pragma once
 
 #include <sys/timex.h>
@@ -12,11 +12,11 @@
 namespace sim
 {
 
-// Whether the kernel is to hear of it; if not, errno says what an ordinary user hears. Async-signal-safe.
+// Whether the call may go to the kernel; if not, errno is what an unprivileged user gets. Async-signal-safe.
 bool may_set_time();
 bool may_set_time(clockid_t source);
 
-// Has the kernel read or adjust the machine's clock, and what it answers fit the process's own.
+// Lets the kernel read or adjust the machine's clock, and makes its answer virtual.
 template <typename Call> int adjust(timex *request, const Call &kernel)
 {
     ClockRate rate;

@@ -26,9 +26,9 @@ static clockid_t source_that_shows(time_t shown)
                                                            : CLOCK_MONOTONIC;
 }
 
-// By which clock a timer counts is not told by the kernel. So it is set to a far instant first, and asked how long that
-// is, while no signal handler can leave for good in between. A call that sets a timer may still fail: the kernel cannot
-// write the old setting, or somebody has set the machine's clock, which some timers are to be told.
+// The kernel does not say by which clock a timer counts. So the timer is set to a far instant, and the remaining time
+// is read; signals are blocked meanwhile. Setting a timer may still fail: the kernel cannot write the old setting, or
+// somebody has set the machine's clock, and the timer is to be told.
 template <typename Timer>
 static int set_until(Next<Set<Timer>> &set, Next<Get<Timer>> &get, Timer timer, int flags, const itimerspec *wanted,
                      itimerspec *old)

@@ -1,4 +1,4 @@
-// Until when to wait: what the stand-ins for waits have in common.
+// The deadlines of waits.
 #pragma once
 
 #include <ctime>
@@ -8,10 +8,10 @@
 namespace sim
 {
 
-// The real instant at which the clock that this process has now gets to an instant of one of the system's, which is put
-// in `real`, or the instant itself where that is the real one. It is worked out once, before the wait, and not looked
-// at again: no clock that comes or goes strands who waits. What is no instant (no memory, a second of too many
-// nanoseconds, one before the epoch) stays as it is, for the call to refuse. Async-signal-safe.
+// Computes the real instant at which this process's clock reaches an instant of a system clock, into `real`; returns
+// the instant itself if it is real. It is computed once, before the wait, so that later changes of clocks strand
+// nobody. Invalid instants (unreadable, with too many nanoseconds, before the epoch) are returned as they are, for the
+// call to refuse. Async-signal-safe.
 const timespec *real_deadline(clockid_t source, const timespec *instant, timespec &real);
 
 } // namespace sim

@@ -1,4 +1,4 @@
-// A cache of the one clock that a process lives by, shared by its threads and its signal handlers.
+// A cache of this process's clock, shared by its threads and signal handlers.
 #pragma once
 
 #include <array>
@@ -12,27 +12,27 @@
 namespace sim
 {
 
-// What a clock was looked up in: it holds while neither has changed.
+// What a lookup depends on: it holds while neither changes.
 struct Generation {
     uint64_t table, identity;
 
     bool operator==(const Generation &) const = default;
 };
 
-// A sequence lock whose writers only try: one that finds another at work, which it may itself have interrupted, as a
-// signal handler does, gives up its place, and what it has found is looked up again. An odd sequence is a write
-// under way. A handler that leaves one by siglongjmp makes later readings slower, and not wrong.
+// A sequence lock whose writers do not wait: a writer that finds another at work, perhaps one that it interrupted as a
+// signal handler, drops its result. An odd sequence is a write in progress. A handler that leaves a write by siglongjmp
+// makes later readings slower, not wrong.
 class Cache
 {
   public:
-    // What a look-up found: the rate of a clock, or that there is none; or no such look-up is in the cache.
+    // The result of a lookup: the rate of a clock, no clock, or nothing cached.
     enum Found : uint64_t { no_clock, clock, nothing };
 
-    // What was found in a generation; the rate is set only where there is a clock.
+    // The result cached for a generation. The rate is set only if there is a clock.
     Found load(const Generation &wanted, ClockRate &rate) const;
     void store(const Generation &generation, Found found, const ClockRate &rate);
 
-    // For a child that may have been made in the midst of another thread's write: that thread is not there to end it.
+    // For a forked child: another thread of its parent may have been writing, and does not exist in the child.
     void end_write() { sequence_.store(0, std::memory_order_release); }
 
   private:
@@ -53,7 +53,7 @@ class Cache
         return nothing;
     const auto found = static_cast<Found>(found_.load(std::memory_order_acquire));
     if (found == clock) {
-        // Word by word and not in a loop, so that none goes through memory on its way.
+        // Unrolled, so that no word goes through memory.
         [&]<size_t... i>(std::index_sequence<i...>)
         {
             rate = std::bit_cast<ClockRate>(RateWords{rate_[i].load(std::memory_order_acquire)...});

@@ -1,4 +1,4 @@
-// Who this process is: what decides which clock it lives by.
+// The identity of this process: it decides which clock the process has.
 #pragma once
 
 #include <sys/types.h>
@@ -10,28 +10,27 @@
 namespace sim
 {
 
-// What this process knows of itself from its start, its parent, or its last change of identity. None of it is asked
-// again at a reading of the time, since a filter of system calls may end who asks. A thread that changed its ids alone,
-// as the kernel lets it, has its own. Async-signal-safe, as all here.
+// The identity as of the start, the parent, or the last change. A reading of the time never asks the kernel for it,
+// since a filter of system calls may end the caller. A thread that changes only its own ids has its own identity.
+// Async-signal-safe, as all functions here.
 Identity own_identity();
 
-// Another number after each change of it. Who reads it before and after own_identity, and finds it the same, has a
-// whole one.
+// Changes with the identity. If it is the same before and after own_identity, the identity is consistent.
 uint64_t identity_version();
 
-// Finds it out as the process starts.
+// Read it from the kernel when the process starts.
 void refresh_container();
 void refresh_identity();
 
-// For a child, which has its parent's ids.
+// Takes over the parent's ids in a forked child.
 void inherit_identity();
 
-// When a child was born takes longer to find out than the fork did. It asks when there is a clock for its number, or
-// before it puts itself under a filter.
+// Reading the birth of a child takes longer than the fork did. It is read when a clock has the child's id, or before
+// the child gets a filter.
 void find_own_birth(Identity &who);
 void prepare_for_filter();
 
-// To be called after a change of user or group: of the process, or of a thread alone.
+// Call after a change of user or group: of the process, or of this thread alone.
 void identity_changed();
 void thread_identity_changed();
 

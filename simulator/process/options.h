@@ -1,4 +1,4 @@
-// What a process is told by the environment, and by the kernel, of how it is to run.
+// Options of this process: from the environment, and from the kernel.
 #pragma once
 
 #include <atomic>
@@ -7,21 +7,21 @@
 namespace sim
 {
 
-// In the environment of every process under the simulator: words for what was chosen, with commas between.
+// Environment variable of every process under the simulator: options, separated by commas.
 constexpr char choices_variable[] = "ZYNOV_SIM_CHOICES";
 constexpr char filters_word[] = "filters:"; // before how many filters there were when the simulator began
 
-// How many filters this process is under.
+// Counts the filters of system calls on this process.
 unsigned long count_filters();
 
 enum class Filtered { unknown, no, yes };
 inline std::atomic<Filtered> filtered = Filtered::unknown;
 
-// Whether there are more than the simulator stood at its beginning. Found out once, by calls that the loader makes,
-// too; whoever gets another filter later says so.
+// Whether there are more than when the simulator started: then a system call that the program does not usually make may
+// end it. Read once, by calls that the loader makes too; a new filter sets it.
 bool is_filtered();
 
-// The file that was standard error when the simulator began; both 0 for none.
+// The file that was standard error when the simulator started; both 0 for none.
 struct ErrorFile {
     uint64_t device, inode;
 };

@@ -21,18 +21,17 @@ namespace sim
 
 SIM_NEXT_EARLY(clock_gettime, SYS_clock_gettime, int(clockid_t, timespec *));
 
-// Null when there is none, and only real time, or when it was not looked for yet.
+// Null if there is no table, or none was looked for yet.
 static std::atomic<const Table *> attached_table;
 static std::atomic<bool> attached;
 
 static Cache cache;
 
-// What was found while a change was under way, and when.
+// The result of a lookup during a change, and its time.
 static Cache unsure;
 static std::atomic<int64_t> unsure_at = -1;
 
-// Of a program that asks the kernel past this library as well, and so has the clock in place of the kernel's functions:
-// the C library's own then say the clock's time too.
+// Set if this program's vDSO is ours, as in Go programs: then the C library's own functions show virtual time too.
 static std::atomic<const Vvar *> own_vvar;
 
 timespec real_time(clockid_t source)
@@ -66,7 +65,7 @@ static const Table *open_table(const char *state)
     return found;
 }
 
-// Usually before main; earlier when a library of the program asks for the time as it is loaded.
+// Runs before main, or earlier if a library asks for the time while it is loaded.
 __attribute__((constructor, cold)) static void attach()
 {
     if (attached.load(std::memory_order_acquire) || !is_relocated())
@@ -100,9 +99,8 @@ static int64_t coarse_instant()
     return now.tv_sec * ZYNOV_SECOND + now.tv_nsec;
 }
 
-// Looks it up anew. A change that is under way has no generation of its own, nor has one that was cut short by the end
-// of who made it, until the next one: what is found then holds until the coarse clock moves, since to search a full
-// table takes as long as a hundred readings.
+// Searches the table. A change in progress, or an interrupted one, has no generation to cache under: the result then
+// holds until the coarse clock advances, since searching a full table takes as long as a hundred readings.
 __attribute__((noinline)) static Cache::Found look_up(const Table &clocks, ClockRate &rate)
 {
     Generation generation = present_generation(clocks);

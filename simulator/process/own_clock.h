@@ -1,4 +1,4 @@
-// The clock that this process lives by.
+// The clock of this process.
 #pragma once
 
 #include <ctime>
@@ -9,23 +9,22 @@
 namespace sim
 {
 
-// The rate of the clock that this process lives by at present; false when that is the real time. Makes no system
-// call, takes no lock and searches nothing unless a clock has come or gone since the last time, and then only
-// searches. Async-signal-safe.
+// Gets the rate of this process's clock; returns false if the process has real time. Makes no system call and takes no
+// lock, and searches the table only after a change. Async-signal-safe.
 bool own_clock(ClockRate &rate);
 
-// The time that this process is to see; false when that is the real time. Async-signal-safe. The coarse one, which
-// costs half, is as the kernel's: it lags a little, and time() has its seconds.
+// Read the virtual time; return false if the process has real time. Async-signal-safe. The coarse time costs half and
+// lags a little, as the kernel's does; time() shows its seconds.
 bool read_clock(timespec &time);
 bool read_coarse_clock(timespec &time);
 
 // The C library's own.
 extern Next<int(clockid_t, timespec *), SYS_clock_gettime> next_clock_gettime;
 
-// The real time by one of the system's clocks, whatever clock this process lives by.
+// The real time of a system clock, whatever clock this process has.
 timespec real_time(clockid_t source = CLOCK_REALTIME);
 
-// To be called by a process that has just been made of another, in memory of its own.
+// Call in a new child that has its own memory.
 void reset_after_fork();
 
 } // namespace sim

@@ -1,5 +1,4 @@
-// What lies in a program beside the vDSO: written by whoever puts it there, and by nobody afterwards, but for the
-// cache. Each begins on a page of its own, right behind the vDSO's code.
+// The vvar pages of our vDSO, right behind its code: written when it is injected, and afterwards only by the cache.
 #pragma once
 
 #include <elf.h>
@@ -20,7 +19,7 @@ namespace sim
 
 constexpr size_t page_size = 4096;
 
-// What the vDSO is told. Read-only once the program runs.
+// Parameters of the vDSO, read-only once the program runs.
 struct Vvar {
     // The kernel's own functions, in the vDSO that this one replaces.
     int (*clock_gettime)(clockid_t, timespec *);
@@ -35,7 +34,7 @@ struct Vvar {
 };
 static_assert(sizeof(Vvar) <= page_size);
 
-// What is remembered from one reading to the next. The kernel empties it in a forked child.
+// State kept between readings. The kernel clears it in a forked child.
 struct VvarCache {
     std::atomic<uint64_t> asked_at; // when the ids were: real nanoseconds since the epoch
     std::atomic<uint64_t> ids;      // the effective user in the upper half, the group in the lower
@@ -50,8 +49,7 @@ struct VvarPages {
     alignas(page_size) Table table;
 };
 
-// How the preloaded library, where it gets into such a program too, notices: in the vDSO's header, where its kind of
-// file has nothing.
+// Marks our vDSO for the preloaded library, in unused fields of the ELF header.
 constexpr std::array<unsigned char, EI_NIDENT - EI_PAD> vdso_mark = {'z', 'y', 'n', 'o', 'v', '-', '1'};
 
 inline void mark_vdso(Elf64_Ehdr &header, size_t vvar_offset)

@@ -1,4 +1,4 @@
-// Memory that a caller names, and may name wrongly.
+// Access to memory at an address that a caller passed, which may be invalid.
 #pragma once
 
 #include <linux/futex.h>
@@ -13,8 +13,8 @@
 namespace sim
 {
 
-// Copies as the kernel does for a system call: 0, or EFAULT where a program has no such memory. Where a filter of
-// system calls does not allow that, the copy is made all the same.
+// Copies as the kernel does for a system call: returns 0, or EFAULT for an invalid address. If a filter of system calls
+// forbids that, it copies directly.
 inline int copy_by_kernel(long call, void *own, void *given, size_t size)
 {
     if (given == nullptr)
@@ -38,8 +38,8 @@ template <typename Record> int write_given(void *given, Record &own)
     return copy_by_kernel(SYS_process_vm_writev, &own, given, sizeof own);
 }
 
-// Whether a program has an instant there. A wait for no bit of a word waits for nothing, but the kernel reads first
-// until when it was to last: that takes less than a copy, and filters that let a program wait allow it.
+// Whether a timespec can be read at an address. The kernel reads the timeout of a futex wait first, and a wait for no
+// bit returns at once: that is faster than a copy, and filters that let a program wait allow it.
 inline bool is_readable(const timespec *instant)
 {
     const uint32_t word = 0;

@@ -1,4 +1,4 @@
-// What the preloaded library puts in front of the C library, and the C library's own functions behind that.
+// Stand-ins for functions of the C library, and the originals behind them.
 #pragma once
 
 #include <atomic>
@@ -8,15 +8,15 @@
 namespace sim
 {
 
-// Whether the loader has put this library's addresses into it. Before, no function of another library can be called:
-// but libraries that come later are done first, and ask for the time if a resolver of their functions does.
+// Whether the loader has relocated this library. Before that, no function of another library can be called, but
+// resolvers of functions in other libraries may already ask for the time.
 inline bool is_relocated()
 {
     static constinit const volatile void *const volatile own_address = &own_address;
     return own_address == &own_address;
 }
 
-// What can be called before that: the system call of the same name. It leaves errno as it is.
+// Until then, the system call of the same name. It leaves errno alone.
 template <long number, typename Function> struct Early;
 template <long number, typename Result, typename... Arguments> struct Early<number, Result(Arguments...)> {
     static Result call(Arguments... arguments)
@@ -26,9 +26,9 @@ template <long number, typename Result, typename... Arguments> struct Early<numb
     }
 };
 
-// One of the C library's functions. Those declared with SIM_NEXT are found when the library is attached, since
-// looking for them later may wait for a lock of the loader; or at their first call, which another library's
-// constructor may make still earlier.
+// One of the C library's functions. Those declared with SIM_NEXT are looked up when the library is loaded, since a
+// later lookup may wait for a lock of the loader, or at their first call, which a constructor of another library may
+// make even earlier.
 struct alignas(32) Original { // an array of them, as the linker lays them out, has no gaps
     const char *name, *version;
     std::atomic<void *> function = nullptr;
@@ -86,15 +86,15 @@ template <typename Function, long early_number = 0> struct Next : Original {
     extern "C" __attribute__((visibility("default"))) decltype(sim_##name) sim_##other __asm__(#other)                 \
         __attribute__((alias(#name)));
 
-// Functions that the C library keeps in several versions, of which the older may take other arguments. A stand-in
-// without a version would take the place of all.
+// Some functions exist in several versions, and older ones may take other arguments. A stand-in without a version would
+// replace them all.
 #define SIM_INTERPOSED extern "C" __attribute__((visibility("default")))
 
-// Shows programs a function as NAME@VERSION, or as NAME@@VERSION, which is what they are linked with today. All
-// versions are listed in cmake/simulator.map.
+// Exports a function as NAME@VERSION, or as NAME@@VERSION, to which programs are linked today. cmake/simulator.map
+// lists all versions.
 #define SIM_VERSION(function, versioned) __asm__(".symver " #function ", " versioned ", remove");
 
-// Since when a function may be there in the form that it has today.
+// The version that introduced today's form of a function.
 #if defined(__x86_64__)
 #define SIM_SINCE(x86_version) x86_version
 #else

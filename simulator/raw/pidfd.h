@@ -12,7 +12,7 @@
 namespace sim
 {
 
-// Asks valgrind, by instructions that do nothing on a processor.
+// Asks valgrind, by instructions that have no effect on a processor.
 inline bool is_under_valgrind()
 {
     const volatile uint64_t question[6] = {0x1001};
@@ -34,7 +34,7 @@ inline bool is_under_valgrind()
     return answer != 0;
 }
 
-// A process gets its own as the peer of its socket, too.
+// A process can also get its own pidfd as the peer of its socket.
 inline int open_own_pidfd()
 {
     constexpr int peer_pidfd = 77; // SO_PEERPIDFD, which older headers have not
@@ -48,7 +48,7 @@ inline int open_own_pidfd()
     return error != 0 ? static_cast<int>(error) : pidfd;
 }
 
-// Valgrind prints five lines at each system call that it does not know, as it may not know pidfd_open.
+// Valgrind prints five lines at each system call that it does not know; older versions do not know pidfd_open.
 inline int open_pidfd(int64_t pid)
 {
     return is_under_valgrind() && pid == system_call(SYS_getpid)
@@ -56,8 +56,8 @@ inline int open_pidfd(int64_t pid)
                : static_cast<int>(system_call(SYS_pidfd_open, pid, 0));
 }
 
-// The inode number of a process's pidfd, where pidfds have a file system of their own: elsewhere they share one. Takes
-// a descriptor for a moment. Returns 0, or an errno.
+// Reads the inode number of a process's pidfd, if pidfds have a file system of their own; elsewhere they share one
+// inode. Opens a descriptor for a moment. Returns 0, or an errno.
 inline int read_inode(int64_t pid, uint64_t &inode)
 {
     constexpr auto pidfd_file_system = 0x50494446;

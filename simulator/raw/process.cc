@@ -43,7 +43,7 @@ static bool is_there(int64_t pid)
     return pid > 0 && pid <= INT_MAX && system_call(SYS_kill, pid, 0) != -ESRCH;
 }
 
-// By how many ticks the caller's time namespace shifts what it is shown; false when that is not to be known.
+// Reads by how many ticks the caller's time namespace shifts times; false if that is unknown.
 static bool read_shift(int64_t &ticks)
 {
     char text[256];
@@ -55,7 +55,7 @@ static bool read_shift(int64_t &ticks)
     }
     const long seconds = strtol(offset + strlen("boottime "), &offset, 10);
     ticks = seconds * ticks_per_second + strtol(offset, nullptr, 10) / nanoseconds_per_tick;
-    // The file tells of the namespace that children will be in.
+    // The file is about the namespace of future children.
     return ticks == 0 || inode_of("/proc/self/ns/time") == inode_of("/proc/self/ns/time_for_children");
 }
 
@@ -80,7 +80,7 @@ int read_start(int64_t pid, uint64_t &birth)
         return error == ENOENT ? EACCES : error; // it is there, and hidden
     if (!own_processes_in_proc() || !read_shift(shift))
         return EACCES;
-    // The name of the program, in parentheses, may hold anything. Behind it come the fields from 3 on.
+    // The program's name, in parentheses, may contain anything. The fields from 3 on follow it.
     const char *field = strrchr(text, ')');
     constexpr int start_time = 22;
     for (int number = 2; field != nullptr && number < start_time; ++number)
@@ -105,7 +105,7 @@ bool has_ended(int64_t pid, uint64_t birth)
     uint64_t present = 0;
     if ((birth & is_a_tick) == 0)
         return read_inode(pid, present) == 0 && present != birth;
-    // Where a time namespace shifts by less than a tick the last one is not certain.
+    // If a time namespace shifts by a fraction of a tick, the last tick is uncertain.
     return read_start(pid, present) == 0 && present + 1 - birth > 2;
 }
 

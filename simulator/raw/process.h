@@ -1,5 +1,5 @@
-// Which process a number means: it is given again after the process has ended, and another pid namespace has numbers
-// of its own. All here is async-signal-safe.
+// What tells processes apart: process ids are reused, and each pid namespace has its own. All functions are
+// async-signal-safe.
 #pragma once
 
 #include <cstdint>
@@ -7,23 +7,23 @@
 namespace sim
 {
 
-// What tells a process from all that have had or will have its number: the inode number of its pidfd where the kernel
-// gives each one of its own, else the tick since boot in which it started, whatever time namespace asks, with the
-// highest bit set. Never 0. Takes a descriptor for a moment. Returns 0, or the errno of why it cannot be found out:
-// ESRCH when there is no such process in the caller's pid namespace.
+// Reads what tells a process from all others that have had or will have its id: the inode number of its pidfd, or, if
+// the kernel has no inode for each, its start in ticks since boot (in the initial time namespace) with the highest bit
+// set. Never 0. Opens a descriptor for a moment. Returns 0, or an errno: ESRCH if the caller's pid namespace has no
+// such process.
 int read_birth(int64_t pid, uint64_t &birth);
 
-// The second of the two, on any kernel.
+// The start time, on any kernel.
 int read_start(int64_t pid, uint64_t &birth);
 
-// Whether it is certain that a process of the caller's pid namespace has ended; what cannot be found out lives.
+// Whether a process of the caller's pid namespace has certainly ended.
 bool has_ended(int64_t pid, uint64_t birth);
 
-// The inode number of the pid namespace of the caller, or of a process; 0 when that cannot be found out.
+// The inode number of the pid namespace of the caller, or of a process; 0 if unknown.
 uint64_t pid_namespace();
 uint64_t pid_namespace(int64_t pid);
 
-// The container that this process runs in, as the engine reads it, but with nothing left open.
+// The container id of this process, as the engine reads it, without keeping a file open.
 uint64_t read_container_id();
 
 } // namespace sim

@@ -9,8 +9,8 @@ namespace sim
 
 using SignalMask = uint64_t; // the kernel's own
 
-// Holds off all signals but some from this thread, those too by which the C library cancels threads and changes their
-// ids, and returns what was held off before.
+// Blocks all signals but some for this thread, also those by which the C library cancels threads and changes their ids.
+// Returns the former mask.
 inline SignalMask hold_signals(SignalMask but = 0)
 {
     const SignalMask held = ~but;

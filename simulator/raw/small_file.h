@@ -7,8 +7,8 @@
 namespace sim
 {
 
-// The start of a file as a text, cut to what fits in. Returns 0, or the errno of why it cannot be read.
-// Async-signal-safe, and, unlike the C library's calls, no point where a thread can be cancelled.
+// Reads the start of a file as text, as much as fits. Returns 0, or an errno. Async-signal-safe, and no cancellation
+// point.
 template <size_t size> int load_small_file(const char *path, char (&text)[size])
 {
     const auto descriptor = static_cast<int>(system_call(SYS_openat, AT_FDCWD, path, O_RDONLY | O_CLOEXEC));

@@ -1,5 +1,5 @@
-// System calls made without the C library: no stand-in, no cancellation point, no errno, and no other library's
-// replacement comes in between.
+// System calls without the C library: past stand-ins and other libraries' replacements, with no cancellation point and
+// no errno.
 #pragma once
 
 #include <sys/syscall.h>
@@ -50,7 +50,7 @@ template <typename Argument> long call_argument(Argument argument)
         return static_cast<long>(argument);
 }
 
-// The kernel's own answer: a result, or a negative errno from -4095 to -1. Async-signal-safe.
+// Returns the kernel's answer: a result, or a negative errno from -4095 to -1. Async-signal-safe.
 template <typename... Arguments> long system_call(long number, Arguments... arguments)
 {
     static_assert(sizeof...(arguments) <= 6);

@@ -28,7 +28,7 @@ struct Clock {
     bool rewinds() const { return flags >> ZYNOV_REWIND_SHIFT != 0; }
 };
 
-// What a clock shows at real instants: contract/clock.h in the types of the C library. Async-signal-safe.
+// What a clock shows at real instants: contract/clock.h with the C library's types. Async-signal-safe.
 class ClockRate
 {
   public:
@@ -46,12 +46,12 @@ class ClockRate
 
     timespec at(const timespec &real) const { return to_timespec(zynov_shown(&rate_, to_instant(real))); }
 
-    // Whether a coarse real time serves. It lags by a tick of the kernel's, a hundredth of a second at the most, and
-    // what the clock shows is to lag by no more than a second, nor behind its start.
+    // Whether the coarse real time is good enough. It lags by at most a tick, a hundredth of a second; the clock may
+    // lag by at most a second, and not behind its start.
     bool may_be_coarse() const { return rate_.multiplier <= 100; }
     bool began_after(const timespec &real) const { return zynov_is_before(to_instant(real), rate_.real) != 0; }
 
-    // The real instant at which a wait ends that began at the real instant now and is for what the clock shows.
+    // The real instant at which a wait for `shown` ends that begins at the real instant `now`.
     timespec when(const timespec &shown, const timespec &now) const
     {
         return to_timespec(zynov_real_end(&rate_, to_instant(shown), to_instant(now)));

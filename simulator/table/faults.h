@@ -1,5 +1,4 @@
-// Answers that the simulated module is made to give in place of its own, to try what a front end makes of a
-// kernel in trouble.
+// Scripted answers of the simulated module, to test how a front end handles a failing kernel.
 #pragma once
 
 #include <array>
@@ -14,12 +13,11 @@ namespace sim
 class Faults
 {
   public:
-    // Reads "CALL:RETURN:ERRNO[:FIELD=VALUE]", or several of them with commas between. Those of the same call
-    // edit one record. False when a text is anything else; null is no fault at all.
+    // Reads one or more CALL:RETURN:ERRNO[:FIELD=VALUE], separated by commas. Several for the same call edit one
+    // record. Returns false for any other text; null means no faults.
     bool read(const char *script);
 
-    // Plays the n-th command (from 1), unless nothing is scripted for it: then false. An error of 0 stands
-    // for an errno that is left alone.
+    // Answers the n-th command (from 1); returns false if nothing is scripted for it. An error of 0 leaves errno alone.
     bool play(uint64_t call, zynov_iov &record, int &result, int &error) const;
 
   private:

@@ -24,7 +24,7 @@ static int64_t present()
     return now.tv_sec * ZYNOV_SECOND + now.tv_nsec;
 }
 
-// Tries again and again for so long, which begins when the first attempt has failed.
+// Retries with growing pauses, up to a time limit that starts at the first failure.
 class Backoff
 {
   public:
@@ -48,9 +48,9 @@ class Backoff
     int64_t length_, end_ = 0;
 };
 
-// The number of the process of which a thread is in the midst of a change, or of a fork: a child that was made in the
-// midst of a change would keep the lock when its parent is killed. A number that is another's was left by a parent that
-// made this process in some other way, and holds nobody up.
+// The id of the process while one of its threads changes the table, or forks: a child made during a change would keep
+// the lock after its parent is killed. An id of another process is left over from a parent that did not use fork(3),
+// and is ignored.
 static std::atomic<int64_t> lock_holder;
 
 static bool enter()
@@ -65,8 +65,8 @@ static void leave()
     lock_holder.store(0, std::memory_order_release);
 }
 
-// The lock belongs to an opening of the file, so each change opens the file anew: a descriptor that was
-// inherited would let all its holders in at once.
+// A lock belongs to an open file description. Each change opens the file anew, because all holders of an inherited
+// descriptor would share the lock.
 int TableLock::begin(int descriptor)
 {
     Backoff backoff(two_seconds);
@@ -102,7 +102,7 @@ TableLock::~TableLock()
         leave();
 }
 
-// Around a fork. No handler of signals is to find itself in the midst of one, and wait for it.
+// State of a fork in progress. Signals are blocked, so that no handler waits for the fork that it interrupted.
 struct Fork {
     SignalMask kept_signals;
     bool inside;

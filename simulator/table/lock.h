@@ -5,21 +5,20 @@
 namespace sim
 {
 
-// The right to change a table: exclusive among all processes and threads, given up at the end of the scope and by a
-// process that is killed, whatever children it has made meanwhile by fork(3). Makes no system call through the C
-// library. Signals are to be held off, since a handler of theirs may itself want to change the table, or leave for
-// good.
+// An exclusive lock on a table, among all processes and threads. It ends with its scope, or with a process that is
+// killed, even if children that it made by fork(3) live on. Block signals before: a handler might change the table too,
+// or never return. Makes no system calls through the C library.
 class TableLock
 {
   public:
-    // Any descriptor of the file serves, a shared or read-only one too. Others are waited for, though not for ever: one
-    // of them may be stopped.
+    // Any descriptor of the file will do, also a shared or read-only one. Waits for other holders, but not for ever:
+    // one of them may be stopped.
     explicit TableLock(int descriptor);
     ~TableLock();
     TableLock(const TableLock &) = delete;
     TableLock &operator=(const TableLock &) = delete;
 
-    // 0, or the errno of why there is no table: EBUSY after two seconds of waiting.
+    // 0, or an errno: EBUSY after two seconds of waiting.
     int error() const { return error_; }
     Table *table() const { return mapping_.table(); }
     const Mapping &mapping() const { return mapping_; }

@@ -11,7 +11,7 @@
 namespace sim
 {
 
-// A table that stays mapped, and whose it is: mapping it for every command costs more than all the rest of one.
+// A table that stays mapped: mapping it takes longer than all the rest of a command.
 struct Kept {
     std::atomic<Table *> table;
     uint64_t device, inode;

@@ -1,4 +1,4 @@
-// The memory in which tables are used. Where a file is cut short under it, the kernel refuses to let it be touched.
+// Memory maps of tables. Touching a map beyond the end of a truncated file raises SIGBUS.
 #pragma once
 
 #include "simulator/table/table.h"
@@ -6,10 +6,10 @@
 namespace sim
 {
 
-// Maps the table of a good file for what this process reads of it from now on; null when that cannot be. Once.
+// Maps the table of a checked file, for all later readings by this process; null on failure. Call once.
 const Table *attach_state(int descriptor);
 
-// The table of a good file for the length of one of this thread's commands, of which no other begins meanwhile.
+// The table of a checked file during one command of this thread. Commands of one thread do not nest.
 class Mapping
 {
   public:
@@ -24,7 +24,7 @@ class Mapping
     int map(int descriptor, Use use);
     Table *table() const { return table_; }
 
-    // Whether the file was cut short, so that what was read and written counts for nothing.
+    // Whether the file was truncated, so that what was read and written is void.
     bool was_cut() const;
 
   private:
@@ -35,8 +35,8 @@ class Mapping
     bool was_cut_ = false, kept_ = false;
 };
 
-// Puts an empty table, without a file, in the place of the one around an address that cannot be touched: this
-// process's, or that of this thread's command. False when there is none.
+// Replaces the table around an address that raised SIGBUS by an empty one: that of this process, or of this thread's
+// command. Returns false if there is none.
 bool give_up_table(const void *address);
 
 } // namespace sim

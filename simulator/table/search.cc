@@ -3,7 +3,7 @@
 namespace sim
 {
 
-// By what a process has a clock, the strongest last.
+// Whose clock it is, the strongest claim last.
 enum Claim { none, by_group, by_user, its_own };
 
 static Claim claim(const Clock &clock, Identity &who, FindBirth *find_birth)

@@ -1,4 +1,4 @@
-// Which of the clocks in a table a process lives by.
+// Finds the clock of a process in a table.
 #pragma once
 
 #include "simulator/table/table.h"
@@ -13,11 +13,11 @@ struct Identity {
     uint64_t container_id;
 };
 
-// Finds out when a process was born, and where, if that can be.
+// Reads the birth and the pid namespace of a process, if possible.
 using FindBirth = void(Identity &who);
 
-// Walks through the table for a process's own clock, else its user's, else its group's; false when it has none. Calls
-// nothing but what finds its birth, when there is a clock for its number, and needs no memory but its stack.
+// Finds the clock of a process, else of its user, else of its group; returns false if there is none. Calls only
+// find_birth, if a clock has the process's id, and uses only its stack.
 bool search_clock(const Table &table, Identity who, Clock &clock, FindBirth *find_birth);
 
 } // namespace sim

@@ -11,9 +11,9 @@
 namespace sim
 {
 
-// A place for one clock. There are two copies of it and a version whose lowest bit names the one that holds:
-// a writer fills the other and then counts the version up, so that no reader sees half a clock, and a writer
-// that is killed half-way leaves nothing to repair and nobody waiting.
+// A slot for one clock. It holds two copies, and the lowest bit of the version selects the valid one. A writer fills
+// the other copy and then increments the version: readers never see half a clock, and a writer that is killed leaves
+// nothing to repair.
 class Slot
 {
   public:

@@ -1,5 +1,5 @@
-// The file that the clock table lies in. A descriptor that is open on it is what a simulated process holds as
-// its control file, so that dup, fork and exec need no help: the file itself tells what the descriptor is.
+// The state file, which holds the clock table. A simulated control file is a descriptor of it, so dup, fork and exec
+// need no help.
 #pragma once
 
 #include <sys/stat.h>
@@ -10,19 +10,18 @@
 namespace sim
 {
 
-// In the environment of every process under the simulator: the file, and the faults to play.
+// Environment variables of every process under the simulator: the state file, and the faults.
 constexpr char state_variable[] = "ZYNOV_SIM_STATE";
 constexpr char faults_variable[] = "ZYNOV_SIM_FAULTS";
 
-// Makes an empty table in a file that must not be there yet, whole at once: nobody sees half of it. Returns
-// 0, or an errno; EEXIST when there is one.
+// Creates an empty table atomically. Returns 0, or an errno: EEXIST if the file exists.
 int create_state(const char *path, mode_t mode);
 
-// What is wrong with an open file that should be a clock table, in words; null when it is a good one.
+// Says what is wrong with an open state file; null if nothing.
 const char *flaw_in_state(int descriptor);
 
-// Opens a state file for reading, with more flags of open(2): a descriptor, or a negative errno, -EBADMSG for a file
-// that is no good one. Never waits, and makes no system call through the C library.
+// Opens a state file for reading, with additional flags of open(2). Returns a descriptor, or a negative errno: -EBADMSG
+// if the file is no state file. Never waits, and makes no system call through the C library.
 int open_state(const char *path, int flags);
 
 } // namespace sim

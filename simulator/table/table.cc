@@ -9,10 +9,10 @@
 namespace sim
 {
 
-// The module's own words for "no such clock": the engine looks for them.
+// The errnos by which the engine recognises that there is no such clock.
 constexpr int no_clock_to_delete = EL2HLT, no_clock_to_reset = ENOENT;
 
-// The caller's pid namespace, in which alone he can name processes. The clocks of others he neither sees nor changes.
+// The caller's pid namespace. Clocks of processes in other namespaces are neither visible nor changed.
 class PidNamespace
 {
   public:
@@ -25,13 +25,13 @@ class PidNamespace
         return clock.pid_namespace == pid_namespace_;
     }
 
-    // Whether a clock's process has ended. Asks the kernel.
+    // Whether the process of a clock has ended. Asks the kernel.
     bool is_stale(const Clock &clock)
     {
         return clock.kind() == ZYNOV_PROCESS && has(clock) && has_ended(clock.id, clock.birth);
     }
 
-    // Whether there is a clock, as far as the caller sees.
+    // Whether a clock is visible to the caller.
     bool shows(const Clock &clock) { return has(clock) && !is_stale(clock); }
 
   private:
@@ -57,7 +57,7 @@ AddContext find_add_context(unsigned long command, const zynov_iov &record)
     return found;
 }
 
-// Keeps the table's generation odd, which readers do not remember, for as long as it exists.
+// A write in progress: the table's generation is odd meanwhile, and readers do not cache it.
 class TableWrite
 {
   public:
@@ -89,7 +89,7 @@ class TableWrite
 
 constexpr size_t no_slot = Table::capacity;
 
-// Where the clock of (kind, id, container) is. Whether its process lives is asked of it alone.
+// Finds the slot of (kind, id, container). Only a matching clock's process is checked for its end.
 static size_t find(const Table &table, uint64_t kind, const zynov_iov &record)
 {
     PidNamespace own_namespace;
@@ -104,7 +104,7 @@ static size_t find(const Table &table, uint64_t kind, const zynov_iov &record)
     return no_slot;
 }
 
-// A slot that has no clock, or that of a process that has ended: few are asked for that while there is another.
+// Returns a free slot, or a dead process's; probes at most 16 processes first.
 static size_t find_free_slot(const Table &table)
 {
     PidNamespace own_namespace;
@@ -160,7 +160,7 @@ static int add(Table &table, const zynov_iov &record, const timespec &real, cons
 
 static int remove(Table &table, const zynov_iov &record)
 {
-    // The kind comes in the place of the clock value.
+    // A delete passes the kind in vtime.
     const size_t place = find(table, static_cast<uint64_t>(record.vtime), record);
     if (place == no_slot)
         return no_clock_to_delete;

@@ -1,5 +1,5 @@
-// The clock table of the simulated kernel module, and the module's rules over the 80-byte record. The table
-// lies in memory that many processes share. Who changes it holds a lock; who reads it holds none.
+// The clock table of the simulated module, and the module's rules over the 80-byte record. Processes share the table in
+// memory: writers hold a lock, readers none.
 #pragma once
 
 #include <algorithm>
@@ -13,7 +13,7 @@
 namespace sim
 {
 
-// What a table begins with, so that no other file is taken for one.
+// Marks a file as a clock table.
 struct Header {
     uint64_t magic = 0x6d69732d766f6e79; // "ynov-sim"
     uint32_t format = 2;
@@ -28,7 +28,7 @@ struct Table {
     static constexpr uint32_t capacity = Header::capacity;
 
     Header header;
-    // Changes whenever a clock comes or goes; odd while that is under way, or when it was cut short.
+    // Changes with every change of a clock; odd during a change, and after one that was interrupted.
     std::atomic<uint64_t> generation;
     std::atomic<uint64_t> used; // how many slots, from the first, may hold a clock
     std::atomic<uint64_t> boot; // of the machine, whose processes the clocks are of
@@ -41,8 +41,8 @@ struct Table {
 };
 static_assert(std::atomic<uint64_t>::is_always_lock_free);
 
-// What adding a clock takes that its record does not say. It may take descriptors, locks and memory to find out, and so
-// comes before the table is locked.
+// What adding a clock needs beyond its record. Finding it may take descriptors, locks and memory, so it comes before
+// the table is locked.
 struct AddContext {
     int64_t utc_offset;
     uint64_t pid_namespace, birth; // of a process
@@ -50,11 +50,11 @@ struct AddContext {
 };
 AddContext find_add_context(unsigned long command, const zynov_iov &record);
 
-// Deletes the clocks of all processes, since the machine has been started anew. Under the lock.
+// Deletes the clocks of all processes after a reboot. Call with the lock held.
 void begin_boot(Table &table, uint64_t boot);
 
-// Carry out one command at a real instant: one that changes the table, under the lock, or one that only
-// looks. Both return 0, or the errno with which the module refuses.
+// Run one command at a real instant: change_table with the lock held, query_table without. Both return 0, or the
+// module's errno.
 bool changes_table(unsigned long command);
 int change_table(Table &table, unsigned long command, const zynov_iov &record, const timespec &real,
                  const AddContext &context);

@@ -1,5 +1,5 @@
-// Where the program starts when it has the vDSO: what could be left to be done from inside, is done here. All of it
-// may fail; then the program lives by the real time.
+// The entry point of a program with our vDSO: does what is easier from inside. If a step fails, the program has real
+// time.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>

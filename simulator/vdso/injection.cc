@@ -9,7 +9,7 @@
 namespace sim
 {
 
-// The vDSO as it was built, in this library's or program's own memory.
+// The vDSO as built.
 extern "C" const char vdso_file[] __attribute__((visibility("hidden")));
 
 static size_t whole_pages(size_t size)
@@ -17,7 +17,7 @@ static size_t whole_pages(size_t size)
     return (size + page_size - 1) / page_size * page_size;
 }
 
-// Where the kernel left what a new program is told of itself.
+// The kernel's auxiliary vector.
 struct Auxv {
     uintptr_t vdso;       // the address of the kernel's vDSO, ...
     uintptr_t vdso_place; // ... and where that address stands
@@ -164,7 +164,8 @@ class KernelVdso
     std::array<uint8_t, 16384> bytes_;
 };
 
-// Has the program make one system call, by an instruction of the kernel's: nothing of the program is written over.
+// Makes the program execute one system call, by an instruction of the kernel's vDSO: nothing of the program is
+// overwritten.
 static long call_from(Tracee &program, Registers registers, uintptr_t instruction, long number, uintptr_t a,
                       uintptr_t b, uintptr_t c, uintptr_t d = 0, uintptr_t e = 0, uintptr_t f = 0)
 {
@@ -178,7 +179,7 @@ static long call_from(Tracee &program, Registers registers, uintptr_t instructio
     return static_cast<long>(registers.rax);
 }
 
-// With all signals held off.
+// Call with all signals blocked.
 static bool put(Tracee &program, Vvar &vvar, const Registers &at_start, const Auxv &auxv, uintptr_t instruction)
 {
     Elf64_Ehdr header;

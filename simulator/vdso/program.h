@@ -1,4 +1,4 @@
-// What a file is, to those who are about to execute it: whether the preloaded library will get into it.
+// Whether the preloaded library gets into a program, as its file says.
 #pragma once
 
 #include <fcntl.h>
@@ -17,10 +17,10 @@ enum class Reach {
     unknown     // cannot be read, or is no program: whoever executes it will be told
 };
 
-// Follows scripts to their interpreters. Async-signal-safe, and leaves errno alone.
+// Follows scripts to their interpreters. Async-signal-safe; leaves errno alone.
 Reach reach_of(const char *path);
 
-// What a caller says that it will execute, by a name that may be wild.
+// The program that a caller is about to execute, by a name that may be an invalid pointer.
 struct Target {
     const char *name;
     bool by_path = false; // a name without a slash is looked for in the folders of PATH
@@ -29,8 +29,7 @@ struct Target {
     bool moves = false; // who executes it may go to another folder before
 };
 
-// The path by which its file is reached; the name itself when there is none, or nothing has to be put before it.
-// Async-signal-safe.
+// Returns the path of the file, in `place` or the name itself. Async-signal-safe.
 const char *find_program(const Target &target, char (&place)[PATH_MAX]);
 
 } // namespace sim

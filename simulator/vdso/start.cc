@@ -31,11 +31,11 @@ constexpr int PR_GET_MDWE = 66;
 namespace sim
 {
 
-// A bit for each file that was spoken of, by a hash: memory that forked children share, since it is they who exec.
+// A bit for each file that was warned of, by a hash, in memory that forked children share: they do the exec.
 constexpr size_t remembered_bytes = 4096;
 static std::atomic<uint8_t> *remembered;
 
-// Makes place for what was said, before there are children. Called once.
+// Allocates it, before there are children. Call once.
 static void prepare_warnings()
 {
     const long page =
@@ -54,7 +54,7 @@ static bool is_news(const char *path)
     return (remembered[hash / 8].fetch_or(bit, std::memory_order_relaxed) & bit) == 0;
 }
 
-// A program may have opened anything as its standard error: only what was that from the start is written into, and a
+// A program may have opened anything as its standard error: warnings go only to the file that it was at first, or to a
 // terminal.
 static bool is_users(const ErrorFile &from_start)
 {
@@ -66,7 +66,7 @@ static bool is_users(const ErrorFile &from_start)
            (S_ISCHR(file.st_mode) && system_call(SYS_ioctl, STDERR_FILENO, TCGETS, modes) == 0);
 }
 
-// Writes as much as fits in at once. With all signals held off.
+// Writes what fits without waiting. Call with all signals blocked.
 static void write_unnoticed(const char *line, size_t length)
 {
     const SignalMask broken_pipe = SignalMask(1) << (SIGPIPE - 1);
@@ -85,8 +85,8 @@ static void write_unnoticed(const char *line, size_t length)
 
 using Reason = std::array<const char *, 3>; // parts of a sentence; null for none
 
-// Says it on standard error, once for each file and each program that starts it; never into another file, and not where
-// that would wait or end the program. With all signals held off. The line is place to write in.
+// Warns on standard error, once for each file and starting program, if that neither waits nor ends the program. Call
+// with all signals blocked. `line` is a buffer.
 static void warn(const char *path, const Reason &reason, const ErrorFile &from_start, char (&line)[1024])
 {
     if (!is_users(from_start) || !is_news(path))
@@ -100,7 +100,7 @@ static void warn(const char *path, const Reason &reason, const ErrorFile &from_s
     write_unnoticed(line, length);
 }
 
-// What this process was started with: it may start others without it, as env -i does.
+// The options at the start: the process may start others without them, as env -i does.
 static struct {
     char state[2048], choices[256]; // a longer one does not fit in Vvar
 } initial;
@@ -117,7 +117,7 @@ void prepare_starts()
     prepare_warnings();
 }
 
-// Texts that a caller's stack, which may be a signal's and small, is spared.
+// Buffers that would be too large for a signal stack.
 struct Scratch {
     char place[PATH_MAX], status[4096], line[1024];
 };
@@ -130,15 +130,15 @@ static bool is_same_file(const char *path, const char *other)
            file.st_dev == beside.st_dev;
 }
 
-// The words that the kernel tells of a thread, as a number to a base; 0 where there are none.
+// Reads a field of a thread's status as a number; 0 if it is missing.
 static uint64_t read_field(const char *status, const char *field, int base)
 {
     const char *place = strstr(status, field);
     return place != nullptr ? strtoull(place + strlen(field), nullptr, base) : 0;
 }
 
-// Whether root's next program gets capabilities that this one has not: of those a tracer who may not trace all would
-// leave it only what this one has.
+// Whether root's next program gets more capabilities than this one: under a tracer without CAP_SYS_PTRACE it would not
+// get them.
 static bool gains_capabilities(const char *status)
 {
     const char *user = strstr(status, "\nUid:\t"); // the real one, and the effective one
@@ -149,8 +149,7 @@ static bool gains_capabilities(const char *status)
            (read_field(status, "\nCapEff:\t", 16) >> CAP_SYS_PTRACE & 1) == 0;
 }
 
-// Why no child of this process may trace it, or what traces it cannot do its work; null when there is nothing in the
-// way.
+// Returns why a child of this process may not trace it, or cannot do its work; null if it can.
 static const char *find_obstacle(const char *state, char (&status)[4096])
 {
     switch (load_small_file("/proc/thread-self/status", status)) {
@@ -170,7 +169,7 @@ static const char *find_obstacle(const char *state, char (&status)[4096])
         return "it gets capabilities that its parent has not";
     if (system_call(SYS_prctl, PR_GET_MDWE, 0, 0, 0, 0) > 0)
         return "its parent may make no memory executable";
-    // A tracer would be the first process of the new namespace, and the end of that.
+    // The tracer would be the first process of the new namespace, which ends with it.
     if (!is_same_file("/proc/thread-self/ns/pid", "/proc/thread-self/ns/pid_for_children"))
         return "its parent's children are in another pid namespace";
     const int table = open_state(state, O_CLOEXEC);
@@ -181,7 +180,7 @@ static const char *find_obstacle(const char *state, char (&status)[4096])
     return nullptr;
 }
 
-// As the loader, and the kernel, see it: then neither a library nor a vDSO gets in.
+// The loader and the kernel then keep out libraries and tracers.
 static bool has_other_ids()
 {
     return system_call(SYS_getuid) != system_call(SYS_geteuid) || system_call(SYS_getgid) != system_call(SYS_getegid);

@@ -1,5 +1,4 @@
-// What is done about a program that is about to be started, so that it lives by its clock, or its user knows that it
-// does not.
+// Prepares the start of a program, so that it has its clock or the user learns that it has not.
 #pragma once
 
 #include "simulator/process/options.h"
@@ -11,16 +10,16 @@
 namespace sim
 {
 
-// From before a program is started until that has failed, or its child is made: sees to it that it lives by its clock,
-// or says, once for each file and each program that starts it, that it keeps the real time. Async-signal-safe, and
-// safe in a child that has its parent's memory. Leaves errno alone.
+// Lasts from before a program is started until that has failed, or the child is made. Gives the program its clock, or
+// warns, once for each file and starting program, that it keeps the real time. Async-signal-safe, and safe in a child
+// that shares its parent's memory. Leaves errno alone.
 class Start
 {
   public:
     // Before it is started.
     void prepare(const Target &target, Traced what);
 
-    // Of making a child: an errno, or 0. Returns it.
+    // Call with the errno of making a child, or 0. Returns it.
     int outcome(int error)
     {
         if (error != 0)
@@ -29,13 +28,13 @@ class Start
     }
 
   private:
-    // Why it cannot be; null when it is under way.
+    // Returns why the program cannot be traced; null if it is.
     const char *trace(Traced what, const char *state, bool looks, char (&status)[4096]);
 
     Tracer tracer_;
 };
 
-// Remembers how this process was started, and makes place for what is said, before there are children. Called once.
+// Remembers the options of this process, and allocates memory for warnings that its children share. Call once.
 void prepare_starts();
 
 } // namespace sim

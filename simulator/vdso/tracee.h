@@ -112,9 +112,8 @@ class Tracee
     int deferred_ = 0;
 };
 
-// Puts the vDSO into a program that is stopped where execve told of its success, so that it lives by its clock. The
-// vvar says what is known beforehand; the rest is filled in. False when the program is to go on as it is, which
-// nothing was done to.
+// Injects the vDSO into a program that is stopped after a successful execve. Fills in the rest of vvar. Returns false
+// if the program was left alone.
 bool inject_vdso(Tracee &program, Vvar &vvar);
 
 } // namespace sim

@@ -20,8 +20,8 @@
 namespace sim
 {
 
-// What a process and the tracer that it makes both see; the tracer's stack is the rest of its pages. It shares all
-// memory with its maker, since a copy of a large one's page tables takes long.
+// What a process and its tracer share; the rest of these pages is the tracer's stack. The tracer shares all memory with
+// its maker, since copying the page tables of a large process takes long.
 struct Shared {
     static constexpr int nothing = 0, attached = -1; // anything else is an errno
 
@@ -36,8 +36,8 @@ struct Shared {
 };
 constexpr size_t shared_size = 65536;
 
-// The tracers of this memory, 0 for none. What has one of them put the vDSO in reaps them all: where several threads
-// exec at once, that of a thread which came too late has no other who waits for it.
+// The tracers of this address space, 0 for none. The vDSO of the program that one of them injects into reaps them all:
+// if several threads exec at once, nobody else would wait for those that came too late.
 static std::array<std::atomic<int>, std::tuple_size_v<decltype(Vvar::tracers)> - 1> tracers;
 
 static std::atomic<int> &take_place(Shared &shared)
@@ -55,8 +55,8 @@ static bool is_group_stop(int status)
            (signal == SIGSTOP || signal == SIGTSTP || signal == SIGTTIN || signal == SIGTTOU);
 }
 
-// Whether a signal for a thread that is on its way to an exec can wait until that is over: a handler that leaves by a
-// jump would stay traced. A fault would only come again.
+// Whether a signal for a thread before its exec can be deferred until the tracer is gone: a handler that leaves by a
+// jump would stay traced. A fault would only happen again.
 static bool is_deferred(const Shared &shared, int thread, int status)
 {
     constexpr SignalMask urgent = SignalMask(1) << (SIGSTOP - 1) | SignalMask(1) << (SIGSEGV - 1) |
@@ -67,7 +67,7 @@ static bool is_deferred(const Shared &shared, int thread, int status)
            (urgent >> (WSTOPSIG(status) - 1) & 1) == 0;
 }
 
-// Lets a tracee go on from a stop that is none of the tracer's business.
+// Continues a tracee after a stop that does not concern the tracer.
 static void pass_on(Shared &shared, const Tracee &tracee, int status)
 {
     if (is_group_stop(status)) {
@@ -98,7 +98,7 @@ static void send_deferred(Shared &shared, int thread)
             system_call(SYS_tkill, thread, signal);
 }
 
-// What has exec'ed is not to run on half done if the tracer is killed meanwhile, but to end before it has begun.
+// If the tracer is killed meanwhile, the half-prepared program ends before it begins.
 static void inject(Shared &shared, Tracee &tracee, long options)
 {
     Vvar &vvar = shared.vvar;
@@ -118,8 +118,8 @@ static void inject(Shared &shared, Tracee &tracee, long options)
     tracee.ask(PTRACE_SETOPTIONS, 0, std::bit_cast<void *>(options));
 }
 
-// Follows what is traced, until one has exec'ed, or to the end of all. Returns whether the maker is gone, or another
-// program by now.
+// Follows the tracees until one execs, or all have ended. Returns whether the maker is gone, or is another program by
+// now.
 static bool follow(Shared &shared, long options)
 {
     const bool descendants = shared.what == Traced::descendants;
@@ -151,7 +151,7 @@ static bool follow(Shared &shared, long options)
     }
 }
 
-// Ends the process, and the shared pages where nobody else will.
+// Ends the tracer, and unmaps the shared pages if nobody else will.
 [[noreturn]] static void leave(Shared &shared, bool with_room)
 {
     if (with_room) {
@@ -167,7 +167,7 @@ static bool follow(Shared &shared, long options)
     __builtin_unreachable();
 }
 
-// Makes a process whose end no signal tells of, and no plain wait, on a stack in the shared.
+// Makes a process that sends no signal at its end and that a plain wait does not see, with a stack in the shared pages.
 static long clone_process(Shared &shared, size_t stack_end, void (*function)(Shared *))
 {
     register long no_id __asm__("r10") = 0;
@@ -207,7 +207,7 @@ static long clone_process(Shared &shared, size_t stack_end, void (*function)(Sha
     leave(*shared, seized == 0 && follow(*shared, options));
 }
 
-// One that stays is not its maker's child, who would wait for it in vain.
+// A tracer that stays must not be a child of its maker, who would wait for it in vain.
 [[noreturn]] static void trace_as_orphan(Shared *shared)
 {
     const long tracer = clone_process(*shared, shared_size / 2, &trace);

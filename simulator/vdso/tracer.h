@@ -1,4 +1,4 @@
-// Puts the vDSO into programs that nothing can be preloaded into, by a child that traces for as long as an exec takes.
+// Gives the vDSO to programs that no library can be preloaded into: a child of the caller traces it during an exec.
 #pragma once
 
 namespace sim

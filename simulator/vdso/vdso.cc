@@ -1,5 +1,4 @@
-// Which clock the program lives by. Nobody tells the vDSO of a change of ids, so that they are asked for again, though
-// not at each reading.
+// Our vDSO: the clock of the program. Nothing tells it of a change of ids, so it asks again, but not at each reading.
 #include <cstddef>
 
 #include "base/integer.h"
@@ -14,7 +13,7 @@ namespace sim
 
 constexpr uint64_t ids_hold_for = 1'000'000; // nanoseconds
 
-// Since the epoch; a real time that nobody believes wraps around.
+// Since the epoch; wraps around for absurd times.
 static uint64_t nanoseconds(const timespec &real)
 {
     return static_cast<uint64_t>(real.tv_sec) * ZYNOV_SECOND + static_cast<uint64_t>(real.tv_nsec);
@@ -78,7 +77,7 @@ __attribute__((noinline)) static Cache::Found find_anew(const timespec &real, Cl
     return found != Cache::nothing ? found : look_up(ids, rate);
 }
 
-// Makes what the program's clock shows fit one that is rarely asked, and which a machine need not have.
+// Finishes a reading of a clock that is rarely used, and which a machine may not have.
 __attribute__((noinline, cold)) static int make_rare(clockid_t source, timespec &time)
 {
     timespec real;
@@ -161,7 +160,7 @@ SIM_VDSO time_t time(time_t *) noexcept __attribute__((alias("__vdso_time")));
 SIM_VDSO int clock_getres(clockid_t, timespec *) noexcept __attribute__((alias("__vdso_clock_getres")));
 SIM_VDSO long vdso_getcpu(unsigned *, unsigned *, void *) __asm__("getcpu") __attribute__((alias("__vdso_getcpu")));
 
-// What compilers call for larger objects of their own accord, and have from the C library elsewhere.
+// Compilers call these on their own; elsewhere the C library has them.
 extern "C" void *memset(void *place, int byte, size_t size)
 {
     void *end = place;

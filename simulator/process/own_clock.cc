@@ -36,7 +36,7 @@ static std::atomic<const Vvar *> own_vvar;
 
 timespec real_time(clockid_t source)
 {
-    timespec real;
+    timespec real = {}; // if the call fails, the epoch
     if (const Vvar *in_front = own_vvar.load(std::memory_order_relaxed)) [[unlikely]]
         in_front->clock_gettime(source, &real);
     else

@@ -134,6 +134,20 @@ typedef struct ov_clock {
  */
 OV_API int ov_next_clock(int fd, int uid, ov_clock *clock);
 
+/* What ov_refine_clock sets of a clock; bits. */
+enum ov_refinement {
+    OV_REFINE_NANOSECONDS = 1, /* 0 to 999999999, added to the instant at which it starts */
+    OV_REFINE_UTC_OFFSET = 2,  /* seconds east of UTC, where it has its midnight if it rewinds */
+    OV_REFINE_DESCENDANTS = 4, /* a process's: its later descendants live by it, too */
+    OV_REFINE_LASTING = 8      /* with the former: it ends with the last of them, not with the process */
+};
+
+/*
+ * Sets more of a clock that is there, for the calling user, and opens the control file itself. `what` holds
+ * ov_refinement bits. Returns 0, or -1 with errno: ENOTTY from a kernel module that cannot, ENOENT without a clock.
+ */
+OV_API int ov_refine_clock(int32_t kind, uint32_t id, int32_t nanoseconds, int32_t utc_offset, uint32_t what);
+
 /* A speed in words, in a static buffer. */
 OV_API char *clock_speed_string(int speed);
 

@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "base/container.h"
+#include "base/local_time.h"
 #include "ovuser/audit.h"
 #include "ovuser/clocks.h"
 #include "ovuser/hints.h"
@@ -83,6 +84,8 @@ class EngineCall
         ov::close_left_open(); // saves descriptors when there are many identities
         if (!was_there() && result_ != OV_NO_CLOCK)
             audit(request_, result_, message_);
+        if (result_ == OV_OK && !was_there() && request_.operation == OV_ADD && request_.rewind != 0)
+            send_zone();
         return result_;
     }
 
@@ -104,6 +107,14 @@ class EngineCall
     }
 
   private:
+    // Has the clock rewind at this zone's midnight, not at the kernel's. A module that cannot be told is left alone.
+    void send_zone() const
+    {
+        const tm local = ov::local_time(request_.virtime);
+        ov_refine_clock(who_.kind, who_.id, 0, static_cast<int32_t>(local.tm_gmtoff), OV_REFINE_UTC_OFFSET);
+        ov::close_left_open();
+    }
+
     void print_success(const ov_clock *former) const
     {
         const ClockText given(request_);

@@ -144,6 +144,24 @@ TEST_F(Engine, SendsTheRecordByteForByte)
         expect_sent(make_request(OV_RESET), 0x40505305, {{171}}, name, id);
 }
 
+TEST_F(Engine, RefinesAClockByteForByte)
+{
+    script.host_name = "cafe";
+    const Call refine = [](char **) { return ov_refine_clock(OV_GROUP, UINT32_MAX - 1, 999999999, -19800, 15); };
+    const unsigned long command = 0xC0505307;
+    const zynov_iov record = {171, 0, 0, -2, 999999999, 2, 0, 0, -19800, 15, 0xcafe};
+    const Outcome refined = run(refine);
+    EXPECT_EQ(refined.result, 0);
+    EXPECT_EQ(refined.sent, std::string(reinterpret_cast<const char *>(&command), 8) +
+                                std::string(reinterpret_cast<const char *>(&record), 80));
+    script.kernel = [](unsigned long, zynov_iov &) { return errno = ENOTTY, 7; };
+    EXPECT_EQ(run(refine).result, -1);
+    EXPECT_EQ(script.error, ENOTTY);
+    script.open_error = EACCES;
+    EXPECT_EQ(run(refine).result, -1);
+    EXPECT_EQ(script.error, EACCES);
+}
+
 // Whichever call fails, the control file is closed, result and message are known ones, and the next request is as
 // usual.
 TEST_F(Engine, SurvivesTheFailureOfEachCallInTurn)

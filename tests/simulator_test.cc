@@ -41,7 +41,7 @@ TEST(Simulator, KeepsTheModulesRules)
         return record;
     };
     const auto high_mark = [&] { return query(ZYNOV_IOC_HIGH_MARK).speed; };
-    zynov_iov old = {170};
+    zynov_iov old = {170}, past = {171, Table::capacity};
     EXPECT_EQ(change_table(table, RESET, old, start, {}), EILSEQ);
     EXPECT_EQ(query_table(table, ZYNOV_IOC_HIGH_MARK, old, start), EILSEQ);
     // Kind, id, value (the kind for a delete) and container; the answer, and the high mark afterwards.
@@ -81,7 +81,6 @@ TEST(Simulator, KeepsTheModulesRules)
     EXPECT_EQ(clock.flags, 0x101u);
     EXPECT_EQ(clock.speed, 60);
     EXPECT_EQ(clock.container_id, 9u);
-    zynov_iov past = {171, Table::capacity};
     EXPECT_EQ(query_table(table, ZYNOV_IOC_GET_SLOT, past, start), EINVAL);
 }
 

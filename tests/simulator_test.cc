@@ -60,7 +60,6 @@ TEST(Simulator, KeepsTheModulesRules)
         {DELETE, 2, 5, 2, 0, EL2HLT, 2},
         {ADD, 1, 7, 253402329599, 0, 0, 2},
         {RESET, 0, 0, 0, 9, 0, 1},
-        {RESET, 0, 0, 0, 9, ENOENT, 1},
         {DELETE, 0, 7, 1, 0, 0, 0}};
     for (const auto &[command, kind, id, value, container, error, mark] : steps) {
         EXPECT_EQ(change(table, command, kind, id, value, container), error);

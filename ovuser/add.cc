@@ -119,9 +119,9 @@ int AddOptions::read(const char *subcommand, int argc, char **argv)
     return read_identities_or_caller(identities_, subcommand, argc - optind, argv + optind);
 }
 
-int AddOptions::check()
+int AddOptions::check(bool dry_run)
 {
-    return check_clock(identities_, when_, checked_);
+    return check_clock(identities_, when_, checked_, !dry_run);
 }
 
 int AddOptions::carry_out(bool replace)
@@ -188,7 +188,7 @@ static int give_clocks(const char *subcommand, const char *usage, bool replace, 
                "  --dry-run           only print what would be done; with --json for programs\n");
         return done;
     }
-    if (const int status = words.check())
+    if (const int status = words.check(words.dry_run()))
         return status;
     replace |= words.replace();
     if (!words.dry_run())

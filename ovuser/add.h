@@ -51,7 +51,7 @@ class AddOptions
     bool replace() const { return replace_; }
 
     // Resolves the identities, and checks the request without changing anything.
-    int check();
+    int check(bool dry_run);
 
     // Gives each identity its clock. Returns the worst exit status.
     int carry_out(bool replace);

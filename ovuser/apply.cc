@@ -100,7 +100,7 @@ int Applier::check(FileLine &line) const
         return usage_error("--help, --dry-run, --json and --replace are not for a line of a file");
     if (words.identities().count() > 1)
         return usage_error("a line is for one clock");
-    if (const int status = words.check())
+    if (const int status = words.check(options_.dry_run))
         return status;
     line.kind = line.who().kind;
     line.id = line.who().id;

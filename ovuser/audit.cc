@@ -13,7 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "ovuser/identity.h"
+#include "ov_helper.h"
 #include "ovuser/text.h"
 
 namespace ovuser
@@ -48,7 +48,7 @@ static void print_identity(FILE *line, const ov_request &request)
         fputs("all", line);
         return;
     }
-    fprintf(line, "%c:", *kind_word(kind));
+    fprintf(line, "%c:", " ugp"[kind]);
     if (request.id_count > 0 && parse_uid(request.id_text[0], kind, &number) != 0) {
         print_visible(line, request.id_text[0]); // the process has ended
         return;
@@ -110,7 +110,7 @@ static void print_request(FILE *line, const ov_request &request, int32_t result,
     static constexpr const char *words[] = {"", "add", "delete", "", "reset"};
     fprintf(line, "%s for=", words[request.operation]);
     print_identity(line, request);
-    if (request.operation == OV_ADD)
+    if (request.operation == OV_ADD && request.virtime != 0) // a refused distance has not been counted
         print_clock_fields(line, request);
     fputs(" by=", line);
     print_named(line, OV_USER, getuid());

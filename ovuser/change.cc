@@ -246,12 +246,12 @@ static void warn_of_lost_clock(const Identity &who, const ov_clock &former, bool
              former.speed, former.rewind != 0 ? " --rewind" : "");
 }
 
-int check_clock(IdentityList &identities, const ClockOptions &when, int64_t &checked)
+int check_clock(IdentityList &identities, const ClockOptions &when, int64_t &checked, bool log)
 {
     if (const int status = when.check_distance())
         return status;
     ov_request request = when.request();
-    return check_identities(identities, request, &checked);
+    return check_identities(identities, request, &checked, log);
 }
 
 static bool add_again(const Identity &who, const ov_clock &former)
@@ -292,6 +292,8 @@ int replace_clock(const Identity &who, const ClockOptions &when, int64_t checked
         add.send();
         if (!add.was_there())
             return add.print(several);
+        if (when.keeps_value() && table.failed())
+            return failed("%s has a clock that cannot be read: %s", who.label(), strerror(table.error()));
         if (when.keeps_value() && known == nullptr) // an invisible clock, or one added since
             return failed("%s has a clock that %s: give a time", who.label(),
                           getuid() == 0 ? "somebody has just given" : "you may not see");

@@ -41,8 +41,8 @@ struct ClockText {
 };
 
 // Resolves the identities and checks that each may get the clock, without changing anything. Stores the clock value in
-// checked.
-int check_clock(IdentityList &identities, const ClockOptions &when, int64_t &checked);
+// checked. Logs the refusal of a clock that the caller may not give.
+int check_clock(IdentityList &identities, const ClockOptions &when, int64_t &checked, bool log = true);
 
 // Adds a clock. A clock that is already there stays as it is.
 int add_clock(const Identity &who, const ClockOptions &when, int64_t checked, bool several, bool *was_there = nullptr);

@@ -18,6 +18,7 @@ class Clocks
   public:
     void read();
     bool opened() const { return failed_ != Step::open; }
+    bool failed() const { return failed_ != Step::none; }
     // Whether no clock was missed.
     bool complete() const { return failed_ == Step::none && undecided_ == 0; }
     const ov_clock *begin() const { return clocks_.begin(); }

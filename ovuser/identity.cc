@@ -13,6 +13,7 @@
 #include <initializer_list>
 
 #include "ov_helper.h"
+#include "ovuser/audit.h"
 #include "ovuser/message.h"
 #include "ovuser/text.h"
 #include "ovuser/times.h"
@@ -238,7 +239,7 @@ static void hint_on_identity(const char *typed)
         hint("did you mean the process, p:%s?", typed);
 }
 
-int check_identities(IdentityList &identities, ov_request &request, int64_t *value)
+int check_identities(IdentityList &identities, ov_request &request, int64_t *value, bool log)
 {
     const bool several = identities.count() > 1;
     int64_t unused;
@@ -250,6 +251,8 @@ int check_identities(IdentityList &identities, ov_request &request, int64_t *val
             request.id_count = 0;
         char *message = nullptr;
         if (const int32_t result = ov_preview_request(&request, value != nullptr ? value : &unused, &message)) {
+            if (log && result == OV_NOT_PERMITTED && request.operation != OV_LIST)
+                audit(request, result, message);
             const int status = print_result(result, message, several ? identity.label() : nullptr);
             if (result == OV_UNKNOWN_IDENTITY)
                 hint_on_identity(identity.text);

@@ -46,8 +46,8 @@ int read_identities(IdentityList &identities, int count, char **texts);
 int read_identities_or_caller(IdentityList &identities, const char *subcommand, int count, char **texts);
 
 // Resolves the identities and checks that the request may be made of each, without changing anything. Stores its clock
-// value.
-int check_identities(IdentityList &identities, ov_request &request, int64_t *value = nullptr);
+// value. Logs the refusal of a change that the caller may not make.
+int check_identities(IdentityList &identities, ov_request &request, int64_t *value = nullptr, bool log = true);
 
 // The identity of a listed clock, as the command line takes it.
 struct ListedIdentity {

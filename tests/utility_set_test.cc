@@ -65,6 +65,8 @@ TEST_F(Utility, SetsAnew)
         {"$SIM --fault 6:-1:5,7:-1:5 $OV set bin --at now; $OV delete bin",
          lost + "ovuser: warning: bin has lost its clock, which was --epoch 1924419600 --speed 0\n"
                 "ovuser: warning: Specified id does not have a virtual clock\n= 4"},
+        {"$OV add bin $FREEZE >/dev/null; $SIM --fault 1:-1:5 $OV set bin --speed 7",
+         ERROR "bin has a clock that cannot be read: Input/output error\n= 5"},
         // Of a clock that the caller does not see only the value can be kept.
         {"sleep 9 & $OV add p:$! $FREEZE >/dev/null; $NOBODY $OV set p:$! --speed 2 2>&1 | sed s/$!/N/; $NOBODY $OV "
          "set "

@@ -17,6 +17,7 @@ TEST_F(Utility, TellsTheLogOfChanges)
     expect({
         {listen + "'{ $OV add g:bin $FREEZE --rewind; $OV add g:bin --in 1d; $OV delete g:bin; $OV delete g:bin;"
                   "$OV run $FREEZE true; $OV add g:bin --in 1d --dry-run; $OV list; $NOBODY $OV reset; $OV reset;"
+                  "$NOBODY $OV add bin $FREEZE; $NOBODY $OV delete nobody bin; $NOBODY $OV add bin --in 1d --dry-run;"
                   "$OV add g:bin --in; } >out 2>&1'",
          "<85> add for=g:2(bin)" + clock +
              "yes by=0(root) result=done\n<85> delete for=g:2(bin) by=0(root) result=done\n"
@@ -24,7 +25,11 @@ TEST_F(Utility, TellsTheLogOfChanges)
              clock +
              "no by=0(root) result=done\n<85> delete for=p:PID of=0(root) by=0(root) result=done\n"
              "<85> reset for=all by=65534(nobody) result=error: Only root can reset all the OV users.\n"
-             "<85> reset for=all by=0(root) result=done\n= 0"},
+             "<85> reset for=all by=0(root) result=done\n<85> add for=u:2(bin)" +
+             clock +
+             "no by=65534(nobody) result=error: Non-root user can not modify OV setting for others.\n"
+             "<85> delete for=u:2(bin) by=65534(nobody) result=error: Non-root user can not modify OV setting for "
+             "others.\n= 0"},
         // Control characters are visible, whoever logged in is named, and what failed is told.
         {"printf 'a\\033\\342\\200\\256b:x:4321:1::/:/bin/sh\\n' | cat /etc/passwd - >passwd; { echo 1 "
          ">/proc/self/loginuid; } 2>out;"

@@ -26,7 +26,8 @@ static constexpr char add_usage[] =
 static constexpr char set_usage[] =
     "usage: ovuser set [IDENTITY...] [WHEN] [--speed N] [--rewind] [--dry-run [--json]]\n"
     "\n"
-    "Gives each IDENTITY a virtual clock and replaces a clock that is there, as 'ovuser add --replace' does.\n";
+    "Gives each IDENTITY a virtual clock and replaces a clock that is there; without WHEN it goes on from\n"
+    "what it shows.\n";
 
 static constexpr OptionsWithClock add_options({
     {"replace", no_argument, nullptr, 'r'},
@@ -88,6 +89,18 @@ void Plan::remove(const ov_clock &clock)
         write(owner.text, 0, &clock, owner.exists ? nullptr : &clock);
 }
 
+// A number may also be an identity.
+static void hint_on_stray_speed(int count, char *const *words)
+{
+    for (int i = 0; i < count; ++i) {
+        int64_t speed;
+        uint32_t user;
+        if (strcmp(words[i], "frozen") == 0 || (read_whole_number(words[i], -OV_SPEED_LIMIT, OV_SPEED_LIMIT, speed) &&
+                                                parse_uid(words[i], OV_USER, &user) != 0))
+            return hint("a speed is given by an option: --speed %s", words[i]);
+    }
+}
+
 int AddOptions::read(const char *subcommand, int argc, char **argv)
 {
     optind = 0; // starts again for each line of a file
@@ -110,10 +123,9 @@ int AddOptions::read(const char *subcommand, int argc, char **argv)
                 return status;
         }
     }
-    if (json_ && !dry_run_)
-        return usage_error("--json goes with --dry-run");
     if (const int status = when_.complete(subcommand)) {
-        hint_on_stray_time(argc - optind, argv + optind);
+        if (!hint_on_stray_time(argc - optind, argv + optind))
+            hint_on_stray_speed(argc - optind, argv + optind);
         return status;
     }
     return read_identities_or_caller(identities_, subcommand, argc - optind, argv + optind);
@@ -184,10 +196,13 @@ static int give_clocks(const char *subcommand, const char *usage, bool replace, 
         return status;
     if (words.help()) {
         printf("%s\nWHEN is one of\n\n%s", usage, when_help);
-        printf("  --replace           replace a clock that is there; without a time it goes on from what it shows\n"
-               "  --dry-run           only print what would be done; with --json for programs\n");
+        if (!replace)
+            puts("  --replace           replace a clock that is there; without a time it goes on from what it shows");
+        printf("  --dry-run           only print what would be done; with --json for programs\n");
         return done;
     }
+    if (words.json() && !words.dry_run())
+        return usage_error("--json goes with --dry-run");
     if (const int status = words.check(words.dry_run()))
         return status;
     replace |= words.replace();

@@ -122,18 +122,19 @@ int ClockFile::read()
     int descriptor = STDIN_FILENO;
     if (path_ != nullptr) {
         descriptor = open(path_, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); // does not wait for a pipe
+        const int error = errno;
         if (descriptor < 0)
-            return failed("%s: %s", name_, strerror(errno));
+            return failed("%s: %s", Quoted(name_).text, strerror(error));
         if (const int status = check_owner(descriptor)) {
             close(descriptor);
             return status;
         }
     }
     const bool whole = read_all(descriptor);
-    const int error = errno;
+    const int read_error = errno;
     if (path_ != nullptr)
         close(descriptor);
-    return whole ? int{done} : failed("%s: %s", name_, strerror(error));
+    return whole ? int{done} : failed("%s: %s", name_, strerror(read_error));
 }
 
 int ClockFile::read_word()

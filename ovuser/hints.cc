@@ -120,6 +120,11 @@ void hint_on_subcommand(const char *typed, const Nearest &nearest)
         hint("a subcommand comes first: ovuser set %s ...", typed);
 }
 
+void hint_on_all(bool deletes)
+{
+    hint(deletes ? "'ovuser reset' deletes all clocks" : "without an identity, 'ovuser list' lists all clocks");
+}
+
 static bool is_known(const char *name, const option *known)
 {
     const size_t length = strcspn(name, " ");
@@ -130,8 +135,13 @@ static bool is_known(const char *name, const option *known)
 }
 
 // Knows single letters too, which other programs have for many options.
-static bool hint_on_option(const char *typed, const option *known)
+static bool hint_on_option(const char *subcommand, const char *typed, const option *known)
 {
+    const bool deletes = strcmp(subcommand, "delete") == 0;
+    if ((deletes || strcmp(subcommand, "list") == 0) && (strcmp(typed, "all") == 0 || strcmp(typed, "a") == 0)) {
+        hint_on_all(deletes);
+        return true;
+    }
     static constexpr Synonym synonyms[] = {
         {"time", "at"},
         {"when", "at"},
@@ -207,7 +217,7 @@ int report_bad_option(char *const *argv, const option *known)
     Nearest nearest(word);
     for (const option *entry = known; is_long && entry->name != nullptr; ++entry)
         nearest.consider(entry->name);
-    if (!hint_on_option(word, known) && nearest.found() != nullptr)
+    if (!hint_on_option(argv[0], word, known) && nearest.found() != nullptr)
         hint("did you mean --%s?", nearest.found());
     return bad_usage;
 }

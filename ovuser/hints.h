@@ -20,6 +20,9 @@ class Nearest
     int distance_;
 };
 
+// For a caller who asks delete, or list, for all clocks.
+void hint_on_all(bool deletes);
+
 // For a word that is not a subcommand.
 void hint_on_subcommand(const char *typed, const Nearest &nearest);
 

@@ -14,6 +14,7 @@
 
 #include "ov_helper.h"
 #include "ovuser/audit.h"
+#include "ovuser/hints.h"
 #include "ovuser/message.h"
 #include "ovuser/text.h"
 #include "ovuser/times.h"
@@ -219,8 +220,10 @@ static constexpr struct {
 };
 
 // Hints at what a nonexistent identity may have meant.
-static void hint_on_identity(const char *typed)
+static void hint_on_identity(const char *typed, int32_t operation)
 {
+    if (strcmp(typed, "all") == 0 && operation != OV_ADD)
+        return hint_on_all(operation == OV_DELETE);
     for (const auto &prefix : long_prefixes) {
         const size_t length = strlen(prefix.word);
         if (strncmp(typed, prefix.word, length) == 0)
@@ -255,7 +258,7 @@ int check_identities(IdentityList &identities, ov_request &request, int64_t *val
                 audit(request, result, message);
             const int status = print_result(result, message, several ? identity.label() : nullptr);
             if (result == OV_UNKNOWN_IDENTITY)
-                hint_on_identity(identity.text);
+                hint_on_identity(identity.text, request.operation);
             if (several && request.operation != OV_LIST)
                 usage_error("nothing has been changed for any of them");
             return status;
@@ -263,6 +266,14 @@ int check_identities(IdentityList &identities, ov_request &request, int64_t *val
         if (!found && look_up(identity.name, identity.kind, &identity.id) != 0) // although the engine has found it
             return failed("%s: looked up twice, and found but once: try again", identity.label());
         identity.resolve();
+        const auto is_same = [&](const Identity &other) {
+            return other.kind == identity.kind && other.id == identity.id;
+        };
+        if (request.operation != OV_LIST && std::find_if(identities.begin(), &identity, is_same) != &identity) {
+            const int status = usage_error("%s is given twice", identity.text);
+            usage_error("nothing has been changed for any of them");
+            return status;
+        }
     }
     return done;
 }

@@ -47,7 +47,7 @@ static int open_file(const char *path, bool make, int &descriptor)
     return fstat(descriptor, &file) == 0 && S_ISREG(file.st_mode) ? int{done} : failed("%s: not a regular file", path);
 }
 
-int Lock::take()
+int Lock::take(const char *refusal)
 {
     constexpr int64_t second = 1'000'000'000;
     constexpr timespec moment = {0, 10'000000};
@@ -64,7 +64,7 @@ int Lock::take()
             return failed("%s: cannot be locked: %s", path, strerror(errno));
         const int64_t waited = monotonic_time() - begun;
         if (waited > 10 * second)
-            return failed("another ovuser has kept %s locked for 10 seconds: nothing has been changed", path);
+            return failed("another ovuser has kept %s locked for 10 seconds: %s", path, refusal);
         if (waited > second && !told) {
             warn("waiting for another ovuser, which is changing clocks");
             told = true;

@@ -14,8 +14,8 @@ class Lock
     Lock(const Lock &) = delete;
     Lock &operator=(const Lock &) = delete;
 
-    // Waits at most ten seconds for other callers.
-    int take();
+    // Waits at most ten seconds for other callers. The refusal after that says what has not been done.
+    int take(const char *refusal = "nothing has been changed");
     void release();
 
   private:

@@ -114,7 +114,7 @@ int ClockOptions::refuse_value() const
             texts[1][i][0] = '\0';
     }
     const bool both = texts[1][0][0] != '\0' && texts[1][1][0] != '\0' && strcmp(texts[0][0], texts[1][0]) != 0;
-    usage_error("%s is out of range: from %s%s%s%s to %s%s%s%s", typed_, texts[0][0], both ? " (" : "",
+    usage_error("%s is out of range: it must be from %s%s%s%s to %s%s%s%s", typed_, texts[0][0], both ? " (" : "",
                 both ? texts[1][0] : "", both ? ")" : "", texts[0][1], both ? " (" : "", both ? texts[1][1] : "",
                 both ? ")" : "");
     return check_rc(OV_BAD_TIME);
@@ -185,7 +185,7 @@ int ClockOptions::take_epoch()
 int ClockOptions::take_span()
 {
     if (!read_span(optarg, span_)) {
-        usage_error("--in takes a span such as '2d 3h' or -90m, not '%s'", optarg);
+        usage_error("--in takes a span such as '2d 3h' or -90m, in y, w, d, h, m or s, not '%s'", optarg);
         return check_rc(OV_BAD_TIME);
     }
     request_.rel_years = span_.parts[0];

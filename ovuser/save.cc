@@ -50,7 +50,7 @@ static void print_line(FILE *file, const ov_clock &clock)
 static int print_clocks(FILE *file)
 {
     Lock lock; // a clock that is being replaced must not be missed
-    if (const int status = lock.take())
+    if (const int status = lock.take("nothing was saved"))
         return status;
     Clocks table;
     table.read();
@@ -112,7 +112,7 @@ static int save_to(const char *path)
         error = errno;
     }
     if (!whole)
-        status = failed("%s: %s", path, strerror(error));
+        status = failed("%s: %s", Quoted(path).text, strerror(error));
     if (status != done && descriptor >= 0)
         unlink(beside);
     free(beside);

@@ -147,12 +147,16 @@ template <typename Predicate> static void print_those(const char *title, const C
 
 static void show_as_text(const Clocks &clocks, const Identity &who, const EffectiveClock &effective, time_t real)
 {
-    print_visible(stdout, who.label(), 10);
+    const char *label = who.label();
+    const int prefix = who.name != who.text ? 2 : 0;
+    printf("%.*s", prefix, label);
+    print_visible(stdout, Quoted(label + prefix).text, 10 - prefix);
     fputs("  ", stdout);
     const ov_clock *clock = effective.clock();
     if (clock == nullptr) {
-        printf("%s\n",
-               strcmp(effective.source(), "none") == 0 ? "no clock, and so real time" : "no clock that you may see");
+        puts(strcmp(effective.source(), "none") == 0 ? "no clock, and so real time"
+             : getuid() != 0 && clocks.complete()    ? "no clock that you may see"
+                                                     : "which clock applies cannot be told");
     } else if (strcmp(effective.source(), "own") == 0) {
         fputs("a clock of its own\n", stdout);
     } else {

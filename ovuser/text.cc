@@ -99,7 +99,7 @@ Quoted::Quoted(const char *plain) : text(plain)
     const auto is_plain = [](char c) {
         return (c & 0x80) != 0 || isalnum(c) != 0 || strchr("_-.:,+@%/=", c) != nullptr;
     };
-    if (std::all_of(plain, plain + strlen(plain), is_plain))
+    if (*plain != '\0' && std::all_of(plain, plain + strlen(plain), is_plain))
         return;
     own_ = static_cast<char *>(malloc(4 * strlen(plain) + 3));
     if (own_ == nullptr)

@@ -13,6 +13,7 @@
 
 #include "ov_helper.h"
 #include "ovuser/message.h"
+#include "ovuser/text.h"
 
 namespace ovuser
 {
@@ -111,6 +112,11 @@ bool hint_on_stray_time(int count, char *const *words)
 
 void hint_on_time(const char *typed, int count, char *const *behind)
 {
+    Span span;
+    if (read_span(typed, span))
+        return hint("a distance from now is given by an option: --in %s", Quoted(typed).text);
+    if (strcmp(typed, "tomorrow") == 0)
+        return hint("a distance from now is given by an option: --in 1d");
     Joined joined, date, time;
     joined.add(typed);
     for (int i = 0; i < count && i < 4; ++i) {

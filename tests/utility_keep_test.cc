@@ -82,7 +82,7 @@ TEST_F(Utility, AppliesNothingWhereALineIsWrong)
 {
     write_private(folder / "wrong", "g:bin --in 1d\ng:2 --in 1d\nu:bin --at 2030\nu:bin g:games --in 1d\n"
                                     "user:bin --in 1d\nu:bin --nonsense\n--in 1d\nu:'bin\nu:bin\\\n"
-                                    "u:bin --in 1d --replace\n\"\\u:\\\"\" --in 1d\nu:bin --epoch 5");
+                                    "u:bin --in 1d --json\n\"\\u:\\\"\" --in 1d\nu:bin --epoch 5");
     expect({
         {"$OV apply wrong 2>&1 | grep ^ovuser:.error; $OV list | grep -c bin; printf "
          "'\\357\\273\\277u:bin --in 1d\\r\\n\\0\\0\\nu:ux --in 1d\\r\\nu:bin\\033 --in 1d' | $OV apply -",
@@ -96,7 +96,8 @@ TEST_F(Utility, AppliesNothingWhereALineIsWrong)
          "ovuser: error: wrong:9: nothing follows the backslash\n"
          "ovuser: error: wrong:10: --help, --dry-run, --json and --replace are not for a line of a file\n"
          "ovuser: error: wrong:11: incorrect/non-existent username, or uid \\u:\" passed in\n"
-         "ovuser: error: wrong:12: --epoch '5' is out of range: from 1970-01-01 09:00:00 UTC to 10000-01-01 07:59:59 "
+         "ovuser: error: wrong:12: --epoch '5' is out of range: it must be from 1970-01-01 09:00:00 UTC to 10000-01-01 "
+         "07:59:59 "
          "UTC\n"
          "ovuser: error: wrong: nothing has been changed\n0\n" ERROR
          "standard input: a byte order mark at its beginning: save it as UTF-8 without one\n" AND_ERROR

@@ -64,16 +64,14 @@ TEST_F(Utility, ChangesOneAtATime)
         {"$OV add bin sys $FREEZE >out; echo 'use Fcntl; open L, q(+<table); $l = pack(q(ssx4qqix4), 1, 0, 0, 0, 0); "
          "fcntl(L, 37, $l) or die; open R, q(>held); close R; sleep shift' >hold; mkfifo held; perl hold 2 & timeout "
          "20 cat "
-         "held; $OV delete sys; perl hold 11 & timeout 20 cat held; $OV add sys --in 1d & $OV set bin --speed 2; echo "
+         "held; $OV delete sys; perl hold 11 & timeout 20 cat held; $OV save 2>saved & $OV set bin --speed 2; echo "
          "$?; "
          "wait $!; "
-         "echo $?; $OV list | grep -c bin.*Frozen",
-         "ovuser: report: u:sys (3): back on the system clock\n5\n5\n1\n! ovuser: warning: waiting for another "
-         "ovuser, which is changing clocks\novuser: warning: waiting for another ovuser, which is changing clocks\n"
-         "ovuser: warning: waiting for another ovuser, which is changing clocks\n" AND_ERROR
-         "another ovuser has kept " +
-             (folder / "table").string() +
-             " locked for 10 seconds: nothing has been changed\n" AND_ERROR "another ovuser has kept " +
+         "echo $?; $OV list | grep -c bin.*Frozen; grep -o 'nothing was saved' saved",
+         "ovuser: report: u:sys (3): back on the system clock\n5\n5\n1\nnothing was saved\n! ovuser: warning: waiting "
+         "for another "
+         "ovuser, which is changing clocks\novuser: warning: waiting for another ovuser, which is changing "
+         "clocks\n" AND_ERROR "another ovuser has kept " +
              (folder / "table").string() + " locked for 10 seconds: nothing has been changed\n= 0"},
     });
 }

@@ -65,6 +65,8 @@ TEST_F(Utility, ShowsWhoLivesByWhichClock)
          "g:bin       no clock, and so real time\nbin         no clock, and so real time\n"
          "g:bin       no clock that you may see\nnobody      the clock of its group, g:nogroup\n" +
              still + "= 0"},
+        {"$SIM --fault 2:-1:5 $OV show games", "games       which clock applies cannot be told\n" ERROR
+                                               "an error occurred while executing this request, error = 5\n= 5"},
         {"$OV add nobody --in -5d --speed 2 --rewind >/dev/null; $OV show nobody | grep -v shows; $OV show g:nogroup | "
          "tail -n 1; $NOBODY $OV show bin",
          "nobody      a clock of its own\n  behind    5d\n  type      2 times faster\n"
@@ -163,9 +165,11 @@ TEST_F(Utility, ShowsControlCharacters)
         {"{ cat /etc/passwd; printf '%s:x:432%d:1::/:/bin/sh\n' 日本 1 e\314\201 2 'o d' 3 a\342\200\256b 4; } "
          ">passwd; "
          "unshare -m sh -c 'mount --bind passwd /etc/passwd; ./ovuser reset >out; ./ovuser add 4321 4322 4323 4324 "
-         "$FREEZE | tail -n 2; ./ovuser list | grep ^u:; ./ovuser list --json | grep -o a.u202e; ./ovuser list "
+         "$FREEZE | tail -n 2; ./ovuser show \"o d\" | head -n 1; ./ovuser list | grep ^u:; ./ovuser list --json | "
+         "grep -o a.u202e; ./ovuser list "
          "--watch=0.05 | sed -n \"3p;7q\" | cut -c -17'",
          GIVEN("u:'o d' (4323)", "Frozen") GIVEN("u:a\\u202eb (4324)", "Frozen") //
+         "'o d'       a clock of its own\n"
          "u:日本     Frozen                    " CHRISTMAS "u:e\314\201        Frozen                    " CHRISTMAS
          "u:'o d'    Frozen                    " CHRISTMAS "u:a\\u202eb Frozen                    " CHRISTMAS
          "a\\u202e\nu:日本     2030\n= 0"},

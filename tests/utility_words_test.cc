@@ -1,19 +1,22 @@
 // What is said to who takes a wrong turn.
 #include "tests/utility.h"
 
-static const std::string range = " is out of range: from 1970-01-01 09:00:00 UTC (1970-01-01 10:00:00 CET) to "
-                                 "10000-01-01 07:59:59 UTC (10000-01-01 08:59:59 CET)\n";
+static const std::string range =
+    " is out of range: it must be from 1970-01-01 09:00:00 UTC (1970-01-01 10:00:00 CET) to "
+    "10000-01-01 07:59:59 UTC (10000-01-01 08:59:59 CET)\n";
 static const std::string identity = "an identity is a word of its own: u:USER, g:GROUP or p:PID\n";
 static const Steps turns = {
     // Subcommands.
     {"rm bin", "did you mean delete?"},
-    {"remove bin", "did you mean delete?"},
+    {"delete all", "'ovuser reset' deletes all clocks"},
+    {"delete --all", "'ovuser reset' deletes all clocks"},
+    {"list -a", "without an identity, 'ovuser list' lists all clocks"},
     {"unset bin", "did you mean delete?"},
     {"status", "did you mean show?"},
     {"get bin", "did you mean show?"},
     {"flush", "did you mean reset?"},
     {"restore clocks", "did you mean apply?"},
-    {"import clocks", "did you mean apply?"},
+    {"save ''", "ovuser: error: '': No such file or directory\n= 5"},
     {"dump", "did you mean save?"},
     {"exec date", "did you mean run?"},
     {"ls", "did you mean list?"},
@@ -57,9 +60,13 @@ static const Steps turns = {
     {"add bin --at 2030/1/5T9:00", "each number has all its digits: --at '2030-01-05T09:00'"},
     {"add bin --at 9:00", "a time of day needs a date: --at '20"},
     {"add bin --at 2030-12-25", "write --at '2030-12-25 00:00', or --date 2030-12-25 for the present time of day"},
+    {"add bin --at '1d 2h'", "a distance from now is given by an option: --in '1d 2h'"},
+    {"add bin --at tomorrow", "a distance from now is given by an option: --in 1d"},
+    {"set bin frozen", "a speed is given by an option: --speed frozen"},
+    {"set bin 60", "a speed is given by an option: --speed 60"},
     {"add bin --at noon", "and times as 'ovuser list' prints them\n= 4"},
     {"add bin --date 2030-12-32", "--date takes YYYY-MM-DD or MMDDYYYY\n= 4"},
-    {"add bin --in '1d 1d'", "--in takes a span such as '2d 3h' or -90m, not '1d 1d'\n= 4"},
+    {"add bin --in '1d 1d'", "--in takes a span such as '2d 3h' or -90m, in y, w, d, h, m or s, not '1d 1d'\n= 4"},
     {"add bin --epoch x", "--epoch takes a whole number from 32400 to 253402329599, not 'x'\n= 4"},
     {"add bin --epoch 32399", "--epoch '32399'" + range + "= 4"},
     {"add bin --epoch 99999999999999999999", "--epoch '99999999999999999999'" + range},
@@ -73,6 +80,7 @@ static const Steps turns = {
     // Whom.
     {"add --in 1d", "add whom? root has no clock; write u:USER, g:GROUP or p:PID\n= 2"},
     {"add bin carl --in 1d", "nothing has been changed for any of them\n= 2"},
+    {"add games bin u:5 --in 1d", "u:5 is given twice\novuser: error: nothing has been changed for any of them\n= 2"},
     {"reset bin", "reset takes no identities\n= 2"},
     {"apply - <names", "standard input:1: an identity of 70002 characters names nobody\n"},
 };

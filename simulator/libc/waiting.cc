@@ -23,10 +23,13 @@ const timespec *real_deadline(clockid_t source, const timespec *instant, timespe
     ClockRate rate;
     if (!waited_ids.has(source) || instant == nullptr || !own_clock(rate) || !is_readable(instant))
         return instant;
-    if (instant->tv_sec < 0 || instant->tv_nsec < 0 || instant->tv_nsec >= ZYNOV_SECOND)
+    // Read once: another thread may write it meanwhile.
+    const int64_t seconds = __atomic_load_n(&instant->tv_sec, __ATOMIC_RELAXED);
+    const int64_t nanoseconds = __atomic_load_n(&instant->tv_nsec, __ATOMIC_RELAXED);
+    if (seconds < 0 || nanoseconds < 0 || nanoseconds >= ZYNOV_SECOND)
         return instant;
     const int64_t ahead = seconds_ahead(source);
-    real = rate.when({instant->tv_sec - ahead, instant->tv_nsec}, real_time());
+    real = rate.when({seconds - ahead, nanoseconds}, real_time());
     if (__builtin_add_overflow(real.tv_sec, ahead, &real.tv_sec))
         real.tv_sec = INT64_MAX;
     if (real.tv_sec == 0 && real.tv_nsec == 0)

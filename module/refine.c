@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0
 #include <linux/sched.h>
+#include <linux/slab.h>
 
 #include "page.h"
 #include "process.h"
@@ -34,27 +35,23 @@ static int tell_inherited(struct zynov_iov *record, const struct target *target)
 #define REFINE_RATE (ZYNOV_REFINE_NANOSECONDS | ZYNOV_REFINE_UTC_OFFSET)
 #define REFINE_ALL (REFINE_RATE | ZYNOV_REFINE_DESCENDANTS | ZYNOV_REFINE_LASTING)
 
-static int change_rate(struct vclock *clock, const struct zynov_iov *record)
+static struct zynov_clock refined_set(const struct vclock *clock,
+				      const struct zynov_iov *record)
 {
 	struct zynov_clock set = clock->set;
-	struct vclock_rate *rate;
 
 	if (record->spare & ZYNOV_REFINE_NANOSECONDS)
 		set.start.nanoseconds = record->vtime;
 	if (record->spare & ZYNOV_REFINE_UTC_OFFSET)
 		set.utc_offset = record->origin;
-	rate = table_make_rate(&set);
-	if (!rate)
-		return -ENOMEM;
-	clock->set = set;
-	page_change_rate(clock, rate);
-	wait_again(clock);
-	return 0;
+	return set;
 }
 
 static int refine(struct vclock *clock, const struct zynov_iov *record)
 {
+	const struct zynov_clock set = refined_set(clock, record);
 	const u64 what = record->spare;
+	struct vclock_rate *rate = NULL;
 	int error = 0;
 
 	if (what & ~REFINE_ALL ||
@@ -66,13 +63,25 @@ static int refine(struct vclock *clock, const struct zynov_iov *record)
 	    ((what & ZYNOV_REFINE_LASTING) &&
 	     !((what | clock->refined) & ZYNOV_REFINE_DESCENDANTS)))
 		return -EINVAL;
+	/* All that can fail comes first: either everything is refined, or nothing. */
+	if (what & REFINE_RATE) {
+		rate = table_make_rate(&set);
+		if (!rate)
+			return -ENOMEM;
+	}
 	if (what & (ZYNOV_REFINE_DESCENDANTS | ZYNOV_REFINE_LASTING))
 		error = process_pass_on(clock, what & ZYNOV_REFINE_LASTING);
-	if (!error && (what & REFINE_RATE))
-		error = change_rate(clock, record);
-	if (!error)
-		clock->refined |= what;
-	return error;
+	if (error) {
+		kfree(rate);
+		return error;
+	}
+	if (rate) {
+		clock->set = set;
+		page_change_rate(clock, rate);
+		wait_again(clock);
+	}
+	clock->refined |= what;
+	return 0;
 }
 
 int table_refine(struct zynov_iov *record, const struct target *target)

@@ -65,6 +65,7 @@ set(module_sources src/zynov-${library_version})
 configure_file(module/dkms.conf dkms/dkms.conf @ONLY)
 install(DIRECTORY module/ DESTINATION ${module_sources} COMPONENT kernel EXCLUDE_FROM_ALL
         FILES_MATCHING PATTERN "*.[ch]" PATTERN Kbuild PATTERN tests EXCLUDE)
+install(FILES base/version.h DESTINATION ${module_sources} COMPONENT kernel EXCLUDE_FROM_ALL)
 install(FILES contract/clock.h contract/zynov.h DESTINATION ${module_sources}/contract COMPONENT kernel EXCLUDE_FROM_ALL)
 install(FILES ${PROJECT_BINARY_DIR}/dkms/dkms.conf DESTINATION ${module_sources} COMPONENT kernel EXCLUDE_FROM_ALL)
 install(FILES module/zynov.conf DESTINATION lib/modules-load.d COMPONENT kernel EXCLUDE_FROM_ALL)

@@ -7,6 +7,7 @@
 #include "process.h"
 #include "table.h"
 #include "tree.h"
+#include "version.h"
 #include "vvar.h"
 
 static int __init zynov_init(void)
@@ -50,4 +51,5 @@ module_init(zynov_init);
 module_exit(zynov_exit);
 MODULE_LICENSE("GPL");
 MODULE_DESCRIPTION("Virtual clocks for users, groups and processes");
+MODULE_VERSION(OV_VERSION "." OV_RELEASE);
 MODULE_AUTHOR("Orvane");

@@ -14,12 +14,14 @@
 #include "whose.h"
 
 /*
- * A function of the kernel's, and what is called instead, or before it with
- * the registers that hold its arguments. Optional is what a kernel may be built without.
+ * A function of the kernel's, and what is called instead, always or when
+ * that says so, or before it with the registers that hold its arguments.
+ * Optional is what a kernel may be built without.
  */
 static struct hook {
 	const char *name;
 	void *instead;
+	bool (*when)(struct pt_regs *regs);
 	void (*before)(struct pt_regs *regs);
 	bool optional;
 	unsigned long address;
@@ -39,6 +41,7 @@ static struct hook {
 	{ "__ia32_compat_sys_gettimeofday", read_gettimeofday_32, .optional = true },
 	{ "__ia32_sys_time32", read_time_32, .optional = true },
 	{ "cap_settime", may_set_time },
+	{ "do_adjtimex", refuse_adjtimex, .when = changes_time },
 	{ "common_nsleep", .before = before_nsleep },
 	{ "common_hrtimer_arm", .before = before_timer_arm },
 	{ "do_timerfd_settime", .before = before_timerfd, .optional = true },
@@ -73,6 +76,8 @@ static void notrace redirect(unsigned long address, unsigned long parent,
 		return;
 	if (hook->instead == get_task_pid_instead &&
 	    (parent < clone_begin || parent >= clone_end))
+		return;
+	if (hook->when && !hook->when(ftrace_get_regs(fregs)))
 		return;
 	ftrace_get_regs(fregs)->ip = (unsigned long)hook->instead;
 }

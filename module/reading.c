@@ -138,15 +138,34 @@ long read_time_32(const struct pt_regs *regs)
 	return result;
 }
 
-/* The real time is not a clocked program's to set. */
-int may_set_time(const struct timespec64 *time, const struct timezone *zone)
+static bool has_clock(void)
 {
 	bool own;
 
 	rcu_read_lock();
 	own = clock_of_current() != NULL;
 	rcu_read_unlock();
-	return !own && capable(CAP_SYS_TIME) ? 0 : -EPERM;
+	return own;
+}
+
+/* The real time is not a clocked program's to set. */
+int may_set_time(const struct timespec64 *time, const struct timezone *zone)
+{
+	return !has_clock() && capable(CAP_SYS_TIME) ? 0 : -EPERM;
+}
+
+bool changes_time(struct pt_regs *regs)
+{
+	const u32 modes = ((struct __kernel_timex *)regs->di)->modes;
+
+	if (modes & ADJ_ADJTIME && modes & ADJ_OFFSET_READONLY)
+		return false;
+	return modes && has_clock();
+}
+
+int refuse_adjtimex(struct __kernel_timex *request)
+{
+	return -EPERM;
 }
 
 void before_adjtimex(struct pt_regs *regs)

@@ -5,6 +5,7 @@
 
 #include <linux/ptrace.h>
 #include <linux/time64.h>
+#include <linux/timex.h>
 
 int read_realtime(clockid_t which, struct timespec64 *time);
 int read_coarse(clockid_t which, struct timespec64 *time);
@@ -15,6 +16,10 @@ long read_gettimeofday_32(const struct pt_regs *regs);
 long read_time(const struct pt_regs *regs);
 long read_time_32(const struct pt_regs *regs);
 int may_set_time(const struct timespec64 *time, const struct timezone *zone);
+
+/* In the place of do_adjtimex(record) where a clocked program would change something. */
+bool changes_time(struct pt_regs *regs);
+int refuse_adjtimex(struct __kernel_timex *request);
 
 /* Before __do_adjtimex(record, time, ...), with the timekeeper's locks. */
 void before_adjtimex(struct pt_regs *regs);

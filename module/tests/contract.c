@@ -1,6 +1,8 @@
 /* The rules of the control file, of the module and of the simulator alike, on an empty table. As root. */
+#define _GNU_SOURCE
 #include <errno.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/wait.h>
@@ -110,13 +112,21 @@ static void try_records(void)
     IS(change(RESET, 0, 0, 0, 9), 0);
 }
 
+static void *try_thread(void *unused)
+{
+    IS(change(ADD, 3, gettid(), CHRISTMAS, 0), ESRCH);
+    return unused;
+}
+
 /* A clock ends with its process, of which nobody is told apart by a number. */
 static void try_process(void)
 {
     int ends[2];
     char byte;
-    if (pipe(ends) != 0)
+    pthread_t thread;
+    if (pipe(ends) != 0 || pthread_create(&thread, NULL, try_thread, NULL) != 0)
         return;
+    pthread_join(thread, NULL);
     const pid_t child = fork();
     if (child == 0)
         _exit(read(ends[0], &byte, 1) == 1 ? 0 : 1);

@@ -95,7 +95,10 @@ int read_birth(int64_t pid, uint64_t &birth)
 {
     if (!is_there(pid))
         return ESRCH;
-    return read_inode(pid, birth) == 0 ? 0 : read_start(pid, birth);
+    const int error = read_inode(pid, birth);
+    if (error == EINVAL || error == ENOENT)
+        return ESRCH; // the id of a thread, which /proc knows, too
+    return error == 0 ? 0 : read_start(pid, birth);
 }
 
 bool has_ended(int64_t pid, uint64_t birth)

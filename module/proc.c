@@ -36,7 +36,7 @@ static int add(struct zynov_iov *record)
 	int error;
 
 	if (kind == ZYNOV_NO_KIND || kind > ZYNOV_PROCESS || !record->id)
-		return -EINVAL;
+		return -EDOM;
 	error = find_target(record, kind, &target) ?: table_add(record, &target);
 	put_pid(target.pid);
 	return error;

@@ -183,7 +183,7 @@ static int add(const struct zynov_iov *record, const struct target *target)
 		return -EOVERFLOW;
 	if ((target->kind == ZYNOV_USER && !uid_valid(target->uid)) ||
 	    (target->kind == ZYNOV_GROUP && !gid_valid(target->gid)))
-		return -EINVAL;
+		return -EDOM;
 	for (slot = 0; slot < TABLE_SLOTS && slots[slot]; slot++)
 		;
 	if (slot == TABLE_SLOTS)

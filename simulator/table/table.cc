@@ -132,7 +132,7 @@ static int add(Table &table, const zynov_iov &record, const timespec &real, cons
 {
     const uint64_t kind = record.flags & ZYNOV_KIND_MASK;
     if (kind == ZYNOV_NO_KIND || kind > ZYNOV_PROCESS || record.id == 0)
-        return EINVAL;
+        return EDOM;
     if (context.error != 0)
         return context.error;
     if (find(table, kind, record) != no_slot)

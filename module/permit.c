@@ -72,7 +72,7 @@ int permit_container(u64 *container)
 		return 0;
 	if (*container)
 		return -EPERM;
-	/* Who does not know his container can mean no other than it. */
+	/* Who does not know his container sends 0, and can mean no other than it. */
 	*container = own;
 	return 0;
 }

@@ -80,6 +80,7 @@ static struct vclock *make_clock(const struct zynov_iov *record,
 	clock->gid = target->gid;
 	clock->pid = get_pid(target->pid);
 	clock->container = target->container;
+	clock->container_given = record->container_id;
 	clock->flags = record->flags;
 	clock->speed = record->speed;
 	clock->origin = record->origin;
@@ -319,7 +320,8 @@ int table_get(struct zynov_iov *record)
 		record->speed = clock->speed;
 		record->origin = clock->origin;
 		record->base = zynov_difference(record->vtime, clock->origin);
-		record->container_id = clock->container;
+		record->container_id = container_of_current() ? clock->container_given :
+								clock->container;
 	} else {
 		record->id = 0;
 	}

@@ -26,6 +26,7 @@ struct vclock {
 	kgid_t gid;
 	struct pid *pid;
 	u64 container;
+	u64 container_given; /* 0 too, from within it */
 	u64 flags; /* as on the wire, as the next two */
 	s64 speed;
 	s64 origin;

@@ -27,8 +27,11 @@ static int list(void)
         struct zynov_iov record = {.slot = slot};
         if (ask(ZYNOV_IOC_GET_SLOT, &record))
             return 1;
-        if (record.id != 0)
+        if (record.id != 0) {
             printf("%s%c%lld", shown++ ? " " : "", " ugp"[record.flags & ZYNOV_KIND_MASK], (long long)record.id);
+            if (record.container_id != 0)
+                printf("@%llx", (unsigned long long)record.container_id);
+        }
     }
     puts("");
     return 0;

@@ -172,6 +172,7 @@ static long clone_process(Shared &shared, size_t stack_end, void (*function)(Sha
 {
     register long no_id __asm__("r10") = 0;
     register long no_storage __asm__("r8") = 0;
+    char *const stack = reinterpret_cast<char *>(&shared) + stack_end;
     long tracer;
     __asm__ volatile("syscall\n\t"
                      "test %%rax, %%rax\n\t"
@@ -180,8 +181,7 @@ static long clone_process(Shared &shared, size_t stack_end, void (*function)(Sha
                      "call *%[function]\n"
                      "1:"
                      : "=a"(tracer)
-                     : "a"(SYS_clone), "D"(CLONE_VM | CLONE_PARENT_SETTID),
-                       "S"(std::bit_cast<uintptr_t>(&shared) + stack_end), "d"(shared.tracer), "r"(no_id),
+                     : "a"(SYS_clone), "D"(CLONE_VM | CLONE_PARENT_SETTID), "S"(stack), "d"(shared.tracer), "r"(no_id),
                        "r"(no_storage), [shared] "b"(&shared), [function] "r"(function)
                      : "rcx", "r11", "memory", "cc");
     return tracer;
@@ -197,10 +197,10 @@ static long clone_process(Shared &shared, size_t stack_end, void (*function)(Sha
     if (shared->what != Traced::own_exec)
         options |= PTRACE_O_TRACEFORK | PTRACE_O_TRACEVFORK | PTRACE_O_TRACECLONE;
     const long seized = system_call(SYS_ptrace, PTRACE_SEIZE, shared->maker, 0, options);
-    const Shared *self = nullptr; // the maker's number may be that of another program by now
+    uintptr_t self = 0; // the maker's number may be that of another program by now
     if (seized == 0 &&
         (Tracee(shared->maker).read_some(std::bit_cast<uintptr_t>(&shared->self), &self, sizeof self) == 0 ||
-         self != shared))
+         self != std::bit_cast<uintptr_t>(shared)))
         leave(*shared, true);
     shared->said.store(seized == 0 ? Shared::attached : static_cast<int>(-seized), std::memory_order_release);
     system_call(SYS_futex, &shared->said, FUTEX_WAKE, INT_MAX);

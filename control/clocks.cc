@@ -1,7 +1,7 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "base/container.h"
+#include "base/container_files.h"
 #include "base/errno_guard.h"
 #include "base/integer.h"
 #include "base/process_ids.h"

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "base/container.h"
+#include "base/container_files.h"
 #include "ov_helper.h"
 
 uint64_t zyn_get_container_ID(void)

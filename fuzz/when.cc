@@ -4,7 +4,7 @@
 
 #include "fuzz/fuzz.h"
 #include "ovuser/hints.h"
-#include "ovuser/times.h"
+#include "ovuser/time_text.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {

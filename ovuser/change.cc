@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/container.h"
+#include "base/container_files.h"
 #include "base/local_time.h"
 #include "ovuser/audit.h"
 #include "ovuser/clocks.h"

@@ -7,7 +7,7 @@
 #include "ovuser/array.h"
 #include "ovuser/identity.h"
 #include "ovuser/json.h"
-#include "ovuser/times.h"
+#include "ovuser/time_text.h"
 
 namespace ovuser
 {

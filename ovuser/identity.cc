@@ -17,7 +17,7 @@
 #include "ovuser/hints.h"
 #include "ovuser/message.h"
 #include "ovuser/text.h"
-#include "ovuser/times.h"
+#include "ovuser/time_text.h"
 
 namespace ovuser
 {

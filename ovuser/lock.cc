@@ -11,7 +11,7 @@
 #include <ctime>
 
 #include "ovuser/message.h"
-#include "ovuser/times.h"
+#include "ovuser/time_text.h"
 
 namespace ovuser
 {

@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "ov_helper.h"
-#include "ovuser/times.h"
+#include "ovuser/time_text.h"
 
 namespace ovuser
 {

@@ -9,7 +9,7 @@
 #include "ovuser/message.h"
 #include "ovuser/subcommands.h"
 #include "ovuser/terminal.h"
-#include "ovuser/times.h"
+#include "ovuser/time_text.h"
 
 namespace ovuser
 {

@@ -15,7 +15,7 @@
 #include "ovuser/clocks.h"
 #include "ovuser/message.h"
 #include "ovuser/text.h"
-#include "ovuser/times.h"
+#include "ovuser/time_text.h"
 
 namespace ovuser
 {

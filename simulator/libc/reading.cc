@@ -4,8 +4,8 @@
 #include <sys/timeb.h>
 
 #include "base/integer.h"
+#include "simulator/process/clock_ids.h"
 #include "simulator/process/own_clock.h"
-#include "simulator/process/source.h"
 #include "simulator/raw/next.h"
 
 namespace sim

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "simulator/process/source.h"
+#include "simulator/process/clock_ids.h"
 #include "simulator/raw/next.h"
 
 namespace sim

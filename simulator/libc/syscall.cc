@@ -12,9 +12,9 @@
 #include "simulator/libc/reading.h"
 #include "simulator/libc/setting.h"
 #include "simulator/libc/waiting.h"
+#include "simulator/process/clock_ids.h"
 #include "simulator/process/identity.h"
 #include "simulator/process/own_clock.h"
-#include "simulator/process/source.h"
 #include "simulator/raw/next.h"
 
 #ifndef SYS_fork // as on newer architectures, which have no SYS_time either

@@ -10,8 +10,8 @@
 #include <cstring>
 
 #include "simulator/libc/reading.h"
+#include "simulator/process/clock_ids.h"
 #include "simulator/process/own_clock.h"
-#include "simulator/process/source.h"
 #include "simulator/raw/memory.h"
 #include "simulator/raw/next.h"
 

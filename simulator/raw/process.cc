@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/container.h"
+#include "base/container_files.h"
 #include "base/errno_guard.h"
 #include "simulator/raw/pidfd.h"
 #include "simulator/raw/small_file.h"

@@ -2,7 +2,7 @@
 #include <cstddef>
 
 #include "base/integer.h"
-#include "simulator/process/source.h"
+#include "simulator/process/clock_ids.h"
 #include "simulator/process/vvar.h"
 #include "simulator/raw/pidfd.h"
 #include "simulator/raw/system_call.h"

@@ -1,4 +1,4 @@
-#include "ovuser/times.h"
+#include "ovuser/time_text.h"
 
 #include <sys/socket.h>
 #include <sys/time.h>

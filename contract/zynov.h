@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: GPL-2.0 WITH Linux-syscall-note */
 /*
- * The interface of the Orvane kernel module: one control file, one record, five commands, and a sixth for what the
- * record of the five has no room for. The library, the simulator and the module compile this same file.
+ * The interface of the Orvane kernel module: one control file, one record, five commands, and a sixth for what does
+ * not fit in the record of the five. The library, the simulator and the module compile this same file.
  */
 #ifndef ZYNOV_H
 #define ZYNOV_H
@@ -20,18 +20,18 @@
 struct zynov_iov {
     uint64_t version;      /* ZYNOV_IOV_VERSION; the module answers EILSEQ to any other */
     uint32_t slot;         /* get-slot: index into the clock table */
-    int32_t kernel_error;  /* left by the module, 0 for none */
+    int32_t kernel_error;  /* set by the module, 0 for none */
     int64_t id;            /* uid, gid or pid; 0 marks a free slot */
     int64_t vtime;         /* clock value in seconds since the epoch; delete: the identity kind */
     uint64_t flags;        /* bits 0-3 kind, bits 4-7 relative mode, bits 8 and up rewind */
     int64_t speed;         /* low 32 bits count; high-mark: the highest slot in use */
-    int64_t base;          /* left by the module: base + origin is the date a rewinding clock holds */
-    int64_t origin;        /* the instant a relative clock starts from, 0 for none */
+    int64_t base;          /* set by the module: base + origin is the date a rewinding clock holds */
+    int64_t origin;        /* the instant at which a relative clock starts, 0 for none */
     uint64_t spare;        /* refine: ZYNOV_REFINE_ bits */
     uint64_t container_id; /* scope of the clock, 0 on the host */
 };
 
-/* Of the flags. */
+/* The fields of flags. */
 #define ZYNOV_KIND_MASK 0xfULL
 #define ZYNOV_MODE_SHIFT 4
 #define ZYNOV_MODE_MASK 0xfULL
@@ -41,15 +41,15 @@ struct zynov_iov {
 enum zynov_kind { ZYNOV_NO_KIND = 0, ZYNOV_USER = 1, ZYNOV_GROUP = 2, ZYNOV_PROCESS = 3 };
 
 /*
- * The refine command names a clock that is there by id, kind (in flags) and container_id, as add does. The bits of
- * spare say what it sets; with none it only asks. It leaves in spare, vtime and origin what the clock has then. Asked
- * of a process without a clock of its own that lives by an ancestor's, it leaves that one's id in id, and in base how
- * many generations up that is; 0 for a clock of its own. ENOENT: there is no clock. Who may give a clock may refine it.
+ * The refine command names an existing clock by id, kind (in flags) and container_id, as add does. The bits of spare
+ * say what it sets; without any it only queries. It returns the clock's values in spare, vtime and origin. For a
+ * process that uses an ancestor's clock, it returns the ancestor's id in id and the number of generations in base,
+ * which is 0 for a clock of its own. ENOENT: there is no clock. Whoever may add a clock may refine it.
  */
 #define ZYNOV_REFINE_NANOSECONDS 0x1ULL /* vtime: 0 to 999999999, added to the instant at which the clock starts */
 #define ZYNOV_REFINE_UTC_OFFSET 0x2ULL  /* origin: seconds east of UTC, where a rewinding clock has its midnight */
-#define ZYNOV_REFINE_DESCENDANTS 0x4ULL /* the descendants made from then on live by it; of a process only */
-#define ZYNOV_REFINE_LASTING 0x8ULL     /* with the former: it ends with the last of them, not with its process */
+#define ZYNOV_REFINE_DESCENDANTS 0x4ULL /* later descendants use the clock too; processes only */
+#define ZYNOV_REFINE_LASTING 0x8ULL     /* and it ends with the last of them, not with its process */
 
 #define ZYNOV_IOC_ADD_CLOCK _IOWR('S', 2, struct zynov_iov)
 #define ZYNOV_IOC_DELETE_CLOCK _IOW('S', 3, struct zynov_iov)

@@ -1,5 +1,5 @@
-// The preloaded side of the control file: open, and the five commands. Everything else about a descriptor, close
-// included, is the C library's, but that the machine's hardware clock is not set by a virtual one.
+// The preloaded side of the control file: open, and the five commands. The C library handles everything else about a
+// descriptor, close included. ioctl also keeps virtual time out of the machine's hardware clock.
 #include "simulator/libc/control.h"
 
 #include <fcntl.h>
@@ -30,7 +30,7 @@
 namespace sim
 {
 
-// Whether a path is another one than the usual of the control file: its name behind one of its folder.
+// Whether a path is an unusual one of the control file: its folder's path is spelled differently.
 static bool leads_to_control_file(int folder, const char *path)
 {
     static constexpr char usual[] = ZYNOV_PATH;
@@ -52,7 +52,7 @@ static bool leads_to_control_file(int folder, const char *path)
 const char *state_file_for(int folder, const char *path, int error)
 {
     const bool read = error == 0 || error == ENOENT || error == EACCES || error == EROFS;
-    if (!read || path == nullptr) // where a descriptor alone tells the file
+    if (!read || path == nullptr) // without a path the descriptor is the file
         return nullptr;
     const bool is_control_file = strcmp(path, ZYNOV_PATH) == 0 || leads_to_control_file(folder, path);
     return is_control_file ? getenv(state_variable) : nullptr;
@@ -60,7 +60,7 @@ const char *state_file_for(int folder, const char *path, int error)
 
 static std::atomic<uint64_t> commands_sent;
 
-// What an opening gives, once the C library has looked at the path. A success leaves errno as it was before.
+// Returns the result of an open, after the C library has looked at the path. Success leaves errno unchanged.
 static int open_simulated(int opened, int folder, const char *path, int flags, int kept)
 {
     const char *state = state_file_for(folder, path, opened < 0 ? errno : 0);
@@ -73,7 +73,7 @@ static int open_simulated(int opened, int folder, const char *path, int flags, i
     return descriptor < 0 ? -1 : descriptor;
 }
 
-// Whether an opening can make a file, and so comes with a mode.
+// Whether an open can create a file, and so has a mode argument.
 static bool has_mode(int flags)
 {
     return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
@@ -102,7 +102,7 @@ static int run_command(int descriptor, unsigned long command, zynov_iov &record)
     return mapping.was_cut() ? EBADMSG : error;
 }
 
-// errno stays as it is, unless there is an error.
+// Changes errno only on an error.
 static int answer_command(int descriptor, unsigned long command, void *given)
 {
     const int kept = errno;
@@ -147,7 +147,7 @@ SIM_STAND_IN(int, openat, (int directory, const char *path, int flags, ...))
     return sim::open_simulated(descriptor, directory, path, flags, kept);
 }
 
-// Which opens past the others.
+// These open files inside the C library, not through the calls above.
 SIM_STAND_IN(FILE *, fopen, (const char *path, const char *mode))
 {
     const int kept = errno;
@@ -169,15 +169,15 @@ SIM_STAND_IN(int, ioctl, (int descriptor, unsigned long request, ...))
     va_start(rest, request);
     void *argument = va_arg(rest, void *);
     va_end(rest);
-    const unsigned long command = static_cast<unsigned>(request); // all that the kernel looks at
+    const unsigned long command = static_cast<unsigned>(request); // the kernel ignores the upper bits
     if (sim::is_command(command) && sim::flaw_in_state(descriptor) == nullptr)
         return sim::answer_command(descriptor, command, argument);
-    if (command == RTC_SET_TIME && !sim::may_set_time()) // from which the machine would start the next time
+    if (command == RTC_SET_TIME && !sim::may_set_time()) // the machine would boot with that time
         return -1;
     return next_ioctl(descriptor, request, argument);
 }
 
-// The other names under which a program may have been compiled to call them.
+// The same calls under the other names that compiled programs use.
 SIM_ALIAS(__open, open)
 SIM_ALIAS(__open64, open)
 SIM_ALIAS(open64, open)

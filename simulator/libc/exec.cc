@@ -1,4 +1,4 @@
-// What stands in for the calls that execute a program.
+// Stand-ins for the calls that execute a program.
 #include <fcntl.h>
 #include <spawn.h>
 #include <unistd.h>
@@ -57,8 +57,7 @@ SIM_STAND_IN(int, execveat, (int folder, const char *name, char *const *argument
     return next_execveat(folder, name, arguments, environment, flags);
 }
 
-// The arguments of a call that lists them, up to the null, as an array on the stack; what follows the null is left to
-// be read.
+// Copies the listed arguments, up to the null, into an array on the stack. What follows the null stays to be read.
 #define SIM_LISTED(first, list, array)                                                                                 \
     va_list list;                                                                                                      \
     size_t array##_count = 1;                                                                                          \
@@ -97,7 +96,7 @@ SIM_REPLACE(int, execle, (const char *path, const char *first, ...))
     return execve(path, arguments, environment);
 }
 
-// The child is made in the C library, past the stand-ins above.
+// The C library makes this child without the stand-ins above.
 SIM_STAND_IN(int, posix_spawn,
              (pid_t * child, const char *path, const posix_spawn_file_actions_t *actions,
               const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment))

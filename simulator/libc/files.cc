@@ -49,12 +49,12 @@ void show_times(struct statx &file)
     }
 }
 
-// The times of last access and of last change that the kernel is to keep, where a file is to show others.
+// The real times of last access and change that the kernel stores for the virtual ones that a program sets.
 struct Times {
     timespec times[2];
 };
 
-// Copies what a caller has given, in the first place; the kernel tells of what is no memory or no time.
+// Copies the caller's times first; the kernel reports bad pointers and bad times.
 static bool read_times(const timespec *given, Times &times)
 {
     if (given == nullptr || read_given(times, const_cast<timespec *>(given)) != 0)
@@ -88,7 +88,7 @@ static bool read_times(const utimbuf *given, Times &times)
     return true;
 }
 
-// What the kernel is to keep; false where it is to be asked for what was given.
+// Finds the times for the kernel; false if it should get the caller's own arguments.
 template <typename Given> static bool to_keep(const Given *given, Times &times)
 {
     ClockRate rate;
@@ -108,7 +108,7 @@ static int keep(int folder, const char *path, const Times &times, int flags = 0)
     return path != nullptr ? next_utimensat(folder, path, times.times, flags) : next_futimens(folder, times.times);
 }
 
-// Makes a call on a path, and once more on the state file when the path is the control file's.
+// Makes a call on a path, and repeats it on the state file if the path is the control file's.
 template <typename Call> static auto look_at(int folder, const char *path, const Call &call)
 {
     const int kept = errno;
@@ -173,7 +173,7 @@ SIM_LOOKS(int, access, (const char *path, int mode), AT_FDCWD, path, place, mode
 SIM_LOOKS(int, euidaccess, (const char *path, int mode), AT_FDCWD, path, place, mode)
 SIM_LOOKS(int, eaccess, (const char *path, int mode), AT_FDCWD, path, place, mode)
 SIM_LOOKS(int, faccessat, (int folder, const char *path, int mode, int flags), folder, path, folder, place, mode, flags)
-// Which ls asks with -l.
+// ls -l calls these.
 SIM_LOOKS(ssize_t, getxattr, (const char *path, const char *name, void *value, size_t size), AT_FDCWD, path, place,
           name, value, size)
 SIM_LOOKS(ssize_t, lgetxattr, (const char *path, const char *name, void *value, size_t size), AT_FDCWD, path, place,

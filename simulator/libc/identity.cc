@@ -1,4 +1,4 @@
-// What stands in for the calls that make a child of their own, where fork tells of it by itself.
+// Stand-ins for the calls that change a process's identity, or make a child without fork's handlers.
 #include <sched.h>
 #include <sys/prctl.h>
 #include <unistd.h>
@@ -32,12 +32,12 @@ SIM_STAND_IN(pid_t, _Fork, ())
     return child;
 }
 
-// With all the arguments that it can have: those that are not there are not looked at.
+// Reads all the arguments that clone can have; the kernel ignores those that were not passed.
 SIM_STAND_IN(int, clone,
              (int (*function)(void *), void *stack, int flags, void *argument, pid_t *parent, void *storage,
               pid_t *child))
 {
-    sim::Beginning beginning = {function, argument}; // of which a child has a copy, on its parent's stack
+    sim::Beginning beginning = {function, argument}; // on the parent's stack; the child has a copy
     return function == nullptr || (flags & CLONE_VM) != 0
                ? next_clone(function, stack, flags, argument, parent, storage, child)
                : next_clone(sim::begin_child, stack, flags, &beginning, parent, storage, child);
@@ -45,7 +45,7 @@ SIM_STAND_IN(int, clone,
 
 SIM_ALIAS(__clone, clone)
 
-// The calls after which a process may live by another clock.
+// A process may have another clock after these calls.
 // NOLINTBEGIN(bugprone-macro-parentheses): a list of parameters has its own
 #define SIM_CHANGES_IDENTITY(name, parameters, arguments)                                                              \
     SIM_STAND_IN(int, name, parameters)                                                                                \
@@ -65,7 +65,7 @@ SIM_CHANGES_IDENTITY(setegid, (gid_t gid), (gid))
 SIM_CHANGES_IDENTITY(setregid, (gid_t real, gid_t effective), (real, effective))
 SIM_CHANGES_IDENTITY(setresgid, (gid_t real, gid_t effective, gid_t saved), (real, effective, saved))
 
-// Behind a filter it may be too late to ask.
+// A filter may forbid calls that the simulator needs, so it makes them first.
 SIM_STAND_IN(int, prctl, (int option, long a, long b, long c, long d))
 {
     if (option == PR_SET_SECCOMP)

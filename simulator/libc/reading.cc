@@ -1,4 +1,4 @@
-// What stands in for the C library's calls that read the time.
+// Stand-ins for the C library's calls that read the time.
 #include "simulator/libc/reading.h"
 
 #include <sys/timeb.h>
@@ -11,7 +11,7 @@
 namespace sim
 {
 
-#ifndef SYS_time // as on newer architectures
+#ifndef SYS_time // newer architectures have none
 constexpr long SYS_time = 0;
 #endif
 
@@ -56,7 +56,7 @@ SIM_REPLACE(int, clock_gettime, (clockid_t source, timespec *time))
     return sim::read_source(source, *time) ? 0 : sim::next_clock_gettime(source, time);
 }
 
-// Old programs ask for the zone alone.
+// Old programs pass no time, to get the zone alone.
 SIM_REPLACE(int, gettimeofday, (timeval * time, void *zone))
 {
     timespec now;

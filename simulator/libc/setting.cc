@@ -19,7 +19,7 @@ bool may_set_time()
     return false;
 }
 
-// The others cannot be set, or are not the machine's time.
+// The other clocks cannot be set, or are not the machine's time.
 bool may_set_time(clockid_t source)
 {
     return !settable_ids.has(source) || may_set_time();
@@ -32,7 +32,7 @@ void make_virtual(timex &answer)
         answer.time = {now.tv_sec, (answer.status & STA_NANO) != 0 ? now.tv_nsec : now.tv_nsec / 1000};
 }
 
-// What these tell beside the time is as the kernel has it.
+// Only the time is virtual; the other fields are the kernel's.
 static int get_ntp_time(ntptimeval *answer, Next<int(ntptimeval *)> &next)
 {
     const int state = next(answer);
@@ -57,7 +57,7 @@ SIM_STAND_IN(int, settimeofday, (const timeval *time, const struct timezone *zon
     return sim::may_set_time() ? next_settimeofday(time, zone) : -1;
 }
 
-// Which old programs call.
+// Old programs call these.
 SIM_REPLACE(int, stime, (const time_t *time))
 {
     const timespec whole = {*time, 0};

@@ -1,5 +1,5 @@
-// What stands in for the C library's syscall: the system calls that the other stand-ins would not see. The kernel
-// answers first, so that wild pointers are its own matter; then the answer is made to fit the process's clock.
+// The stand-in for the C library's syscall, for system calls that bypass the other stand-ins. The kernel answers first,
+// so that it reports wild pointers; then the answer is converted to the process's clock.
 #include <linux/futex.h>
 #include <linux/sched.h>
 #include <sys/prctl.h>
@@ -17,14 +17,14 @@
 #include "simulator/process/own_clock.h"
 #include "simulator/raw/next.h"
 
-#ifndef SYS_fork // as on newer architectures, which have no SYS_time either
+#ifndef SYS_fork // newer architectures have none, nor SYS_time
 constexpr long SYS_fork = -1, SYS_time = -2;
 #endif
 
 namespace sim
 {
 
-// Whether a child that has just been made, and is this process, has its parent's memory.
+// Whether this process, a child just made, shares its parent's memory.
 static bool shares_memory(long number, long first)
 {
     const bool in_record = number == SYS_clone3;
@@ -37,7 +37,7 @@ static bool sets_filter(long number, long first)
     return number == SYS_seccomp || (number == SYS_prctl && first == PR_SET_SECCOMP);
 }
 
-// Which argument of a system call is the instant until which it waits, and of which clock; 0 for none.
+// The index of the argument that is the instant until which a system call waits, and its clock; 0 for none.
 struct Instant {
     size_t place;
     clockid_t source;
@@ -66,7 +66,7 @@ static Instant instant_of(long number, const long *arguments)
     }
 }
 
-// Does the same for the instant among the arguments of a bare system call, if that is one that waits until one.
+// Converts the instant among the arguments of a bare system call that waits until one.
 static void wait_by_own_clock(long number, long (&arguments)[6], timespec &real)
 {
     const Instant instant = instant_of(number, arguments);
@@ -79,7 +79,7 @@ static void wait_by_own_clock(long number, long (&arguments)[6], timespec &real)
 
 } // namespace sim
 
-// With all the words that a system call can have.
+// Passes on all the words that a system call can have.
 SIM_STAND_IN(long, syscall, (long number, long a, long b, long c, long d, long e, long f))
 {
     const auto kernel = [=] { return next_syscall(number, a, b, c, d, e, f); };
@@ -106,7 +106,7 @@ SIM_STAND_IN(long, syscall, (long number, long a, long b, long c, long d, long e
             *reinterpret_cast<time_t *>(a) = now.tv_sec;
         return now.tv_sec;
     }
-    case SYS_statx: // as JavaScript's runtime asks
+    case SYS_statx: // Node.js calls it directly
         return statx(static_cast<int>(a), reinterpret_cast<const char *>(b), static_cast<int>(c),
                      static_cast<unsigned>(d), reinterpret_cast<struct statx *>(e));
     case SYS_clock_settime:

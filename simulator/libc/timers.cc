@@ -1,4 +1,4 @@
-// What stands in for the calls that set a timer to an instant. From one expiry to the next it is real time.
+// Stand-ins for the calls that set a timer to an instant. The interval between expiries is real time.
 #include <sys/timerfd.h>
 
 #include <cerrno>
@@ -19,16 +19,16 @@ template <typename Timer> using Get = int(Timer, itimerspec *);
 
 static clockid_t source_that_shows(time_t shown)
 {
-    constexpr time_t soon = 10; // the difference between them is greater, or there is none
+    constexpr time_t soon = 10; // two clocks differ by more, or not at all
     const time_t ahead = shown - real_time().tv_sec;
     return labs(ahead) < soon                              ? CLOCK_REALTIME
            : labs(ahead - seconds_ahead(CLOCK_TAI)) < soon ? CLOCK_TAI
                                                            : CLOCK_MONOTONIC;
 }
 
-// The kernel does not say by which clock a timer counts. So the timer is set to a far instant, and the remaining time
-// is read; signals are blocked meanwhile. Setting a timer may still fail: the kernel cannot write the old setting, or
-// somebody has set the machine's clock, and the timer is to be told.
+// The kernel does not tell a timer's clock. So this sets the timer to a far instant and reads the remaining time, with
+// signals blocked. Setting a timer may still fail: the kernel cannot write the old setting, or the machine's clock was
+// set and the timer has to report that.
 template <typename Timer>
 static int set_until(Next<Set<Timer>> &set, Next<Get<Timer>> &get, Timer timer, int flags, const itimerspec *wanted,
                      itimerspec *old)
@@ -36,7 +36,7 @@ static int set_until(Next<Set<Timer>> &set, Next<Get<Timer>> &get, Timer timer, 
     timespec real;
     const bool is_instant = (flags & TIMER_ABSTIME) != 0 && wanted != nullptr && is_readable(&wanted->it_interval);
     if (!is_instant || real_deadline(CLOCK_REALTIME, &wanted->it_value, real) == &wanted->it_value ||
-        (wanted->it_value.tv_sec == 0 && wanted->it_value.tv_nsec == 0)) // which stops it
+        (wanted->it_value.tv_sec == 0 && wanted->it_value.tv_nsec == 0)) // stops the timer
         return set(timer, flags, wanted, old);
 
     constexpr time_t far = 8'000'000'000; // in the year 2223
@@ -71,7 +71,7 @@ SIM_INTERPOSED int sim_timer_settime(timer_t timer, int flags, const itimerspec 
 }
 SIM_VERSION(sim_timer_settime, "timer_settime@@GLIBC_2.34")
 
-// Until 2022 it was in a library of its own.
+// Until 2022 these calls were in a library of their own.
 SIM_INTERPOSED int sim_timer_settime_of_2021(timer_t timer, int flags, const itimerspec *wanted, itimerspec *old)
 {
     return sim::set_until(sim::next_timer_settime, sim::next_timer_gettime, timer, flags, wanted, old);
@@ -79,7 +79,7 @@ SIM_INTERPOSED int sim_timer_settime_of_2021(timer_t timer, int flags, const iti
 SIM_VERSION(sim_timer_settime_of_2021, "timer_settime@" SIM_SINCE("GLIBC_2.3.3"))
 
 #if defined(__x86_64__)
-// Until 2004 timers were numbers.
+// Until 2004 a timer was a number.
 static SIM_NEXT_VERSION(next_settime_of_2003, "timer_settime", "GLIBC_2.2.5", sim::Set<int>);
 static SIM_NEXT_VERSION(next_gettime_of_2003, "timer_gettime", "GLIBC_2.2.5", sim::Get<int>);
 

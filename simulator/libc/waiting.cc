@@ -1,5 +1,5 @@
-// What stands in for the C library's calls that wait until an instant. How long a sleep or a poll lasts is real time,
-// and none of these.
+// Stand-ins for the C library's calls that wait until an instant. Calls that wait for a duration, such as sleep and
+// poll, stay in real time.
 #include "simulator/libc/waiting.h"
 
 #include <mqueue.h>
@@ -23,7 +23,7 @@ const timespec *real_deadline(clockid_t source, const timespec *instant, timespe
     ClockRate rate;
     if (!waited_ids.has(source) || instant == nullptr || !own_clock(rate) || !is_readable(instant))
         return instant;
-    // Read once: another thread may write it meanwhile.
+    // Read once, since another thread may write it meanwhile.
     const int64_t seconds = __atomic_load_n(&instant->tv_sec, __ATOMIC_RELAXED);
     const int64_t nanoseconds = __atomic_load_n(&instant->tv_nsec, __ATOMIC_RELAXED);
     if (seconds < 0 || nanoseconds < 0 || nanoseconds >= ZYNOV_SECOND)
@@ -37,7 +37,7 @@ const timespec *real_deadline(clockid_t source, const timespec *instant, timespe
     return &real;
 }
 
-// The C library shows in one bit of a condition by which clock it waits. Which one is seen on two new ones.
+// The C library keeps a condition's clock in one bit. Comparing two new conditions finds that bit.
 static bool waits_by_real_time(const pthread_cond_t *condition)
 {
     constexpr size_t count = sizeof(pthread_cond_t) / sizeof(unsigned);
@@ -56,15 +56,15 @@ static bool waits_by_real_time(const pthread_cond_t *condition)
 
     const auto *const words = reinterpret_cast<const unsigned *>(condition);
     unsigned differing = 0;
-    for (size_t i = 0; i < count; ++i) // other threads may change the words meanwhile, but not that bit
+    for (size_t i = 0; i < count; ++i) // other threads may change the words, but not that bit
         differing |= (__atomic_load_n(&words[i], __ATOMIC_RELAXED) ^ real[i]) & (monotonic[i] ^ real[i]);
     return differing == 0;
 }
 
 } // namespace sim
 
-// Stands in for a call that waits until an instant of a clock: SIM_WAIT(name, parameters, clock, instant, arguments),
-// whose arguments call the real instant `until`.
+// Defines the stand-in for a call that waits until an instant: SIM_WAIT(name, parameters, clock, instant, arguments).
+// The arguments call the real instant `until`.
 #define SIM_WAIT(name, parameters, clock, instant, arguments)                                                          \
     SIM_STAND_IN(int, name, parameters)                                                                                \
     {                                                                                                                  \
@@ -111,7 +111,7 @@ SIM_WAIT(mq_timedsend, (mqd_t queue, const char *message, size_t size, unsigned 
 SIM_WAIT(mq_timedreceive, (mqd_t queue, char *message, size_t size, unsigned *priority, const timespec *instant),
          CLOCK_REALTIME, instant, (queue, message, size, priority, until))
 
-// Of this one the clock is the condition's.
+// This call uses the condition's clock.
 using WaitOnCondition = int(pthread_cond_t *, pthread_mutex_t *, const timespec *);
 static SIM_NEXT_VERSION(next_cond_timedwait, "pthread_cond_timedwait", SIM_SINCE("GLIBC_2.3.2"), WaitOnCondition);
 
@@ -126,7 +126,7 @@ SIM_INTERPOSED int sim_pthread_cond_timedwait(pthread_cond_t *condition, pthread
 SIM_VERSION(sim_pthread_cond_timedwait, "pthread_cond_timedwait@@" SIM_SINCE("GLIBC_2.3.2"))
 
 #if defined(__x86_64__)
-// Conditions of before 2003 are of another form, and have no attributes.
+// Conditions from before 2003 have another layout and no attributes.
 static SIM_NEXT_VERSION(next_cond_timedwait_of_2002, "pthread_cond_timedwait", "GLIBC_2.2.5", WaitOnCondition);
 
 SIM_INTERPOSED int sim_pthread_cond_timedwait_of_2002(pthread_cond_t *condition, pthread_mutex_t *mutex,

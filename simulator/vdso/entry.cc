@@ -1,5 +1,5 @@
-// The entry point of a program with our vDSO: does what is easier from inside. If a step fails, the program has real
-// time.
+// The entry point of a program with our vDSO: does the steps that are easier from inside. If one fails, the program
+// gets real time.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -41,7 +41,7 @@ extern "C" __attribute__((visibility("hidden"))) void *vdso_prepare()
 
 } // namespace sim
 
-// The kernel starts a program with all registers empty, and the stack pointer at the arguments.
+// The kernel starts a program with empty registers and the stack pointer at the arguments.
 __asm__(R"(
     .text
     .globl vdso_start

@@ -24,7 +24,7 @@ struct Auxv {
     bool secure;
 };
 
-// Reads words from the stack on, some at a time.
+// Reads the words of the stack upwards, in blocks.
 class Stack
 {
   public:
@@ -59,7 +59,7 @@ static bool find_auxv(const Tracee &program, uintptr_t stack_pointer, Auxv &foun
     uint64_t word, value;
     if (!stack.next(word))
         return false;
-    for (int lists = 0; lists < 2;) { // arguments and environment, each with a null behind it
+    for (int lists = 0; lists < 2;) { // arguments and environment, each ended by a null
         if (!stack.next(word))
             return false;
         lists += word == 0 ? 1 : 0;
@@ -137,7 +137,7 @@ class KernelVdso
         Elf64_Dyn entry;
         for (size_t end = offset + size; offset < end && get(offset, entry); offset += sizeof entry) {
             const size_t place = entry.d_un.d_ptr - load_address_;
-            uint32_t hash[2]; // how many chains there are is how many symbols
+            uint32_t hash[2]; // the number of chains is the number of symbols
             if (entry.d_tag == DT_SYMTAB)
                 symbols_ = place;
             else if (entry.d_tag == DT_STRTAB)
@@ -164,15 +164,14 @@ class KernelVdso
     std::array<uint8_t, 16384> bytes_;
 };
 
-// Makes the program execute one system call, by an instruction of the kernel's vDSO: nothing of the program is
-// overwritten.
+// Makes the program execute one system call by an instruction of the kernel's vDSO, to overwrite nothing.
 static long call_from(Tracee &program, Registers registers, uintptr_t instruction, long number, uintptr_t a,
                       uintptr_t b, uintptr_t c, uintptr_t d = 0, uintptr_t e = 0, uintptr_t f = 0)
 {
     registers.rip = instruction;
     registers.rax = static_cast<unsigned long long>(number);
     registers.rdi = a, registers.rsi = b, registers.rdx = c, registers.r10 = d, registers.r8 = e, registers.r9 = f;
-    registers.orig_rax = ~0ull; // it is in none, so that none is begun anew
+    registers.orig_rax = ~0ull; // in no system call, so the kernel restarts none
     if (!program.write_registers(registers) || !program.run_to_call_stop() || !program.run_to_call_stop() ||
         !program.read_registers(registers))
         return -EIO;
@@ -183,7 +182,7 @@ static long call_from(Tracee &program, Registers registers, uintptr_t instructio
 static bool put(Tracee &program, Vvar &vvar, const Registers &at_start, const Auxv &auxv, uintptr_t instruction)
 {
     Elf64_Ehdr header;
-    Elf64_Phdr segment; // the one to be loaded, from the file's start; section headers may follow it
+    Elf64_Phdr segment; // the loaded one, at the file's start; section headers may follow it
     __builtin_memcpy(&header, vdso_file, sizeof header);
     __builtin_memcpy(&segment, vdso_file + header.e_phoff, sizeof segment);
     const size_t code = whole_pages(segment.p_filesz), whole = code + sizeof(VvarPages);

@@ -1,4 +1,4 @@
-// Where there is no vDSO for the machine.
+// For machines without a vDSO.
 #include <cerrno>
 
 #include "simulator/vdso/tracer.h"

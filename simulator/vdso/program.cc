@@ -20,7 +20,7 @@
 namespace sim
 {
 
-// By PATH.
+// Searches PATH.
 static const char *find_in_folders(const char *name, char (&place)[PATH_MAX])
 {
     if (strchr(name, '/') != nullptr)
@@ -45,7 +45,7 @@ const char *find_program(const Target &target, char (&place)[PATH_MAX])
         return find_in_folders(target.name, place);
     if (target.folder == AT_FDCWD)
         return target.name;
-    char first = '/'; // also of what is no name, as the kernel will tell
+    char first = '/'; // also for a bad pointer, which the kernel reports
     read_given(first, const_cast<char *>(target.name));
     if (first == '/')
         return target.name;
@@ -60,7 +60,7 @@ constexpr uint16_t own_machine = EM_X86_64;
 constexpr uint16_t own_machine = EM_AARCH64;
 #endif
 
-// A file that is read in pieces.
+// A file, read in pieces.
 class File
 {
   public:
@@ -86,7 +86,7 @@ class File
     {
         return read(offset, &object, sizeof object) == sizeof object;
     }
-    // Whether who executes it gets rights that he has not. A file that cannot be asked gives none.
+    // Whether executing it grants new rights. An unreadable file grants none.
     bool is_privileged() const
     {
         struct stat file = {};
@@ -126,7 +126,7 @@ static Reach reach_of_elf(const File &file, const Elf64_Ehdr &header)
 {
     if (header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_machine != own_machine)
         return Reach::foreign;
-    constexpr uint16_t most = 128; // no program has as many; a broken one may say so
+    constexpr uint16_t most = 128; // only a broken program has more
     if ((header.e_type != ET_EXEC && header.e_type != ET_DYN) || header.e_phentsize != sizeof(Elf64_Phdr) ||
         header.e_phnum == 0 || header.e_phnum > most)
         return Reach::unknown;
@@ -144,7 +144,7 @@ static Reach reach_of_elf(const File &file, const Elf64_Ehdr &header)
     return has_loader && !from_go ? Reach::preload : Reach::vdso;
 }
 
-// The interpreter that the first line of a script names, into the place of that line; false when it is no script.
+// Replaces a script's first line by the interpreter that it names; false if it is no script.
 template <size_t size> static bool find_interpreter(std::array<char, size> &line, size_t length)
 {
     if (length < 2 || line[0] != '#' || line[1] != '!')
@@ -159,8 +159,8 @@ template <size_t size> static bool find_interpreter(std::array<char, size> &line
 
 Reach reach_of(const char *path)
 {
-    std::array<char, 256> line; // as much as the kernel looks at
-    constexpr int deepest = 5;  // as many scripts
+    std::array<char, 256> line; // the kernel's limit
+    constexpr int deepest = 5;  // the kernel's limit too
     for (int depth = 0; depth < deepest; ++depth) {
         const File file(path);
         if (file.error() == EMFILE || file.error() == ENFILE)

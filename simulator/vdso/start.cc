@@ -31,11 +31,11 @@ constexpr int PR_GET_MDWE = 66;
 namespace sim
 {
 
-// A bit for each file that was warned of, by a hash, in memory that forked children share: they do the exec.
+// A bit for each file that was warned of, by hash. Forked children share the memory, since they do the exec.
 constexpr size_t remembered_bytes = 4096;
 static std::atomic<uint8_t> *remembered;
 
-// Allocates it, before there are children. Call once.
+// Allocates the bits. Call once, before there are children.
 static void prepare_warnings()
 {
     const long page =
@@ -54,8 +54,7 @@ static bool is_news(const char *path)
     return (remembered[hash / 8].fetch_or(bit, std::memory_order_relaxed) & bit) == 0;
 }
 
-// A program may have opened anything as its standard error: warnings go only to the file that it was at first, or to a
-// terminal.
+// A program may open anything as its standard error, so warnings go only to the first file there, or to a terminal.
 static bool is_users(const ErrorFile &from_start)
 {
     struct stat file = {};
@@ -94,13 +93,12 @@ static void warn(const char *path, const Reason &reason, const ErrorFile &from_s
     const char *parts[] = {"zynov-sim: warning: ", path, ": ", reason[0], reason[1], reason[2], "\n"};
     size_t length = 0;
     for (const char *part : parts)
-        for (; part != nullptr && *part != '\0' && length < sizeof line;
-             ++part) // a name is not to talk to the terminal
+        for (; part != nullptr && *part != '\0' && length < sizeof line; ++part) // a name must not control the terminal
             line[length++] = static_cast<unsigned char>(*part) < ' ' && *part != '\n' ? '?' : *part;
     write_unnoticed(line, length);
 }
 
-// The options at the start: the process may start others without them, as env -i does.
+// The options at the start: a process may start others without them, as env -i does.
 static struct {
     char state[2048], choices[256]; // a longer one does not fit in Vvar
 } initial;
@@ -149,7 +147,7 @@ static bool gains_capabilities(const char *status)
            (read_field(status, "\nCapEff:\t", 16) >> CAP_SYS_PTRACE & 1) == 0;
 }
 
-// Returns why a child of this process may not trace it, or cannot do its work; null if it can.
+// Returns why a child of this process cannot trace it or inject the vDSO; null if it can.
 static const char *find_obstacle(const char *state, char (&status)[4096])
 {
     switch (load_small_file("/proc/thread-self/status", status)) {
@@ -180,13 +178,13 @@ static const char *find_obstacle(const char *state, char (&status)[4096])
     return nullptr;
 }
 
-// The loader and the kernel then keep out libraries and tracers.
+// For such programs the loader ignores libraries and the kernel tracers.
 static bool has_other_ids()
 {
     return system_call(SYS_getuid) != system_call(SYS_geteuid) || system_call(SYS_getgid) != system_call(SYS_getegid);
 }
 
-// A name that cannot be read is none.
+// An unreadable name counts as none.
 static bool is_relative(const char *path)
 {
     char first = '/';
@@ -220,8 +218,8 @@ void Start::prepare(const Target &target, Traced what)
         return;
     const Choices choices = read_choices(in_environment ? getenv(choices_variable) : initial.choices);
     if (choices.descendants && what != Traced::descendants)
-        return;             // whoever follows all looks at each
-    const SignalsHeld held; // a handler that leaves by a jump would leave all this behind
+        return;             // the tracer that follows all checks each
+    const SignalsHeld held; // a handler that jumps out would skip the clean-up
     const long pages =
         system_call(SYS_mmap, nullptr, sizeof(Scratch), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (pages < 0 && pages > -4096)

@@ -36,8 +36,8 @@ struct Shared {
 };
 constexpr size_t shared_size = 65536;
 
-// The tracers of this address space, 0 for none. The vDSO of the program that one of them injects into reaps them all:
-// if several threads exec at once, nobody else would wait for those that came too late.
+// The tracers of this address space, 0 for none. The injected vDSO reaps them all: when several threads exec at once,
+// nobody else would wait for the tracers of the losers.
 static std::array<std::atomic<int>, std::tuple_size_v<decltype(Vvar::tracers)> - 1> tracers;
 
 static std::atomic<int> &take_place(Shared &shared)
@@ -55,8 +55,8 @@ static bool is_group_stop(int status)
            (signal == SIGSTOP || signal == SIGTSTP || signal == SIGTTIN || signal == SIGTTOU);
 }
 
-// Whether a signal for a thread before its exec can be deferred until the tracer is gone: a handler that leaves by a
-// jump would stay traced. A fault would only happen again.
+// Whether a thread's signal can be deferred from before its exec until the tracer is gone: a handler that jumps out
+// would stay traced. A fault would only repeat.
 static bool is_deferred(const Shared &shared, int thread, int status)
 {
     constexpr SignalMask urgent = SignalMask(1) << (SIGSTOP - 1) | SignalMask(1) << (SIGSEGV - 1) |
@@ -67,7 +67,7 @@ static bool is_deferred(const Shared &shared, int thread, int status)
            (urgent >> (WSTOPSIG(status) - 1) & 1) == 0;
 }
 
-// Continues a tracee after a stop that does not concern the tracer.
+// Continues a tracee after a stop that is not the tracer's concern.
 static void pass_on(Shared &shared, const Tracee &tracee, int status)
 {
     if (is_group_stop(status)) {
@@ -80,9 +80,9 @@ static void pass_on(Shared &shared, const Tracee &tracee, int status)
     }
 }
 
-// Whether what a process has just exec'ed is to have the vDSO, as far as its file tells. Of one that was to be traced
-// that is known beforehand, and /proc may tell of another namespace's; where a shell has been tried in its place, as
-// for a script that does not name one, the vDSO does no harm.
+// Whether the program that a process has just exec'ed should get the vDSO, judged by its file. For the traced process
+// itself this is known beforehand, and /proc may belong to another namespace. If a shell ran in its place, as for a
+// script that names none, the vDSO does no harm.
 static bool wants_vdso(int pid)
 {
     char path[32];
@@ -98,7 +98,7 @@ static void send_deferred(Shared &shared, int thread)
             system_call(SYS_tkill, thread, signal);
 }
 
-// If the tracer is killed meanwhile, the half-prepared program ends before it begins.
+// If the tracer is killed meanwhile, the half-prepared program is killed too.
 static void inject(Shared &shared, Tracee &tracee, long options)
 {
     Vvar &vvar = shared.vvar;
@@ -118,8 +118,7 @@ static void inject(Shared &shared, Tracee &tracee, long options)
     tracee.ask(PTRACE_SETOPTIONS, 0, std::bit_cast<void *>(options));
 }
 
-// Follows the tracees until one execs, or all have ended. Returns whether the maker is gone, or is another program by
-// now.
+// Follows the tracees until one execs or all have ended. Returns whether the maker is gone or runs another program.
 static bool follow(Shared &shared, long options)
 {
     const bool descendants = shared.what == Traced::descendants;
@@ -131,7 +130,7 @@ static bool follow(Shared &shared, long options)
         if (!WIFSTOPPED(status)) {
             maker_gone |= thread == shared.maker;
             if (shared.what == Traced::child && thread != shared.maker)
-                return maker_gone; // it never came to its exec
+                return maker_gone; // before its exec
             continue;
         }
         Tracee tracee(thread);
@@ -142,7 +141,7 @@ static bool follow(Shared &shared, long options)
         if (!shared.looks || wants_vdso(thread))
             inject(shared, tracee, options);
         if (shared.what == Traced::own_exec) {
-            shared.tracer->store(0); // what may be the parent's memory knows nothing of it any more
+            shared.tracer->store(0); // a parent that shares this memory would see a stale id
             send_deferred(shared, thread);
         }
         tracee.let_go(descendants ? PTRACE_CONT : PTRACE_DETACH);
@@ -151,7 +150,7 @@ static bool follow(Shared &shared, long options)
     }
 }
 
-// Ends the tracer, and unmaps the shared pages if nobody else will.
+// Ends the tracer; unmaps the shared pages if nobody else will.
 [[noreturn]] static void leave(Shared &shared, bool with_room)
 {
     if (with_room) {
@@ -197,7 +196,7 @@ static long clone_process(Shared &shared, size_t stack_end, void (*function)(Sha
     if (shared->what != Traced::own_exec)
         options |= PTRACE_O_TRACEFORK | PTRACE_O_TRACEVFORK | PTRACE_O_TRACECLONE;
     const long seized = system_call(SYS_ptrace, PTRACE_SEIZE, shared->maker, 0, options);
-    uintptr_t self = 0; // the maker's number may be that of another program by now
+    uintptr_t self = 0; // another program may have the maker's number by now
     if (seized == 0 &&
         (Tracee(shared->maker).read_some(std::bit_cast<uintptr_t>(&shared->self), &self, sizeof self) == 0 ||
          self != std::bit_cast<uintptr_t>(shared)))
@@ -207,7 +206,7 @@ static long clone_process(Shared &shared, size_t stack_end, void (*function)(Sha
     leave(*shared, seized == 0 && follow(*shared, options));
 }
 
-// A tracer that stays must not be a child of its maker, who would wait for it in vain.
+// A tracer that stays must not be its maker's child, since the maker would wait for it in vain.
 [[noreturn]] static void trace_as_orphan(Shared *shared)
 {
     const long tracer = clone_process(*shared, shared_size / 2, &trace);
@@ -228,7 +227,7 @@ static int wait_for_word(const Shared &shared, long tracer)
             const int last = shared.said.load(std::memory_order_acquire);
             return last > 0 ? last : ECHILD;
         }
-        // It may have been stopped with this process's group, which it then left, missing what continues that.
+        // It may have been stopped with this process's group before leaving it, and so have missed SIGCONT.
         system_call(SYS_kill, tracer, SIGCONT);
     }
     return ETIMEDOUT;
@@ -258,7 +257,7 @@ int Tracer::attach()
     return said;
 }
 
-// Makes the shared pages, and writes into them what is known beforehand.
+// Makes the shared pages and fills in what is known beforehand.
 int Tracer::prepare(const char *state, bool looks)
 {
     if (strlen(state) >= sizeof Vvar::state)
@@ -272,7 +271,7 @@ int Tracer::prepare(const char *state, bool looks)
     shared_->what = what_;
     shared_->looks = looks || what_ == Traced::descendants;
     shared_->maker = static_cast<int>(system_call(SYS_gettid));
-    // Once it is attached the tracer calls nothing of the C library's, whose storage of this thread it has.
+    // An attached tracer must not call the C library, since it shares this thread's storage.
     Vvar &vvar = shared_->vvar;
     memcpy(vvar.state, state, strlen(state));
     vvar.container_id = read_container_id();
@@ -292,11 +291,11 @@ int Tracer::start(Traced what, const char *state, bool looks)
     if (error_ != 0)
         return error_;
     error_ = attach();
-    // A process that has given up rights may not be traced by its equals. That is lifted for as long as it takes, but
-    // never where others have the same memory, as the parent of a vforked child has: they would all be laid open.
+    // The kernel lets no equal trace a process that gave up rights. This lifts the ban meanwhile, but not where
+    // memory is shared, as after vfork: the ban is the memory's, so the others would be exposed too.
     if (error_ != EPERM || system_call(SYS_prctl, PR_GET_DUMPABLE, 0, 0, 0, 0) == 1)
         return error_;
-    if (system_call(SYS_unshare, CLONE_VM) != 0) // which does nothing, and fails where memory is shared
+    if (system_call(SYS_unshare, CLONE_VM) != 0) // fails where memory is shared, else does nothing
         return error_ = EACCES;
     system_call(SYS_prctl, PR_SET_DUMPABLE, 1, 0, 0, 0);
     error_ = attach();

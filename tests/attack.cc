@@ -1,5 +1,5 @@
-// Storms over the simulator, each for a few seconds: attack SECONDS, under zynov-sim. Prints how many of each there
-// were, and what was lost, torn, duplicated, hung or left open; its status is 0 when that is nothing.
+// Stress tests of the simulator, each for some seconds: attack SECONDS, under zynov-sim. Prints the number of each, and
+// what was lost, torn, duplicated, hung or left open; the status is 0 if nothing was.
 #include "tests/attack.h"
 
 #include <pthread.h>
@@ -9,7 +9,7 @@
 #include <csetjmp>
 #include <thread>
 
-// What the simulator is not to call.
+// The simulator must not call these.
 extern "C" int flock(int, int)
 {
     abort();
@@ -39,8 +39,7 @@ static void write_as_eight(int control)
     printf("%d writers, %d changes each\n", writers, changes);
 }
 
-// Processes that are killed at any moment; with children that another thread of theirs makes meanwhile, and that live
-// on.
+// Kills processes at any moment, while another of their threads makes children that live on.
 static void kill_at_random(int control, bool forking)
 {
     int kills = 0, torn = 0, lost = 0;
@@ -113,7 +112,7 @@ static void signal_at_random(int control)
             send(ZYNOV_IOC_DELETE_CLOCK, 610000, control);
         }
         may_leave = 0;
-        if (changes % 16 == 0) { // a handler may come in between here, too
+        if (changes % 16 == 0) { // a handler may interrupt here too
             const pid_t child = fork();
             if (child == 0)
                 _exit(0);
@@ -159,12 +158,12 @@ static void cancel_at_random(int control)
 int main(int argc, char **argv)
 {
     setvbuf(stdout, nullptr, _IOLBF, 0);
-    if (argc != 2) // as a storm starts it
+    if (argc != 2) // a storm starts it so
         return time(nullptr) == 1924419600 ? 0 : 2;
     const auto end = Clock::now() + std::chrono::seconds(atol(argv[1]));
     const int control = open_control();
     const long open_before = count_open();
-    if (send(ZYNOV_IOC_ADD_CLOCK, 700000, control) != 0) // which is to last
+    if (send(ZYNOV_IOC_ADD_CLOCK, 700000, control) != 0) // it must last
         complain("no clock could be added", errno);
     write_as_eight(control);
     length = std::max<Clock::duration>((end - Clock::now()) / 7, std::chrono::milliseconds(100));

@@ -1,4 +1,4 @@
-// What the storms of attack.cc have in common.
+// Helpers that the storms of attack.cc share.
 #pragma once
 
 #include <dirent.h>
@@ -30,7 +30,7 @@ inline void complain(const char *what, long count)
     ++faults;
 }
 
-// A clock of user ID whose fields all tell what it is.
+// Adds a clock of user ID, recognisable by each field.
 inline int send(unsigned long command, int64_t id, int control)
 {
     zynov_iov record = {
@@ -51,7 +51,7 @@ inline bool adds_and_deletes(int64_t id, int control)
     return send(ZYNOV_IOC_ADD_CLOCK, id, control) == 0 && send(ZYNOV_IOC_DELETE_CLOCK, id, control) == 0;
 }
 
-// How often clock ID is in the table; counts those whose fields do not fit together.
+// Returns how often clock ID is in the table; counts clocks with mixed fields.
 inline int count(int64_t id, int control, int &torn)
 {
     int found = 0;
@@ -75,11 +75,11 @@ inline long count_open()
     return found;
 }
 
-// A child that lives until it is killed, and no longer than this process.
+// Makes a child that lives until it is killed, at most as long as this process.
 inline pid_t start(const std::function<void()> &work)
 {
     const pid_t child = fork();
-    if (child < 0) // not to be taken for everybody
+    if (child < 0) // kill(-1) would hit every process
         perror("fork"), exit(2);
     if (child == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -95,7 +95,7 @@ inline void pause_at_random(int longest_microseconds)
     usleep(random() % static_cast<unsigned>(longest_microseconds));
 }
 
-// A change of a stranger's, who finds no lock that somebody left.
+// Lets a stranger make a change, to find no lock left behind.
 inline void expect_change(int control)
 {
     const auto begun = Clock::now();
@@ -103,7 +103,7 @@ inline void expect_change(int control)
         complain("a change that hung or failed", errno);
 }
 
-// What programs may ask, and what others may do to the table, without harm to anybody.
+// Harmless calls of programs, and harmless changes to the table by others.
 void ask_wrongly(int control);
 void look_for_a_handler();
 void cut_short_a_change(int control);

@@ -1,4 +1,4 @@
-// Programs that keep the real time: whether it is said why, and harms nobody.
+// Programs that keep the real time: the warnings give the reason and harm nobody.
 #include "tests/attack_starts.h"
 
 #include <linux/capability.h>
@@ -13,8 +13,8 @@
 
 #include <vector>
 
-// What is said of a program that keeps the real time: neither a full pipe nor a broken one holds anything up, and it is
-// not said into a file of the program's own.
+// Warnings of a program that keeps the real time: a full or broken pipe blocks nothing, and no file of the program's
+// own receives them.
 void warn_into_pipes()
 {
     int broken[2], full[2];
@@ -44,7 +44,7 @@ void warn_into_pipes()
         close(descriptor);
 }
 
-// What a program is told of why another keeps the real time, after it has done something.
+// Checks the reason in the warning, after the program has done something.
 static void expect_reason(const char *reason, const std::function<void()> &work)
 {
     int errors[2];
@@ -115,7 +115,7 @@ void name_reasons()
     });
 }
 
-// A filter that ends who makes a call which programs of its kind do not make.
+// A filter that kills the caller of any call that such programs do not make.
 static void forbid_calls()
 {
     std::vector<sock_filter> rules = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};

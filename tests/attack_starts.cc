@@ -1,4 +1,4 @@
-// Starts of a program that nothing can be preloaded into, at bad moments and in bad places.
+// Starts a program that cannot be preloaded into, at bad moments and in bad places.
 #include "tests/attack_starts.h"
 
 #include <pthread.h>
@@ -17,7 +17,7 @@ static void become_nobody()
     syscall(SYS_setuid, nobody);
 }
 
-// Root's memory, as long as a child of nobody's has it too.
+// Attacks root's memory while a child of the user nobody shares it.
 static int start_as_nobody(void *)
 {
     become_nobody();
@@ -32,7 +32,7 @@ static void steal()
         mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     const pid_t thief = start([=] {
         become_nobody();
-        for (long loot = 0;; loot = 0) // the numbers of the children and their tracers are not far
+        for (long loot = 0;; loot = 0) // the children and their tracers have numbers close by
             for (pid_t victim = getpid(); victim < getpid() + 200; ++victim) {
                 const iovec here = {&loot, sizeof loot}, there = {const_cast<long *>(&secret), sizeof loot};
                 *stolen += victim > getpid() && process_vm_readv(victim, &here, 1, &there, 1, 0) > 0 && loot == 42;
@@ -66,7 +66,7 @@ static long count_mappings()
     return lines;
 }
 
-// Handlers that leave an exec, which fails, by a jump.
+// Handlers jump out of a failing exec.
 static void jump_out()
 {
     const long open_before = count_open(), mapped_before = count_mappings();
@@ -97,7 +97,7 @@ static void jump_out()
     _exit(faults != 0);
 }
 
-// Tracers that are killed at any moment.
+// Kills tracers at any moment.
 static void kill_tracers()
 {
     int outcomes[256] = {};
@@ -173,7 +173,7 @@ void start_programs(int control)
     const ssize_t size = readlink("/proc/self/exe", program, sizeof program - 1);
     memcpy(strrchr(program, '/'), "/started", size > 0 ? sizeof "/started" : 0);
     if (access(program, X_OK) != 0 || getuid() != 0)
-        return; // nothing is there to start, or nobody to become
+        return; // no program to start, or not root
     const pid_t starter = start([=] {
         zynov_iov record = {ZYNOV_IOV_VERSION, 0, 0, nobody, 1924419600, 2, 0};
         if (ioctl(control, ZYNOV_IOC_ADD_CLOCK, &record) != 0 || setgid(nobody) != 0)

@@ -1,4 +1,4 @@
-// What the starts of attack_starts.cc and attack_reasons.cc have in common.
+// Helpers that attack_starts.cc and attack_reasons.cc share.
 #pragma once
 
 #include <climits>
@@ -12,7 +12,7 @@ constexpr int nobody = 65534, with_clock = 0, in_real_time = 1, with_child = 2;
 inline char program[PATH_MAX];
 inline char *const arguments[] = {program, nullptr};
 
-// Of each file it is said but once why it keeps the real time: from now on a copy is started.
+// Starts a new copy from now on, since each file is warned of only once.
 inline int copies;
 inline void copy_program()
 {
@@ -29,7 +29,7 @@ inline void execute()
     _exit(127);
 }
 
-// The status of a child that does something, 128 and more for a signal.
+// Returns the status of a child that does something, 128 and more for a signal.
 inline int outcome(const std::function<void()> &work)
 {
     int status = 0;
@@ -43,7 +43,7 @@ inline void expect(const char *what, int expected, const std::function<void()> &
         complain(what, seen);
 }
 
-// What is said of programs that keep the real time, and what is not even asked.
+// Warnings of programs that keep the real time, and calls that must not be made.
 void warn_into_pipes();
 void name_reasons();
 void live_in_filter();

@@ -1,4 +1,4 @@
-// Wild pointers, and a table that is scribbled over and cut short under its users.
+// Wild pointers, and a table that is overwritten and truncated while in use.
 #include "tests/attack.h"
 
 #include <sys/mman.h>
@@ -42,7 +42,7 @@ static bool is_ended_by_a_fault(const std::function<void()> &work)
     return WIFSIGNALED(status) && WTERMSIG(status) == SIGBUS;
 }
 
-// The handler by which a cut table is outlived changes nothing else.
+// The handler that survives a truncated table changes nothing else.
 void look_for_a_handler()
 {
     struct sigaction seen = {};
@@ -58,8 +58,8 @@ void look_for_a_handler()
         complain("a handler is to be seen", 1);
 }
 
-// A change that its maker did not live to end, and whose clock comes and goes in the table: what a reading has found
-// holds for a moment, not for good, and not once a change has ended.
+// The maker of a change died before its end, and its clock comes and goes in the table: a reading may be kept for a
+// moment, but not for good, nor past the end of a change.
 void cut_short_a_change(int control)
 {
     constexpr time_t christmas = 1924419600;
@@ -96,7 +96,7 @@ void cut_short_a_change(int control)
     close(file);
 }
 
-// Readers and writers of a table that is scribbled over, and cut, under them.
+// Overwrites and truncates a table under its readers and writers.
 void wreck(int control, bool cut)
 {
     const char *const file = getenv("ZYNOV_SIM_STATE");

@@ -1,6 +1,6 @@
-/* A machine whose time can be set without harm, for programs between the preloaded library and the C library: what
- * would set it gives ERANGE. Atomic time is ahead by 37 seconds, and a library that plays root answers for geteuid.
- * As it is loaded, a thread of it does what the preloaded library has a hand in, and is waited for. */
+/* Plays a machine whose time can be set without harm, between the preloaded library and the C library: calls that set
+ * the time return ERANGE. Atomic time is ahead by 37 seconds, and geteuid answers as a library that plays root does.
+ * On loading, a thread makes calls that the preloaded library replaces, and the loader waits for it. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
@@ -82,7 +82,7 @@ long host_syscall(long number, long a, long b, long c, long d, long e, long f)
     }
 }
 
-/* Its time is set before each setting of a timer, which cancels one that had asked to be told. */
+/* Acts as if the time was set before each setting of a timer, so that a timer with cancel-on-set fails. */
 int timerfd_settime(int timer, int flags, const struct itimerspec *wanted, struct itimerspec *old)
 {
     static int is_to_be_told;
@@ -99,7 +99,7 @@ uid_t geteuid(void)
     return 0;
 }
 
-/* As a name service that does not answer now and then: FORGETS has the first and the last look-up that fail. */
+/* Acts as an unreliable name service: FORGETS has the first and the last look-up that fail. */
 static int is_forgotten(void)
 {
     static int count;

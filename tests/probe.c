@@ -1,4 +1,4 @@
-/* What a program sees of the time by each call, and what else it may try with a clock. */
+/* Prints the time that each call returns, and tries what else a program may do with a clock. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
@@ -41,7 +41,7 @@ static long seconds(clockid_t clock)
     return clock_gettime(clock, &now) == 0 && now.tv_nsec < 1000000000 ? now.tv_sec : -1;
 }
 
-/* The time, and the calls that tell another. */
+/* Prints the time, and the calls that return another. */
 static void read_all(void)
 {
     time_t stored, bare;
@@ -103,10 +103,10 @@ __asm__(".symver old_stime, stime@GLIBC_2.17");
 #endif
 extern int old_stime(const time_t *);
 
-/* With a machine beside it whose time cannot be set: what each call answers, and what it must not keep from asking. */
+/* Prints the errors of calls that set the time, where nobody can set it, and of calls that only query it. */
 static void set_all(void)
 {
-    if (setresuid(65534, 65534, 65534) != 0) /* so that nothing that gets past the machine beside it does harm */
+    if (setresuid(65534, 65534, 65534) != 0) /* so that a call that reaches the kernel does no harm */
         return;
     struct timespec instant = {1800000000, 0};
     struct timeval moment = {1800000000, 0}, left;
@@ -143,7 +143,7 @@ static void *read_as_nobody(void *unused)
     return unused;
 }
 
-/* The ids of a thread alone, of a child in this process's memory, and of them all. */
+/* Sets the ids of one thread, of a child in this process's memory, and of all threads. */
 static void change_ids(void)
 {
     pthread_t thread;
@@ -167,7 +167,7 @@ static int read_as_child(void *unused)
     _exit(0);
 }
 
-/* Children, made in each way, have not their parent's own clock. */
+/* Children, made in each way, do not inherit their parent's own clock. */
 static void make_children(void)
 {
     static char stack[65536] __attribute__((aligned(16)));
@@ -185,7 +185,7 @@ static void make_children(void)
     printf("%ld ", (long)time(NULL));
 }
 
-/* A clock of its own that comes while the process may only read, write, end and read the clock. */
+/* The process gets a clock when it may only read, write, exit and read the clock. */
 static void live_in_filter(void)
 {
     const struct sock_filter rules[] = {
@@ -225,8 +225,8 @@ static void live_in_filter(void)
     printf("%d", status);
 }
 
-/* How often the seconds of time and the coarse clock do not fit the exact ones as the kernel's own do: they may lag,
-   but by no more than one, and not behind what a clock was set to. */
+/* Counts where the seconds of time() and the coarse clock do not match the exact clock as in the kernel: they may lag,
+   but by at most one, and not behind the time that a clock was set to. */
 static void read_seconds(void)
 {
     enum { christmas = 1924419600, process = 3 };
@@ -255,7 +255,7 @@ static void read_seconds(void)
 extern int __xstat(int, const char *, struct stat *), __lxstat(int, const char *, struct stat *);
 extern int __fxstat(int, int, struct stat *), __fxstatat(int, int, const char *, struct stat *, int);
 
-/* A file's times, set to an hour ago and asked for in each way: how often another is told. */
+/* Sets a file's times to an hour ago, reads them in each way, and counts wrong answers. */
 static void date_file(const char *path)
 {
     const int file = open(path, O_CREAT | O_RDWR, 0600), version = STAT_VERSION;

@@ -1,4 +1,5 @@
-// The real ovuser on the simulator: shell scripts in a folder that an ordinary user can reach, as root and as one.
+// Runs the real ovuser on the simulator: shell scripts as root and as an ordinary user, in a folder that both can
+// reach.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,14 +19,14 @@ using Steps = std::vector<std::pair<std::string, std::string>>; // a shell scrip
 class Utility : public testing::Test
 {
   protected:
-    // A folder with the programs that an ordinary user can reach, which a build folder may not be.
+    // A copy of the programs: an ordinary user may not reach the build folder.
     static void SetUpTestSuite()
     {
         setenv("OV", "./ovuser", 1);
         setenv("TZ", "UTC", 1);
         setenv("SIM", "./zynov-sim --state table --shared", 1);
         setenv("NOBODY", "setpriv --reuid=65534 --regid=65534 --clear-groups", 1);
-        setenv("FREEZE", "--epoch 1924419600 --speed frozen", 1); // christmas 2030, at nine
+        setenv("FREEZE", "--epoch 1924419600 --speed frozen", 1); // Christmas 2030, at nine
         std::string name = fs::temp_directory_path() / "ovuser.XXXXXX";
         folder = mkdtemp(name.data());
         fs::permissions(folder, fs::perms(0755));
@@ -41,7 +42,7 @@ class Utility : public testing::Test
             GTEST_SKIP() << "needs the superuser";
     }
 
-    // Runs a shell script in the folder; what it prints on standard error comes after "! ", its status last.
+    // Runs a shell script in the folder; returns its output, its standard error after "! ", and its status last.
     static std::string shell(const std::string &script, const std::string &simulator = "")
     {
         std::ofstream(folder / "script") << script;
@@ -55,7 +56,7 @@ class Utility : public testing::Test
         return text;
     }
 
-    // In a changed root that is no mount point nothing can be mounted for a test alone.
+    // A test cannot mount anything for itself alone in a changed root that is no mount point.
     static bool can_mount() { return shell("unshare -m true 2>&-") == "= 0"; }
 
     static void expect(const Steps &steps)

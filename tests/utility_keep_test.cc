@@ -40,7 +40,7 @@ TEST_F(Utility, AppliesAFileForProgramsAndForMany)
 {
     write_private(folder / "clocks", two_clocks);
     expect({
-        // What would be, for programs: nothing is changed, and where it cannot be told nothing is written.
+        // A plan in JSON changes nothing, and prints nothing if it cannot be made.
         {"$OV reset >out; $OV add nobody news $FREEZE >out; j='--dry-run --json'\n"
          "p() { jq -c 'map_values(map([.identity, .line, .from.epoch, .to.epoch, .to.speed]))'; }\n"
          "$OV apply clocks $j --prune --replace | p; $OV apply clocks $j | jq -c 'map_values(length)'; "
@@ -56,15 +56,15 @@ TEST_F(Utility, AppliesAFileForProgramsAndForMany)
          R"("deleted":[],"left":[],"failed":[]})"
          "\ntrue\n2\n" ERROR "--json goes with --dry-run\n" AND_ERROR
          "an error occurred while executing this request, error = 5\n= 0"},
-        // What shows a time that nobody may set would keep all the others from being applied.
+        // A clock whose time nobody may set must not stop the others from being applied.
         {"$OV add sys --epoch 253402329599 --speed 1000 >out; sleep 0.1; $OV save | grep -c '^# u:sys'", "1\n= 0"},
-        // Who has many gets each right, and again.
+        // A long file is applied right, also a second time.
         {"getent group | sed '1d; s/:.*//; s/^/g:/' >groups; { cat groups; echo games; } | sed 's/$/ --speed 2/' >many;"
          "$OV apply - --prune <many >out; $OV list | sed -n 's/^\\([gu]:[^ ]*\\).*/\\1/p' >listed; echo u:games "
          ">>groups;"
          "cmp groups listed && [ $(grep -c . groups) -gt 35 ] && $OV apply - <many",
          "ovuser: report: standard input: nothing to change\n= 0"},
-        // What others may write is not for the superuser. Anybody may have a file of his own.
+        // The superuser refuses a file that others may write. An ordinary user may apply a file of their own.
         {"for file in '65534 600' '0 620' '65534 602'; do chown ${file% *} clocks; chmod ${file#* } clocks; $OV apply "
          "clocks;"
          "done; mkfifo fifo; $OV apply fifo; $OV apply none; echo $?; $OV apply none none;"
@@ -109,7 +109,8 @@ TEST_F(Utility, AppliesNothingWhereALineIsWrong)
     });
 }
 
-// Save, reset and apply lead back, whatever the names are. What does not exist, or will not, is a comment.
+// Save, reset and apply restore the clocks, whatever their names. Those of missing owners and processes become
+// comments.
 TEST_F(Utility, SavesWhatItApplies)
 {
     if (!can_mount())

@@ -1,4 +1,4 @@
-// No clock is lost, and none in silence: full disks, signals at any moment, and two at once.
+// No clock is lost, least of all silently: full disks, signals at any moment, and two commands at once.
 #include "tests/utility.h"
 
 static const std::string everybody = "who=$(getent group | sed '1d; s/:.*//; s/^/g:/')\n";
@@ -18,17 +18,17 @@ TEST_F(Utility, MissesNoLineThatCannotBeWritten)
         {"mkdir -p room; unshare -m sh ./fill 2>&1 | sed s/^.ovuser/ovuser/",
          "ovuser: error: room/clocks: No space left on device\n5\n" AND_ERROR + full + "5\n" AND_ERROR + full +
              "5\novuser: warning: u:bin: Specified id does not have a virtual clock\n" AND_ERROR + full + "5\n0\n= 0"},
-        // Nothing is opened in the place of a closed one, and written to.
+        // A file must not open as a closed standard descriptor and receive the output.
         {"$OV set bin --speed 3 >&-; echo "
          "$?; $OV list bin | grep -c '3 times'; $OV delete bin >out",
          "5\n1\n" ERROR "standard output: Bad file descriptor\n= 0"},
-        // What is saved takes the place of a file as a whole, whatever the mask, and of nothing else.
+        // Saving replaces a file as a whole, whatever the umask, and replaces nothing but files.
         {"$OV add bin $FREEZE >out; echo former >clocks; umask 077; $OV save clocks; stat -c %a clocks; sed 1d clocks;"
          "ln -s clocks link; $OV save link; $SIM --fault 2:-1:5 $OV save clocks; grep -c end clocks; ls clocks.*",
          "644\nu:bin --epoch 1924419600 --speed frozen # 2030-12-25T09:00:00+00:00\n# end\n1\n" ERROR
          "link: not a regular file\n" AND_ERROR "an error occurred while executing this request, error = 5\nls: cannot "
          "access 'clocks.*': No such file or directory\n= 2"},
-        // Half a file, and none, would take all clocks away.
+        // Half a file, or an empty one, would delete all clocks.
         {"sed '$d' clocks >half; for half in half /dev/null; do $OV apply - --prune <$half; echo $?; done;"
          "$OV apply - --prune --empty </dev/null",
          "2\n2\novuser: report: u:bin (2): back on the system clock\novuser: report: standard input: 0 added, 0 "
@@ -56,7 +56,7 @@ TEST_F(Utility, LosesNoClockToASignal)
 TEST_F(Utility, ChangesOneAtATime)
 {
     expect({
-        // Of two at once each is whole.
+        // Two commands at once leave each clock whole.
         {everybody + "for speed in 2 3; do for one in $who; do echo $one --in 1d --speed $speed; done >many$speed; "
                      "done; for round in 1 2 3 4 5 6 7 8; do $OV apply - --replace <many2 >out & $OV apply - --replace "
                      "<many3 >out; wait; $OV list | grep -o '[23] times' | sort -u | grep -c .; done",
@@ -76,7 +76,7 @@ TEST_F(Utility, ChangesOneAtATime)
     });
 }
 
-// A name service that does not answer is not one that knows of nobody.
+// A name service that fails must not count as one without users.
 TEST_F(Utility, OutlivesAFailingLookUp)
 {
     expect({

@@ -1,4 +1,4 @@
-// A command that has a clock while it runs.
+// Commands that have a clock while they run.
 #include "tests/utility.h"
 
 #define CHRISTMAS_SECOND "1924419600\n"
@@ -6,18 +6,18 @@
 TEST_F(Utility, RunsACommandWithAClock)
 {
     expect({
-        // It is there before the first instruction, and gone behind the last; a child of the command has none.
+        // The clock exists from the first instruction to the last; a child of the command has none.
         {"$OV run $FREEZE ./probe; $NOBODY $OV run $FREEZE -- sh -c 'sh -c \"date +%s\"; exec date +%s'; $OV list | "
          "grep "
          "-c p:",
          CHRISTMAS_SECOND "real\n" CHRISTMAS_SECOND "0\n= 1"},
-        // Whose clock it is, and as whom the command runs.
+        // The clock's owner, and the user whom the command runs as.
         {"$OV run --group bin $FREEZE sh -c 'date +%s; id -g; id -rg; id -u'; $OV list | grep -c g:bin",
          CHRISTMAS_SECOND "2\n2\n0\n0\n= 1"},
         {"USER=x setpriv --groups=5 $OV run --user=news $FREEZE sh -c 'sh -c \"date +%s\"; id -ru; id -G; echo $HOME "
          "$USER $LOGNAME'",
          CHRISTMAS_SECOND "9\n9\n/var/spool/news news news\n= 0"},
-        // Nothing of the utility's is in its way: descriptors, a variable, a disposition.
+        // The command inherits nothing of the utility's: descriptors, a variable, a signal disposition.
         {"echo 'opendir D, q(/proc/self/fd); print join(q( ), sort(readdir(D)), @ENV{POSIXLY_CORRECT}, qq(\\n)); exit "
          "6' "
          ">see; for command in 'perl see' 'grep SigIgn /proc/self/status'; do POSIXLY_CORRECT=1 perl -e 'close STDERR;"
@@ -35,7 +35,7 @@ TEST_F(Utility, EndsAsTheCommandDid)
          "7\n137\n139\n15= 0"},
         {"$OV run --speed 2 ./none; echo $?; $OV run --speed 2 ./table; echo $?",
          "127\n126\n" ERROR "./none: No such file or directory\n" AND_ERROR "./table: Permission denied\n= 0"},
-        // Nothing is run for who has a clock already, and may not be, or cannot be told from the words.
+        // Nothing runs if the owner has a clock already, is not allowed one, or is unclear from the words.
         {"$OV add news $FREEZE >/dev/null; for fails in '--speed 2 --user news' '--speed 2 --user root' '--group 2 "
          "--user 9'"
          " '--speed 2 --group bi' --help=no; do $OV run $fails echo ran; echo $?; done; $NOBODY $OV run --speed 2 "
@@ -48,11 +48,11 @@ TEST_F(Utility, EndsAsTheCommandDid)
          "incorrect/non-existent groupname, or gid bi passed in\n" AND_ERROR
          "option '--help' doesn't allow an argument\n" AND_ERROR "only root can run a command as another user or "
          "group\n" AND_ERROR "run needs a command; 'ovuser run --help' says more\n= 0"},
-        // A clock that an earlier process of the same number has left is not in the way.
+        // The clock of an earlier process of the same number does no harm.
         {"$SIM --fault 1:-1:17 $OV run $FREEZE date +%s; $SIM --fault 8:-1:5 $OV run --group bin $FREEZE true",
          CHRISTMAS_SECOND ERROR "g:bin: an error occurred while executing this request, error = 5\n" HINT
                                 "its clock is left: 'ovuser delete g:bin' takes it away\n= 5"},
-        // What somebody else has given meanwhile is his.
+        // A clock that somebody else gave meanwhile stays.
         {"mkfifo -m 666 up go; for speed in 1000 3; do $OV reset >out; $OV run --user sys --in 1d --speed $speed sh -c "
          "'echo >up; read x <go; sleep 1.2; exit 4' & read x <up; [ $speed = 1000 ] || $OV set sys --speed 1000 >out; "
          "echo >go; wait $!; echo $? $($OV list | grep -c sys); done",
@@ -68,13 +68,13 @@ TEST_F(Utility, HandsSignalsOn)
          "while :; do sleep "
          "0.05; done' & read x <line; kill -USR1 $!; kill $!; wait $!; echo $?; $OV list | grep -c g:",
          "usr1\n3\n0\n= 1"},
-        // It stops with the command, and is continued with it, whether alone or with the whole job: once.
+        // The utility stops and continues with the command, once, whether alone or with the whole job.
         {"perl -e 'for $sign (1, -1) { $p = fork; if (!$p) { setpgrp; exec qw(./ovuser run --speed 2 perl -e), "
          "q($SIG{CONT} "
          "= sub { ++$n }; kill STOP => $$; select(undef, undef, undef, 0.3); exit $n) } waitpid($p, 2);"
          "kill CONT => $sign * $p; waitpid($p, 0); print $? >> 8 }'",
          "11= 0"},
-        // What the terminal sends reaches the command once.
+        // Signals of the terminal reach the command once.
         {"echo '$SIG{INT} = sub { ++$n }; open L, q(>line); close L; select(undef, undef, undef, 0.05) until $n;"
          "select(undef, undef, undef, 0.3); print $n' >counts; { timeout 20 cat line; printf '\\003'; } | script "
          "-qec "
@@ -83,7 +83,7 @@ TEST_F(Utility, HandsSignalsOn)
     });
 }
 
-// Root's terminal, open files and variables are not for whom a command is run as.
+// A command run as another user gets none of root's terminal, open files and variables.
 TEST_F(Utility, KeepsWhatIsRootsFromAUser)
 {
     const std::string at_terminal = "on() { timeout 20 script -qec \"sh ./$1 $2\" /dev/null </dev/null | "
@@ -102,13 +102,13 @@ TEST_F(Utility, KeepsWhatIsRootsFromAUser)
          "done",
          "0 news /var/spool/news /usr/sbin/nologin\n1 news /var/spool/news /usr/sbin/nologin\n"
          "0 1 2 news /var/spool/news /usr/sbin/nologin\n0 1 root /var/spool/news /usr/sbin/nologin\n= 0"},
-        // The caller's terminal is as it was, and has the command's size, its keys and its end.
+        // The command's terminal takes the size, keys and end from the caller's, which is restored.
         {at_terminal + "on modes", "33 0\nKilled\n137\n= 0"},
         {"mkfifo -m 666 line; echo '$SIG{INT} = sub { ++$n }; open L, q(>line); close L; select(undef, undef, undef, "
          "0.05) until $n; select(undef, undef, undef, 0.3); print qq($n\\n)' >counts; { timeout 20 cat line; printf "
          "'\\003'; } | script -qec 'sh ./keys' /dev/null | tr -d '\\r'",
          "^C1\n0\n= 0"},
-        // It stops with the command, and is continued with it.
+        // The utility stops and continues with the command.
         {"perl -e '$p = fork; if (!$p) { setpgrp; exec qw(./ovuser run --user news --speed 2 perl -e), q($SIG{CONT} = "
          "sub { ++$n }; kill STOP => $$; select(undef, undef, undef, 0.3); exit $n) } waitpid($p, 2); kill CONT => $p;"
          "waitpid($p, 0); print $? >> 8'",
@@ -116,7 +116,7 @@ TEST_F(Utility, KeepsWhatIsRootsFromAUser)
     });
 }
 
-// As long as nothing has begun, a signal ends it at once.
+// A signal ends the utility at once before the command begins.
 TEST_F(Utility, EndsBeforeItBegins)
 {
     expect(

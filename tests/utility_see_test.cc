@@ -1,7 +1,7 @@
-// What ovuser shows of the clock table: the listing, JSON, and what cannot be told.
+// How ovuser shows the clock table: the listing, JSON, and hidden clocks.
 #include "tests/utility.h"
 
-// Gives some a clock: still, or so slow that two listings show the same.
+// Adds clocks that are frozen, or so slow that two listings show the same.
 #define PEOPLE                                                                                                         \
     "$OV add nobody g:65534 g:daemon $FREEZE >/dev/null; $OV add bin --in 3d --rewind --speed -999 >/dev/null; "
 #define STORE "perl -e 'open(F, q(</proc/zynov)); ioctl(F, 0xC0505302, pack(q(Qx8qqQqx24Q), 171, @ARGV)) or die $!' "
@@ -16,7 +16,7 @@ TEST_F(Utility, ListsAsTheEngineDoes)
     });
 }
 
-// Where the engine drops a row without a word: no name, no tools in PATH, no descriptors.
+// Rows that the engine would drop silently: no name, no tools in PATH, no descriptors.
 TEST_F(Utility, DropsNoRowInSilence)
 {
     expect({
@@ -37,7 +37,7 @@ TEST_F(Utility, DropsNoRowInSilence)
     });
 }
 
-// "real" stands for the real time, also where the caller himself lives by a clock.
+// "real" stands for the real time, also if the caller has a clock.
 TEST_F(Utility, ListsForPrograms)
 {
     const std::string jq = " --json | jq -c '.[] | {kind, id, name, time, epoch, real: (.epoch - .ahead), "
@@ -72,7 +72,7 @@ TEST_F(Utility, ShowsWhoLivesByWhichClock)
          "nobody      a clock of its own\n  behind    5d\n  type      2 times faster\n"
          "  rewinds   at midnight, in the zone where it was set\n  before    g:nogroup\n  not for   u:nobody\n"
          "! ovuser: error: Non-root user can not list other OV users.\n= 5"},
-        // A process: its user's, then its own; its group's, and that of a group which the caller is not in.
+        // A process has its user's clock, then its own; its group's, and one of a group without the caller.
         {"$NOBODY sh -c './ovuser show p:$$ | sed -n \"s/$$ *//p\"; ./ovuser add p:$$ --days 1 -o 100000 --offset "
          "--speed "
          "-999 >/dev/null; ./ovuser show p:$$ | grep -v behind | sed \"s/$$ *//\"; ./ovuser show | tail -n 1 | sed "
@@ -97,7 +97,7 @@ TEST_F(Utility, ShowsWhoLivesByWhichClock)
     });
 }
 
-// On a terminal of five lines, and then of six; what ends or stops the watch finds the terminal as it was before.
+// Watches on a terminal of five lines, then of six; ending or stopping the watch restores the terminal.
 TEST_F(Utility, WatchesTheClocks)
 {
     const std::string job =
@@ -118,7 +118,7 @@ TEST_F(Utility, WatchesTheClocks)
     });
 }
 
-// A running clock, a fast one and real time are told once, however long they run; no reader, no watch.
+// The watch reports a running clock, a fast one and real time once, and ends with its reader.
 TEST_F(Utility, TellsTheChangesOfClocks)
 {
     expect({
@@ -137,7 +137,7 @@ TEST_F(Utility, TellsTheChangesOfClocks)
     });
 }
 
-// An identity, a subcommand and a name as hostile as can be: a line of its own, colours, a byte that is not UTF-8.
+// An identity, a subcommand and a hostile name: with a line break, colours, and a byte that is not UTF-8.
 TEST_F(Utility, ShowsControlCharacters)
 {
     expect({
@@ -161,7 +161,7 @@ TEST_F(Utility, ShowsControlCharacters)
          "u:'e\"\\\\033[m\\377\\u009b\303\251' Frozen                   "
          " " CHRISTMAS "u:UNKNOWN  Frozen                    " CHRISTMAS
          "\"e\\\"\\\\\\u001b[m\\ufffd\\u009b\\u00e9\"\n\"UNKNOWN\"\n= 0"},
-        // Names stand in columns, as a word of a shell; what turns the rest of a line is seen, in JSON too.
+        // Names fill columns as shell words; characters that reverse the rest of a line are visible, in JSON too.
         {"{ cat /etc/passwd; printf '%s:x:432%d:1::/:/bin/sh\n' 日本 1 e\314\201 2 'o d' 3 a\342\200\256b 4; } "
          ">passwd; "
          "unshare -m sh -c 'mount --bind passwd /etc/passwd; ./ovuser reset >out; ./ovuser add 4321 4322 4323 4324 "
@@ -173,7 +173,7 @@ TEST_F(Utility, ShowsControlCharacters)
          "u:日本     Frozen                    " CHRISTMAS "u:e\314\201        Frozen                    " CHRISTMAS
          "u:'o d'    Frozen                    " CHRISTMAS "u:a\\u202eb Frozen                    " CHRISTMAS
          "a\\u202e\nu:日本     2030\n= 0"},
-        // Every byte that a name may have: as JSON has it, and none that could steer a terminal.
+        // Every byte that a name may have: JSON keeps it and emits none that controls a terminal.
         {"perl -e 'open(F, q(</proc/zynov)); open(P, q(>passwd)); open(N, q(>names)); for (grep { $_ != 10 && $_ != 58 "
          "} 1 "
          ".. 255) { ioctl(F, 0xC0505302, pack(q(Qx8qqQqx24Q), 171, 5000 + $_, 86400, 1, 0, 0)); printf P "

@@ -1,4 +1,4 @@
-// Whom a command names, and what becomes of each of them.
+// Whom a command names, and its result for each of them.
 #include "tests/utility.h"
 
 #define STAYS " already has a virtual clock; left as it is: 'ovuser set' gives it anew\n"
@@ -67,7 +67,7 @@ TEST_F(Utility, SetsAnew)
                 "ovuser: warning: Specified id does not have a virtual clock\n= 4"},
         {"$OV add bin $FREEZE >/dev/null; $SIM --fault 1:-1:5 $OV set bin --speed 7",
          ERROR "bin has a clock that cannot be read: Input/output error\n= 5"},
-        // Of a clock that the caller does not see only the value can be kept.
+        // For a clock that the caller cannot see, only the value can be kept.
         {"sleep 9 & $OV add p:$! $FREEZE >/dev/null; $NOBODY $OV set p:$! --speed 2 2>&1 | sed s/$!/N/; $NOBODY $OV "
          "set "
          "p:$! --at @1924419601 --speed FROZEN | cut -d ' ' -f 4-; kill $!",

@@ -1,4 +1,4 @@
-// The file of the clocks: how it is made, and what there may be in its place.
+// The file of the clocks: how it is made, and what may stand in its place.
 #include "tests/utility.h"
 
 TEST_F(Utility, RefusesATableThatIsNone)
@@ -24,7 +24,7 @@ TEST_F(Utility, RefusesATableThatIsNone)
                     "--shared)\nzynov-sim: 1: not a fault script\n= 125");
 }
 
-// Who owns a table can set the clock of whoever uses it.
+// The owner of a table can set the clock of everybody who uses it.
 TEST_F(Utility, RefusesATableOfAnotherUserButRoot)
 {
     if (geteuid() != 0)
@@ -35,7 +35,7 @@ TEST_F(Utility, RefusesATableOfAnotherUserButRoot)
               "roots\nshared\nown\n! zynov-sim: theirs: belongs to another user\n= 0");
 }
 
-// No other user, and no mask, keeps a user from his table, and no file system that is full leaves half a one.
+// Neither another user nor the umask keeps users from their table, and a full file system leaves no half table.
 TEST_F(Utility, MakesAWholeTableForItsUserAlone)
 {
     if (can_mount()) {
@@ -44,7 +44,7 @@ TEST_F(Utility, MakesAWholeTableForItsUserAlone)
                   "true; echo $? $(ls full)'"),
             "125\n! zynov-sim: full/table: No space left on device\n= 0");
     }
-    // What an image of a container holds is copied when it is first written, and whoever runs is to see what follows.
+    // The first write copies a file of a container's image; running programs must see the later changes.
     if (can_mount()) {
         EXPECT_EQ(
             shell("mkdir image changed mounted; ./zynov-sim --state image/table true; unshare -m sh -c 'mount -t tmpfs "
@@ -68,27 +68,27 @@ TEST_F(Utility, MakesAWholeTableForItsUserAlone)
 TEST_F(Utility, AnswersAsAKernel)
 {
     expect({
-        // A pipe in the table's place, which nobody writes to.
+        // A pipe without a writer in the table's place.
         {"mkfifo pipe; ./zynov-sim --state pipe true; echo $?; ZYNOV_SIM_STATE=pipe ./ovuser list",
          "125\n! zynov-sim: pipe: not a regular file\n" AND_ERROR "Open of /proc/zynov failed; error = 74\n= 5"},
-        // Other paths, of which the last is no control file's, and a stream.
+        // Other paths, the last not of the control file, and a stream.
         {"od -An -c -N4 /proc/zynov; cd /proc; exec perl -e 'for (qw(zynov ./zynov //proc/zynov /sys/../proc//zynov "
          "self/zynov)) { print open(F, $_) + 0, (-e $_) + 0, q( ) }'",
          "   y   n   o   v\n11 11 11 11 00 = 0"},
         {"mkdir '$LIB'; cp zynov-sim libzynov_sim.so '$LIB'; './$LIB/zynov-sim' --state table true 2>&1 | grep -c "
          "'with .LIB,'",
          "1\n= 0"},
-        // One descriptor, for the loader and then for the table.
+        // A single descriptor serves the loader, then the table.
         {"./ovuser add p:$$ $FREEZE >/dev/null; exec 3>&-; ulimit -n 4; exec date +%s", "1924419600\n= 0"},
-        // The table of a machine that has been started anew.
+        // The table from before a reboot.
         {"./ovuser add p:1 bin $FREEZE >/dev/null; printf x | dd of=table bs=1 seek=32 conv=notrunc status=none; "
          "./ovuser list | grep -c Frozen; $SIM ./ovuser list | grep -c Frozen",
          "2\n1\n= 0"},
-        // Somebody who keeps the lock.
+        // Somebody keeps the lock.
         {"flock table ./ovuser add daemon $FREEZE; ./ovuser add daemon $FREEZE",
          GIVEN("u:daemon (1)", "Frozen") ERROR "an error occurred while executing this request, error = 16\n= 0"},
     });
-    // A real module, whose descriptor would come first.
+    // The control file of a real module would open first.
     if (can_mount())
         expect({{"exec 3>&-; unshare -m sh -c 'mount -t tmpfs tmpfs /proc; touch /proc/zynov; exec perl -e "
                  "\"open(F, q(</proc/zynov)); print fileno(F)\"'",

@@ -57,12 +57,12 @@ TEST_F(Utility, RefusesOtherOptions)
     });
 }
 
-// Also that of /proc: where it hides the processes of others, an ordinary user can only name his own.
+// The rule of /proc too: where it hides other processes, ordinary users can name only their own.
 TEST_F(Utility, KnowsWhoMayDoWhat)
 {
     expect({
         {"$NOBODY sh -c './ovuser add p:$$ --at 2030-12-25T09:00 | sed s/$$/N/'", GIVEN("p:N", "Running") "= 0"},
-        {"$NOBODY $OV delete bin || $NOBODY $OV reset", // what is refused is said on standard error alone
+        {"$NOBODY $OV delete bin || $NOBODY $OV reset", // refusals go to standard error alone
          ERROR "Non-root user can not modify OV setting for others.\n" AND_ERROR
                "Only root can reset all the OV users.\n= 5"},
         {"$OV add ux --days 1 --dry-run", ERROR "incorrect/non-existent username, or uid ux passed in\n= 2"},
@@ -93,7 +93,7 @@ TEST_F(Utility, TakesAnyDescriptor)
          "$SIM --fault 2:-1:22:id=4294967296,2:7:0:kernel_error=-5,4:0:1 perl -e 'open(F, q(<&7));"
          "$r = pack(q(Qx72), 171); for (1 .. 3) { print ioctl(F, 0xC0505306, $r), unpack(q(x12lq), $r), q(;) }'",
          "0 but true00;7-54294967296;0 but true-54294967296;= 0"},
-        // One that was inherited and dup'ed is as good, and any other is none of the simulator's.
+        // An inherited or duplicated descriptor works too; the simulator ignores any other.
         {"exec 7</proc/zynov 8</dev/null; perl -e '$r = pack(q(Qx72), 171); open(F, q(<&7)); open(G, q(<&8));"
          "ioctl(F, 0xC0505306, $r); print unpack(q(x40q), $r); ioctl(G, 0xC0505306, $r) or print qq( $!\n)'",
          "0 Inappropriate ioctl for device\n= 0"},
@@ -139,7 +139,7 @@ TEST_F(Utility, StandsHostileSurroundings)
                  GIVEN("u:bin (2)", "Frozen") "! ovuser: warning: TZ=:::/x is no time zone: UTC stands for "
                                               "it\novuser: warning: TZ=" +
              std::string(64, '0') + " is no time zone: UTC stands for it\n= 0"},
-        // Another table, or none, in its place: who is attached stays with the old one.
+        // When another table replaces it, or none, attached processes keep the old one.
         {"perl -e '$| = 1; system(qq(./ovuser add p:$$ \\$FREEZE; ./zynov-sim --state other true; mv other table;"
          "./ovuser list | wc -l)); print time; system(q(echo odd >odd; mv odd table; ./ovuser list)); print time' "
          "| tail -n 2",
@@ -147,7 +147,7 @@ TEST_F(Utility, StandsHostileSurroundings)
     });
     if (!can_mount())
         return;
-    // A long name of digits, which is no number that an identity can have.
+    // A name of digits too long for an identity's number.
     fs::remove(folder / "table");
     expect({
         {"n=$(printf 9%0999d 0); { cat /etc/passwd; echo $n:x:4321:1::/:/bin/sh; } >passwd; unshare -m sh -c \"mount "
@@ -155,7 +155,7 @@ TEST_F(Utility, StandsHostileSurroundings)
          REPORT "u:9" + std::string(999, '0') + " (4321): given 2030-12-25T09:00:00+00:00, Frozen\nu:9" +
              std::string(999, '0') + " Frozen                    " CHRISTMAS REPORT "u:9" + std::string(999, '0') +
              " (4321): back on the system clock\n= 0"},
-        // A container, where without descriptors the last of many would be the host's.
+        // In a container, the last clock of many must not become the host's for lack of descriptors.
         {"echo beef >name; unshare -m sh -c 'mount --bind name /etc/hostname; ulimit -n 12; $OV add daemon bin sys "
          "sync games man lp mail news g:adm g:tty g:disk g:lp g:mail g:news $FREEZE >out; $OV list | grep -c Frozen'",
          "15\n= 0"},

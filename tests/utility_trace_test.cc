@@ -1,11 +1,11 @@
-// What the system's log is told of changes.
+// What the system's log records of changes.
 #include "tests/utility.h"
 
 TEST_F(Utility, TellsTheLogOfChanges)
 {
     if (!can_mount())
         GTEST_SKIP() << "needs a mount namespace";
-    // Runs a script with a /dev whose log is a socket that is read afterwards; its queue takes eleven lines.
+    // Runs a script whose /dev/log is a socket, and reads that afterwards; its queue takes eleven lines.
     const std::string listen =
         "mkdir -p dev; : >dev/null; rm -f dev/log; cat >listen <<'END'\nuse Socket; socket(S, AF_UNIX, SOCK_DGRAM, 0);"
         "bind(S, sockaddr_un('dev/log')); chmod(0666, qw(dev/null dev/log));"
@@ -30,7 +30,7 @@ TEST_F(Utility, TellsTheLogOfChanges)
              "no by=65534(nobody) result=error: Non-root user can not modify OV setting for others.\n"
              "<85> delete for=u:2(bin) by=65534(nobody) result=error: Non-root user can not modify OV setting for "
              "others.\n= 0"},
-        // Control characters are visible, whoever logged in is named, and what failed is told.
+        // The log shows control characters visibly, and names the login user and the failure.
         {"printf 'a\\033\\342\\200\\256b:x:4321:1::/:/bin/sh\\n' | cat /etc/passwd - >passwd; { echo 1 "
          ">/proc/self/loginuid; } 2>out;"
          "who=$(getent passwd $(cat /proc/self/loginuid) | cut -d : -f 1); " +
@@ -39,11 +39,11 @@ TEST_F(Utility, TellsTheLogOfChanges)
              " login 2>out | sed \"s/login=${who:--} /login=WHO /\"",
          "<85> add for=u:4321(a\\033\\u202eb)" + clock +
              "no by=0(root) login=WHO result=error: an error occurred while executing this request, error = 5\n= 0"},
-        // Whose time has changed meanwhile is told what he sees from then on.
+        // The log records the time that the changed user sees from then on.
         {listen + "'$NOBODY $OV add --offset --days 9999 >out' | sed 's/.*epoch=//; s/ .*//' | { read time; echo "
                   "$(((time - $(date +%s) + 3600) / 86400)); }",
          "9999\n= 0"},
-        // Nobody has to listen, and nobody has to read.
+        // The log may lack a listener, or a reader.
         {listen + "'for i in 1 2 3 4 5 6 7; do $OV run --in 1d true; done' | wc -l; rm dev/log; unshare -m sh -c "
                   "'mount --bind dev /dev; $OV run --in 1d true'",
          "11\n= 0"},

@@ -1,9 +1,9 @@
-// How long programs wait for an instant of their clocks: tests/waits.c has the ways.
+// How long programs wait for an instant of their clocks, by the calls in tests/waits.c.
 #include "utility.h"
 
 TEST_F(Utility, WaitsUntilItsClockGetsThere)
 {
-    // All at once, in a process each.
+    // Runs all at once, each in its own process.
     EXPECT_EQ(shell("begin() { sh -c \"./ovuser add p:\\$\\$ $1 >/dev/null; $3 exec ./waits $2\" & }\n"
                     "begin '--epoch 1924419600' '400 400'\n"
                     "begin '--epoch 1286701200' '400 400'\n"

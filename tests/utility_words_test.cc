@@ -1,4 +1,4 @@
-// What is said to who takes a wrong turn.
+// Messages about wrong command lines.
 #include "tests/utility.h"
 
 static const std::string range =

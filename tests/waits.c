@@ -1,5 +1,5 @@
-/* Every way to wait until an instant of a clock, each in a thread of its own: an instant as far ahead as the clock
-   that the program lives by is said to move meanwhile.
+/* Waits in every way until an instant of a clock, each in a thread of its own. The instant is as far ahead as the
+   program's clock should move in the given real time.
    Usage: waits MILLISECONDS_OF_THE_CLOCK REAL_MILLISECONDS [-v] */
 #define _GNU_SOURCE
 #include <errno.h>
@@ -66,7 +66,7 @@ static int wait_on_condition(clockid_t attribute, clockid_t source, const struct
 static int wait_for_message(int flags, const struct timespec *until)
 {
     struct mq_attr attributes = {.mq_maxmsg = 1, .mq_msgsize = 1};
-    char message = 0, name[32]; // of a queue that no other process fills
+    char message = 0, name[32]; // the name of a queue that no other process fills
     snprintf(name, sizeof name, "/waits.%d.%d", (int)getpid(), flags);
     mqd_t queue = mq_open(name, O_CREAT | flags, 0600, &attributes);
     mq_unlink(name);
@@ -226,7 +226,7 @@ static void *go_one_way(void *argument)
     struct way *way = argument;
     struct timespec until, begin, end;
     const long distance = way->source == CLOCK_MONOTONIC ? real_distance : virtual_distance;
-    syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &begin); /* which nobody comes before */
+    syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &begin); /* nobody starts earlier */
     clock_gettime(way->source, &until);
     until.tv_sec += distance / 1000;
     until.tv_nsec += distance % 1000 * 1000000;
@@ -270,7 +270,7 @@ int main(int argc, char **argv)
 
     for (struct way *way = ways; way < ways + count; ++way)
         pthread_create(&thread, NULL, go_one_way, way);
-    /* A loaded machine may be late, but nobody is early. */
+    /* A loaded machine may make a wait late, but nothing makes it early. */
     const long latest = real_distance + 5000;
     for (struct way *way = ways; way < ways + count; ++way) {
         for (; !__atomic_load_n(&way->ended, __ATOMIC_ACQUIRE) && waited < latest; waited += 10)

@@ -62,7 +62,7 @@ def see_clocks(name, argv):
         for owner in "u:65534", "g:65534", f"p:{ticker.process.pid}":
             for value in FUTURE, PAST:
                 ovuser("add", owner, "--epoch", str(value), "--speed", "frozen")
-                if name != "busybox" or owner[0] != "p":  # whose date is a process of its own
+                if name != "busybox" or owner[0] != "p":  # busybox's date is a process of its own
                     sees(f"{owner} frozen", value, value)
                 ovuser("delete", owner)
             real(f"{owner} gone")
@@ -83,7 +83,7 @@ def start(argv, live, counts, number):
             live.pids.add(process.pid)
         said = process.stdout.read()
         process.stdout.close()
-        os.waitid(os.P_PID, process.pid, os.WEXITED | os.WNOWAIT)  # so that no signal goes to another
+        os.waitid(os.P_PID, process.pid, os.WEXITED | os.WNOWAIT)  # so that no signal hits another
         with live.lock:
             live.pids.remove(process.pid)
         outcome = (process.wait(), said.strip())
@@ -130,14 +130,14 @@ def say(*argv, **options):
     return done.returncode, done.stdout.strip(), done.stderr.strip()
 
 
-# A child that is forked, and given a clock of its own.
+# A forked child gets a clock of its own.
 CHILD = f"""mkfifo line; (read -r line <line; echo $EPOCHSECONDS) &
 ./ovuser add p:$! --epoch {FUTURE + 1} --speed frozen >line; wait"""
 
-# Known by the number that it has in its namespace, also where a child in its memory is the first to read.
+# The process is known by its number in its namespace, even if a child in its memory reads first.
 NAMED = f"./ovuser add p:$$ --epoch {FUTURE + 1} --speed frozen >/dev/null; echo >once; exec ./ticker_glibc <once"
 
-# What can be traced while it starts a program cannot be any more when that runs.
+# A process that starts a program can be traced, but not the program once it runs.
 GIVE_RIGHTS_UP = """
 import ctypes, os, subprocess
 os.setgroups([]), os.setresgid(65534, 65534, 65534), os.setresuid(65534, 65534, 65534)
@@ -188,7 +188,7 @@ def choose():
     ovuser("delete", "g:65534")
 
 
-# What a program with faults ends with, or the error with which it does not start.
+# The status of a program with faults, or the error of its start.
 OUTCOMES = """
 import subprocess
 def outcome(path):

@@ -1,4 +1,4 @@
-/* Prints what each call says of the time, once for each line that it is sent, whatever a child in its memory has
+/* Prints the time by each call, once for each line of input, whatever a child in its memory has
    read. */
 #define _GNU_SOURCE
 #include <stdio.h>

@@ -1,4 +1,4 @@
-// All ways that the standard library of C++ has.
+// Reads the time and waits in all ways of the C++ standard library.
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -28,7 +28,7 @@ template <typename Wait> static void waits(const char *way, const Wait &wait, co
     fflush(stdout);
 }
 
-// Looks at the clock again by itself, so that one that stands still has to be cut short.
+// This wait reads the clock again by itself, so that a frozen clock never ends it.
 template <typename Wait> static void waits_by_clock(const char *way, const Wait &wait)
 {
     static std::atomic<bool> done;

@@ -1,8 +1,8 @@
-# Sourced by the trials that are shell scripts. Each trial prints what it finds, a line for each:
-#     reads WAY SECONDS               the time since the epoch, however it is asked for
-#     waits WAY MILLISECONDS          how long a wait of one second took in real time, by /proc/uptime
-#     waits-by-clock WAY MILLISECONDS the same of a program that looks at the clock by itself: a frozen one never ends it
-#     idle WAY PERCENT                of a CPU, of a server that has nothing to do
+# Shell trials source this file. Each trial prints its findings, one a line:
+#     reads WAY SECONDS               the time since the epoch
+#     waits WAY MILLISECONDS          the real duration of a wait of one second, by /proc/uptime
+#     waits-by-clock WAY MILLISECONDS the same, where the program itself reads the clock: a frozen clock never ends it
+#     idle WAY PERCENT                the CPU share of an idle server
 #     is WAY yes|no                   anything else that follows from the time
 set -u
 
@@ -37,7 +37,7 @@ ticks_of_session() {
         { sub(/.*\) /, "") } $4 == session { ticks += $12 + $13 } END { print ticks + 0 }'
 }
 
-# WAY SESSION: its processes have two seconds to do nothing in; a tick is a hundredth of a second.
+# WAY SESSION: measures its processes for two idle seconds; a tick is a hundredth of a second.
 idle() {
     before=$(ticks_of_session "$2")
     sleep 2
@@ -51,7 +51,7 @@ is() {
     if "$@" >/dev/null 2>&1; then echo "is $way yes"; else echo "is $way no"; fi
 }
 
-# WAY COMMAND...: holds in the real present, and at no other time.
+# WAY COMMAND...: succeeds only in the real present.
 is_at_present() {
     way=$1
     shift
@@ -60,7 +60,7 @@ is_at_present() {
     [ $present = no ] && echo "is $way yes" || echo "is $way no"
 }
 
-# A certificate of now, for a day: own.pem and own.key.
+# Makes a certificate that is valid from now for a day: own.pem and own.key.
 make_certificate() {
     openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -subj /CN=trial -days 1 \
         -addext subjectAltName=IP:127.0.0.1 -keyout own.key -out own.pem 2>/dev/null

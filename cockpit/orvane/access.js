@@ -1,4 +1,4 @@
-// The console's notice that the reader has limited access, with its button.
+// The console's notice of limited access, with its button.
 /* global cockpit */
 import { button, make } from "./dom.js";
 import { makeAlert, tell } from "./alerts.js";
@@ -8,7 +8,7 @@ import { admin } from "./host.js";
 
 const place = document.querySelector("#access");
 
-// The console's bridge asks for what it needs, most often one password, and again where it was wrong.
+// The console's bridge asks for a password, or whatever else it needs, and repeats the question after a wrong answer.
 function authenticate() {
     const superuser = cockpit.dbus(null, { bus: "internal" }).proxy("cockpit.Superuser", "/superuser");
     let dialog = null;

@@ -1,4 +1,4 @@
-// What came of something, and the console's notices, as its other pages show them.
+// Results and notices, shown as on the console's other pages.
 import { button, icon, make } from "./dom.js";
 import { _ } from "./format.js";
 
@@ -19,7 +19,7 @@ export function makeAlert(variant, title, description = "", action = null) {
 
 const place = document.querySelector("#alerts");
 
-// Failures stay until they are closed, or something succeeds; what has worked is gone by itself.
+// A failure stays until it is closed or something succeeds; a success disappears by itself.
 export function tell(variant, title, description = "") {
     const close = button("plain", icon("times"), () => alert.remove(), { ariaLabel: _("Close the alert") });
     const alert = makeAlert(variant, title, description, close);

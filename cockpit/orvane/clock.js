@@ -1,5 +1,5 @@
-// What a clock shows at any moment, worked out from what the host said of it. Moments are the browser's steady count of
-// seconds; its idea of the date plays no part.
+// Computes what a clock shows at any moment from the host's record of it. Moments are the browser's monotonic seconds;
+// the browser's date is not used.
 export const day = 86400;
 export const steadyNow = () => performance.now() / 1000;
 export const modulo = (a, b) => a - b * Math.floor(a / b);
@@ -11,7 +11,7 @@ export function offsetOf(time) {
 
 export const keyOf = ({ kind, id }) => kind[0] + ":" + id;
 
-// As the utility takes it: by number where a name could be taken for one, or had bytes that are no text.
+// The identity for the utility: a number if the name looks like one or is not valid text.
 function identityOf(found) {
     const named = found.name && !/^[\s0-9+-]|\ufffd/.test(found.name);
     return found.kind[0] + ":" + (named ? found.name : found.id);
@@ -39,8 +39,8 @@ export class Clock {
         this.key = keyOf(found);
     }
 
-    // Takes what the host says now. What fits to what was shown so far, to the second that the host cuts off, leaves
-    // that as it is, so that nothing jumps.
+    // Takes the host's new values. If they match the shown ones within the second that the host cuts off, the shown
+    // ones stay, so that nothing jumps.
     take(found, moment) {
         const same = this.found && this.found.speed === found.speed && this.found.rewind === found.rewind;
         this.found = found;
@@ -49,7 +49,7 @@ export class Clock {
         const step = 1 + this.pace;
         if (same && Math.abs(this.at(moment) - found.epoch - 0.5 * step) <= step)
             return;
-        // The host cuts off the same part of a second of both times: a clock of now shows what the real time shows.
+        // The host cuts the same part of a second off both times: a clock without an offset shows the real time.
         const cut = host.at(moment) - (found.epoch - found.ahead);
         this.start = found.epoch + (cut >= 0 && cut < 2 ? cut * this.pace : 0);
         this.begun = moment;
@@ -65,7 +65,7 @@ export class Clock {
         return Math.floor(this.at(moment)) - Math.floor(host.at(moment));
     }
 
-    // Seconds until its next midnight; never for one that stands still.
+    // Seconds until the clock's next midnight; never for a frozen clock.
     untilMidnight(moment) {
         return (day - modulo(this.at(moment) + this.offset, day)) / this.pace;
     }

@@ -1,13 +1,13 @@
-// What a row opens to: when it turns back, who lives by it, since when it is set, and what is kept of it.
+// The details of a row: when the clock rewinds, which processes use it, when it was set, and whether it is kept.
 import { host, keyOf, offsetOf, steadyNow } from "./clock.js";
 import { make } from "./dom.js";
 import { _, count, dateTime, format, iso, ngettext, span, whose } from "./format.js";
 import { ovuser, processes, run } from "./host.js";
 import { keptLine } from "./keep.js";
 
-const most = 200; // processes that are asked for, and of those 10 are named
+const most = 200; // processes asked for; 10 of them are named
 
-// A real time in the host's zone, as that is then.
+// A real time in the host's zone, with the offset of that time.
 async function realTime(epoch) {
     const time = await run("date", "-Iseconds", "-d", "@" + Math.floor(epoch)).catch(() => "");
     return dateTime(epoch, time ? offsetOf(time.trim()) : host.offset);
@@ -20,7 +20,7 @@ async function turn(clock) {
         : format(_("$0 real time, in $1"), await realTime(host.at(moment) + left), span(left));
 }
 
-// Processes that the utility says to live by this clock.
+// The processes that use this clock, by the utility.
 async function followers({ kind, id }) {
     const near = (await processes()).filter(({ pid, uid, gid }) => kind === "process" ? pid === id
         : kind === "user" ? uid === id : gid === id);
@@ -35,7 +35,7 @@ async function followers({ kind, id }) {
     return living.length > 10 ? `${total}: ${named}, …` : living.length > 0 ? `${total}: ${named}` : _("No process at the moment");
 }
 
-// The last line of the host's log that tells of it being given.
+// The last line in the host's log about the setting of this clock.
 async function since({ kind, id }) {
     const log = await run("journalctl", "-q", "-t", "ovuser", "-n", "5000", "-o", "json", "--output-fields=MESSAGE",
                           "--no-pager").catch(() => "");

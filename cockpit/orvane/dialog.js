@@ -1,10 +1,10 @@
-// Dialogs: the browser's own, which keep the focus, in the console's dress.
+// Dialogs: the browser's own, which keep the focus, in the console's style.
 import { button, icon, make } from "./dom.js";
 import { makeAlert } from "./alerts.js";
 import { _ } from "./format.js";
 
-// action does what the dialog is for; while it runs nothing can be clicked, and when it fails that is shown. tell takes
-// the place of the alert for a failure that it knows a better place for. Returns the element.
+// action does the dialog's work; while it runs nothing can be clicked, and its failure is shown. tell replaces the
+// alert for failures that have a better place. Returns the element.
 export function openDialog({ title, body, actionText, action, danger = false, tell = () => false, closed = () => {} }) {
     const alerts = make("div", { role: "alert" });
     const heading = make("h1", { className: "pf-c-modal-box__title", id: "dialog-title" }, title);
@@ -19,7 +19,7 @@ export function openDialog({ title, body, actionText, action, danger = false, te
                         make("footer", { className: "pf-c-modal-box__footer" }, act, cancel));
     form.addEventListener("submit", async event => {
         event.preventDefault();
-        if (act.disabled) // as by a double click
+        if (act.disabled) // after a double click
             return;
         act.disabled = true;
         try {

@@ -1,7 +1,7 @@
-// What the page is put together from. Nothing of it is ever read as HTML.
+// Builds the page's elements. No text is ever parsed as HTML.
 import { icons } from "./icons.js";
 
-// An element, with properties, attributes behind a colon (":aria-label") and children.
+// Makes an element with properties, attributes, marked by a colon (":aria-label"), and children.
 export function make(tag, properties, ...children) {
     const element = document.createElement(tag);
     for (const [name, value] of Object.entries(properties))
@@ -35,5 +35,5 @@ export function put(element, text) {
         element.textContent = text;
 }
 
-// A name keeps its own direction, whatever is around it.
+// A name keeps its own text direction.
 export const isolated = text => "\u2068" + text + "\u2069";

@@ -1,11 +1,11 @@
-// Clocks in words and times as the reader writes them.
+// Formats clocks in words, and times in the reader's language.
 /* global cockpit */
 import { day } from "./clock.js";
 
 export const _ = cockpit.gettext;
 export const { format, ngettext } = cockpit;
 
-// The console's language, in the browser's variety of it: de-AT where that is what the reader has.
+// The console's language in the browser's regional variant, such as de-AT.
 const language = (cockpit.language || "en").replace("_", "-");
 const locale = navigator.languages.find(each => each.split("-")[0] === language.split("-")[0]) || language;
 const written = new Intl.DateTimeFormat(locale, { weekday: "short", year: "numeric", month: "short", day: "numeric",
@@ -17,7 +17,7 @@ export const count = value => number.format(value);
 
 const two = value => String(Math.floor(value)).padStart(2, "0");
 
-// ISO 8601 with the offset, for all years that clocks have.
+// ISO 8601 with the offset, for all years of clocks.
 export function iso(epoch, offset) {
     const text = new Date(Math.floor(epoch + offset) * 1000).toISOString().replace(/^\+0*/, "").slice(0, -5);
     const minutes = Math.abs(offset) / 60;

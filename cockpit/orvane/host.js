@@ -1,4 +1,4 @@
-// The host, by way of its utility and a few commands that every host has.
+// The host, by its utility and a few common commands.
 /* global cockpit */
 import { _, format } from "./format.js";
 
@@ -6,12 +6,12 @@ export const admin = cockpit.permission({ admin: true });
 let me = null;
 export const reader = cockpit.user().then(user => me = user);
 
-// Whether the reader may change somebody's clock: the superuser all, others their own and those of processes.
+// Whether the reader may change a clock: the superuser all, others their own and those of processes.
 export const mayChange = found => admin.allowed !== false || found.kind === "process" ||
     (found.kind === "user" && me !== null && found.id === me.id);
 export const ownName = () => me === null ? "" : me.name;
 
-// Of a command that did not do what it should: its exit status and words, or the console's reason that it never ran.
+// The failure of a command: its exit status and message, or the console's reason for not running it.
 export class Failure extends Error {
     constructor({ problem, message, exit_status: status }) {
         const words = {
@@ -24,7 +24,7 @@ export class Failure extends Error {
     }
 }
 
-// Over a connection that is gone nothing fails, and nothing comes.
+// A lost connection reports no failure and sends nothing.
 const patience = 8000; // milliseconds
 function silence() {
     return new Promise((_resolve, reject) => setTimeout(reject, patience, { problem: _("it does not answer") }));
@@ -34,7 +34,7 @@ function spawn(command) {
     return cockpit.spawn(command, { superuser: "try", err: "message", environ: ["LC_ALL=C.UTF-8"] });
 }
 
-// Standard output of one call.
+// The standard output of one call.
 export async function run(...command) {
     try {
         return await Promise.race([spawn(command), silence()]);
@@ -45,8 +45,8 @@ export async function run(...command) {
 
 export const ovuser = (...args) => run("ovuser", ...args);
 
-// Hears of each change: take(changes) gets those that came together, the first time all clocks that there are; and
-// ended(failure) when nothing more comes. Returns what stops it.
+// Watches the clocks: calls take(changes) with the changes of each moment, at first with all clocks, and ended(failure)
+// at the end. Returns a function that stops the watch.
 export function watchClocks(take, ended) {
     let rest = "";
     let begun = false;
@@ -56,7 +56,7 @@ export function watchClocks(take, ended) {
     const stop = () => {
         open = false;
         clearTimeout(late);
-        call.close("terminated"); // without a reason the host waits for it to end
+        call.close("terminated"); // without a reason the host waits for its end
     };
     const end = error => {
         if (open) {
@@ -79,7 +79,7 @@ export function watchClocks(take, ended) {
     return stop;
 }
 
-// Why there is no table of clocks: "absent" and "unloaded" for the kernel module, else "".
+// The reason for a missing table: the kernel module is "absent" or "unloaded", else "".
 export async function moduleState() {
     const loaded = await cockpit.file("/proc/modules").read().catch(() => "");
     if (/^zynov /m.test(loaded || ""))
@@ -99,7 +99,7 @@ export async function processes() {
         ({ pid: Number(pid), uid: Number(uid), gid: Number(gid), command }));
 }
 
-// Whom a clock can be set for: pairs of a name and what else is known.
+// The possible owners of a clock: pairs of a name and a description.
 export async function candidates(kind) {
     if (kind === "process")
         return (await processes()).map(({ pid, command }) => [pid, command]);

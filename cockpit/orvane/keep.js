@@ -1,12 +1,12 @@
-// The clocks that the host gives again when it starts: lines of a file that 'ovuser apply' reads.
+// The clocks that the host sets when it boots: lines of a file that 'ovuser apply' reads.
 /* global cockpit */
 import { ovuser, run } from "./host.js";
 
 const file = cockpit.file("/etc/orvane/clocks", { superuser: "try" });
 let text = "";
-let owners = new Map(); // of its lines
+let owners = new Map(); // of the file's lines
 
-// The first word of a line, without what a shell's quotes and backslashes do.
+// The first word of a line, without shell quotes and backslashes.
 function owner(line) {
     let word = "";
     const parts = /^[ \t]*((?:"(?:[^"\\]|\\.)*"|'[^']*'|\\.|[^\s"'\\])*)/.exec(line)[1];
@@ -15,7 +15,7 @@ function owner(line) {
     return word.startsWith("#") ? "" : word;
 }
 
-// In which words a line can name whose clock it is.
+// The words by which a line can name the clock's owner.
 const namings = ({ kind, name, id }) =>
     [kind[0] + ":" + id, ...name ? [kind[0] + ":" + name] : [], ...name && kind === "user" ? [name] : []];
 const isFor = (found, line) => namings(found).includes(owner(line));
@@ -28,7 +28,7 @@ function hold(content) {
 
 export const keptLine = found => namings(found).map(word => owners.get(word)).find(Boolean);
 
-// Calls back whenever the file is another.
+// Calls back when the file changes.
 export function watchKept(changed) {
     file.watch(content => {
         hold(content);
@@ -42,7 +42,7 @@ async function change(edit) {
 
 const without = (content, found) => content.split("\n").filter(line => !isFor(found, line)).join("\n");
 
-// Has it start again from what it shows now.
+// Keeps the clock, to start again from what it shows now.
 export async function keep(found) {
     const line = (await ovuser("save")).split("\n").find(each => isFor(found, each));
     await run("mkdir", "-p", "-m", "755", "/etc/orvane");

@@ -1,4 +1,4 @@
-// The page: hears of the clocks, has them shown, and carries out what is asked for.
+// The page: watches the clocks, shows them, and carries out the reader's actions.
 /* global cockpit */
 import { Clock, host, keyOf, steadyNow } from "./clock.js";
 import { tell } from "./alerts.js";
@@ -13,12 +13,12 @@ import { openSettings } from "./settings.js";
 import { showContent, showFailure, showNone } from "./states.js";
 import { chosenClocks, filterBy, pointOut, prepareTable, refreshAll, showClocks, tick } from "./table.js";
 
-const pause = 3000; // milliseconds until it tries again what has failed
+const pause = 3000; // milliseconds before a retry
 const real = document.querySelector("#real");
 let clocks = new Map();
 let stop = null;
 let again = 0;
-let fresh = ""; // whose clock was set here, and is to be pointed out
+let fresh = ""; // the owner of a clock just set here, to be highlighted
 
 const replot = () => plot(chosenClocks(), steadyNow());
 
@@ -56,7 +56,7 @@ function take(changes, all) {
     show();
 }
 
-// Not while the console shows another page.
+// Stops while the console shows another page.
 function listen() {
     clearTimeout(again);
     stop?.();
@@ -134,7 +134,7 @@ setInterval(() => {
     plotAgain(moment);
 }, 200);
 
-// As the console around the page is: light, dark, or as the browser says.
+// Follows the console's theme: light, dark, or the browser's.
 const darkness = matchMedia("(prefers-color-scheme: dark)");
 function dress() {
     const style = localStorage.getItem("shell:style") || "auto";

@@ -1,4 +1,4 @@
-// Virtual time against real time, for the clocks that were chosen: how far each gets from what it shows now.
+// Plots virtual time against real time for the chosen clocks: how far each moves from its present time.
 import { day, host, modulo } from "./clock.js";
 import { make } from "./dom.js";
 import { _, dateTime, iso, whose } from "./format.js";
@@ -7,16 +7,16 @@ const svg = document.querySelector("#plot svg");
 const moment = document.querySelector("#moment"); // in the host's real local time, as seconds
 const span = document.querySelector("#span");
 const reading = document.querySelector("#reading");
-// For each span: the seconds between two lines of the grid, and between two places of the slider; and the heights' unit.
+// For each span: the seconds between two grid lines and between two slider steps, and the unit of the heights.
 const spans = { 3600: [600, 60, 60, "min"], 86400: [14400, 900, 3600, "h"], 604800: [86400, 3600, 86400, "d"] };
 const box = { left: 84, right: 780, top: 10, bottom: 225 };
 let clocks = [];
 let begun = 0;
-let local = 0; // the host's real local time when it began
+let local = 0; // the host's real local time at the plot's start
 
 const seconds = () => Number(span.value);
 const x = later => box.left + (box.right - box.left) * later / seconds();
-// From as far back to twice as far ahead.
+// The heights reach from one span back to two ahead.
 const y = further => box.bottom - (box.bottom - box.top) * (further / seconds() + 1) / 3;
 const point = (later, further) => x(later).toFixed(1) + " " + y(further).toFixed(1);
 
@@ -74,7 +74,7 @@ function read() {
     moment.setAttribute("aria-valuetext", lines.map(([who, epoch, offset]) => who + " " + dateTime(epoch, offset)).join(", "));
 }
 
-// Draws anew from now on.
+// Draws again from now on.
 export function plot(chosen, now) {
     clocks = chosen;
     begun = now;
@@ -98,7 +98,7 @@ export function plot(chosen, now) {
     read();
 }
 
-// It moves on with the time.
+// Moves the plot on with the time.
 export function plotAgain(now) {
     if (now - begun > 10)
         plot(clocks, now);

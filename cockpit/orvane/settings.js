@@ -1,4 +1,4 @@
-// The dialog that sets a clock, with what the utility says it would show.
+// The dialog that sets a clock, with the utility's preview of it.
 import { Clock, host, steadyNow } from "./clock.js";
 import { make, put } from "./dom.js";
 import { openDialog } from "./dialog.js";
@@ -38,7 +38,7 @@ function check(id, label, checked, help) {
                      make("span", { className: "pf-c-check__description", id: id + "-help" }, help)));
 }
 
-// The controls, for a new clock or for one that is there.
+// The controls, for a new or an existing clock.
 class Controls {
     constructor(clock) {
         this.clock = clock;
@@ -80,7 +80,7 @@ class Controls {
         return [...body, this.preview];
     }
 
-    // Only what goes with what was chosen is there.
+    // Shows only the controls that fit the choice.
     arrange() {
         this.at.hidden = this.from.value !== "at";
         this.in.hidden = this.from.value !== "in";
@@ -108,7 +108,7 @@ class Controls {
         return this.keep.isConnected && !this.keep.hidden && this.keep.querySelector("input").checked;
     }
 
-    // What is missing or wrong before anybody is asked: the control, and why.
+    // Finds faults before asking the utility: the control, and the reason.
     fault() {
         if (!this.clock && !this.name.value.trim())
             return [this.name, ""];
@@ -121,7 +121,7 @@ class Controls {
         return null;
     }
 
-    // The exit status tells what was wrong.
+    // Finds the control at fault by the exit status.
     explain({ status }) {
         const reasons = {
             2: [this.name, { user: _("There is no such user, or it is root, which keeps the real time."),
@@ -152,7 +152,7 @@ function foretell({ to, from }) {
     return format(words, time) + before;
 }
 
-// For a new clock, or for one that is there. done(found, kept) comes after it is set.
+// Opens for a new or an existing clock. Calls done(outcome) after the clock is set.
 export function openSettings(clock, done) {
     const controls = new Controls(clock);
     let asked = 0;
@@ -166,7 +166,7 @@ export function openSettings(clock, done) {
         try {
             const outcome = JSON.parse(await ovuser("set", "--dry-run", "--json", ...controls.words()));
             const [plan] = [...outcome.added, ...outcome.changed];
-            if (mine === asked && plan) // an answer to what was chosen before is late
+            if (mine === asked && plan) // else the answer is to an earlier choice
                 put(controls.preview, foretell(plan));
         } catch (failure) {
             if (mine === asked)
@@ -198,7 +198,7 @@ export function openSettings(clock, done) {
     };
     const title = clock ? format(_("Clock of $0"), whose(clock.found)) : _("Set a clock");
     const dialog = openDialog({ title, body: controls.body(), actionText: clock ? _("Save") : _("Set"), action: set, tell,
-                                closed: () => outcome && done(outcome) }); // which then may move the focus
+                                closed: () => outcome && done(outcome) }); // may then move the focus
     const fill = async () => {
         const options = (await candidates(controls.kind.value)).map(([name, label]) => new Option(label, name));
         controls.names.replaceChildren(...options);

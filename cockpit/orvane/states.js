@@ -1,4 +1,4 @@
-// What stands in the place of the table while there is none.
+// Messages in place of a missing table.
 import { button, icon, make } from "./dom.js";
 import { tell } from "./alerts.js";
 import { _ } from "./format.js";
@@ -11,7 +11,7 @@ let shown = "";
 function show(name, symbol, title, words, ...actions) {
     content.hidden = true;
     place.hidden = false;
-    if (shown === name) // one may be about to click
+    if (shown === name) // the reader may be about to click
         return;
     shown = name;
     const body = make("div", { className: "pf-c-empty-state__body" }, ...words.map(text => make("p", {}, text)));
@@ -46,7 +46,7 @@ async function load(again) {
     }
 }
 
-// For a failure of the watch; again tries anew.
+// Shows a failure of the watch; again() retries.
 export async function showFailure(failure, again) {
     if (failure.problem === "not-found") {
         show("missing", "exclamation-circle", _("ovuser is not installed"),

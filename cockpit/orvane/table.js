@@ -1,5 +1,5 @@
-// The table of clocks: rows stay the same elements for as long as their clock is there, so that neither focus nor the
-// place that one has scrolled to is lost.
+// The table of clocks. A row stays the same element as long as its clock exists, to keep the focus and the scroll
+// position.
 import { host } from "./clock.js";
 import { button, icon, make, put } from "./dom.js";
 import { makeDetails } from "./details.js";
@@ -7,7 +7,7 @@ import { _, dateTime, distance, format, iso, kindWords, nameOf, speedWords, whos
 import { admin, mayChange } from "./host.js";
 import { keptLine } from "./keep.js";
 
-const table = document.querySelector("#clocks"); // with roles, since how it is laid out takes it those it had
+const table = document.querySelector("#clocks"); // with explicit roles, since its CSS layout removes the implicit ones
 const rows = new Map();
 const inSight = new Set();
 const sight = new IntersectionObserver(entries => {
@@ -46,7 +46,7 @@ export function prepareTable(what) {
     sortBy("name");
 }
 
-// One tab stop a row; the arrows lead along it and to the rows above and below.
+// Each row is one tab stop; the arrow keys move along it and between rows.
 const stops = row =>
     [...row.main.querySelectorAll("button, input")].filter(one => one.checkVisibility({ checkVisibilityCSS: true }));
 
@@ -163,7 +163,7 @@ function arrange() {
 }
 
 function drop(row) {
-    if (row.body.contains(document.activeElement)) { // one goes on from here by the keyboard
+    if (row.body.contains(document.activeElement)) { // the keyboard continues from here
         const next = row.body.nextElementSibling || row.body.previousElementSibling;
         (next?.row?.toggle || document.querySelector("#new")).focus();
     }
@@ -173,11 +173,11 @@ function drop(row) {
     rows.delete(row.clock.key);
 }
 
-// So many milliseconds of a frame go into new rows; the others follow, and all are in order at the end.
+// The milliseconds of a frame for new rows; the rest follow in later frames, and all are in order at the end.
 const share = 6;
 let coming = 0;
 
-// Shows these clocks and no others; what is there is kept. shown comes when all of them are there.
+// Shows exactly these clocks, keeping existing rows. Calls shown when all are there.
 export function showClocks(clocks, shown) {
     cancelAnimationFrame(coming);
     for (const [key, row] of rows)
@@ -230,7 +230,7 @@ export function tick(moment, some = inSight) {
 export const chosenClocks = () =>
     [...rows.values()].filter(({ body, plot }) => plot.checked && !body.hidden).map(({ clock }) => clock);
 
-// Leads the eye to a clock that was just set.
+// Highlights a clock that was just set.
 export function pointOut(key) {
     const row = rows.get(key);
     if (!row)

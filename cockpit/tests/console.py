@@ -1,4 +1,4 @@
-"""What the trial finds in the page, and does there."""
+"""The trial's means to find things in the page and act on them."""
 import os
 import subprocess
 import sys
@@ -87,7 +87,7 @@ class Page:
     def no_violations(self, where):
         for style in "light", "dark":
             self.style(style)
-            time.sleep(0.4)  # until the colours have changed
+            time.sleep(0.4)  # the colours fade
             if not self.run("return typeof axe === 'object'"):
                 self.run(read("axe.js"))
             found = self.browser.execute_async_script("axe.run().then(r => arguments[0](r.violations))")

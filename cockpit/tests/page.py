@@ -1,4 +1,4 @@
-"""Drives the page in a real browser, as its users do. Runs under zynov-sim, as root, with a copy of /etc over the
+"""Drives the page in a real browser as users do. Runs under zynov-sim, as root, with a copy of /etc over the
 machine's own: page.py PORT ORDINARY FOLDER, with the ports of root's console and of an ordinary user's."""
 import json
 import os
@@ -46,7 +46,7 @@ def changes_elsewhere(page):
     page.find("#filter").send_keys("zz")
     wait("the filter", lambda: not page.names())
     page.find("#filter").send_keys(Keys.BACKSPACE * 2)
-    page.part("g:bin", "button").send_keys("")  # the focus is on it
+    page.part("g:bin", "button").send_keys("")  # sets the focus
     ovuser("add", "u:daemon", "--in", "1d", "--speed", "60")
     wait("another's clock", lambda: page.cell("u:daemon", "Speed") == "60 times faster", 4)
     assert page.focus() == "Details of the clock of group \u2068bin\u2069", page.focus()
@@ -259,7 +259,7 @@ def no_module(page):
 
 
 def hidden(page):
-    page.run("cockpit.hidden = true; cockpit.dispatchEvent('visibilitychange')")  # as the console's frame does
+    page.run("cockpit.hidden = true; cockpit.dispatchEvent('visibilitychange')")  # like the console's frame
     time.sleep(1)
     ovuser("add", "u:nobody", "--at", "now")
     time.sleep(2)

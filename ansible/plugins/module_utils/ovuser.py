@@ -8,12 +8,12 @@ import grp
 import json
 import pwd
 
-NO_CLOCK = 4  # the exit status of "list IDENTITY" for somebody who has none
-NOT_KNOWN = 2  # and for somebody who does not exist
+NO_CLOCK = 4  # the exit status of "list IDENTITY" without a clock
+NOT_KNOWN = 2  # the same for an unknown identity
 
 
 class OvuserError(Exception):
-    """A command that failed, with its words and its exit status."""
+    """A command that failed, with its message and its exit status."""
 
     def __init__(self, command, status, message):
         super(OvuserError, self).__init__(message)
@@ -47,12 +47,12 @@ class Ovuser(object):
         return status, output
 
     def clocks(self, identities=()):
-        """All clocks that the caller may see, or those of some identities."""
+        """Returns all clocks that the caller may see, or those of some identities."""
         output = self.run(["list", "--json", "--"] + list(identities), (0, NO_CLOCK) if identities else (0,))[1]
         return json.loads(output)
 
     def plan(self, arguments, text=None):
-        """What a command would do, each clock with its owner's name."""
+        """Returns what a command would do, each clock with its owner's name."""
         output = self.run(arguments[:1] + ["--dry-run", "--json"] + arguments[1:], text=text)[1]
         plan = json.loads(output)
         for entries in plan.values():
@@ -61,7 +61,7 @@ class Ovuser(object):
         return plan
 
     def removal(self, identity):
-        """A plan that takes the clock of one identity away. Who does not exist has none that could be."""
+        """Plans to delete the clock of one identity. An unknown identity has none."""
         plan = dict((kind, []) for kind in ("added", "changed", "deleted", "left", "failed"))
         status, output = self.run(["list", "--json", "--", identity], (0, NO_CLOCK, NOT_KNOWN))
         for clock in json.loads(output) if status == 0 else []:
@@ -71,5 +71,5 @@ class Ovuser(object):
 
 
 def clock_of(owner, state):
-    """A clock as "ovuser list --json" tells of it, from a plan's entry and a clock of that."""
+    """Returns a clock as "ovuser list --json" prints it, from a plan's entry and a clock in it."""
     return dict(state, **dict((name, owner[name]) for name in ("kind", "id", "name")))

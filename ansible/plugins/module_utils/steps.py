@@ -1,5 +1,5 @@
 # Copyright (c) 2026 Orvane maintainers. All rights reserved.
-"""Which clocks are wanted, and what leads there from those that there are. Nothing here asks or changes a host."""
+"""Finds the steps from the existing clocks to the wanted ones. Nothing here queries or changes a host."""
 
 from __future__ import absolute_import, division, print_function
 __metaclass__ = type
@@ -20,11 +20,11 @@ HIGHEST_SPEED = 1000
 
 
 class Refused(Exception):
-    """A clock that cannot be meant as it is written, and why."""
+    """A clock that is written wrongly, and the reason."""
 
 
 class Wanted(object):
-    """A clock as it is wanted: ovuser's words for it, whether they name an instant, and what its time may be off by."""
+    """A wanted clock: ovuser's words for it, whether they name an instant, and the tolerance of its time."""
 
     def __init__(self, words, fixed, within):
         self.words = words
@@ -32,7 +32,7 @@ class Wanted(object):
         self.within = within
 
     def line(self):
-        """As a line of a file that "ovuser apply" takes."""
+        """Returns a line for "ovuser apply"."""
         return " ".join(quote(word) for word in self.words)
 
 
@@ -41,7 +41,7 @@ def is_number(value):
 
 
 def text_of(option, value):
-    """What was written, as a text. By what YAML makes of words without quotes, some values have become others."""
+    """Returns the text that was written. YAML turns some words without quotes into other values."""
     is_truth = str(value).lower() in TRUTHS
     if option == "speed" and is_truth:
         raise Refused("speed is %s, which is how YAML reads a word such as off: write frozen for a clock that stands "
@@ -62,7 +62,7 @@ def text_of(option, value):
 
 
 def seconds_of(text):
-    """A tolerance, such as "60s" or "1h 30m", in seconds."""
+    """Returns a tolerance, such as "60s" or "1h 30m", in seconds."""
     parts = re.findall(r"([0-9]+)\s*([smhd])", text)
     if not parts or not re.match(r"\s*([0-9]+\s*[smhd]\s*)+$", text):
         raise Refused("within takes numbers with the units d, h, m and s, such as 60s, not %s" % text)
@@ -81,7 +81,7 @@ def read_identity(value):
 
 
 def read_options(options, within=None):
-    """A clock in options, as the module "clock" has them; those that are None were not given."""
+    """Reads a clock from options, as the module "clock" has them; None was not given."""
     given = dict((name, value) for name, value in options.items() if value is not None)
     strangers = sorted(set(given) - set(KNOWN))
     if strangers:
@@ -103,7 +103,7 @@ def read_options(options, within=None):
 
 
 def read_line(line, within=None):
-    """A clock in the words of a line that "ovuser apply" takes."""
+    """Reads a clock from the words of a line for "ovuser apply"."""
     try:
         words = shlex.split(line, comments=True)
     except ValueError as error:
@@ -116,7 +116,7 @@ def read_line(line, within=None):
 
 
 def read_list(clocks, within=None):
-    """The clocks of a list, each as options or as a line."""
+    """Reads the clocks of a list, each as options or as a line."""
     wanted = []
     for number, clock in enumerate(clocks, 1):
         try:
@@ -127,13 +127,13 @@ def read_list(clocks, within=None):
 
 
 def pace(speed):
-    """1 and -1 are both the normal pace."""
+    """1 and -1 are both the normal speed."""
     return 1 if speed == -1 else speed
 
 
 def differences(present, planned, wanted):
-    """What of a clock that is there is not as it is wanted. A clock that runs has left the time that it began with:
-    its time counts within a tolerance alone, and so does one that is counted from now."""
+    """Returns the differences of an existing clock from the wanted one. A running clock has left its first time, so
+    its time counts only with a tolerance, as does a time relative to now."""
     found = []
     if pace(present["speed"]) != pace(planned["speed"]):
         found.append("speed")
@@ -147,7 +147,7 @@ def differences(present, planned, wanted):
 
 
 def changing(entry, wanted, replace):
-    """The step for a clock that is there."""
+    """Returns the step for an existing clock."""
     present, planned = entry["from"], entry["to"]
     differs = differences(present, planned, wanted)
     if not differs or not replace:
@@ -174,7 +174,7 @@ def steps(plan, wanted, replace=True):
 
 
 def describe(step, state):
-    """One line for a clock, in words."""
+    """Describes a clock in a line."""
     identity = "%s:%s" % (step["kind"][0], step["name"] or step["id"])
     time = state["time"].replace("T", " ") if state["time"] else "@%d" % state["epoch"]
     pace_of_it = state["speed_text"].lower() if state["speed"] <= HIGHEST_SPEED else state["speed_text"]

@@ -159,7 +159,7 @@ from ansible_collections.orvane.clocks.plugins.module_utils.ovuser import Ovuser
 
 
 def find_steps(ovuser, options):
-    """What leads to the clock that is wanted, and whose that is."""
+    """Returns the steps to the wanted clock, and its owner."""
     given = dict((name, options[name]) for name in steps.KNOWN)
     identity = steps.read_identity(given["identity"])
     if options["state"] == "absent":

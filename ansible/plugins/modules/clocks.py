@@ -128,7 +128,7 @@ SERVICE = "orvane-clocks.service"
 
 
 def contents(path):
-    """Those of a file; None where there is none."""
+    """Returns the text of a file; None if it is missing."""
     if not os.path.exists(path):
         return None
     with open(path, "rb") as stream:
@@ -136,7 +136,7 @@ def contents(path):
 
 
 def write(path, text):
-    """Puts a file there whole, or leaves the old one, also when the power goes."""
+    """Writes a whole file or keeps the old one, even if the power fails."""
     folder = os.path.dirname(path)
     if not os.path.isdir(folder):
         os.makedirs(folder, 0o755)
@@ -154,7 +154,7 @@ def write(path, text):
 
 
 class Persistence(object):
-    """The file of the clocks and the service that applies it: what is to be done for them, and doing it."""
+    """The file of the clocks and the service that applies it: plans and makes their changes."""
 
     def __init__(self, module, wanted):
         self.module = module
@@ -180,14 +180,14 @@ class Persistence(object):
 
 
 def find_steps(ovuser, wanted, exact):
-    """What leads to the clocks that are wanted."""
+    """Returns the steps to the wanted clocks."""
     arguments = ["apply", "-", "--replace"] + (["--prune", "--empty"] if exact else [])
     lines = "".join(each.line() + "\n" for each in wanted)
     return steps.steps(ovuser.plan(arguments, lines), wanted)
 
 
 def present(ovuser, named):
-    """The clocks of the steps as they are by now."""
+    """Returns the present clocks of the steps."""
     owners = [(step["kind"], step["id"]) for step in named]
     return sorted([clock for clock in ovuser.clocks() if (clock["kind"], clock["id"]) in owners],
                   key=lambda clock: owners.index((clock["kind"], clock["id"])))

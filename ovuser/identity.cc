@@ -40,7 +40,8 @@ const char *Identity::numbered() const
 {
     static char own[1100];
     uint32_t number;
-    const char *known = get_username(kind, id); // UNKNOWN may be a real name
+    const bool typed = name != nullptr && name[strspn(name, " +-0123456789")] != '\0'; // a name needs no lookup
+    const char *known = typed ? name : get_username(kind, id);                         // UNKNOWN may be a real name
     if (kind == OV_PROCESS || (strcmp(known, "UNKNOWN") == 0 && parse_uid(known, kind, &number) != 0))
         snprintf(own, sizeof own, "%c:%" PRIu32, *kind_word(kind), id);
     else

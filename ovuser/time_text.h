@@ -22,7 +22,7 @@ bool read_span(const char *typed, Span &span);
 // Reads a whole number within bounds.
 bool read_whole_number(const char *typed, int64_t least, int64_t most, int64_t &number);
 
-// The allowed clock values.
+// The allowed clock values: those of contract/clock.h, which the utility does not include.
 inline constexpr int64_t earliest_value = 32400, latest_value = 253402329599;
 constexpr bool is_in_range(int64_t value)
 {

@@ -80,8 +80,10 @@ int Clocks::report_failure() const
     return failure;
 }
 
-bool is_among(const ov_clock &clock, IdentityList &identities)
+bool ClockFilter::matches(const ov_clock &clock)
 {
+    if (kind != 0 && kind != clock.kind)
+        return false;
     bool among = identities.count() == 0;
     for (Identity &identity : identities)
         if (identity.kind == clock.kind && identity.id == clock.id)

@@ -42,8 +42,15 @@ class Clocks
     int error_ = 0;
 };
 
-// Whether a clock is one of the identities', which it marks as met. Without identities, every clock is.
-bool is_among(const ov_clock &clock, IdentityList &identities);
+// Which clocks a list is about.
+struct ClockFilter {
+    IdentityList identities; // none: all
+    int32_t kind = 0;        // OV_USER, OV_GROUP, OV_PROCESS, or 0 for all
+
+    // Whether a clock is one of them. Marks its identity as met.
+    bool matches(const ov_clock &clock);
+};
+
 bool all_met(const IdentityList &identities);
 // Warns of the identities that have not been met. Returns the exit status.
 int report_unmet(const IdentityList &identities);

@@ -156,9 +156,9 @@ static void print_line(const Style &style, const ov_clock &clock, time_t real)
            usual ? "" : style.plain, clock.rewind != 0 ? ", rewinds" : "", style.line_end);
 }
 
-static void print_table(const Clocks &clocks, IdentityList &identities, const Style &style, int lines)
+static void print_table(const Clocks &clocks, ClockFilter &filter, const Style &style, int lines)
 {
-    const auto included = [&](const ov_clock &clock) { return is_among(clock, identities); };
+    const auto included = [&](const ov_clock &clock) { return filter.matches(clock); };
     const auto count = static_cast<int>(std::count_if(clocks.begin(), clocks.end(), included));
     const time_t real = real_time();
     printf("%-10s %-25s  %-25s  %s%s", "Id", "Time", "Distance", "Clock type", style.line_end);
@@ -178,20 +178,20 @@ static void print_table(const Clocks &clocks, IdentityList &identities, const St
         printf("... and %d more%s", count - shown, style.line_end);
 }
 
-static void draw(const Screen &screen, const Clocks &clocks, IdentityList &identities, bool first)
+static void draw(const Screen &screen, const Clocks &clocks, ClockFilter &filter, bool first)
 {
     if (!screen.is_there()) {
         fputs(first ? "" : "\n", stdout);
-        print_table(clocks, identities, on_paper, INT_MAX);
+        print_table(clocks, filter, on_paper, INT_MAX);
     } else if (screen.is_ours()) {
         fputs("\033[H", stdout);
-        print_table(clocks, identities, on_screen, screen.rows() - 1);
+        print_table(clocks, filter, on_screen, screen.rows() - 1);
         fputs("\033[J", stdout);
     }
     fflush(stdout);
 }
 
-int watch(IdentityList &identities, int64_t interval)
+int watch(ClockFilter &filter, int64_t interval)
 {
     // Buffers a whole screen, which then appears at once.
     setvbuf(stdout, nullptr, _IOFBF, 1 << 16);
@@ -205,7 +205,7 @@ int watch(IdentityList &identities, int64_t interval)
             screen.leave();
             return clocks.report_failure();
         }
-        draw(screen, clocks, identities, first);
+        draw(screen, clocks, filter, first);
         if (!output_works())
             return done; // finish_output() reports the error
         for (const int64_t now = monotonic_time(); next <= now;)

@@ -63,7 +63,7 @@ class Changes
 {
   public:
     // Reports what has changed. Returns false without memory.
-    bool tell(const Clocks &clocks, IdentityList &identities, const Sample &sample);
+    bool tell(const Clocks &clocks, ClockFilter &filter, const Sample &sample);
 
   private:
     ReportedClock *find(const ov_clock &clock);
@@ -136,12 +136,12 @@ static bool is_same(ReportedClock &told, const ov_clock &clock, const Sample &sa
            told.offset == offset_of(clock.value) && told.anchor.fits(clock.value, rate_of(clock), sample);
 }
 
-bool Changes::tell(const Clocks &clocks, IdentityList &identities, const Sample &sample)
+bool Changes::tell(const Clocks &clocks, ClockFilter &filter, const Sample &sample)
 {
     for (ReportedClock &told : told_)
         told.met = false;
     for (const ov_clock &clock : clocks) {
-        if (!is_among(clock, identities))
+        if (!filter.matches(clock))
             continue;
         ReportedClock *told = find(clock);
         const bool same = told != nullptr && is_same(*told, clock, sample);
@@ -170,7 +170,7 @@ static bool somebody_reads()
     return poll(&output, 1, 0) == 0 && output_works();
 }
 
-int report_changes(IdentityList &identities, int64_t interval)
+int report_changes(ClockFilter &filter, int64_t interval)
 {
     const auto seconds = [] { return static_cast<double>(monotonic_time()) / 1e9; };
     Changes changes;
@@ -182,7 +182,7 @@ int report_changes(IdentityList &identities, int64_t interval)
         sample.after = seconds();
         if (!clocks.complete())
             return clocks.report_failure();
-        if (!changes.tell(clocks, identities, sample))
+        if (!changes.tell(clocks, filter, sample))
             return failed("no memory");
         const timespec time = {interval / 1'000'000'000, interval % 1'000'000'000};
         nanosleep(&time, nullptr);

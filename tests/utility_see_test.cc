@@ -34,6 +34,12 @@ TEST_F(Utility, DropsNoRowInSilence)
                     "! ovuser: warning: daemon does not have a virtual clock\n"
                     "ovuser: warning: g:bin does not have a virtual clock\n"
                     "ovuser: warning: g:bin does not have a virtual clock that you may see\n= 0"},
+        {"$OV add g:bin $FREEZE >/dev/null; for kind in user group process; do $OV list --kind $kind | grep ^.:; $OV "
+         "list "
+         "--json --kind $kind | jq -c '.[] | [.kind]'; done; $OV list --kind users || $OV list --kind user bin",
+         "u:bin      Frozen                    " CHRISTMAS "[\"user\"]\ng:bin      Frozen                    " CHRISTMAS
+         "[\"group\"]\n! ovuser: error: --kind is user, group or process, not 'users'\n"
+         "ovuser: error: --kind is for a list without identities\n= 2"},
     });
 }
 

@@ -37,7 +37,8 @@ TEST_F(Utility, DropsNoRowInSilence)
         {"$OV add g:bin $FREEZE >/dev/null; for kind in user group process; do $OV list --kind $kind | grep ^.:; $OV "
          "list "
          "--json --kind $kind | jq -c '.[] | [.kind]'; done; $OV list --kind users || $OV list --kind user bin",
-         "u:bin      Frozen                    " CHRISTMAS "[\"user\"]\ng:bin      Frozen                    " CHRISTMAS
+         "u:99999    Frozen                    " CHRISTMAS "u:bin      Frozen                    " CHRISTMAS
+         "[\"user\"]\n[\"user\"]\ng:bin      Frozen                    " CHRISTMAS
          "[\"group\"]\n! ovuser: error: --kind is user, group or process, not 'users'\n"
          "ovuser: error: --kind is for a list without identities\n= 2"},
     });

@@ -67,7 +67,7 @@ Options read_options(int argc, char **argv)
         case 'f':
             options.faults = optarg;
             break;
-        case 'c': // handed on by its name
+        case 'c': // passed on by its name
             options.choices = options.choices != nullptr ? text("%s,%s", options.choices, known_options[index].name)
                                                          : known_options[index].name;
             break;

@@ -30,8 +30,8 @@ static char *find_library()
     fail("%s is neither in %s nor installed", library_name, program);
 }
 
-// Puts a text in front of a list in the environment, and drops other simulators from it: two would run a clock
-// at the product of its speeds.
+// Prepends a text to a list in the environment, and removes other simulators from it: under two, a clock's
+// speed would count twice.
 static void put_in_front(const char *variable, const char *first)
 {
     char *list = text("%s", first);
@@ -45,7 +45,7 @@ static void put_in_front(const char *variable, const char *first)
         fail("%s: %s", variable, strerror(errno));
 }
 
-// Whether the loader would put a folder of its own in the place of a word.
+// Whether a path has a word that the loader would replace.
 static bool has_word_of_loader(const char *path)
 {
     while ((path = strchr(path, '$')) != nullptr) {
@@ -64,7 +64,7 @@ void preload_library()
         fail("%s: a library in a folder with $LIB, $ORIGIN or $PLATFORM in its name cannot be preloaded", library);
     if (strpbrk(library, " :") == nullptr)
         return put_in_front("LD_PRELOAD", library);
-    // A list of libraries is split at blanks too, one of folders is not.
+    // The loader splits a list of libraries at blanks too, but not one of folders.
     char *name = strrchr(library, '/');
     *name++ = '\0';
     if (strpbrk(library, ":;") != nullptr)

@@ -14,7 +14,7 @@
 namespace sim
 {
 
-// A folder that belongs to this user alone.
+// Whether a folder belongs to this user and nobody else may write there.
 static bool is_private_folder(const char *path)
 {
     struct stat folder;
@@ -28,7 +28,7 @@ const char *default_state()
     if (runtime != nullptr && runtime[0] == '/' && is_private_folder(runtime))
         return text("%s/zynov-sim", runtime);
     const char *folder = text("/tmp/zynov-sim-%u", geteuid());
-    const mode_t mask = umask(0); // which would lock the user out, too
+    const mode_t mask = umask(0); // the umask might lock the user out
     const bool made = mkdir(folder, 0700) == 0;
     umask(mask);
     if (!made && errno != EEXIST)
@@ -38,13 +38,13 @@ const char *default_state()
     return text("%s/table", folder);
 }
 
-// Numbers of processes begin anew when the machine does. A table that this user may only read is left to others.
+// Process ids start again at each boot. A table that this user may only read is left to others.
 static void forget_earlier_boots(int descriptor)
 {
     char id[64];
     if (!read_small_file("/proc/sys/kernel/random/boot_id", id))
         return;
-    const uint64_t boot = strtoull(id, nullptr, 16); // up to its first dash
+    const uint64_t boot = strtoull(id, nullptr, 16); // up to the first dash
     Mapping mapping;
     if (mapping.map(descriptor, Mapping::reading) != 0 || mapping.table()->boot == boot)
         return;
@@ -53,12 +53,12 @@ static void forget_earlier_boots(int descriptor)
         begin_boot(*lock.table(), boot);
 }
 
-// Of a file in an image under an overlay a copy is made when it is opened for writing. Done at the first change, that
-// would go to the copy alone, while all that runs by then reads the image.
-static void leave_image(const char *path)
+// An overlay file system copies a file of its lower layer when the file is first opened for writing. This is done
+// before programs start: later changes would go to the copy, while those programs still read the lower layer.
+static void copy_up(const char *path)
 {
     const int descriptor = open(path, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (descriptor >= 0) // or it is another's
+    if (descriptor >= 0) // the file may be another user's
         close(descriptor);
 }
 
@@ -66,7 +66,7 @@ void prepare_state(const char *path, bool shared)
 {
     const mode_t mode = shared ? 0666 : 0600;
     constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    leave_image(path);
+    copy_up(path);
     int descriptor = open(path, flags);
     if (descriptor < 0 && errno == ENOENT) {
         const int error = create_state(path, mode);
@@ -79,7 +79,7 @@ void prepare_state(const char *path, bool shared)
     if (const char *flaw = flaw_in_state(descriptor))
         fail("%s: %s", path, flaw);
     struct stat file = {};
-    // Another user could set the clock of who runs it.
+    // Another user could set this user's clock.
     if (fstat(descriptor, &file) != 0 || (!shared && file.st_uid != geteuid() && file.st_uid != 0))
         fail("%s: belongs to another user", path);
     if (shared && (file.st_mode & mode) != mode && fchmod(descriptor, mode) != 0)

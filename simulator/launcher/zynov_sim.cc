@@ -17,7 +17,7 @@
 namespace sim
 {
 
-// Null takes it out of the environment.
+// Sets an environment variable; null removes it.
 static void set(const char *variable, const char *value)
 {
     if ((value != nullptr ? setenv(variable, value, 1) : unsetenv(variable)) != 0)
@@ -26,19 +26,19 @@ static void set(const char *variable, const char *value)
 
 [[noreturn]] static void run(char **command, const Choices &choices)
 {
-    char place[PATH_MAX];
-    const char *file = find_program({command[0], true}, place);
+    char buffer[PATH_MAX];
+    const char *file = find_program({command[0], true}, buffer);
     Start start;
     start.prepare({file}, choices.descendants ? Traced::descendants : Traced::own_exec);
     if (strchr(file, '/') != nullptr) // past the stand-ins of a simulator that this one runs under
         system_call(SYS_execve, file, command, environ);
-    execvp(command[0], command); // which also knows scripts that do not name their interpreter
+    execvp(command[0], command); // which also runs scripts without a first line for an interpreter
     const Exit status = errno == ENOENT ? not_found : cannot_execute;
     fprintf(stderr, "zynov-sim: %s: %s\n", command[0], strerror(errno));
-    _exit(status); // the command was to have all that is allocated here
+    _exit(status); // without freeing what the command was to have
 }
 
-// What was chosen, and what this process has from its beginning that others are compared with.
+// The chosen options, and what this process has at its start: descendants compare themselves with it.
 static const char *all_choices(const char *chosen)
 {
     struct stat file = {};

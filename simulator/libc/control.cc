@@ -30,7 +30,7 @@
 namespace sim
 {
 
-// Whether a path is an unusual one of the control file: its folder's path is spelled differently.
+// Whether a path names the control file in an unusual way, by another path of its folder.
 static bool leads_to_control_file(int folder, const char *path)
 {
     static constexpr char usual[] = ZYNOV_PATH;
@@ -40,8 +40,10 @@ static bool leads_to_control_file(int folder, const char *path)
     char its_folder[256] = ".", usual_folder[sizeof usual] = {};
     if (strcmp(path + length, usual + up_to_name) != 0 || length >= sizeof its_folder)
         return false;
-    if (length > 0)
-        memcpy(its_folder, path, length), its_folder[length] = '\0';
+    if (length > 0) {
+        memcpy(its_folder, path, length);
+        its_folder[length] = '\0';
+    }
     memcpy(usual_folder, usual, up_to_name);
     struct stat its = {}, of_usual = {};
     return system_call(SYS_newfstatat, folder, its_folder, &its, 0) == 0 &&
@@ -60,7 +62,7 @@ const char *state_file_for(int folder, const char *path, int error)
 
 static std::atomic<uint64_t> commands_sent;
 
-// Returns the result of an open, after the C library has looked at the path. Success leaves errno unchanged.
+// Returns the result of an open that the C library has tried. Success leaves errno unchanged.
 static int open_simulated(int opened, int folder, const char *path, int flags, int kept)
 {
     const char *state = state_file_for(folder, path, opened < 0 ? errno : 0);
@@ -92,7 +94,7 @@ static int run_command(int descriptor, unsigned long command, zynov_iov &record)
         const TableLock lock(descriptor);
         if (lock.error() != 0)
             return lock.error();
-        const int error = change_table(*lock.table(), command, record, real_time(), found); // once it is locked
+        const int error = change_table(*lock.table(), command, record, real_time(), found); // the time once locked
         return lock.mapping().was_cut() ? EBADMSG : error;
     }
     Mapping mapping;
@@ -102,7 +104,7 @@ static int run_command(int descriptor, unsigned long command, zynov_iov &record)
     return mapping.was_cut() ? EBADMSG : error;
 }
 
-// Changes errno only on an error.
+// Leaves errno alone unless it fails.
 static int answer_command(int descriptor, unsigned long command, void *given)
 {
     const int kept = errno;

@@ -57,7 +57,7 @@ SIM_STAND_IN(int, execveat, (int folder, const char *name, char *const *argument
     return next_execveat(folder, name, arguments, environment, flags);
 }
 
-// Copies the listed arguments, up to the null, into an array on the stack. What follows the null stays to be read.
+// Copies the variable arguments up to the null into an array on the stack. Arguments after the null stay unread.
 #define SIM_LISTED(first, list, array)                                                                                 \
     va_list list;                                                                                                      \
     size_t array##_count = 1;                                                                                          \
@@ -73,7 +73,7 @@ SIM_STAND_IN(int, execveat, (int folder, const char *name, char *const *argument
 
 SIM_REPLACE(int, execl, (const char *path, const char *first, ...))
 {
-    // cppcheck-suppress allocaCalled // a vforked child must not allocate anywhere else
+    // cppcheck-suppress allocaCalled // a vforked child must not use the heap
     SIM_LISTED(first, rest, arguments);
     va_end(rest);
     return execve(path, arguments, environ);
@@ -81,7 +81,7 @@ SIM_REPLACE(int, execl, (const char *path, const char *first, ...))
 
 SIM_REPLACE(int, execlp, (const char *name, const char *first, ...))
 {
-    // cppcheck-suppress allocaCalled // a vforked child must not allocate anywhere else
+    // cppcheck-suppress allocaCalled // a vforked child must not use the heap
     SIM_LISTED(first, rest, arguments);
     va_end(rest);
     return execvpe(name, arguments, environ);
@@ -89,7 +89,7 @@ SIM_REPLACE(int, execlp, (const char *name, const char *first, ...))
 
 SIM_REPLACE(int, execle, (const char *path, const char *first, ...))
 {
-    // cppcheck-suppress allocaCalled // a vforked child must not allocate anywhere else
+    // cppcheck-suppress allocaCalled // a vforked child must not use the heap
     SIM_LISTED(first, rest, arguments);
     char *const *const environment = va_arg(rest, char **);
     va_end(rest);

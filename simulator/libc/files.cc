@@ -16,16 +16,16 @@
 namespace sim
 {
 
-static bool by_clock;
+static bool shows_virtual_times;
 
-__attribute__((constructor)) static void look_whether_by_clock()
+__attribute__((constructor)) static void read_option()
 {
-    by_clock = read_choices(getenv(choices_variable)).file_times;
+    shows_virtual_times = read_choices(getenv(choices_variable)).file_times;
 }
 
 static bool file_clock(ClockRate &rate)
 {
-    return by_clock && own_clock(rate);
+    return shows_virtual_times && own_clock(rate);
 }
 
 void show_times(struct stat &file)
@@ -49,12 +49,12 @@ void show_times(struct statx &file)
     }
 }
 
-// The real times of last access and change that the kernel stores for the virtual ones that a program sets.
+// Times of last access and last change.
 struct Times {
     timespec times[2];
 };
 
-// Copies the caller's times first; the kernel reports bad pointers and bad times.
+// Copies the caller's times. Returns false for null and for invalid ones, which the kernel reports.
 static bool read_times(const timespec *given, Times &times)
 {
     if (given == nullptr || read_given(times, const_cast<timespec *>(given)) != 0)
@@ -88,8 +88,8 @@ static bool read_times(const utimbuf *given, Times &times)
     return true;
 }
 
-// Finds the times for the kernel; false if it should get the caller's own arguments.
-template <typename Given> static bool to_keep(const Given *given, Times &times)
+// Converts the caller's times to real ones. Returns false if the kernel should get the caller's own arguments.
+template <typename Given> static bool to_real_times(const Given *given, Times &times)
 {
     ClockRate rate;
     if (!file_clock(rate) || !read_times(given, times))
@@ -103,13 +103,13 @@ template <typename Given> static bool to_keep(const Given *given, Times &times)
 static SIM_NEXT(utimensat, int(int, const char *, const timespec *, int));
 static SIM_NEXT(futimens, int(int, const timespec *));
 
-static int keep(int folder, const char *path, const Times &times, int flags = 0)
+static int set_times(int folder, const char *path, const Times &times, int flags = 0)
 {
     return path != nullptr ? next_utimensat(folder, path, times.times, flags) : next_futimens(folder, times.times);
 }
 
-// Makes a call on a path, and repeats it on the state file if the path is the control file's.
-template <typename Call> static auto look_at(int folder, const char *path, const Call &call)
+// Makes a call on a path, and repeats it on the state file if the path names the control file.
+template <typename Call> static auto call_on(int folder, const char *path, const Call &call)
 {
     const int kept = errno;
     const auto result = call(path);
@@ -126,7 +126,7 @@ template <typename Call> static auto look_at(int folder, const char *path, const
     SIM_STAND_IN(int, name, parameters)                                                                                \
     {                                                                                                                  \
         sim::Times times;                                                                                              \
-        return sim::to_keep(given, times) ? sim::keep(__VA_ARGS__) : next_##name arguments;                            \
+        return sim::to_real_times(given, times) ? sim::set_times(__VA_ARGS__) : next_##name arguments;                 \
     }
 
 SIM_DATES(utimensat, (int folder, const char *path, const timespec *given, int flags), (folder, path, given, flags),
@@ -142,7 +142,7 @@ SIM_DATES(futimesat, (int folder, const char *path, const timeval *given), (fold
     SIM_STAND_IN(result, name, parameters)                                                                             \
     {                                                                                                                  \
         const result answer =                                                                                          \
-            sim::look_at(start, path, [=]([[maybe_unused]] const char *place) { return next_##name(__VA_ARGS__); });   \
+            sim::call_on(start, path, [=]([[maybe_unused]] const char *target) { return next_##name(__VA_ARGS__); });  \
         if (answer >= 0)                                                                                               \
             then;                                                                                                      \
         return answer;                                                                                                 \
@@ -151,30 +151,31 @@ SIM_DATES(futimesat, (int folder, const char *path, const timeval *given), (fold
 #define SIM_TELLS(...) SIM_LOOKS_AND(sim::show_times(*file), int, __VA_ARGS__)
 
 #define SIM_STATS(suffix)                                                                                              \
-    SIM_TELLS(stat##suffix, (const char *path, struct stat *file), AT_FDCWD, path, place, file)                        \
-    SIM_TELLS(lstat##suffix, (const char *path, struct stat *file), AT_FDCWD, path, place, file)                       \
+    SIM_TELLS(stat##suffix, (const char *path, struct stat *file), AT_FDCWD, path, target, file)                       \
+    SIM_TELLS(lstat##suffix, (const char *path, struct stat *file), AT_FDCWD, path, target, file)                      \
     SIM_TELLS(fstat##suffix, (int descriptor, struct stat *file), AT_FDCWD, nullptr, descriptor, file)                 \
     SIM_TELLS(fstatat##suffix, (int folder, const char *path, struct stat *file, int flags), folder, path, folder,     \
-              place, file, flags)                                                                                      \
-    SIM_TELLS(__xstat##suffix, (int version, const char *path, struct stat *file), AT_FDCWD, path, version, place,     \
+              target, file, flags)                                                                                     \
+    SIM_TELLS(__xstat##suffix, (int version, const char *path, struct stat *file), AT_FDCWD, path, version, target,    \
               file)                                                                                                    \
-    SIM_TELLS(__lxstat##suffix, (int version, const char *path, struct stat *file), AT_FDCWD, path, version, place,    \
+    SIM_TELLS(__lxstat##suffix, (int version, const char *path, struct stat *file), AT_FDCWD, path, version, target,   \
               file)                                                                                                    \
     SIM_TELLS(__fxstat##suffix, (int version, int descriptor, struct stat *file), AT_FDCWD, nullptr, version,          \
               descriptor, file)                                                                                        \
     SIM_TELLS(__fxstatat##suffix, (int version, int folder, const char *path, struct stat *file, int flags), folder,   \
-              path, version, folder, place, file, flags)
+              path, version, folder, target, file, flags)
 
 SIM_STATS()
 SIM_STATS(64)
 SIM_TELLS(statx, (int folder, const char *path, int flags, unsigned mask, struct statx *file), folder, path, folder,
-          place, flags, mask, file)
-SIM_LOOKS(int, access, (const char *path, int mode), AT_FDCWD, path, place, mode)
-SIM_LOOKS(int, euidaccess, (const char *path, int mode), AT_FDCWD, path, place, mode)
-SIM_LOOKS(int, eaccess, (const char *path, int mode), AT_FDCWD, path, place, mode)
-SIM_LOOKS(int, faccessat, (int folder, const char *path, int mode, int flags), folder, path, folder, place, mode, flags)
+          target, flags, mask, file)
+SIM_LOOKS(int, access, (const char *path, int mode), AT_FDCWD, path, target, mode)
+SIM_LOOKS(int, euidaccess, (const char *path, int mode), AT_FDCWD, path, target, mode)
+SIM_LOOKS(int, eaccess, (const char *path, int mode), AT_FDCWD, path, target, mode)
+SIM_LOOKS(int, faccessat, (int folder, const char *path, int mode, int flags), folder, path, folder, target, mode,
+          flags)
 // ls -l calls these.
-SIM_LOOKS(ssize_t, getxattr, (const char *path, const char *name, void *value, size_t size), AT_FDCWD, path, place,
+SIM_LOOKS(ssize_t, getxattr, (const char *path, const char *name, void *value, size_t size), AT_FDCWD, path, target,
           name, value, size)
-SIM_LOOKS(ssize_t, lgetxattr, (const char *path, const char *name, void *value, size_t size), AT_FDCWD, path, place,
+SIM_LOOKS(ssize_t, lgetxattr, (const char *path, const char *name, void *value, size_t size), AT_FDCWD, path, target,
           name, value, size)

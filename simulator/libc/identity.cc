@@ -37,7 +37,7 @@ SIM_STAND_IN(int, clone,
              (int (*function)(void *), void *stack, int flags, void *argument, pid_t *parent, void *storage,
               pid_t *child))
 {
-    sim::Beginning beginning = {function, argument}; // on the parent's stack; the child has a copy
+    sim::Beginning beginning = {function, argument}; // the child has a copy of this stack
     return function == nullptr || (flags & CLONE_VM) != 0
                ? next_clone(function, stack, flags, argument, parent, storage, child)
                : next_clone(sim::begin_child, stack, flags, &beginning, parent, storage, child);
@@ -45,7 +45,7 @@ SIM_STAND_IN(int, clone,
 
 SIM_ALIAS(__clone, clone)
 
-// A process may have another clock after these calls.
+// These calls may give the process another clock.
 // NOLINTBEGIN(bugprone-macro-parentheses): a list of parameters has its own
 #define SIM_CHANGES_IDENTITY(name, parameters, arguments)                                                              \
     SIM_STAND_IN(int, name, parameters)                                                                                \

@@ -11,7 +11,7 @@
 namespace sim
 {
 
-#ifndef SYS_time // newer architectures have none
+#ifndef SYS_time // newer architectures lack it
 constexpr long SYS_time = 0;
 #endif
 
@@ -42,7 +42,7 @@ bool read_source(clockid_t source, timespec &time)
     return read_rare_source(source, time);
 }
 
-void make_virtual(timeval &time)
+void to_own_clock(timeval &time)
 {
     timespec now;
     if (read_clock(now))
@@ -56,7 +56,7 @@ SIM_REPLACE(int, clock_gettime, (clockid_t source, timespec *time))
     return sim::read_source(source, *time) ? 0 : sim::next_clock_gettime(source, time);
 }
 
-// Old programs pass no time, to get the zone alone.
+// Old programs pass no time to get only the zone.
 SIM_REPLACE(int, gettimeofday, (timeval * time, void *zone))
 {
     timespec now;

@@ -1,4 +1,4 @@
-// What the system's clocks show to a process with a virtual clock.
+// Reads the system's clocks as this process sees them.
 #pragma once
 
 #include <sys/time.h>
@@ -10,15 +10,14 @@
 namespace sim
 {
 
-// Reads a system clock as the process sees it; returns false if that is its real value. Async-signal-safe, as all
-// functions here.
+// Reads a system clock; returns false if this process sees its real value. Async-signal-safe, as all functions here.
 bool read_source(clockid_t source, timespec &time);
 
-// By how many seconds one of them is ahead of CLOCK_REALTIME in the real time.
+// By how many seconds a system clock is ahead of CLOCK_REALTIME in real time.
 int64_t seconds_ahead(clockid_t source);
 
-// Make a kernel's answer virtual; they leave it alone in real time.
-void make_virtual(timeval &time);
-void make_virtual(timex &answer);
+// Convert the kernel's answer to this process's clock. They change nothing if it has real time.
+void to_own_clock(timeval &time);
+void to_own_clock(timex &answer);
 
 } // namespace sim

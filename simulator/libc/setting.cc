@@ -19,27 +19,27 @@ bool may_set_time()
     return false;
 }
 
-// The other clocks cannot be set, or are not the machine's time.
+// The other ids cannot be set, or do not set the machine's time.
 bool may_set_time(clockid_t source)
 {
     return !settable_ids.has(source) || may_set_time();
 }
 
-void make_virtual(timex &answer)
+void to_own_clock(timex &answer)
 {
     timespec now;
     if (read_clock(now))
         answer.time = {now.tv_sec, (answer.status & STA_NANO) != 0 ? now.tv_nsec : now.tv_nsec / 1000};
 }
 
-// Only the time is virtual; the other fields are the kernel's.
+// Only the time is converted; the other fields are the kernel's.
 static int get_ntp_time(ntptimeval *answer, Next<int(ntptimeval *)> &next)
 {
     const int state = next(answer);
     ClockRate rate;
     timex present = {};
     if (state >= 0 && own_clock(rate) && next_adjtimex(&present) >= 0) {
-        make_virtual(present);
+        to_own_clock(present);
         answer->time = present.time;
     }
     return state;

@@ -12,11 +12,11 @@
 namespace sim
 {
 
-// Whether the call may go to the kernel; if not, errno is what an unprivileged user gets. Async-signal-safe.
+// Whether the kernel gets the call. If not, errno is set as for an unprivileged user. Async-signal-safe.
 bool may_set_time();
 bool may_set_time(clockid_t source);
 
-// Lets the kernel read or adjust the machine's clock, and makes its answer virtual.
+// Reads or adjusts the machine's clock, and converts the answer to this process's clock.
 template <typename Call> int adjust(timex *request, const Call &kernel)
 {
     ClockRate rate;
@@ -26,7 +26,7 @@ template <typename Call> int adjust(timex *request, const Call &kernel)
         return -1;
     const auto state = static_cast<int>(kernel());
     if (state >= 0)
-        make_virtual(*request);
+        to_own_clock(*request);
     return state;
 }
 

@@ -17,14 +17,14 @@
 #include "simulator/process/own_clock.h"
 #include "simulator/raw/next.h"
 
-#ifndef SYS_fork // newer architectures have none, nor SYS_time
+#ifndef SYS_fork // newer architectures lack it and SYS_time
 constexpr long SYS_fork = -1, SYS_time = -2;
 #endif
 
 namespace sim
 {
 
-// Whether this process, a child just made, shares its parent's memory.
+// Whether this process, a new child, shares its parent's memory.
 static bool shares_memory(long number, long first)
 {
     const bool in_record = number == SYS_clone3;
@@ -37,9 +37,9 @@ static bool sets_filter(long number, long first)
     return number == SYS_seccomp || (number == SYS_prctl && first == PR_SET_SECCOMP);
 }
 
-// The index of the argument that is the instant until which a system call waits, and its clock; 0 for none.
+// The argument that is the deadline of a system call, by its index, and the clock of the deadline; 0 for none.
 struct Instant {
-    size_t place;
+    size_t index;
     clockid_t source;
 };
 
@@ -66,20 +66,20 @@ static Instant instant_of(long number, const long *arguments)
     }
 }
 
-// Converts the instant among the arguments of a bare system call that waits until one.
+// Converts the deadline among the arguments of a system call.
 static void wait_by_own_clock(long number, long (&arguments)[6], timespec &real)
 {
     const Instant instant = instant_of(number, arguments);
-    if (instant.place == 0)
+    if (instant.index == 0)
         return;
     // NOLINTNEXTLINE(performance-no-int-to-ptr): a system call's arguments are words
-    const auto *const given = reinterpret_cast<const timespec *>(arguments[instant.place]);
-    arguments[instant.place] = reinterpret_cast<long>(real_deadline(instant.source, given, real));
+    const auto *const given = reinterpret_cast<const timespec *>(arguments[instant.index]);
+    arguments[instant.index] = reinterpret_cast<long>(real_deadline(instant.source, given, real));
 }
 
 } // namespace sim
 
-// Passes on all the words that a system call can have.
+// Passes on all six arguments that a system call can have.
 SIM_STAND_IN(long, syscall, (long number, long a, long b, long c, long d, long e, long f))
 {
     const auto kernel = [=] { return next_syscall(number, a, b, c, d, e, f); };
@@ -95,7 +95,7 @@ SIM_STAND_IN(long, syscall, (long number, long a, long b, long c, long d, long e
     case SYS_gettimeofday:
         result = kernel();
         if (result == 0 && a != 0)
-            sim::make_virtual(*reinterpret_cast<timeval *>(a));
+            sim::to_own_clock(*reinterpret_cast<timeval *>(a));
         return result;
     case SYS_time: {
         timespec now;

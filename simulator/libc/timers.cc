@@ -19,16 +19,16 @@ template <typename Timer> using Get = int(Timer, itimerspec *);
 
 static clockid_t source_that_shows(time_t shown)
 {
-    constexpr time_t soon = 10; // two clocks differ by more, or not at all
+    constexpr time_t soon = 10; // two clocks are equal or differ by more
     const time_t ahead = shown - real_time().tv_sec;
     return labs(ahead) < soon                              ? CLOCK_REALTIME
            : labs(ahead - seconds_ahead(CLOCK_TAI)) < soon ? CLOCK_TAI
                                                            : CLOCK_MONOTONIC;
 }
 
-// The kernel does not tell a timer's clock. So this sets the timer to a far instant and reads the remaining time, with
-// signals blocked. Setting a timer may still fail: the kernel cannot write the old setting, or the machine's clock was
-// set and the timer has to report that.
+// The kernel does not tell which clock a timer uses. So this sets the timer to a far instant and reads the remaining
+// time, with signals blocked. That may fail although the timer is set: with EFAULT if the old setting cannot be
+// written, with ECANCELED if the machine's clock was set.
 template <typename Timer>
 static int set_until(Next<Set<Timer>> &set, Next<Get<Timer>> &get, Timer timer, int flags, const itimerspec *wanted,
                      itimerspec *old)

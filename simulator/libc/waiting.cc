@@ -23,7 +23,7 @@ const timespec *real_deadline(clockid_t source, const timespec *instant, timespe
     ClockRate rate;
     if (!waited_ids.has(source) || instant == nullptr || !own_clock(rate) || !is_readable(instant))
         return instant;
-    // Read once, since another thread may write it meanwhile.
+    // Read once, since another thread may write them meanwhile.
     const int64_t seconds = __atomic_load_n(&instant->tv_sec, __ATOMIC_RELAXED);
     const int64_t nanoseconds = __atomic_load_n(&instant->tv_nsec, __ATOMIC_RELAXED);
     if (seconds < 0 || nanoseconds < 0 || nanoseconds >= ZYNOV_SECOND)
@@ -33,11 +33,11 @@ const timespec *real_deadline(clockid_t source, const timespec *instant, timespe
     if (__builtin_add_overflow(real.tv_sec, ahead, &real.tv_sec))
         real.tv_sec = INT64_MAX;
     if (real.tv_sec == 0 && real.tv_nsec == 0)
-        real.tv_nsec = 1; // a timer would take the epoch for "never"
+        real.tv_nsec = 1; // for a timer, 0 means "never"
     return &real;
 }
 
-// The C library keeps a condition's clock in one bit. Comparing two new conditions finds that bit.
+// The C library stores a condition's clock in one bit. A comparison of two new conditions finds that bit.
 static bool waits_by_real_time(const pthread_cond_t *condition)
 {
     constexpr size_t count = sizeof(pthread_cond_t) / sizeof(unsigned);
@@ -63,8 +63,7 @@ static bool waits_by_real_time(const pthread_cond_t *condition)
 
 } // namespace sim
 
-// Defines the stand-in for a call that waits until an instant: SIM_WAIT(name, parameters, clock, instant, arguments).
-// The arguments call the real instant `until`.
+// Defines the stand-in for a call that waits until an instant. In the arguments, `until` is the real instant.
 #define SIM_WAIT(name, parameters, clock, instant, arguments)                                                          \
     SIM_STAND_IN(int, name, parameters)                                                                                \
     {                                                                                                                  \

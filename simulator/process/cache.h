@@ -12,7 +12,7 @@
 namespace sim
 {
 
-// What a lookup depends on: it holds while neither changes.
+// A lookup's result is valid while neither of these changes.
 struct Generation {
     uint64_t table, identity;
 
@@ -32,7 +32,7 @@ class Cache
     Found load(const Generation &wanted, ClockRate &rate) const;
     void store(const Generation &generation, Found found, const ClockRate &rate);
 
-    // For a forked child: another thread of its parent may have been writing, and does not exist in the child.
+    // Call in a forked child: a thread of the parent may have been writing, and does not exist in the child.
     void end_write() { sequence_.store(0, std::memory_order_release); }
 
   private:
@@ -40,7 +40,7 @@ class Cache
     using RateWords = std::array<uint64_t, rate_words>;
 
     std::atomic<uint64_t> sequence_ = 0;
-    std::atomic<uint64_t> table_ = UINT64_MAX, identity_ = 0; // a generation that never is
+    std::atomic<uint64_t> table_ = UINT64_MAX, identity_ = 0; // no generation
     std::atomic<uint64_t> found_ = no_clock;
     std::array<std::atomic<uint64_t>, rate_words> rate_ = {};
 };

@@ -22,15 +22,14 @@ class ClockIds
     uint32_t bits_ = 0;
 };
 
-// All others count from the machine's or the process's start.
+// All other ids count from the start of the machine or of the process.
 constexpr ClockIds virtual_ids = {CLOCK_REALTIME, CLOCK_REALTIME_COARSE, CLOCK_REALTIME_ALARM, CLOCK_TAI};
 constexpr ClockIds waited_ids = {CLOCK_REALTIME, CLOCK_REALTIME_ALARM, CLOCK_TAI}; // the kernel refuses the coarse one
 constexpr ClockIds settable_ids = {CLOCK_REALTIME};
-constexpr ClockIds optional_ids = {CLOCK_REALTIME_ALARM}; // on a machine without a hardware clock
+constexpr ClockIds optional_ids = {CLOCK_REALTIME_ALARM}; // missing on a machine without a hardware clock
 
-// By how many seconds a clock is ahead of CLOCK_REALTIME, as the kernel has it: only CLOCK_TAI is. The difference is
-// taken between two readings of the function `read`, since a filter may end a program that calls adjtimex; both lie
-// within one second.
+// By how many seconds a system clock is ahead of CLOCK_REALTIME: only CLOCK_TAI is. Compares readings by the function
+// `read` within one second, since a filter may end a program that calls adjtimex.
 template <typename Read> int64_t seconds_ahead(clockid_t source, const Read &read)
 {
     if (source != CLOCK_TAI)

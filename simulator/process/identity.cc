@@ -14,7 +14,7 @@
 namespace sim
 {
 
-// The ids are the kernel's own: a library that plays root replaces geteuid.
+// Asks the kernel: a library that fakes root, as fakeroot does, replaces geteuid.
 static int64_t ask_user()
 {
     return ov::low_32(system_call(SYS_geteuid));
@@ -28,13 +28,14 @@ static int64_t ask_group()
 static std::atomic<uint64_t> own_container;
 static std::atomic<int64_t> own_process, own_user, own_group;
 
-// The process that they are of, so that a child has not its parent's, comes last.
+// Valid for the process birth_known_of, which is written last: a child must not use its parent's.
 static std::atomic<uint64_t> own_pid_namespace, own_birth;
 static std::atomic<int64_t> birth_known_of;
 
 static std::atomic<uint64_t> ids_version, last_version;
 
-// The ids of a thread that changed them alone, until the whole process does: while the version is still the same.
+// The ids of a thread that changed only its own. Valid while process_version is the same: a change by the whole process
+// ends it.
 struct OwnIds {
     uint64_t process_version, version;
     int64_t user, group;
@@ -65,7 +66,7 @@ static uint64_t next_version()
     return last_version.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
-// Of two threads that change them at once, the one that comes last to the end asks again.
+// When two threads change the ids at once, the one that finishes last asks again.
 static void ask_ids()
 {
     uint64_t present = ids_version.load(std::memory_order_acquire);
@@ -89,8 +90,8 @@ static void refresh_birth()
 void refresh_identity()
 {
     own_process.store(system_call(SYS_getpid), std::memory_order_release);
-    if (is_filtered()) { // the kernel has told the ids anyway, and when it was born is asked when a clock has its
-                         // number
+    // A filter may forbid the calls. The kernel told the ids at the start; the birth is read when a clock has this id.
+    if (is_filtered()) {
         own_user.store(ov::low_32(static_cast<long>(getauxval(AT_EUID))), std::memory_order_release);
         own_group.store(ov::low_32(static_cast<long>(getauxval(AT_EGID))), std::memory_order_release);
         ids_version.store(next_version(), std::memory_order_release);
@@ -102,7 +103,7 @@ void refresh_identity()
 
 void inherit_identity()
 {
-    const Identity parent = own_identity(); // and of the thread that forked
+    const Identity parent = own_identity(); // of the thread that forked
     own_process.store(system_call(SYS_getpid), std::memory_order_release);
     own_user.store(parent.user, std::memory_order_release);
     own_group.store(parent.group, std::memory_order_release);
@@ -119,12 +120,12 @@ void find_own_birth(Identity &who)
 
 void prepare_for_filter()
 {
-    if (own_process.load(std::memory_order_relaxed) != 0) // or there is no table
+    if (own_process.load(std::memory_order_relaxed) != 0) // 0 if there is no table
         refresh_birth();
     filtered.store(Filtered::yes, std::memory_order_relaxed);
 }
 
-// A child that still runs in its parent's memory, on its way to another program, leaves the parent's alone.
+// False in a vforked child, which must leave its parent's ids alone.
 static bool is_own_memory()
 {
     return system_call(SYS_getpid) == own_process.load(std::memory_order_relaxed);

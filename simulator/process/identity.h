@@ -10,15 +10,15 @@
 namespace sim
 {
 
-// The identity as of the start, the parent, or the last change. A reading of the time never asks the kernel for it,
-// since a filter of system calls may end the caller. A thread that changes only its own ids has its own identity.
+// The identity since the start, the fork or the last change. Reading the time never asks the kernel for it, since a
+// filter of system calls may end the program. A thread that changes only its own ids has its own identity.
 // Async-signal-safe, as all functions here.
 Identity own_identity();
 
 // Changes with the identity. If it is the same before and after own_identity, the identity is consistent.
 uint64_t identity_version();
 
-// Read it from the kernel when the process starts.
+// Read the identity from the kernel when the process starts.
 void refresh_container();
 void refresh_identity();
 

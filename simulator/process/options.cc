@@ -29,15 +29,14 @@ bool is_filtered()
     return known == Filtered::yes;
 }
 
-// Behind a word and a colon: two numbers, with another colon between.
+// Reads error_word and two numbers with a colon between.
 static ErrorFile read_error_file(const char *words)
 {
-    const char *place = words != nullptr ? strstr(words, error_word) : nullptr;
+    const char *at = words != nullptr ? strstr(words, error_word) : nullptr;
     ErrorFile file = {};
     for (uint64_t *number : {&file.device, &file.inode})
-        for (place = place != nullptr ? strchr(place, ':') : nullptr;
-             place != nullptr && place[1] >= '0' && place[1] <= '9'; ++place)
-            *number = *number * 10 + static_cast<uint64_t>(place[1] - '0');
+        for (at = at != nullptr ? strchr(at, ':') : nullptr; at != nullptr && at[1] >= '0' && at[1] <= '9'; ++at)
+            *number = *number * 10 + static_cast<uint64_t>(at[1] - '0');
     return file;
 }
 

@@ -1,4 +1,4 @@
-// Options of this process: from the environment, and from the kernel.
+// The simulator's options for this process, and whether a filter of system calls limits it.
 #pragma once
 
 #include <atomic>
@@ -9,7 +9,7 @@ namespace sim
 
 // Environment variable of every process under the simulator: options, separated by commas.
 constexpr char choices_variable[] = "ZYNOV_SIM_CHOICES";
-constexpr char filters_word[] = "filters:"; // before how many filters there were when the simulator began
+constexpr char filters_word[] = "filters:"; // the number of filters when the simulator started follows
 
 // Counts the filters of system calls on this process.
 unsigned long count_filters();
@@ -17,8 +17,8 @@ unsigned long count_filters();
 enum class Filtered { unknown, no, yes };
 inline std::atomic<Filtered> filtered = Filtered::unknown;
 
-// Whether there are more than when the simulator started: then a system call that the program does not usually make may
-// end it. Read once, by calls that the loader makes too; a new filter sets it.
+// Whether there are more filters than when the simulator started: then a system call that the program does not usually
+// make may end it. Read once, by calls that the loader makes too; set when the program adds a filter.
 bool is_filtered();
 
 // The file that was standard error when the simulator started; both 0 for none.
@@ -27,13 +27,13 @@ struct ErrorFile {
 };
 
 struct Choices {
-    bool quiet;       // nothing is said on standard error
-    bool no_static;   // programs that nothing can be preloaded into are left alone
-    bool descendants; // all are followed from the start, so that nobody else has to
-    bool file_times;  // files are shown with times by the clock of who looks
+    bool quiet;       // no warnings
+    bool no_static;   // leave programs alone that no library can be preloaded into
+    bool descendants; // one tracer for all descendants, so no other is needed
+    bool file_times;  // show file times by the clock of this process
     ErrorFile error_file;
 };
-constexpr char error_word[] = "stderr:"; // before the numbers of that file's device and inode, with a colon between
+constexpr char error_word[] = "stderr:"; // the file's device and inode follow, with a colon between
 Choices read_choices(const char *words);
 
 } // namespace sim

@@ -21,17 +21,17 @@ namespace sim
 
 SIM_NEXT_EARLY(clock_gettime, SYS_clock_gettime, int(clockid_t, timespec *));
 
-// Null if there is no table, or none was looked for yet.
+// Null if there is no table, or before attach.
 static std::atomic<const Table *> attached_table;
 static std::atomic<bool> attached;
 
 static Cache cache;
 
-// The result of a lookup during a change, and its time.
+// The result of a lookup during a change of the table, and its time.
 static Cache unsure;
 static std::atomic<int64_t> unsure_at = -1;
 
-// Set if this program's vDSO is ours, as in Go programs: then the C library's own functions show virtual time too.
+// Set if this program's vDSO is ours, as in Go programs: the C library's own functions then show virtual time, too.
 static std::atomic<const Vvar *> own_vvar;
 
 timespec real_time(clockid_t source)

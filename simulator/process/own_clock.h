@@ -14,14 +14,14 @@ namespace sim
 bool own_clock(ClockRate &rate);
 
 // Read the virtual time; return false if the process has real time. Async-signal-safe. The coarse time costs half and
-// lags a little, as the kernel's does; time() shows its seconds.
+// lags a little, as the kernel's does; time() returns its seconds.
 bool read_clock(timespec &time);
 bool read_coarse_clock(timespec &time);
 
-// The C library's own.
+// The C library's own function.
 extern Next<int(clockid_t, timespec *), SYS_clock_gettime> next_clock_gettime;
 
-// The real time of a system clock, whatever clock this process has.
+// The real value of a system clock.
 timespec real_time(clockid_t source = CLOCK_REALTIME);
 
 // Call in a new child that has its own memory.

@@ -12,7 +12,7 @@ SIM_NEXT(sigaction, int(int, const struct sigaction *, struct sigaction *));
 
 static std::atomic<bool> is_handling_sigbus;
 
-// What is not about a table ends the program as it would without this handler: a fault happens again once it returns.
+// Any other SIGBUS ends the program as it would without this handler: a fault repeats once the handler returns.
 static void handle_fault(int number, siginfo_t *fault, void *)
 {
     if (fault->si_code == BUS_ADRERR && give_up_table(fault->si_addr))
@@ -20,14 +20,14 @@ static void handle_fault(int number, siginfo_t *fault, void *)
     ov::ErrnoGuard keep;
     struct sigaction none = {};
     next_sigaction(number, &none, nullptr);
-    if (fault->si_code <= 0) // it was sent
+    if (fault->si_code <= 0) // sent by a process
         system_call(SYS_rt_tgsigqueueinfo, system_call(SYS_getpid), system_call(SYS_gettid), number, fault);
 }
 
 bool is_sigbus_handler(sighandler_t handler)
 {
     struct sigaction action;
-    action.sa_handler = handler; // in the same place
+    action.sa_handler = handler; // shares storage with sa_sigaction
     return action.sa_sigaction == handle_fault;
 }
 

@@ -15,12 +15,12 @@ extern Next<int(int, const struct sigaction *, struct sigaction *)> next_sigacti
 // Installs the handler, for the process's own table and for those that its commands map.
 void handle_sigbus();
 
-// Installs it again, if it is wanted and the program has none.
+// Installs the handler again, if it is needed and the program has none.
 void restore_sigbus_handler();
 
 bool is_sigbus_handler(sighandler_t handler);
 
-// The signal that must not be blocked while a table is used.
+// SIGBUS, which must not be blocked while a table is used.
 SignalMask sigbus_mask();
 
 } // namespace sim

@@ -26,9 +26,9 @@ struct Vvar {
     int (*gettimeofday)(timeval *, void *);
     int (*clock_getres)(clockid_t, timespec *);
     long (*getcpu)(unsigned *, unsigned *, void *);
-    void *program_entry;         // where the program was to start, ...
-    std::array<int, 16> tracers; // the children of this process that are to be waited for; 0 for none
-    int64_t process;             // ... and how it is known by clocks
+    void *program_entry;         // the program's own entry point
+    std::array<int, 16> tracers; // children of this process that it has to reap; 0 for none
+    int64_t process;             // its identity: see table/search.h
     uint64_t pid_namespace, birth, container_id;
     char state[2048]; // the file of the clock table
 };
@@ -36,16 +36,16 @@ static_assert(sizeof(Vvar) <= page_size);
 
 // State kept between readings. The kernel clears it in a forked child.
 struct VvarCache {
-    std::atomic<uint64_t> asked_at; // when the ids were: real nanoseconds since the epoch
-    std::atomic<uint64_t> ids;      // the effective user in the upper half, the group in the lower
-    std::atomic<int64_t> process;   // whose memory it is; 0 before a forked child's first look-up
-    Cache cache;
+    std::atomic<uint64_t> asked_at; // when the ids were read: real nanoseconds since the epoch
+    std::atomic<uint64_t> ids;      // effective user in the upper half, group in the lower
+    std::atomic<int64_t> process;   // the owner of this memory; 0 in a forked child until its first lookup
+    Cache clock;
 };
 
 // The pages behind the vDSO's code.
 struct VvarPages {
     alignas(page_size) Vvar vvar;
-    alignas(page_size) VvarCache kept;
+    alignas(page_size) VvarCache cache;
     alignas(page_size) Table table;
 };
 
@@ -60,7 +60,7 @@ inline void mark_vdso(Elf64_Ehdr &header, size_t vvar_offset)
     header.e_shnum = header.e_shstrndx = 0;
 }
 
-// What the vDSO at an address is told, if it is one of ours; null otherwise.
+// The parameters of the vDSO at an address; null if it is not one of ours.
 inline const Vvar *find_vvar(uintptr_t vdso)
 {
     const auto *header = std::bit_cast<const Elf64_Ehdr *>(vdso);
@@ -70,7 +70,7 @@ inline const Vvar *find_vvar(uintptr_t vdso)
     return std::bit_cast<const Vvar *>(vdso + header->e_shoff);
 }
 
-// In the vDSO alone.
+// Defined in the vDSO only.
 extern VvarPages vvar_pages __asm__("vvar_pages") __attribute__((visibility("hidden")));
 
 } // namespace sim

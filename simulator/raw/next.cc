@@ -4,7 +4,7 @@
 
 #include "base/errno_guard.h"
 
-// The linker's names for the section's ends.
+// The linker defines these at the ends of the section.
 extern "C" __attribute__((visibility("hidden"))) sim::Original __start_sim_originals[], __stop_sim_originals[];
 
 namespace sim

@@ -9,14 +9,14 @@ namespace sim
 {
 
 // Whether the loader has relocated this library. Before that, no function of another library can be called, but
-// resolvers of functions in other libraries may already ask for the time.
+// other libraries' resolvers (STT_GNU_IFUNC) may already ask for the time.
 inline bool is_relocated()
 {
     static constinit const volatile void *const volatile own_address = &own_address;
     return own_address == &own_address;
 }
 
-// Until then, the system call of the same name. It leaves errno alone.
+// Before that, the system call of the same name. It leaves errno alone.
 template <long number, typename Function> struct Early;
 template <long number, typename Result, typename... Arguments> struct Early<number, Result(Arguments...)> {
     static Result call(Arguments... arguments)
@@ -33,12 +33,12 @@ struct alignas(32) Original { // an array of them, as the linker lays them out, 
     const char *name, *version;
     std::atomic<void *> function = nullptr;
 
-    // Null when the C library has no such function.
+    // Returns null if the C library has no such function.
     void *find();
 };
 
 template <typename Function, long early_number = 0> struct Next : Original {
-    // cppcheck-suppress uninitDerivedMemberVar // they are, by the aggregate
+    // cppcheck-suppress uninitDerivedMemberVar // the aggregate initialises them
     explicit constexpr Next(const char *its_name, const char *its_version = nullptr) : Original{its_name, its_version}
     {
     }
@@ -59,9 +59,9 @@ template <typename Function, long early_number = 0> struct Next : Original {
 
 } // namespace sim
 
-// Declares next_NAME, to be called as the function of that name; a type may have commas. The second also says which
-// system call serves before the loader is done, the third which of several versions of it is meant. Without "used"
-// clang would split them, and the section would be no array.
+// Declare next_NAME, which calls the C library's function of that name; a type may have commas. SIM_NEXT_EARLY also
+// names the system call to make before the loader is done, SIM_NEXT_VERSION one of several versions. Without "used"
+// clang would split the objects, and the section would be no array.
 #define SIM_NEXT(name, ...)                                                                                            \
     __attribute__((used, section("sim_originals"))) constinit ::sim::Next<__VA_ARGS__> next_##name(#name)
 #define SIM_NEXT_EARLY(name, number, ...)                                                                              \

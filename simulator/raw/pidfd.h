@@ -12,7 +12,7 @@
 namespace sim
 {
 
-// Asks valgrind, by instructions that have no effect on a processor.
+// Asks valgrind by instructions that do nothing on a processor.
 inline bool is_under_valgrind()
 {
     const volatile uint64_t question[6] = {0x1001};
@@ -37,7 +37,7 @@ inline bool is_under_valgrind()
 // A process can also get its own pidfd as the peer of its socket.
 inline int open_own_pidfd()
 {
-    constexpr int peer_pidfd = 77; // SO_PEERPIDFD, which older headers have not
+    constexpr int peer_pidfd = 77; // SO_PEERPIDFD, which older headers lack
     int pair[2] = {}, pidfd = -1;
     socklen_t size = sizeof pidfd;
     if (const long error = system_call(SYS_socketpair, AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair))
@@ -48,7 +48,7 @@ inline int open_own_pidfd()
     return error != 0 ? static_cast<int>(error) : pidfd;
 }
 
-// Valgrind prints five lines at each system call that it does not know; older versions do not know pidfd_open.
+// Valgrind prints five lines for each unknown system call, and older versions do not know pidfd_open.
 inline int open_pidfd(int64_t pid)
 {
     return is_under_valgrind() && pid == system_call(SYS_getpid)

@@ -17,7 +17,7 @@ namespace sim
 {
 
 constexpr uint64_t is_a_tick = 1ULL << 63;
-constexpr int64_t ticks_per_second = 100, nanoseconds_per_tick = 10'000'000; // in what the kernel tells programs
+constexpr int64_t ticks_per_second = 100, nanoseconds_per_tick = 10'000'000; // USER_HZ
 
 static uint64_t inode_of(const char *path)
 {
@@ -51,7 +51,7 @@ static bool read_shift(int64_t &ticks)
     char *offset = error == 0 ? strstr(text, "boottime ") : nullptr;
     if (offset == nullptr) {
         ticks = 0;
-        return error == ENOENT; // by a kernel that has no time namespaces
+        return error == ENOENT; // the kernel has no time namespaces
     }
     const long seconds = strtol(offset + strlen("boottime "), &offset, 10);
     ticks = seconds * ticks_per_second + strtol(offset, nullptr, 10) / nanoseconds_per_tick;
@@ -77,7 +77,7 @@ int read_start(int64_t pid, uint64_t &birth)
         return ESRCH;
     int64_t shift = 0;
     if (error != 0)
-        return error == ENOENT ? EACCES : error; // it is there, and hidden
+        return error == ENOENT ? EACCES : error; // it exists, but /proc hides it
     if (!own_processes_in_proc() || !read_shift(shift))
         return EACCES;
     // The program's name, in parentheses, may contain anything. The fields from 3 on follow it.
@@ -97,7 +97,7 @@ int read_birth(int64_t pid, uint64_t &birth)
         return ESRCH;
     const int error = read_inode(pid, birth);
     if (error == EINVAL || error == ENOENT)
-        return ESRCH; // the id of a thread, which /proc knows, too
+        return ESRCH; // the id of a thread, which /proc also has
     return error == 0 ? 0 : read_start(pid, birth);
 }
 
@@ -115,7 +115,7 @@ bool has_ended(int64_t pid, uint64_t birth)
 uint64_t read_container_id()
 {
     char line[256];
-    struct stat marker; // by a call that filters allow
+    struct stat marker; // filters allow stat
     if (system_call(SYS_newfstatat, AT_FDCWD, ov::container_marker, &marker, 0) != 0 ||
         !read_small_file(ov::container_name, line))
         return 0;

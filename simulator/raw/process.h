@@ -1,4 +1,4 @@
-// What tells processes apart: process ids are reused, and each pid namespace has its own. All functions are
+// Tells processes apart although process ids are reused and each pid namespace has its own. All functions are
 // async-signal-safe.
 #pragma once
 

@@ -9,7 +9,7 @@ namespace sim
 
 using SignalMask = uint64_t; // the kernel's own
 
-// Blocks all signals but some for this thread, also those by which the C library cancels threads and changes their ids.
+// Blocks all signals but some for this thread, also the C library's own, which cancel threads and change their ids.
 // Returns the former mask.
 inline SignalMask hold_signals(SignalMask but = 0)
 {

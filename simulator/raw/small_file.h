@@ -7,7 +7,7 @@
 namespace sim
 {
 
-// Reads the start of a file as text, as much as fits. Returns 0, or an errno. Async-signal-safe, and no cancellation
+// Reads as much of a file as fits, as text. Returns 0, or an errno. Async-signal-safe, and no cancellation
 // point.
 template <size_t size> int load_small_file(const char *path, char (&text)[size])
 {

@@ -1,5 +1,5 @@
-// System calls without the C library: past stand-ins and other libraries' replacements, with no cancellation point and
-// no errno.
+// System calls without the C library: no stand-in or other library's replacement is called, none is a cancellation
+// point, and errno stays.
 #pragma once
 
 #include <sys/syscall.h>

@@ -17,12 +17,12 @@ struct Clock {
     uint64_t container_id;
     int64_t speed;
     int64_t origin;
-    int64_t start;        // the clock's value, in seconds since the epoch, ...
-    int64_t real_seconds; // ... at this real instant
+    int64_t start; // the clock's value, in seconds since the epoch, at real_seconds
+    int64_t real_seconds;
     int64_t real_nanoseconds;
-    int64_t utc_offset;     // of a clock that rewinds: where its midnight lies, in seconds east
-    uint64_t pid_namespace; // of a process: where its id means it, ...
-    uint64_t birth;         // ... and what tells it from a later one with the same id
+    int64_t utc_offset;     // of a rewinding clock: seconds east of UTC, which decide its midnight
+    uint64_t pid_namespace; // of a process: the namespace of its id
+    uint64_t birth;         // of a process: see raw/process.h
 
     uint64_t kind() const { return flags & ZYNOV_KIND_MASK; }
     bool rewinds() const { return flags >> ZYNOV_REWIND_SHIFT != 0; }
@@ -32,7 +32,7 @@ struct Clock {
 class ClockRate
 {
   public:
-    // cppcheck-suppress uninitMemberVar // shows nothing of use, and costs nothing
+    // cppcheck-suppress uninitMemberVar // to be assigned later
     ClockRate() = default;
     explicit ClockRate(const Clock &clock)
     {
@@ -46,18 +46,18 @@ class ClockRate
 
     timespec at(const timespec &real) const { return to_timespec(zynov_shown(&rate_, to_instant(real))); }
 
-    // Whether the coarse real time is good enough. It lags by at most a tick, a hundredth of a second; the clock may
-    // lag by at most a second, and not behind its start.
+    // Whether the coarse real time is good enough: it lags by at most a hundredth of a second, and the clock may lag by
+    // at most a second, but never show a time before its start.
     bool may_be_coarse() const { return rate_.multiplier <= 100; }
     bool began_after(const timespec &real) const { return zynov_is_before(to_instant(real), rate_.real) != 0; }
 
-    // The real instant at which a wait for `shown` ends that begins at the real instant `now`.
+    // The real instant at which a wait for `shown` ends, if it begins at the real instant `now`.
     timespec when(const timespec &shown, const timespec &now) const
     {
         return to_timespec(zynov_real_end(&rate_, to_instant(shown), to_instant(now)));
     }
 
-    // What a file shows that has a real time, and the real time of one that is to show another.
+    // The file time to show for a real one, and the real one to store for a shown one.
     timespec of_file(const timespec &real) const { return to_timespec(zynov_file_shown(&rate_, to_instant(real))); }
     timespec to_file(const timespec &shown) const { return to_timespec(zynov_file_kept(&rate_, to_instant(shown))); }
 

@@ -1,4 +1,4 @@
-// Scripted answers of the simulated module, to test how a front end handles a failing kernel.
+// Scripted answers of the simulated module, to test how programs handle a failing kernel.
 #pragma once
 
 #include <array>

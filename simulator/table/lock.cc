@@ -112,7 +112,7 @@ static thread_local constinit Fork own_fork __attribute__((tls_model("initial-ex
 static void before_fork()
 {
     own_fork.kept_signals = hold_signals();
-    own_fork.inside = Backoff(2 * two_seconds).retry(enter); // longer than a change takes
+    own_fork.inside = Backoff(2 * two_seconds).retry(enter); // longer than any change takes
 }
 
 static void after_fork()

@@ -11,8 +11,8 @@
 namespace sim
 {
 
-// A table that stays mapped: mapping it takes longer than all the rest of a command.
-struct Kept {
+// A table that stays mapped, since mapping takes longer than the rest of a command.
+struct KeptTable {
     std::atomic<Table *> table;
     uint64_t device, inode;
 
@@ -27,7 +27,7 @@ struct Kept {
         table.store(mapped, std::memory_order_release);
     }
 };
-static constinit Kept own_table = {}, written_table = {};
+static constinit KeptTable own_table = {}, written_table = {};
 static std::atomic<bool> own_table_was_cut;
 
 static thread_local constinit Mapping *own_mapping __attribute__((tls_model("initial-exec"))) = nullptr;
@@ -69,7 +69,7 @@ int Mapping::map(int descriptor, Use use)
     struct stat file = {};
     if (const long error = system_call(SYS_fstat, descriptor, &file))
         return static_cast<int>(-error);
-    const Kept &known = use == writing ? written_table : own_table;
+    const KeptTable &known = use == writing ? written_table : own_table;
     use_ = use;
     kept_ = known.is(file) && !(use == reading && own_table_was_cut);
     if (kept_) {

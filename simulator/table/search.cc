@@ -3,7 +3,7 @@
 namespace sim
 {
 
-// Whose clock it is, the strongest claim last.
+// Whose clock it is; a later one wins.
 enum Claim { none, by_group, by_user, its_own };
 
 static Claim claim(const Clock &clock, Identity &who, FindBirth *find_birth)
@@ -15,7 +15,7 @@ static Claim claim(const Clock &clock, Identity &who, FindBirth *find_birth)
         return clock.id == who.group ? by_group : none;
     case ZYNOV_USER:
         return clock.id == who.user ? by_user : none;
-    case ZYNOV_PROCESS: // it may have been left by an earlier process of the same number, or be of another namespace
+    case ZYNOV_PROCESS: // it may be an earlier process's with the same id, or another namespace's
         if (clock.id != who.process)
             return none;
         if (who.birth == 0)

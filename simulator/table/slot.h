@@ -34,7 +34,7 @@ inline Clock Slot::load() const
     uint64_t version;
     do {
         version = version_.load(std::memory_order_acquire);
-        if (version == 0) // never used, as are most
+        if (version == 0) // never used, as most are
             return {};
         for (size_t i = 0; i < words; ++i)
             copy[i] = copies_[version % 2][i].load(std::memory_order_acquire);

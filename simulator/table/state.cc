@@ -14,7 +14,7 @@
 namespace sim
 {
 
-// A whole table: a file with holes would let readers down where its file system is full.
+// Writes a whole table: touching a hole in a file raises SIGBUS when the file system is full.
 static int fill_state(int descriptor, mode_t mode)
 {
     const Header header;
@@ -29,7 +29,8 @@ int create_state(const char *path, mode_t mode)
     char *draft;
     if (asprintf(&draft, "%s.XXXXXX", path) < 0)
         return ENOMEM;
-    const sighandler_t kept = signal(SIGXFSZ, SIG_IGN); // a limit is to fail, and to leave no draft behind
+    const sighandler_t kept =
+        signal(SIGXFSZ, SIG_IGN); // at a limit of file sizes, writing fails and the draft is removed
     const int descriptor = mkstemp(draft);
     int error = descriptor < 0 ? errno : fill_state(descriptor, mode);
     if (error == 0 && link(draft, path) != 0)

@@ -1,5 +1,5 @@
 // The state file, which holds the clock table. A simulated control file is a descriptor of it, so dup, fork and exec
-// need no help.
+// need no stand-ins.
 #pragma once
 
 #include <sys/stat.h>

@@ -9,7 +9,7 @@
 namespace sim
 {
 
-// The errnos by which the engine recognises that there is no such clock.
+// By these errnos the engine recognises that there is no such clock.
 constexpr int no_clock_to_delete = EL2HLT, no_clock_to_reset = ENOENT;
 
 // The caller's pid namespace. Clocks of processes in other namespaces are neither visible nor changed.
@@ -49,7 +49,7 @@ AddContext find_add_context(unsigned long command, const zynov_iov &record)
     if (command != ZYNOV_IOC_ADD_CLOCK)
         return found;
     if (record.flags >> ZYNOV_REWIND_SHIFT != 0)
-        found.utc_offset = ov::local_time(record.vtime).tm_gmtoff; // where it is not needed, that might wait for a lock
+        found.utc_offset = ov::local_time(record.vtime).tm_gmtoff; // only where needed: the C library may take a lock
     if ((record.flags & ZYNOV_KIND_MASK) == ZYNOV_PROCESS) {
         found.pid_namespace = pid_namespace();
         found.error = found.pid_namespace == 0 ? EACCES : read_birth(record.id, found.birth);
@@ -57,7 +57,7 @@ AddContext find_add_context(unsigned long command, const zynov_iov &record)
     return found;
 }
 
-// A write in progress: the table's generation is odd meanwhile, and readers do not cache it.
+// A write in progress: the table's generation is odd meanwhile, and readers cache nothing.
 class TableWrite
 {
   public:
@@ -89,17 +89,17 @@ class TableWrite
 
 constexpr size_t no_slot = Table::capacity;
 
-// Finds the slot of (kind, id, container). Only a matching clock's process is checked for its end.
+// Finds the slot of (kind, id, container). Asks for the end of a process only if its clock matches.
 static size_t find(const Table &table, uint64_t kind, const zynov_iov &record)
 {
     PidNamespace own_namespace;
-    size_t place = 0;
+    size_t index = 0;
     for (const Slot &slot : table.used_slots()) {
         const Clock clock = slot.load();
         if (clock.kind() == kind && clock.id == record.id && clock.container_id == record.container_id &&
             own_namespace.shows(clock))
-            return place;
-        ++place;
+            return index;
+        ++index;
     }
     return no_slot;
 }
@@ -108,22 +108,22 @@ static size_t find(const Table &table, uint64_t kind, const zynov_iov &record)
 static size_t find_free_slot(const Table &table)
 {
     PidNamespace own_namespace;
-    size_t place = 0;
+    size_t index = 0;
     int to_ask = 16;
     for (const Slot &slot : table.used_slots()) {
         const Clock clock = slot.load();
         if (clock.kind() == ZYNOV_NO_KIND ||
             (clock.kind() == ZYNOV_PROCESS && --to_ask >= 0 && own_namespace.is_stale(clock)))
-            return place;
-        ++place;
+            return index;
+        ++index;
     }
-    if (place < Table::capacity)
-        return place;
-    place = 0;
+    if (index < Table::capacity)
+        return index;
+    index = 0;
     for (const Slot &slot : table.used_slots()) {
         if (own_namespace.is_stale(slot.load()))
-            return place;
-        ++place;
+            return index;
+        ++index;
     }
     return no_slot;
 }
@@ -161,10 +161,10 @@ static int add(Table &table, const zynov_iov &record, const timespec &real, cons
 static int remove(Table &table, const zynov_iov &record)
 {
     // A delete passes the kind in vtime.
-    const size_t place = find(table, static_cast<uint64_t>(record.vtime), record);
-    if (place == no_slot)
+    const size_t index = find(table, static_cast<uint64_t>(record.vtime), record);
+    if (index == no_slot)
         return no_clock_to_delete;
-    TableWrite(table).drop(place);
+    TableWrite(table).drop(index);
     return 0;
 }
 
@@ -173,12 +173,12 @@ static int reset(Table &table, uint64_t container_id)
     PidNamespace own_namespace;
     TableWrite table_write(table);
     bool any = false;
-    for (size_t place = table.used_slots().size(); place-- > 0;) {
-        const Clock clock = table.slots[place].load();
+    for (size_t index = table.used_slots().size(); index-- > 0;) {
+        const Clock clock = table.slots[index].load();
         if (clock.container_id != container_id || !own_namespace.has(clock))
             continue;
         any = any || !own_namespace.is_stale(clock);
-        table_write.drop(place);
+        table_write.drop(index);
     }
     return any ? 0 : no_clock_to_reset;
 }
@@ -186,9 +186,9 @@ static int reset(Table &table, uint64_t container_id)
 void begin_boot(Table &table, uint64_t boot)
 {
     TableWrite table_write(table);
-    for (size_t place = table.used_slots().size(); place-- > 0;)
-        if (table.slots[place].load().kind() == ZYNOV_PROCESS)
-            table_write.drop(place);
+    for (size_t index = table.used_slots().size(); index-- > 0;)
+        if (table.slots[index].load().kind() == ZYNOV_PROCESS)
+            table_write.drop(index);
     table.boot = boot;
 }
 
@@ -214,9 +214,9 @@ static int get_slot(const Table &table, zynov_iov &record, const timespec &real)
 static int64_t high_mark(const Table &table)
 {
     PidNamespace own_namespace;
-    for (size_t place = table.used_slots().size(); place-- > 0;)
-        if (own_namespace.shows(table.slots[place].load()))
-            return static_cast<int64_t>(place);
+    for (size_t index = table.used_slots().size(); index-- > 0;)
+        if (own_namespace.shows(table.slots[index].load()))
+            return static_cast<int64_t>(index);
     return -1;
 }
 

@@ -31,7 +31,7 @@ struct Table {
     // Changes with every change of a clock; odd during a change, and after one that was interrupted.
     std::atomic<uint64_t> generation;
     std::atomic<uint64_t> used; // how many slots, from the first, may hold a clock
-    std::atomic<uint64_t> boot; // of the machine, whose processes the clocks are of
+    std::atomic<uint64_t> boot; // the machine's boot whose processes have clocks here
     std::array<Slot, capacity> slots;
 
     std::span<const Slot> used_slots() const
@@ -46,7 +46,7 @@ static_assert(std::atomic<uint64_t>::is_always_lock_free);
 struct AddContext {
     int64_t utc_offset;
     uint64_t pid_namespace, birth; // of a process
-    int error;                     // why they cannot be found out
+    int error;                     // of finding them
 };
 AddContext find_add_context(unsigned long command, const zynov_iov &record);
 

@@ -1,5 +1,5 @@
-// The entry point of a program with our vDSO: does the steps that are easier from inside. If one fails, the program
-// gets real time.
+// The entry point of a program with our vDSO: it does the steps that are easier inside the program. If one fails, the
+// program gets real time.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -11,16 +11,16 @@
 namespace sim
 {
 
-static bool map_table(const char *path, void *place)
+static bool map_table(const char *path, void *address)
 {
     const long descriptor =
         system_call(SYS_openat, AT_FDCWD, path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (descriptor < 0)
         return false;
-    struct stat file = {};
-    const bool whole = system_call(SYS_fstat, descriptor, &file) == 0 && file.st_size == sizeof(Table); // still
+    struct stat file = {}; // it may have been truncated meanwhile
+    const bool whole = system_call(SYS_fstat, descriptor, &file) == 0 && file.st_size == sizeof(Table);
     const long mapped =
-        whole ? system_call(SYS_mmap, place, sizeof(Table), PROT_READ, MAP_SHARED | MAP_FIXED, descriptor, 0) : 0;
+        whole ? system_call(SYS_mmap, address, sizeof(Table), PROT_READ, MAP_SHARED | MAP_FIXED, descriptor, 0) : 0;
     system_call(SYS_close, descriptor);
     return mapped > 0 && vvar_pages.table.header == Header();
 }
@@ -28,10 +28,10 @@ static bool map_table(const char *path, void *place)
 extern "C" __attribute__((visibility("hidden"))) void *vdso_prepare()
 {
     VvarPages &data = vvar_pages;
-    const bool wiped = system_call(SYS_madvise, &data.kept, page_size, MADV_WIPEONFORK) == 0;
+    const bool wiped = system_call(SYS_madvise, &data.cache, page_size, MADV_WIPEONFORK) == 0;
     if (!wiped || !map_table(data.vvar.state, &data.table))
         data.vvar.state[0] = '\0';
-    data.kept.process.store(system_call(SYS_getpid), std::memory_order_relaxed);
+    data.cache.process.store(system_call(SYS_getpid), std::memory_order_relaxed);
     system_call(SYS_mprotect, &data.vvar, page_size, PROT_READ);
     for (const int tracer : data.vvar.tracers)
         if (tracer > 0)

@@ -9,7 +9,7 @@
 namespace sim
 {
 
-// The vDSO as built.
+// The vDSO as built: see CMakeLists.txt.
 extern "C" const char vdso_file[] __attribute__((visibility("hidden")));
 
 static size_t whole_pages(size_t size)
@@ -19,8 +19,8 @@ static size_t whole_pages(size_t size)
 
 // The kernel's auxiliary vector.
 struct Auxv {
-    uintptr_t vdso;       // the address of the kernel's vDSO, ...
-    uintptr_t vdso_place; // ... and where that address stands
+    uintptr_t vdso;         // the address of the kernel's vDSO
+    uintptr_t vdso_pointer; // the address of the value above
     bool secure;
 };
 
@@ -66,13 +66,15 @@ static bool find_auxv(const Tracee &program, uintptr_t stack_pointer, Auxv &foun
     }
     found = {};
     while (stack.next(word) && word != AT_NULL) {
-        const uintptr_t place = stack.address();
+        const uintptr_t address = stack.address();
         if (!stack.next(value))
             return false;
-        if (word == AT_SECURE)
+        if (word == AT_SECURE) {
             found.secure = value != 0;
-        else if (word == AT_SYSINFO_EHDR)
-            found.vdso = value, found.vdso_place = place;
+        } else if (word == AT_SYSINFO_EHDR) {
+            found.vdso = value;
+            found.vdso_pointer = address;
+        }
     }
     return word == AT_NULL;
 }
@@ -136,13 +138,13 @@ class KernelVdso
     {
         Elf64_Dyn entry;
         for (size_t end = offset + size; offset < end && get(offset, entry); offset += sizeof entry) {
-            const size_t place = entry.d_un.d_ptr - load_address_;
+            const size_t table = entry.d_un.d_ptr - load_address_;
             uint32_t hash[2]; // the number of chains is the number of symbols
             if (entry.d_tag == DT_SYMTAB)
-                symbols_ = place;
+                symbols_ = table;
             else if (entry.d_tag == DT_STRTAB)
-                names_ = place;
-            else if (entry.d_tag == DT_HASH && get(place, hash))
+                names_ = table;
+            else if (entry.d_tag == DT_HASH && get(table, hash))
                 symbol_count_ = hash[1];
         }
     }
@@ -164,14 +166,21 @@ class KernelVdso
     std::array<uint8_t, 16384> bytes_;
 };
 
-// Makes the program execute one system call by an instruction of the kernel's vDSO, to overwrite nothing.
-static long call_from(Tracee &program, Registers registers, uintptr_t instruction, long number, uintptr_t a,
-                      uintptr_t b, uintptr_t c, uintptr_t d = 0, uintptr_t e = 0, uintptr_t f = 0)
+using Arguments = std::array<uintptr_t, 6>;
+
+// Makes the program execute a system call, by an instruction of the kernel's vDSO: no code is overwritten.
+static long call_from(Tracee &program, Registers registers, uintptr_t instruction, long number,
+                      const Arguments &arguments)
 {
     registers.rip = instruction;
     registers.rax = static_cast<unsigned long long>(number);
-    registers.rdi = a, registers.rsi = b, registers.rdx = c, registers.r10 = d, registers.r8 = e, registers.r9 = f;
-    registers.orig_rax = ~0ull; // in no system call, so the kernel restarts none
+    registers.rdi = arguments[0];
+    registers.rsi = arguments[1];
+    registers.rdx = arguments[2];
+    registers.r10 = arguments[3];
+    registers.r8 = arguments[4];
+    registers.r9 = arguments[5];
+    registers.orig_rax = ~0ull; // not in a system call, so the kernel restarts none
     if (!program.write_registers(registers) || !program.run_to_call_stop() || !program.run_to_call_stop() ||
         !program.read_registers(registers))
         return -EIO;
@@ -179,30 +188,33 @@ static long call_from(Tracee &program, Registers registers, uintptr_t instructio
 }
 
 // Call with all signals blocked.
-static bool put(Tracee &program, Vvar &vvar, const Registers &at_start, const Auxv &auxv, uintptr_t instruction)
+static bool map_vdso(Tracee &program, Vvar &vvar, const Registers &at_start, const Auxv &auxv, uintptr_t instruction)
 {
     Elf64_Ehdr header;
     Elf64_Phdr segment; // the loaded one, at the file's start; section headers may follow it
     __builtin_memcpy(&header, vdso_file, sizeof header);
     __builtin_memcpy(&segment, vdso_file + header.e_phoff, sizeof segment);
     const size_t code = whole_pages(segment.p_filesz), whole = code + sizeof(VvarPages);
-    const long mapped = call_from(program, at_start, instruction, SYS_mmap, 0, whole, PROT_READ | PROT_WRITE,
-                                  MAP_PRIVATE | MAP_ANONYMOUS, ~uintptr_t(0), 0);
-    if (mapped < 0 && mapped > -4096)
-        return program.write_registers(at_start) && false;
-    const auto place = static_cast<uintptr_t>(mapped);
+    const long mapped =
+        call_from(program, at_start, instruction, SYS_mmap,
+                  {0, whole, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, ~uintptr_t(0) /* no file */, 0});
+    if (mapped < 0 && mapped > -4096) {
+        program.write_registers(at_start);
+        return false;
+    }
+    const auto address = static_cast<uintptr_t>(mapped);
     vvar.program_entry = std::bit_cast<void *>(at_start.rip);
     mark_vdso(header, code);
     Registers registers = at_start;
-    registers.rip = place + header.e_entry;
+    registers.rip = address + header.e_entry;
     const bool done =
-        program.write(place, vdso_file, segment.p_filesz) && program.write(place, &header, sizeof header) &&
-        program.write(place + code, &vvar, sizeof vvar) &&
-        call_from(program, at_start, instruction, SYS_mprotect, place, code, PROT_READ | PROT_EXEC) == 0 &&
-        program.write(auxv.vdso_place, &place, sizeof place) && program.write_registers(registers);
+        program.write(address, vdso_file, segment.p_filesz) && program.write(address, &header, sizeof header) &&
+        program.write(address + code, &vvar, sizeof vvar) &&
+        call_from(program, at_start, instruction, SYS_mprotect, {address, code, PROT_READ | PROT_EXEC}) == 0 &&
+        program.write(auxv.vdso_pointer, &address, sizeof address) && program.write_registers(registers);
     if (!done) {
-        call_from(program, at_start, instruction, SYS_munmap, place, whole, 0);
-        program.write(auxv.vdso_place, &auxv.vdso, sizeof auxv.vdso);
+        call_from(program, at_start, instruction, SYS_munmap, {address, whole});
+        program.write(auxv.vdso_pointer, &auxv.vdso, sizeof auxv.vdso);
         program.write_registers(at_start);
     }
     return done;
@@ -225,7 +237,7 @@ bool inject_vdso(Tracee &program, Vvar &vvar)
     const SignalMask all = ~SignalMask(0);
     if (instruction == 0 || !program.read_mask(mask) || !program.write_mask(all))
         return false;
-    const bool done = put(program, vvar, at_start, auxv, instruction);
+    const bool done = map_vdso(program, vvar, at_start, auxv, instruction);
     return program.write_mask(mask) && done;
 }
 

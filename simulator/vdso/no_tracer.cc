@@ -1,4 +1,4 @@
-// For machines without a vDSO.
+// For architectures without a vDSO of ours.
 #include <cerrno>
 
 #include "simulator/vdso/tracer.h"
@@ -10,7 +10,7 @@ int Tracer::start(Traced, const char *, bool)
 {
     return ENOSYS;
 }
-Tracer::~Tracer() {} // NOLINT(performance-trivially-destructible): elsewhere it has work to do
+Tracer::~Tracer() {} // NOLINT(performance-trivially-destructible): not trivial in tracer.cc
 void Tracer::give_up() {}
 
 } // namespace sim

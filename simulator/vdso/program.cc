@@ -21,7 +21,7 @@ namespace sim
 {
 
 // Searches PATH.
-static const char *find_in_folders(const char *name, char (&place)[PATH_MAX])
+static const char *find_in_folders(const char *name, char (&buffer)[PATH_MAX])
 {
     if (strchr(name, '/') != nullptr)
         return name;
@@ -29,29 +29,29 @@ static const char *find_in_folders(const char *name, char (&place)[PATH_MAX])
     for (const char *folder = folders != nullptr ? folders : "/bin:/usr/bin"; *folder != '\0';) {
         const auto length = static_cast<int>(strcspn(folder, ":"));
         struct stat file = {};
-        if (snprintf(place, sizeof place, "%.*s%s%s", length, folder, length != 0 ? "/" : "", name) < PATH_MAX &&
-            system_call(SYS_faccessat, AT_FDCWD, place, X_OK) == 0 &&
-            system_call(SYS_newfstatat, AT_FDCWD, place, &file, 0) == 0 && S_ISREG(file.st_mode))
-            return place;
+        if (snprintf(buffer, sizeof buffer, "%.*s%s%s", length, folder, length != 0 ? "/" : "", name) < PATH_MAX &&
+            system_call(SYS_faccessat, AT_FDCWD, buffer, X_OK) == 0 &&
+            system_call(SYS_newfstatat, AT_FDCWD, buffer, &file, 0) == 0 && S_ISREG(file.st_mode))
+            return buffer;
         folder += length;
         folder += *folder == ':' ? 1 : 0;
     }
     return name;
 }
 
-const char *find_program(const Target &target, char (&place)[PATH_MAX])
+const char *find_program(const Target &target, char (&buffer)[PATH_MAX])
 {
     if (target.by_path)
-        return find_in_folders(target.name, place);
+        return find_in_folders(target.name, buffer);
     if (target.folder == AT_FDCWD)
         return target.name;
-    char first = '/'; // also for a bad pointer, which the kernel reports
+    char first = '/'; // stays for an invalid pointer, which the kernel reports
     read_given(first, const_cast<char *>(target.name));
     if (first == '/')
         return target.name;
     const bool file_itself = first == '\0' && (target.flags & AT_EMPTY_PATH) != 0;
-    snprintf(place, sizeof place, "/proc/self/fd/%d%s%s", target.folder, file_itself ? "" : "/", target.name);
-    return place;
+    snprintf(buffer, sizeof buffer, "/proc/self/fd/%d%s%s", target.folder, file_itself ? "" : "/", target.name);
+    return buffer;
 }
 
 #if defined(__x86_64__)

@@ -1,4 +1,4 @@
-// Whether the preloaded library gets into a program, as its file says.
+// How the simulator can reach a program, judged by its file.
 #pragma once
 
 #include <fcntl.h>
@@ -9,27 +9,27 @@ namespace sim
 {
 
 enum class Reach {
-    preload,    // the loader of the C library puts the preloaded library in
-    vdso,       // nothing loads libraries, or the program asks the kernel past them: static programs, and Go's
+    preload,    // the C library's loader loads the preloaded library
+    vdso,       // static programs, and Go's, which make system calls without the C library
     foreign,    // of another architecture, or of 32 bits
     privileged, // set-user-ID, set-group-ID or with capabilities of its own, beyond what the caller has
-    unseen,     // there is no descriptor to look by
-    unknown     // cannot be read, or is no program: whoever executes it will be told
+    unseen,     // no descriptor is free to open it
+    unknown     // unreadable, or no program: exec reports that
 };
 
 // Follows scripts to their interpreters. Async-signal-safe; leaves errno alone.
 Reach reach_of(const char *path);
 
-// The program that a caller is about to execute, by a name that may be an invalid pointer.
+// A program to execute. Its name may be an invalid pointer.
 struct Target {
     const char *name;
-    bool by_path = false; // a name without a slash is looked for in the folders of PATH
+    bool by_path = false; // search PATH for a name without a slash
     int folder = AT_FDCWD;
-    int flags = 0;      // as execveat has them
-    bool moves = false; // who executes it may go to another folder before
+    int flags = 0;      // of execveat
+    bool moves = false; // the current folder may change before the exec
 };
 
-// Returns the path of the file, in `place` or the name itself. Async-signal-safe.
-const char *find_program(const Target &target, char (&place)[PATH_MAX]);
+// Returns the path of the file: in `buffer`, or the name itself. Async-signal-safe.
+const char *find_program(const Target &target, char (&buffer)[PATH_MAX]);
 
 } // namespace sim

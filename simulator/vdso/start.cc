@@ -44,7 +44,7 @@ static void prepare_warnings()
         remembered = std::bit_cast<std::atomic<uint8_t> *>(page);
 }
 
-static bool is_news(const char *path)
+static bool is_first_warning(const char *path)
 {
     struct stat file = {};
     if (remembered == nullptr || system_call(SYS_newfstatat, AT_FDCWD, path, &file, 0) != 0)
@@ -54,8 +54,9 @@ static bool is_news(const char *path)
     return (remembered[hash / 8].fetch_or(bit, std::memory_order_relaxed) & bit) == 0;
 }
 
-// A program may open anything as its standard error, so warnings go only to the first file there, or to a terminal.
-static bool is_users(const ErrorFile &from_start)
+// A program may open anything as its standard error. So warnings go only to the file that it was at the start, or to a
+// terminal.
+static bool reaches_user(const ErrorFile &from_start)
 {
     struct stat file = {};
     char modes[64]; // the kernel's termios
@@ -66,7 +67,7 @@ static bool is_users(const ErrorFile &from_start)
 }
 
 // Writes what fits without waiting. Call with all signals blocked.
-static void write_unnoticed(const char *line, size_t length)
+static void write_without_waiting(const char *line, size_t length)
 {
     const SignalMask broken_pipe = SignalMask(1) << (SIGPIPE - 1);
     const timespec at_once = {};
@@ -84,23 +85,23 @@ static void write_unnoticed(const char *line, size_t length)
 
 using Reason = std::array<const char *, 3>; // parts of a sentence; null for none
 
-// Warns on standard error, once for each file and starting program, if that neither waits nor ends the program. Call
-// with all signals blocked. `line` is a buffer.
+// Warns on standard error, once for each file and starting program. Neither waits nor raises SIGPIPE. Call with all
+// signals blocked. `line` is a buffer.
 static void warn(const char *path, const Reason &reason, const ErrorFile &from_start, char (&line)[1024])
 {
-    if (!is_users(from_start) || !is_news(path))
+    if (!reaches_user(from_start) || !is_first_warning(path))
         return;
     const char *parts[] = {"zynov-sim: warning: ", path, ": ", reason[0], reason[1], reason[2], "\n"};
     size_t length = 0;
     for (const char *part : parts)
         for (; part != nullptr && *part != '\0' && length < sizeof line; ++part) // a name must not control the terminal
             line[length++] = static_cast<unsigned char>(*part) < ' ' && *part != '\n' ? '?' : *part;
-    write_unnoticed(line, length);
+    write_without_waiting(line, length);
 }
 
 // The options at the start: a process may start others without them, as env -i does.
 static struct {
-    char state[2048], choices[256]; // a longer one does not fit in Vvar
+    char state[2048], choices[256]; // Vvar has no room for a longer state
 } initial;
 
 void prepare_starts()
@@ -117,7 +118,7 @@ void prepare_starts()
 
 // Buffers that would be too large for a signal stack.
 struct Scratch {
-    char place[PATH_MAX], status[4096], line[1024];
+    char path[PATH_MAX], status[4096], line[1024];
 };
 
 static bool is_same_file(const char *path, const char *other)
@@ -131,12 +132,12 @@ static bool is_same_file(const char *path, const char *other)
 // Reads a field of a thread's status as a number; 0 if it is missing.
 static uint64_t read_field(const char *status, const char *field, int base)
 {
-    const char *place = strstr(status, field);
-    return place != nullptr ? strtoull(place + strlen(field), nullptr, base) : 0;
+    const char *found = strstr(status, field);
+    return found != nullptr ? strtoull(found + strlen(field), nullptr, base) : 0;
 }
 
-// Whether root's next program gets more capabilities than this one: under a tracer without CAP_SYS_PTRACE it would not
-// get them.
+// Whether root's next program gets more capabilities than this one has: a tracer without CAP_SYS_PTRACE would deny it
+// those.
 static bool gains_capabilities(const char *status)
 {
     const char *user = strstr(status, "\nUid:\t"); // the real one, and the effective one
@@ -178,13 +179,13 @@ static const char *find_obstacle(const char *state, char (&status)[4096])
     return nullptr;
 }
 
-// For such programs the loader ignores libraries and the kernel tracers.
+// For such programs the loader ignores preloaded libraries, and the kernel refuses tracers.
 static bool has_other_ids()
 {
     return system_call(SYS_getuid) != system_call(SYS_geteuid) || system_call(SYS_getgid) != system_call(SYS_getegid);
 }
 
-// An unreadable name counts as none.
+// An unreadable name counts as absolute.
 static bool is_relative(const char *path)
 {
     char first = '/';
@@ -192,11 +193,11 @@ static bool is_relative(const char *path)
     return first != '/';
 }
 
-const char *Start::trace(Traced what, const char *state, bool looks, char (&status)[4096])
+const char *Start::trace(Traced what, const char *state, bool inspects, char (&status)[4096])
 {
     if (const char *obstacle = find_obstacle(state, status))
         return obstacle;
-    switch (tracer_.start(what, state, looks)) {
+    switch (tracer_.start(what, state, inspects)) {
     case 0:
         return nullptr;
     case EACCES:
@@ -218,14 +219,14 @@ void Start::prepare(const Target &target, Traced what)
         return;
     const Choices choices = read_choices(in_environment ? getenv(choices_variable) : initial.choices);
     if (choices.descendants && what != Traced::descendants)
-        return;             // the tracer that follows all checks each
+        return;             // the tracer of all descendants checks each program
     const SignalsHeld held; // a handler that jumps out would skip the clean-up
     const long pages =
         system_call(SYS_mmap, nullptr, sizeof(Scratch), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (pages < 0 && pages > -4096)
         return;
     auto &scratch = *std::bit_cast<Scratch *>(pages);
-    const char *path = find_program(target, scratch.place);
+    const char *path = find_program(target, scratch.path);
     const bool unseen = target.moves && is_relative(path);
     const Reach reach = unseen ? Reach::unknown : reach_of(path);
     const bool untouched = reach == Reach::vdso && (choices.no_static || !can_trace);

@@ -1,4 +1,4 @@
-// Prepares the start of a program, so that it has its clock or the user learns that it has not.
+// Prepares the start of a program: it gets its clock, or a warning says that it does not.
 #pragma once
 
 #include "simulator/process/options.h"
@@ -10,13 +10,11 @@
 namespace sim
 {
 
-// Lasts from before a program is started until that has failed, or the child is made. Gives the program its clock, or
-// warns, once for each file and starting program, that it keeps the real time. Async-signal-safe, and safe in a child
-// that shares its parent's memory. Leaves errno alone.
+// Exists from before a program is started until that fails or the child is made. Warns once for each file and starting
+// program. Async-signal-safe, and safe in a child that shares its parent's memory. Leaves errno alone.
 class Start
 {
   public:
-    // Before it is started.
     void prepare(const Target &target, Traced what);
 
     // Call with the errno of making a child, or 0. Returns it.
@@ -29,7 +27,7 @@ class Start
 
   private:
     // Returns why the program cannot be traced; null if it is.
-    const char *trace(Traced what, const char *state, bool looks, char (&status)[4096]);
+    const char *trace(Traced what, const char *state, bool inspects, char (&status)[4096]);
 
     Tracer tracer_;
 };

@@ -1,5 +1,5 @@
-// Another process, stopped, as its tracer handles it. Everything here is made of bare system calls: it runs in a
-// process forked from one that may have other threads.
+// A traced thread. Only bare system calls are made here: the tracer shares memory with a process that may have other
+// threads.
 #pragma once
 
 #include <signal.h>
@@ -21,11 +21,11 @@ namespace sim
 
 using Registers = user_regs_struct;
 
-// How long the tracer waits for anything that it expects.
+// How long the tracer waits for an event.
 constexpr int64_t timeout_seconds = 10;
 
-// Waits for the next stop, or the end, of a thread that is traced, of any for -1. Returns its id, 0 when none is left,
-// or nothing comes in time and backoff has an end. With SIGCHLD blocked and not ignored, which tells of it.
+// Waits until a traced thread, or any for -1, stops or ends. Returns its id; 0 when none is left or, unless `blocking`,
+// after the timeout. Call with SIGCHLD blocked and not ignored.
 inline int next_stop(int which, bool blocking, int &status)
 {
     const SignalMask child_signal = SignalMask(1) << (SIGCHLD - 1);
@@ -40,7 +40,7 @@ inline int next_stop(int which, bool blocking, int &status)
     }
 }
 
-// Of a thread that was let run to its next system call: at the entry, or at the return.
+// Whether a thread stopped at the entry to a system call or at its return.
 inline bool is_call_stop(int status)
 {
     return status >> 16 == 0 && WSTOPSIG(status) == (SIGTRAP | 0x80);
@@ -56,7 +56,7 @@ class Tracee
     {
         return system_call(SYS_ptrace, request, thread_, address, data) >= 0;
     }
-    bool go_on(int request, int signal = 0) const
+    bool resume(int request, int signal = 0) const
     {
         return ask(request, 0, std::bit_cast<void *>(static_cast<intptr_t>(signal)));
     }
@@ -66,25 +66,25 @@ class Tracee
     bool read_mask(SignalMask &mask) const { return ask(PTRACE_GETSIGMASK, sizeof mask, &mask); }
     bool write_mask(const SignalMask &mask) const { return ask(PTRACE_SETSIGMASK, sizeof mask, &mask); }
 
-    // All of it, or false.
+    // Writes all of it, or returns false.
     bool write(uintptr_t address, const void *buffer, size_t size) const
     {
         return transfer(SYS_process_vm_writev, address, const_cast<void *>(buffer), size) == static_cast<long>(size);
     }
-    // As much as there is.
+    // Reads as much as is mapped.
     size_t read_some(uintptr_t address, void *buffer, size_t size) const
     {
         const long length = transfer(SYS_process_vm_readv, address, buffer, size);
         return length > 0 ? static_cast<size_t>(length) : 0;
     }
 
-    // Lets it run to the next entry to, or return from, a system call; false when it ends instead, or takes too long. A
-    // stop that somebody sends meanwhile is put off until it is let go.
+    // Runs it to the next entry to a system call or return from one. Returns false if it ends or takes too long. A stop
+    // signal that arrives meanwhile is deferred until release.
     bool run_to_call_stop()
     {
         int status = 0;
         for (int stops = 0; stops < 100; ++stops) {
-            if (!go_on(PTRACE_SYSCALL) || next_stop(thread_, false, status) != thread_ || !WIFSTOPPED(status))
+            if (!resume(PTRACE_SYSCALL) || next_stop(thread_, false, status) != thread_ || !WIFSTOPPED(status))
                 return false;
             if (is_call_stop(status))
                 return true;
@@ -94,11 +94,11 @@ class Tracee
         return false;
     }
 
-    void let_go(int request)
+    void release(int request)
     {
         if (deferred_ != 0)
             system_call(SYS_tkill, thread_, deferred_);
-        go_on(request);
+        resume(request);
     }
 
   private:

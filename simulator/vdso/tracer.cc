@@ -25,13 +25,13 @@ namespace sim
 struct Shared {
     static constexpr int nothing = 0, attached = -1; // anything else is an errno
 
-    std::atomic<int> said;            // by the tracer
+    std::atomic<int> reply;           // of the tracer
     std::atomic<SignalMask> deferred; // the maker's signals, to be sent again once the tracer is gone
     Traced what;
-    bool looks; // at what has exec'ed, which was not known beforehand
-    int maker;  // the thread that is to exec, or to make the child
+    bool inspects; // the executed file, which was not known beforehand
+    int maker;     // the thread that is to exec, or to make the child
     const Shared *self;
-    std::atomic<int> *tracer, no_place; // where the tracer's id stands
+    std::atomic<int> *tracer, no_slot; // the tracer's id
     Vvar vvar;
 };
 constexpr size_t shared_size = 65536;
@@ -40,12 +40,12 @@ constexpr size_t shared_size = 65536;
 // nobody else would wait for the tracers of the losers.
 static std::array<std::atomic<int>, std::tuple_size_v<decltype(Vvar::tracers)> - 1> tracers;
 
-static std::atomic<int> &take_place(Shared &shared)
+static std::atomic<int> &claim_slot(Shared &shared)
 {
     for (auto &tracer : tracers)
         if (int free = 0; tracer.compare_exchange_strong(free, -1))
             return tracer;
-    return shared.no_place;
+    return shared.no_slot;
 }
 
 static bool is_group_stop(int status)
@@ -55,8 +55,8 @@ static bool is_group_stop(int status)
            (signal == SIGSTOP || signal == SIGTSTP || signal == SIGTTIN || signal == SIGTTOU);
 }
 
-// Whether a thread's signal can be deferred from before its exec until the tracer is gone: a handler that jumps out
-// would stay traced. A fault would only repeat.
+// Whether a signal before the exec is deferred until the tracer is gone: a handler that jumps out would stay traced.
+// Faults are not, since they would only repeat.
 static bool is_deferred(const Shared &shared, int thread, int status)
 {
     constexpr SignalMask urgent = SignalMask(1) << (SIGSTOP - 1) | SignalMask(1) << (SIGSEGV - 1) |
@@ -71,18 +71,18 @@ static bool is_deferred(const Shared &shared, int thread, int status)
 static void pass_on(Shared &shared, const Tracee &tracee, int status)
 {
     if (is_group_stop(status)) {
-        tracee.go_on(PTRACE_LISTEN);
+        tracee.resume(PTRACE_LISTEN);
     } else if (is_deferred(shared, tracee.thread(), status)) {
         shared.deferred.fetch_or(SignalMask(1) << (WSTOPSIG(status) - 1));
-        tracee.go_on(PTRACE_CONT);
+        tracee.resume(PTRACE_CONT);
     } else {
-        tracee.go_on(PTRACE_CONT, status >> 16 != 0 || is_call_stop(status) ? 0 : WSTOPSIG(status));
+        tracee.resume(PTRACE_CONT, status >> 16 != 0 || is_call_stop(status) ? 0 : WSTOPSIG(status));
     }
 }
 
-// Whether the program that a process has just exec'ed should get the vDSO, judged by its file. For the traced process
-// itself this is known beforehand, and /proc may belong to another namespace. If a shell ran in its place, as for a
-// script that names none, the vDSO does no harm.
+// Whether the program that a process has just executed should get the vDSO, judged by its file. Not needed where the
+// program is known beforehand, when /proc may also be another namespace's. If that turns out to be a shell, as for a
+// script without a first line, the vDSO does no harm.
 static bool wants_vdso(int pid)
 {
     char path[32];
@@ -138,22 +138,22 @@ static bool follow(Shared &shared, long options)
             pass_on(shared, tracee, status);
             continue;
         }
-        if (!shared.looks || wants_vdso(thread))
+        if (!shared.inspects || wants_vdso(thread))
             inject(shared, tracee, options);
         if (shared.what == Traced::own_exec) {
-            shared.tracer->store(0); // a parent that shares this memory would see a stale id
+            shared.tracer->store(0); // before a parent that shares this memory sees a stale id
             send_deferred(shared, thread);
         }
-        tracee.let_go(descendants ? PTRACE_CONT : PTRACE_DETACH);
+        tracee.release(descendants ? PTRACE_CONT : PTRACE_DETACH);
         if (!descendants)
             return maker_gone || shared.what == Traced::own_exec;
     }
 }
 
 // Ends the tracer; unmaps the shared pages if nobody else will.
-[[noreturn]] static void leave(Shared &shared, bool with_room)
+[[noreturn]] static void leave(Shared &shared, bool unmaps)
 {
-    if (with_room) {
+    if (unmaps) {
         __asm__ volatile("syscall\n\t"
                          "mov %[exit], %%eax\n\t"
                          "xor %%edi, %%edi\n\t"
@@ -166,7 +166,7 @@ static bool follow(Shared &shared, long options)
     __builtin_unreachable();
 }
 
-// Makes a process that sends no signal at its end and that a plain wait does not see, with a stack in the shared pages.
+// Makes a process whose stack is in the shared pages. It sends no signal when it ends, and a plain wait ignores it.
 static long clone_process(Shared &shared, size_t stack_end, void (*function)(Shared *))
 {
     register long no_id __asm__("r10") = 0;
@@ -189,45 +189,46 @@ static long clone_process(Shared &shared, size_t stack_end, void (*function)(Sha
 [[noreturn]] static void trace(Shared *shared)
 {
     const uint64_t default_action[4] = {};
-    system_call(SYS_rt_sigaction, SIGCHLD, default_action, nullptr, sizeof(SignalMask)); // an ignored one would tell
-    system_call(SYS_setsid);                                                             // nothing
+    // An ignored SIGCHLD would not become pending.
+    system_call(SYS_rt_sigaction, SIGCHLD, default_action, nullptr, sizeof(SignalMask));
+    system_call(SYS_setsid);
     system_call(SYS_close_range, 0, ~0u, 0);
     long options = PTRACE_O_TRACEEXEC | PTRACE_O_TRACESYSGOOD;
     if (shared->what != Traced::own_exec)
         options |= PTRACE_O_TRACEFORK | PTRACE_O_TRACEVFORK | PTRACE_O_TRACECLONE;
     const long seized = system_call(SYS_ptrace, PTRACE_SEIZE, shared->maker, 0, options);
-    uintptr_t self = 0; // another program may have the maker's number by now
+    uintptr_t self = 0; // another process may have the maker's id by now
     if (seized == 0 &&
         (Tracee(shared->maker).read_some(std::bit_cast<uintptr_t>(&shared->self), &self, sizeof self) == 0 ||
          self != std::bit_cast<uintptr_t>(shared)))
         leave(*shared, true);
-    shared->said.store(seized == 0 ? Shared::attached : static_cast<int>(-seized), std::memory_order_release);
-    system_call(SYS_futex, &shared->said, FUTEX_WAKE, INT_MAX);
+    shared->reply.store(seized == 0 ? Shared::attached : static_cast<int>(-seized), std::memory_order_release);
+    system_call(SYS_futex, &shared->reply, FUTEX_WAKE, INT_MAX);
     leave(*shared, seized == 0 && follow(*shared, options));
 }
 
-// A tracer that stays must not be its maker's child, since the maker would wait for it in vain.
+// A tracer that stays must not be its maker's child, since a maker that waits for all its children would never return.
 [[noreturn]] static void trace_as_orphan(Shared *shared)
 {
     const long tracer = clone_process(*shared, shared_size / 2, &trace);
     if (tracer < 0)
-        shared->said.store(static_cast<int>(-tracer), std::memory_order_release);
+        shared->reply.store(static_cast<int>(-tracer), std::memory_order_release);
     system_call(SYS_exit_group, 0);
     __builtin_unreachable();
 }
 
-static int wait_for_word(const Shared &shared, long tracer)
+static int wait_for_reply(const Shared &shared, long tracer)
 {
     const timespec slice = {0, 5'000'000};
     for (int slices = 0; slices < timeout_seconds * 200; ++slices) {
-        if (const int said = shared.said.load(std::memory_order_acquire); said != Shared::nothing)
-            return said;
-        system_call(SYS_futex, &shared.said, FUTEX_WAIT, Shared::nothing, &slice);
+        if (const int reply = shared.reply.load(std::memory_order_acquire); reply != Shared::nothing)
+            return reply;
+        system_call(SYS_futex, &shared.reply, FUTEX_WAIT, Shared::nothing, &slice);
         if (system_call(SYS_wait4, tracer, nullptr, __WALL | WNOHANG, nullptr) == tracer) {
-            const int last = shared.said.load(std::memory_order_acquire);
+            const int last = shared.reply.load(std::memory_order_acquire);
             return last > 0 ? last : ECHILD;
         }
-        // It may have been stopped with this process's group before leaving it, and so have missed SIGCONT.
+        // It may have been stopped with this process's group before it left that, and would miss the group's SIGCONT.
         system_call(SYS_kill, tracer, SIGCONT);
     }
     return ETIMEDOUT;
@@ -236,8 +237,8 @@ static int wait_for_word(const Shared &shared, long tracer)
 int Tracer::attach()
 {
     Shared &shared = *shared_;
-    shared.said.store(Shared::nothing, std::memory_order_relaxed);
-    shared.tracer = &take_place(shared);
+    shared.reply.store(Shared::nothing, std::memory_order_relaxed);
+    shared.tracer = &claim_slot(shared);
     const bool stays = what_ == Traced::descendants;
     process_ = clone_process(shared, shared_size, stays ? &trace_as_orphan : &trace);
     if (process_ < 0) {
@@ -249,16 +250,16 @@ int Tracer::attach()
         process_ = shared.tracer->load();
     }
     system_call(SYS_prctl, PR_SET_PTRACER, process_, 0, 0, 0);
-    const int said = wait_for_word(shared, process_);
-    if (said == Shared::attached)
+    const int reply = wait_for_reply(shared, process_);
+    if (reply == Shared::attached)
         return 0;
     give_up();
     reap();
-    return said;
+    return reply;
 }
 
 // Makes the shared pages and fills in what is known beforehand.
-int Tracer::prepare(const char *state, bool looks)
+int Tracer::prepare(const char *state, bool inspects)
 {
     if (strlen(state) >= sizeof Vvar::state)
         return ENAMETOOLONG;
@@ -269,9 +270,9 @@ int Tracer::prepare(const char *state, bool looks)
     shared_ = std::bit_cast<Shared *>(pages);
     shared_->self = shared_;
     shared_->what = what_;
-    shared_->looks = looks || what_ == Traced::descendants;
+    shared_->inspects = inspects || what_ == Traced::descendants;
     shared_->maker = static_cast<int>(system_call(SYS_gettid));
-    // An attached tracer must not call the C library, since it shares this thread's storage.
+    // The tracer shares this thread's storage, so it must not call the C library.
     Vvar &vvar = shared_->vvar;
     memcpy(vvar.state, state, strlen(state));
     vvar.container_id = read_container_id();
@@ -284,15 +285,15 @@ int Tracer::prepare(const char *state, bool looks)
     return 0;
 }
 
-int Tracer::start(Traced what, const char *state, bool looks)
+int Tracer::start(Traced what, const char *state, bool inspects)
 {
     what_ = what;
-    error_ = prepare(state, looks);
+    error_ = prepare(state, inspects);
     if (error_ != 0)
         return error_;
     error_ = attach();
-    // The kernel lets no equal trace a process that gave up rights. This lifts the ban meanwhile, but not where
-    // memory is shared, as after vfork: the ban is the memory's, so the others would be exposed too.
+    // A process that gave up rights is not dumpable, so the kernel refuses tracers. It is made dumpable meanwhile,
+    // unless it shares its memory, as after vfork: the flag is the memory's, so the others would be exposed, too.
     if (error_ != EPERM || system_call(SYS_prctl, PR_GET_DUMPABLE, 0, 0, 0, 0) == 1)
         return error_;
     if (system_call(SYS_unshare, CLONE_VM) != 0) // fails where memory is shared, else does nothing

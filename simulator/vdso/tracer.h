@@ -13,31 +13,31 @@ constexpr bool can_trace = false;
 enum class Traced {
     own_exec,   // this thread is about to exec
     child,      // this thread is about to make a child that will exec
-    descendants // this thread is about to exec, and all that it and its children ever start is to be followed
+    descendants // this thread is about to exec; its descendants are to be traced, too
 };
 
-// Traces from before an exec until it has failed, or the child runs. Async-signal-safe, and safe in a child that has
+// Traces from before an exec until that fails or the program runs. Async-signal-safe, and safe in a child that shares
 // its parent's memory.
 class Tracer
 {
   public:
     Tracer() = default;
-    // Waits for the tracer to end, if one was started: the own exec failed, or the child was made. Until then no
-    // handler runs in this thread.
+    // Waits for the tracer to end: this thread's exec failed, or the child was made. Until then no handler runs in this
+    // thread.
     ~Tracer();
     Tracer(const Tracer &) = delete;
     Tracer &operator=(const Tracer &) = delete;
 
-    // Starts the tracer, with all signals blocked. `state` is the file of the clock table. With `looks`, only what
-    // turns out to be a program that no library can be preloaded into gets the vDSO. Returns 0, or an errno: then the
-    // program lives by real time. EACCES: this process has given up rights, and others share its memory.
-    int start(Traced what, const char *state, bool looks);
+    // Starts the tracer. Call with all signals blocked. `state` is the file of the clock table. With `inspects`, the
+    // tracer judges the program's file once it runs. Returns 0, or an errno, and then the program keeps real time.
+    // EACCES: this process has given up rights, and others share its memory.
+    int start(Traced what, const char *state, bool inspects);
 
-    // There will be no child.
+    // Call if making the child failed.
     void give_up();
 
   private:
-    int prepare(const char *state, bool looks);
+    int prepare(const char *state, bool inspects);
     int attach();
     void reap();
 

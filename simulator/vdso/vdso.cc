@@ -1,4 +1,5 @@
-// Our vDSO: the clock of the program. Nothing tells it of a change of ids, so it asks again, but not at each reading.
+// Our vDSO: shows the program its clock. Nothing tells it when the program's ids change, so it asks for them again, but
+// not at each reading.
 #include <cstddef>
 
 #include "base/integer.h"
@@ -21,11 +22,11 @@ static uint64_t nanoseconds(const timespec &real)
 
 static uint64_t ask_ids(const timespec &real)
 {
-    VvarCache &kept = vvar_pages.kept;
+    VvarCache &cache = vvar_pages.cache;
     const uint64_t ids =
         static_cast<uint64_t>(system_call(SYS_geteuid)) << 32 | static_cast<uint64_t>(system_call(SYS_getegid));
-    kept.ids.store(ids, std::memory_order_relaxed);
-    kept.asked_at.store(nanoseconds(real), std::memory_order_release);
+    cache.ids.store(ids, std::memory_order_relaxed);
+    cache.asked_at.store(nanoseconds(real), std::memory_order_release);
     return ids;
 }
 
@@ -42,10 +43,10 @@ __attribute__((noinline)) static Cache::Found look_up(uint64_t ids, ClockRate &r
 {
     const Vvar &vvar = vvar_pages.vvar;
     const Table &table = vvar_pages.table;
-    VvarCache &kept = vvar_pages.kept;
+    VvarCache &cache = vvar_pages.cache;
     const int64_t process = system_call(SYS_getpid);
-    if (kept.process.load(std::memory_order_relaxed) == 0)
-        kept.process.store(process, std::memory_order_relaxed);
+    if (cache.process.load(std::memory_order_relaxed) == 0)
+        cache.process.store(process, std::memory_order_relaxed);
     const Identity who = {
         process, static_cast<int32_t>(ids >> 32), static_cast<int32_t>(ids), vvar.pid_namespace, 0, vvar.container_id};
     Clock clock = {};
@@ -56,9 +57,9 @@ __attribute__((noinline)) static Cache::Found look_up(uint64_t ids, ClockRate &r
         found = search_clock(table, who, clock, find_birth) ? Cache::clock : Cache::no_clock;
     } while (generation.table != table.generation.load(std::memory_order_acquire));
     rate = ClockRate(clock);
-    // A child that still runs in its parent's memory, on its way to another program, leaves that as it is.
-    if (process == kept.process.load(std::memory_order_relaxed))
-        kept.cache.store(generation, found, rate);
+    // A vforked child must leave its parent's memory alone.
+    if (process == cache.process.load(std::memory_order_relaxed))
+        cache.clock.store(generation, found, rate);
     return found;
 }
 
@@ -71,13 +72,13 @@ __attribute__((noinline)) static Cache::Found find_anew(const timespec &real, Cl
 {
     const uint64_t ids = ask_ids(real);
     const uint64_t generation = present_generation();
-    // A change that was cut short has none of its own: what is found holds no longer than the ids.
+    // An interrupted change has no generation: the result then holds no longer than the ids.
     const Cache::Found found =
-        generation % 2 == 0 ? vvar_pages.kept.cache.load({generation, ids}, rate) : Cache::nothing;
+        generation % 2 == 0 ? vvar_pages.cache.clock.load({generation, ids}, rate) : Cache::nothing;
     return found != Cache::nothing ? found : look_up(ids, rate);
 }
 
-// Finishes a reading of a clock that is rarely used, and which a machine may not have.
+// Finishes a reading of a clock that is rarely used and that the machine may lack.
 __attribute__((noinline, cold)) static int make_rare(clockid_t source, timespec &time)
 {
     timespec real;
@@ -89,16 +90,16 @@ __attribute__((noinline, cold)) static int make_rare(clockid_t source, timespec 
     return vvar_pages.vvar.clock_gettime(source, &real);
 }
 
-// All that can be is looked at before the kernel's function, which waits for what comes before it anyway. A clock has
-// no coarse time, which would lag by more the faster it runs.
+// Everything possible is loaded before the call of the kernel's function, which waits for earlier loads anyway. Coarse
+// ids show the precise time: a coarse one would lag by more the faster the clock runs.
 int read_vdso_clock(clockid_t source, timespec &time)
 {
-    const VvarCache &kept = vvar_pages.kept;
+    const VvarCache &cache = vvar_pages.cache;
     const Vvar &vvar = vvar_pages.vvar;
     ClockRate rate;
-    const uint64_t asked_at = kept.asked_at.load(std::memory_order_acquire);
-    const uint64_t ids = kept.ids.load(std::memory_order_relaxed);
-    Cache::Found found = kept.cache.load({present_generation(), ids}, rate);
+    const uint64_t asked_at = cache.asked_at.load(std::memory_order_acquire);
+    const uint64_t ids = cache.ids.load(std::memory_order_relaxed);
+    Cache::Found found = cache.clock.load({present_generation(), ids}, rate);
     vvar.clock_gettime(CLOCK_REALTIME, &time);
     if (vvar.state[0] == '\0')
         found = Cache::no_clock;
@@ -153,24 +154,24 @@ SIM_VDSO long __vdso_getcpu(unsigned *cpu, unsigned *node, void *unused)
     return vvar_pages.vvar.getcpu(cpu, node, unused);
 }
 
-// The names without a prefix are the kernel's, too.
+// The kernel's vDSO has these names as well.
 SIM_VDSO int clock_gettime(clockid_t, timespec *) noexcept __attribute__((alias("__vdso_clock_gettime")));
 SIM_VDSO int vdso_gettimeofday(timeval *, void *) __asm__("gettimeofday") __attribute__((alias("__vdso_gettimeofday")));
 SIM_VDSO time_t time(time_t *) noexcept __attribute__((alias("__vdso_time")));
 SIM_VDSO int clock_getres(clockid_t, timespec *) noexcept __attribute__((alias("__vdso_clock_getres")));
 SIM_VDSO long vdso_getcpu(unsigned *, unsigned *, void *) __asm__("getcpu") __attribute__((alias("__vdso_getcpu")));
 
-// Compilers call these on their own; elsewhere the C library has them.
-extern "C" void *memset(void *place, int byte, size_t size)
+// Compilers emit calls of these; elsewhere they are the C library's.
+extern "C" void *memset(void *memory, int byte, size_t size)
 {
-    void *end = place;
+    void *end = memory;
     __asm__ volatile("rep stosb" : "+D"(end), "+c"(size) : "a"(byte) : "memory");
-    return place;
+    return memory;
 }
 
-extern "C" void *memcpy(void *place, const void *from, size_t size)
+extern "C" void *memcpy(void *memory, const void *from, size_t size)
 {
-    void *end = place;
+    void *end = memory;
     __asm__ volatile("rep movsb" : "+D"(end), "+S"(from), "+c"(size) : : "memory");
-    return place;
+    return memory;
 }

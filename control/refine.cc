@@ -1,3 +1,4 @@
+#include "base/integer.h"
 #include "control/control.h"
 #include "ov_helper.h"
 
@@ -18,4 +19,14 @@ int ov_refine_clock(int32_t kind, uint32_t id, int32_t nanoseconds, int32_t utc_
     ov::theiov.spare = what;
     ov::theiov.container_id = zyn_get_container_ID();
     return ov::send_command(control.descriptor(), ZYNOV_IOC_REFINE_CLOCK) == 0 ? 0 : -1;
+}
+
+int ov_refined_clock(int32_t kind, uint32_t id, ov_refined *refined)
+{
+    if (ov_refine_clock(kind, id, 0, 0, 0) != 0)
+        return -1;
+    const zynov_iov &answer = ov::theiov;
+    *refined = {static_cast<uint32_t>(answer.spare), static_cast<uint32_t>(answer.id), ov::low_32(answer.base),
+                ov::low_32(answer.vtime), ov::low_32(answer.origin)};
+    return 0;
 }

@@ -17,8 +17,10 @@ struct PreparedRequest {
 };
 
 // Checks a request, resolves its identities, checks the caller's rights and, for an add, reads the time. The caller is
-// a real uid. Returns OV_OK or the result of ov_process_request, with its message. errno does not count.
-int32_t prepare(const ov_request &request, int32_t caller, PreparedRequest &prepared, Message &message);
+// a real uid. With numbers, one for each identity, no text is looked up. Returns OV_OK or the result of
+// ov_process_request, with its message. errno does not count.
+int32_t prepare(const ov_request &request, const uint32_t *numbers, int32_t caller, PreparedRequest &prepared,
+                Message &message);
 
 // Sets the message and returns OV_NOT_PERMITTED if there is a refusal; else returns OV_OK.
 int32_t refuse(const char *refusal, Message &message);

@@ -9,7 +9,7 @@ int32_t ov_preview_request(const ov_request *request, int64_t *value, char **slo
         return OV_BAD_OPERATION;
     Message message(slot);
     PreparedRequest prepared = {};
-    if (const int32_t flaw = prepare(*request, static_cast<int32_t>(getuid()), prepared, message))
+    if (const int32_t flaw = prepare(*request, nullptr, static_cast<int32_t>(getuid()), prepared, message))
         return flaw;
     if (const int32_t refusal = refuse(prepared.refusals.once_open, message))
         return refusal;

@@ -43,11 +43,12 @@ static int32_t conclude(int32_t result, Message &message)
     return result;
 }
 
-static int32_t process(const ov_request &request, Message &message)
+static int32_t process(const ov_request &request, const uint32_t *numbers, Message &message)
 {
     const auto caller = static_cast<int32_t>(getuid());
     PreparedRequest prepared = {};
-    if (const int32_t flaw = prepare(request, caller, prepared, message)) // validate, resolve, permit, read the time
+    if (const int32_t flaw =
+            prepare(request, numbers, caller, prepared, message)) // validate, resolve, permit, read the time
         return flaw;
 
     theiov = {};
@@ -62,15 +63,25 @@ static int32_t process(const ov_request &request, Message &message)
     return conclude(carry_out(request.operation, prepared, control, caller, message), message);
 }
 
-} // namespace ov
-
-int32_t ov_process_request(const ov_request *request, char **slot)
+static int32_t process_in_slot(const ov_request *request, const uint32_t *numbers, char **slot)
 {
     if (request == nullptr)
         return OV_BAD_OPERATION;
     char *dropped = nullptr; // stands in for a missing slot
-    ov::Message message(slot != nullptr ? slot : &dropped);
-    const int32_t result = ov::process(*request, message);
+    Message message(slot != nullptr ? slot : &dropped);
+    const int32_t result = process(*request, numbers, message);
     free(dropped);
     return result;
+}
+
+} // namespace ov
+
+int32_t ov_process_request(const ov_request *request, char **slot)
+{
+    return ov::process_in_slot(request, nullptr, slot);
+}
+
+int32_t ov_process_numbers(const ov_request *request, const uint32_t *numbers, char **slot)
+{
+    return ov::process_in_slot(request, numbers, slot);
 }

@@ -90,6 +90,9 @@ typedef struct ov_request {
  */
 OV_API int32_t ov_process_request(const ov_request *request, char **message);
 
+/* The same for identities by number, one for each kind: id_text is not read, and nobody asks whether they exist. */
+OV_API int32_t ov_process_numbers(const ov_request *request, const uint32_t *numbers, char **message);
+
 /* Checks a request without opening the control file, and sets *value to the clock value that an add would send. */
 OV_API int32_t ov_preview_request(const ov_request *request, int64_t *value, char **message);
 
@@ -147,6 +150,18 @@ enum ov_refinement {
  * ov_refinement bits. Returns 0, or -1 with errno: ENOTTY from a kernel module that cannot, ENOENT without a clock.
  */
 OV_API int ov_refine_clock(int32_t kind, uint32_t id, int32_t nanoseconds, int32_t utc_offset, uint32_t what);
+
+/* What is set of a clock by ov_refine_clock. */
+typedef struct ov_refined {
+    uint32_t what;       /* ov_refinement bits */
+    uint32_t id;         /* whose clock it is; 0 for a process that the caller cannot see */
+    int32_t generations; /* 0 for a clock of its own, 1 for that of a process's parent, and so on */
+    int32_t nanoseconds;
+    int32_t utc_offset;
+} ov_refined;
+
+/* Tells that of a clock, or of the ancestor's clock by which a process lives. Returns as ov_refine_clock does. */
+OV_API int ov_refined_clock(int32_t kind, uint32_t id, ov_refined *refined);
 
 /* A speed in words, in a static buffer. */
 OV_API char *clock_speed_string(int speed);

@@ -40,16 +40,16 @@ static void print_named(FILE *line, int32_t kind, uint32_t number)
 }
 
 // Prints the number too, since names change.
-static void print_identity(FILE *line, const ov_request &request)
+static void print_identity(FILE *line, const ov_request &request, const uint32_t *known)
 {
     const int32_t kind = request.id_count > 0 ? request.id_kind[0] : OV_USER;
-    uint32_t number = getuid();
+    uint32_t number = known != nullptr ? *known : getuid();
     if (request.operation == OV_RESET) {
         fputs("all", line);
         return;
     }
     fprintf(line, "%c:", " ugp"[kind]);
-    if (request.id_count > 0 && parse_uid(request.id_text[0], kind, &number) != 0) {
+    if (known == nullptr && request.id_count > 0 && parse_uid(request.id_text[0], kind, &number) != 0) {
         print_visible(line, request.id_text[0]); // the process has ended
         return;
     }
@@ -105,11 +105,12 @@ static void print_outcome(FILE *line, int32_t result, const char *message)
     print_visible(line, text);
 }
 
-static void print_request(FILE *line, const ov_request &request, int32_t result, const char *message)
+static void print_request(FILE *line, const ov_request &request, int32_t result, const char *message,
+                          const uint32_t *number)
 {
     static constexpr const char *words[] = {"", "add", "delete", "", "reset"};
     fprintf(line, "%s for=", words[request.operation]);
-    print_identity(line, request);
+    print_identity(line, request, number);
     if (request.operation == OV_ADD && request.virtime != 0) // a refused distance has not been counted
         print_clock_fields(line, request);
     fputs(" by=", line);
@@ -120,14 +121,14 @@ static void print_request(FILE *line, const ov_request &request, int32_t result,
     print_outcome(line, result, message);
 }
 
-void audit(const ov_request &request, int32_t result, const char *message)
+void audit(const ov_request &request, int32_t result, const char *message, const uint32_t *number)
 {
     const int error = errno;
     char *text = nullptr;
     size_t length;
     FILE *const line = is_log_read() ? open_memstream(&text, &length) : nullptr;
     if (line != nullptr) {
-        print_request(line, request, result, message);
+        print_request(line, request, result, message, number);
         if (fclose(line) == 0) {
             openlog("ovuser", LOG_PID, LOG_AUTHPRIV);
             syslog(LOG_NOTICE, "%s", text);

@@ -78,12 +78,13 @@ class EngineCall
     int32_t send()
     {
         who_.put_into(request_);
+        const bool ended = who_.kind == OV_PROCESS && is_pid_alive(static_cast<int>(who_.id)) == 0;
         errno = 0;
-        result_ = ov_process_request(&request_, &message_);
+        result_ = ended ? int32_t{OV_UNKNOWN_IDENTITY} : ov_process_numbers(&request_, &who_.id, &message_);
         error_ = errno;
         ov::close_left_open(); // saves descriptors when there are many identities
         if (!was_there() && result_ != OV_NO_CLOCK)
-            audit(request_, result_, message_);
+            audit(request_, result_, message_, &who_.id);
         if (result_ == OV_OK && !was_there() && request_.operation == OV_ADD && request_.rewind != 0)
             send_zone();
         return result_;

@@ -49,18 +49,11 @@ const char *Identity::numbered() const
     return own;
 }
 
-// The blank makes the engine read a number even if a user has it as a name.
-void Identity::resolve()
-{
-    snprintf(digits, sizeof digits, " %" PRIu32, id);
-    resolved = true;
-}
-
 void Identity::put_into(ov_request &request) const
 {
     request.id_count = name != nullptr ? 1 : 0; // no identity means the caller
     request.id_kind[0] = kind;
-    request.id_text[0] = resolved ? digits : name;
+    request.id_text[0] = name;
 }
 
 // The highest process id of this kernel.
@@ -101,10 +94,10 @@ int read_identity(const char *text, Identity &identity)
         char letter;
         ov_kind kind;
     } prefixes[] = {{'u', OV_USER}, {'g', OV_GROUP}, {'p', OV_PROCESS}};
-    identity = {text, text, OV_USER, 0, false, false, ""};
+    identity = {text, text, OV_USER, 0, false};
     for (const auto &prefix : prefixes)
         if (text[0] == prefix.letter && text[1] == ':')
-            identity = {text, text + 2, prefix.kind, 0, false, false, ""};
+            identity = {text, text + 2, prefix.kind, 0, false};
     constexpr size_t longest = 65000; // name services may fail on longer names
     if (strlen(text) > longest)
         return usage_error("an identity of %zu characters names nobody", strlen(text));
@@ -131,7 +124,7 @@ int read_identities_or_caller(IdentityList &identities, const char *subcommand, 
         return read_identities(identities, count, texts);
     if (getuid() == 0)
         return usage_error("%s whom? root has no clock; write u:USER, g:GROUP or p:PID", subcommand);
-    const Identity caller = {"", nullptr, OV_USER, getuid(), false, false, ""};
+    const Identity caller = {"", nullptr, OV_USER, getuid(), false};
     return identities.add(caller) != nullptr ? int{done} : failed("no memory");
 }
 
@@ -266,7 +259,6 @@ int check_identities(IdentityList &identities, ov_request &request, int64_t *val
         }
         if (!found && look_up(identity.name, identity.kind, &identity.id) != 0) // although the engine has found it
             return failed("%s: looked up twice, and found but once: try again", identity.label());
-        identity.resolve();
         const auto is_same = [&](const Identity &other) {
             return other.kind == identity.kind && other.id == identity.id;
         };

@@ -17,9 +17,7 @@ struct Identity {
     const char *name; // without the prefix; null for an implied caller
     int32_t kind;
     uint32_t id;
-    bool met;        // found in the clock table
-    bool resolved;   // whether id and digits are set
-    char digits[12]; // the id as text for the engine
+    bool met; // found in the clock table
 
     // As typed, or u:NAME for the caller. Static.
     const char *label() const;
@@ -27,10 +25,7 @@ struct Identity {
     // Name and number of a resolved identity: u:alice (2001), p:4242. Static.
     const char *numbered() const;
 
-    // Makes requests use the id from now on, even if the name changes hands.
-    void resolve();
-
-    // Puts this identity alone into a request.
+    // Puts this identity alone into a request, as typed.
     void put_into(ov_request &request) const;
 };
 
@@ -60,12 +55,7 @@ struct ListedIdentity {
     // Whether the user, group or process still exists.
     bool exists;
 
-    Identity identity() const
-    {
-        Identity identity = {text, text + 2, kind_, id_, false, false, ""};
-        identity.resolve();
-        return identity;
-    }
+    Identity identity() const { return {text, text + 2, kind_, id_, false}; }
 
   private:
     int32_t kind_;

@@ -127,7 +127,6 @@ static int run_for(Identity who, const RunOptions &options, int64_t checked)
     if (who.kind == OV_PROCESS) {
         read_identity(process.text, who);
         who.id = static_cast<uint32_t>(child.pid());
-        who.resolve();
     }
     Lock lock;
     TemporaryClock temporary;

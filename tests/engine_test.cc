@@ -144,6 +144,24 @@ TEST_F(Engine, SendsTheRecordByteForByte)
         expect_sent(make_request(OV_RESET), 0x40505305, {{171}}, name, id);
 }
 
+TEST_F(Engine, LooksUpNobodyWhoseNumberIsKnown)
+{
+    const uint32_t numbers[] = {1001, 7}, zero = 0;
+    script.users.clear();
+    script.groups.clear();
+    const auto by_number = [&](int operation, const char *identities, const uint32_t *who) {
+        const ov_request request = make_request(operation, identities);
+        return run([&](char **slot) { return ov_process_numbers(&request, who, slot); });
+    };
+    EXPECT_EQ(by_number(OV_ADD, "u: g:", numbers).message, said("gid 7" + running));
+    ASSERT_EQ(script.sent.size(), 2u);
+    EXPECT_EQ(script.sent[0].second.id, 1001);
+    EXPECT_EQ(by_number(OV_ADD, "u:", &zero).result, OV_ROOT_IDENTITY);
+    EXPECT_EQ(by_number(OV_ADD, "u: ?:", numbers).result, OV_BAD_KIND);
+    script.uid = 1000;
+    EXPECT_EQ(by_number(OV_DELETE, "u:", numbers).result, OV_NOT_PERMITTED);
+}
+
 TEST_F(Engine, RefinesAClockByteForByte)
 {
     script.host_name = "cafe";
@@ -154,8 +172,19 @@ TEST_F(Engine, RefinesAClockByteForByte)
     EXPECT_EQ(refined.result, 0);
     EXPECT_EQ(refined.sent, std::string(reinterpret_cast<const char *>(&command), 8) +
                                 std::string(reinterpret_cast<const char *>(&record), 80));
+    ov_refined refined_clock = {};
+    const Call ask = [&](char **) { return ov_refined_clock(OV_PROCESS, 4242, &refined_clock); };
+    script.kernel = [](unsigned long, zynov_iov &answer) {
+        const bool asks = answer.id == 4242 && answer.flags == 3 && answer.spare == 0;
+        answer = {171, 0, 0, 77, 999999999, 3, 0, 4, -19800, 12, 0xcafe};
+        return asks ? 0 : -1;
+    };
+    EXPECT_EQ(run(ask).result, 0);
+    const auto &[what, id, generations, nanoseconds, utc_offset] = refined_clock;
+    EXPECT_EQ(std::tie(what, id, generations, nanoseconds, utc_offset), std::make_tuple(12, 77, 4, 999999999, -19800));
     script.kernel = [](unsigned long, zynov_iov &) { return errno = ENOTTY, 7; };
     EXPECT_EQ(run(refine).result, -1);
+    EXPECT_EQ(run(ask).result, -1);
     EXPECT_EQ(script.error, ENOTTY);
     script.open_error = EACCES;
     EXPECT_EQ(run(refine).result, -1);

@@ -81,9 +81,8 @@ TEST_F(Utility, OutlivesAFailingLookUp)
 {
     expect({
         {"$OV add bin --speed 5 >out; echo u:bin --in 1d >one; chmod 644 one; export LD_PRELOAD=$LD_PRELOAD:./host.so; "
-         "FORGETS='1 1' $OV apply one --prune; for first in 3 5; do $OV reset >out; FORGETS=\"$first 99\" $OV add bin "
-         "sys $FREEZE >out; echo $?; $OV list | grep -c ^u: ; done",
-         "ovuser: report: one: nothing to change\n5\n0\n5\n1\n" ERROR "bin: not found any more\n" AND_ERROR
-         "sys: not found any more\n" AND_ERROR "sys: not found any more\n= 0"},
+         "FORGETS='1 1' $OV apply one --prune; $OV reset >out; FORGETS='3 99' $OV add bin sys $FREEZE >out; echo $?;"
+         "$OV list | grep -c ^u:",
+         "ovuser: report: one: nothing to change\n0\n2\n= 0"},
     });
 }

@@ -5,7 +5,7 @@
 namespace ov
 {
 
-// Restores errno at the end of the scope: what a kernel command left there is read much later.
+// Restores errno at the end of the scope: the errno of a kernel command is read much later.
 class ErrnoGuard
 {
   public:

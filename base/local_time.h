@@ -17,7 +17,7 @@ inline tm local_time(time_t instant)
     return local;
 }
 
-// Whether ctime and ctime_r can write an instant. musl's crash where glibc's go on: at years of five characters.
+// Whether ctime and ctime_r can write an instant. musl's crash at years of five characters, glibc's do not.
 inline bool has_text([[maybe_unused]] time_t instant)
 {
 #ifdef __GLIBC__

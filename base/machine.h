@@ -1,4 +1,4 @@
-// Refuses machines that this does not run on.
+// Refuses to compile for machines that are not supported.
 #pragma once
 
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,

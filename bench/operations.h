@@ -82,7 +82,7 @@ inline void parse_relative(const char *years, const char *days, const char *minu
     use(parse_reltime(years, days, nullptr, minutes, nullptr, &message, 0));
 }
 
-// A shift has days, which lead to the first instant, and seconds, which lead from there to the result.
+// A shift first moves by days, then by seconds.
 inline void parse_relative_floor(int64_t days, int64_t seconds)
 {
     timeval now;
@@ -179,7 +179,7 @@ inline void delete_clock_floor()
     });
 }
 
-// Standard output has to be a file; it is written from the beginning each time, to stay small.
+// Standard output must be a file. It is rewritten from the beginning each time, to stay small.
 inline void list_clocks(int slots)
 {
     table_size = slots;

@@ -14,7 +14,7 @@
 
 using namespace bench;
 
-// The C library's own call, past the simulator's.
+// The C library's own function, not the simulator's.
 template <typename Function> static Function *bare(Function *, const char *name)
 {
     static void *const libc = dlopen("libc.so.6", RTLD_NOW);
@@ -68,7 +68,7 @@ static void fill_table(uint64_t processes)
         send(ZYNOV_IOC_ADD_CLOCK, 3, getpid(), container);
 }
 
-// Leaves the table as a writer does that is killed during a change.
+// Leaves the table as if a writer had been killed during a change.
 static void cut_change_short()
 {
     const int file = open(getenv("ZYNOV_SIM_STATE"), O_RDWR | O_CLOEXEC);
@@ -103,7 +103,7 @@ static void fork_from_shell(char **environment)
 
 static const char *utility, *static_true;
 
-// With a clock of its own, which its parent sets.
+// Starts Python with a clock of its own, which its parent sets.
 static void start_python(const char *choices)
 {
     setenv("OVUSER", utility, 1);

@@ -1,4 +1,4 @@
-# Installs what Debian's folders hold, in components that are also the packages.
+# Installs to Debian's folders, in components that are also the packages.
 
 # Whatever the umask, others cannot write to folders.
 set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
@@ -60,7 +60,7 @@ install(CODE "
   COMPONENT tools)
 install(FILES ${PROJECT_BINARY_DIR}/orvane-clocks.service DESTINATION lib/systemd/system COMPONENT tools)
 
-# The module's sources, for the package alone, whose dkms builds them.
+# The module's sources, only for the package, where dkms builds them.
 set(module_sources src/zynov-${library_version})
 configure_file(module/dkms.conf dkms/dkms.conf @ONLY)
 install(DIRECTORY module/ DESTINATION ${module_sources} COMPONENT kernel EXCLUDE_FROM_ALL

@@ -4,7 +4,7 @@ set(family ${CPACK_GENERATOR})
 if(family STREQUAL "DEB")
   set(family DEBIAN)
 endif()
-# For the clocks of this host, which are nobody's to overwrite: so that "ovuser save /etc/orvane/clocks" finds the folder.
+# The folder of "ovuser save /etc/orvane/clocks". No package owns the file.
 set(configuration ${CPACK_TEMPORARY_DIRECTORY}/tools/etc/orvane)
 file(MAKE_DIRECTORY ${configuration})
 file(CHMOD ${CPACK_TEMPORARY_DIRECTORY}/tools/etc ${configuration}

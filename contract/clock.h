@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: GPL-2.0 */
 /*
- * What a virtual clock shows at a real instant, and when it will show a given one. The simulator, the code that it
- * puts into programs, the library and the kernel module compile this same file: integers only, no library, for 64-bit
- * machines. A clock may hold any bytes: what it shows may then be odd, but is always defined.
+ * What a virtual clock shows at a real instant, and when it will show a given one. The library, the simulator, its vDSO
+ * and the kernel module all compile this file: integers only, no library, for 64-bit machines. A clock may hold any
+ * bytes: it may then show an odd time, but the result is always defined.
  */
 #ifndef ZYNOV_CLOCK_H
 #define ZYNOV_CLOCK_H
@@ -28,7 +28,7 @@
 
 __extension__ typedef unsigned __int128 zynov_wide;
 
-/* The nanoseconds are 0 to 999999999; what is passed to the functions below keeps to that. */
+/* The nanoseconds are 0 to 999999999, also in what callers of the functions below pass. */
 struct zynov_instant {
     int64_t seconds;
     int64_t nanoseconds;
@@ -44,8 +44,8 @@ struct zynov_clock {
 };
 
 /*
- * A clock, with all worked out that can be before a reading. A reading waits for each step of its arithmetic, so there
- * are few: two products, two sums and a division by a constant.
+ * A clock, prepared for readings. A reading waits for each step of its arithmetic, so there are few: two products, two
+ * sums and a division by a constant.
  */
 struct zynov_rate {
     uint64_t seconds;     /* what it shows at the real epoch; a slow clock has the real time here that had passed ... */
@@ -60,7 +60,7 @@ struct zynov_rate {
     int32_t rewinds;
 };
 
-/* Towards minus infinity, by a positive divisor. */
+/* Rounds towards minus infinity. The divisor is positive. */
 static inline int64_t zynov_floor_div(int64_t value, int64_t divisor)
 {
     return value / divisor - (value % divisor < 0 ? 1 : 0);
@@ -117,7 +117,7 @@ static inline struct zynov_rate zynov_rate_of(const struct zynov_clock *clock)
     rate.utc_offset = (int32_t)(clock->utc_offset % ZYNOV_DAY);
     rate.midnight = zynov_difference(clock->start.seconds, zynov_time_of_day(clock->start.seconds, rate.utc_offset));
 
-    /* Back from the instant at which it was set to the epoch, so that a reading adds nothing that is negative. */
+    /* Counted from the epoch, not from the instant at which it was set, so that a reading adds nothing negative. */
     nanoseconds = (int64_t)(0 - (uint64_t)clock->real.nanoseconds * rate.multiplier);
     seconds = (int64_t)(0 - (uint64_t)clock->real.seconds * rate.multiplier);
     if (rate.divisor == 1) {
@@ -129,13 +129,13 @@ static inline struct zynov_rate zynov_rate_of(const struct zynov_clock *clock)
     return rate;
 }
 
-/* From the real time since a slow clock was set to what it shows, whose nanoseconds may be above a second. */
+/* Converts the real time since a slow clock was set into what it shows. The nanoseconds may exceed a second. */
 static inline void zynov_slow_down(const struct zynov_rate *rate, uint64_t *seconds, uint64_t *nanoseconds)
 {
     const uint64_t elapsed = *seconds * ZYNOV_SECOND + *nanoseconds;
 
     *seconds = (uint64_t)rate->start.seconds;
-    if ((int64_t)elapsed >= 0) { /* the product with the inverse falls short by one at the most */
+    if ((int64_t)elapsed >= 0) { /* the product with the inverse is at most one too small */
         const uint64_t quotient = (uint64_t)((zynov_wide)elapsed * rate->inverse >> 64);
 
         *nanoseconds = quotient + (elapsed - quotient * rate->divisor >= rate->divisor ? 1 : 0);
@@ -180,10 +180,10 @@ static inline int64_t zynov_saturating_difference(int64_t a, int64_t b)
 }
 
 /*
- * The real instant at which a wait ends that began at the real instant `now` and lasts until the clock shows
- * `awaited`: the first at which it does, or one before `now`. A clock that stands still, or goes back at midnight,
- * may never get there, so the wait lasts for the distance from what it shows now: as if it ran at the real speed, or
- * on into the next day. The answer is never before the epoch.
+ * The real instant at which a wait ends that begins at the real instant `now` and lasts until the clock shows
+ * `awaited`: the first at which it does, or one before `now`. A frozen or rewinding clock may never show it. The wait
+ * then lasts for the distance from what the clock shows now, as if a frozen clock ran at the real speed and a rewinding
+ * one went on into the next day. The answer is never before the epoch.
  */
 static inline struct zynov_instant zynov_real_end(const struct zynov_rate *rate, struct zynov_instant awaited,
                                                   struct zynov_instant now)
@@ -214,13 +214,13 @@ static inline struct zynov_instant zynov_real_end(const struct zynov_rate *rate,
 }
 
 /*
- * What a file shows that has a real time, and the real time of one that is to show another.
+ * Converts real file times to shown ones, and back.
  *
- * Of two files the older one is to look so, and what was not changed since the clock was set is to look as it does to
- * others. A clock that was set ahead leaves a gap between these and what it has shown since: a time in there is kept as
- * one before 1970. One that was set back has older files ahead of it: the time from as far before its start again is
- * shown at half its length. A file that is changed as soon as the clock is set has a time from before, by the kernel's
- * last tick.
+ * The order of files stays, and a file that has not changed since the clock was set keeps its real time. A clock that
+ * was set ahead leaves a gap between those times and what it has shown since: a time set in the gap is stored as one
+ * before 1970. A clock that was set back would show older files in its future: the stretch of real time before its
+ * start, twice as long as it was set back, is shown at half its length. A file that changes just after the clock is set
+ * may have a time from before, since the kernel uses the time of its last tick.
  */
 static inline struct zynov_instant zynov_turn(const struct zynov_rate *rate)
 {

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: GPL-2.0 WITH Linux-syscall-note */
 /*
- * The interface of the Orvane kernel module: one control file, one record, five commands, and a sixth for what does
- * not fit in the record of the five. The library, the simulator and the module compile this same file.
+ * The interface of the Orvane kernel module: one control file, one record, and six commands. The library, the simulator
+ * and the module compile this file.
  */
 #ifndef ZYNOV_H
 #define ZYNOV_H

@@ -32,7 +32,7 @@ struct ProcessFile {
     }
 };
 
-// The values of errno with which the user and group databases say that they have no such number.
+// The errnos by which the user and group databases say that a number is unknown.
 static bool says_that_there_is_none(int error)
 {
     return error == 0 || error == ENOENT || error == ESRCH || error == EBADF || error == EPERM;

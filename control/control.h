@@ -5,8 +5,8 @@
 namespace ov
 {
 
-// The record of every command, shared by requests, the listing and the high-mark query. What the module leaves in it
-// stays until it is cleared.
+// The record of every command, shared by requests, the listing and the high-mark query. It keeps what the module wrote
+// until it is cleared.
 extern zynov_iov theiov;
 
 // The control file of one request, closed at the end of the scope. errno stays as the last command left it.
@@ -28,7 +28,7 @@ class ControlFile
 // Empties the record and sets its version.
 void clear_record();
 
-// Sends the record with a command. Returns what the module returns; so is errno.
+// Sends the record with a command. Returns the module's result; errno is the module's, too.
 int send_command(int descriptor, unsigned long command);
 
 } // namespace ov

@@ -2,7 +2,7 @@
 #include "control/control.h"
 #include "ov_helper.h"
 
-// What is to be set is sent unchanged.
+// A request's bits are sent unchanged.
 static_assert(+OV_REFINE_NANOSECONDS == ZYNOV_REFINE_NANOSECONDS && +OV_REFINE_UTC_OFFSET == ZYNOV_REFINE_UTC_OFFSET &&
               +OV_REFINE_DESCENDANTS == ZYNOV_REFINE_DESCENDANTS && +OV_REFINE_LASTING == ZYNOV_REFINE_LASTING);
 
@@ -12,7 +12,7 @@ int ov_refine_clock(int32_t kind, uint32_t id, int32_t nanoseconds, int32_t utc_
     if (!control.is_open())
         return -1;
     ov::clear_record();
-    ov::theiov.id = static_cast<int32_t>(id); // as an add sends it
+    ov::theiov.id = static_cast<int32_t>(id); // as add sends it
     ov::theiov.vtime = nanoseconds;
     ov::theiov.flags = static_cast<uint32_t>(kind);
     ov::theiov.origin = utc_offset;

@@ -11,7 +11,7 @@
 namespace ov
 {
 
-// What a listed clock shows. A clock that holds its date has it in base and origin, and the time of day in vtime.
+// What a listed clock shows. A rewinding clock's date is in base and origin, its time of day in vtime.
 inline int64_t shown_time(const zynov_iov &entry)
 {
     if ((entry.flags & ZYNOV_DATE_HELD_MASK) == 0)

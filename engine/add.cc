@@ -39,7 +39,7 @@ int32_t read_clock_setting(const ov_request &request, ClockSetting &clock, Messa
     char *note = nullptr;
     const int64_t value = relative ? relative_value(request, &note) : absolute_value(request, &note);
     if (value == 0) {
-        if (note != nullptr) // left by failures only
+        if (note != nullptr) // only failures leave one
             message.take(note);
         else
             message.set("ovuser: error: parse %s clock error\n", relative ? "relative" : "virtual");

@@ -1,4 +1,4 @@
-// The spans that people write, checked against regular expressions.
+// Spans as people write them, checked against regular expressions.
 #include <map>
 #include <regex>
 

@@ -29,7 +29,7 @@ int ov_get_num_from_cmd(const char *command)
         if (fscanf(output, "%d\n", &number) != 1)
             number = -2;
     }
-    // Not pclose, on purpose: where fclose does not do the same, as in glibc, it does not wait for a shell that hangs.
+    // Not pclose, on purpose: fclose does not wait for a shell that hangs (in glibc both are the same).
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmismatched-dealloc"
     fclose(output);

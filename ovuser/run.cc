@@ -45,7 +45,7 @@ static constexpr OptionsWithClock run_options({
     {"help", no_argument, nullptr, 'h'},
 });
 
-// The words of the subcommand.
+// The options of the subcommand.
 struct RunOptions {
     ClockOptions when;
     char *owner = nullptr; // u:USER or g:GROUP; null for the process's clock

@@ -158,7 +158,7 @@ static void cancel_at_random(int control)
 int main(int argc, char **argv)
 {
     setvbuf(stdout, nullptr, _IOLBF, 0);
-    if (argc != 2) // a storm starts it so
+    if (argc != 2) // how a storm starts it
         return time(nullptr) == 1924419600 ? 0 : 2;
     const auto end = Clock::now() + std::chrono::seconds(atol(argv[1]));
     const int control = open_control();

@@ -30,7 +30,7 @@ inline void complain(const char *what, long count)
     ++faults;
 }
 
-// Adds a clock of user ID, recognisable by each field.
+// Adds a clock of user ID, whose fields all follow from the ID.
 inline int send(unsigned long command, int64_t id, int control)
 {
     zynov_iov record = {
@@ -95,7 +95,7 @@ inline void pause_at_random(int longest_microseconds)
     usleep(random() % static_cast<unsigned>(longest_microseconds));
 }
 
-// Lets a stranger make a change, to find no lock left behind.
+// Makes a change from another process, which fails if a lock was left behind.
 inline void expect_change(int control)
 {
     const auto begun = Clock::now();
@@ -103,7 +103,7 @@ inline void expect_change(int control)
         complain("a change that hung or failed", errno);
 }
 
-// Harmless calls of programs, and harmless changes to the table by others.
+// Wrong calls, and damage to the table by others. None may do harm.
 void ask_wrongly(int control);
 void look_for_a_handler();
 void cut_short_a_change(int control);

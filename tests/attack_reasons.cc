@@ -13,8 +13,7 @@
 
 #include <vector>
 
-// Warnings of a program that keeps the real time: a full or broken pipe blocks nothing, and no file of the program's
-// own receives them.
+// Warnings that go to a full or broken pipe block nothing, and files that the program opened do not receive them.
 void warn_into_pipes()
 {
     int broken[2], full[2];

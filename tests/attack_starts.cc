@@ -1,4 +1,4 @@
-// Starts a program that cannot be preloaded into, at bad moments and in bad places.
+// Starts programs that no library can be preloaded into, at bad moments and in bad states.
 #include "tests/attack_starts.h"
 
 #include <pthread.h>
@@ -32,7 +32,7 @@ static void steal()
         mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     const pid_t thief = start([=] {
         become_nobody();
-        for (long loot = 0;; loot = 0) // the children and their tracers have numbers close by
+        for (long loot = 0;; loot = 0) // the children and their tracers have ids close by
             for (pid_t victim = getpid(); victim < getpid() + 200; ++victim) {
                 const iovec here = {&loot, sizeof loot}, there = {const_cast<long *>(&secret), sizeof loot};
                 *stolen += victim > getpid() && process_vm_readv(victim, &here, 1, &there, 1, 0) > 0 && loot == 42;

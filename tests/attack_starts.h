@@ -12,7 +12,7 @@ constexpr int nobody = 65534, with_clock = 0, in_real_time = 1, with_child = 2;
 inline char program[PATH_MAX];
 inline char *const arguments[] = {program, nullptr};
 
-// Starts a new copy from now on, since each file is warned of only once.
+// The number of the copy to start: the simulator warns only once of each file.
 inline int copies;
 inline void copy_program()
 {
@@ -29,7 +29,7 @@ inline void execute()
     _exit(127);
 }
 
-// Returns the status of a child that does something, 128 and more for a signal.
+// Runs work in a child. Returns the child's status, or 128 and the signal that ended it.
 inline int outcome(const std::function<void()> &work)
 {
     int status = 0;

@@ -58,8 +58,8 @@ void look_for_a_handler()
         complain("a handler is to be seen", 1);
 }
 
-// The maker of a change died before its end, and its clock comes and goes in the table: a reading may be kept for a
-// moment, but not for good, nor past the end of a change.
+// The writer of a change was killed, and the clock comes and goes in the table: a reading may stay cached for a moment,
+// but not for good, nor after the end of a change.
 void cut_short_a_change(int control)
 {
     constexpr time_t christmas = 1924419600;

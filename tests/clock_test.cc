@@ -75,7 +75,7 @@ TEST_F(ClockTest, KeepsItsDateWhenItRewinds)
     });
 }
 
-// As soon as the clock gets there; before a clock that stands still, after the distance.
+// When the clock shows the instant; for a frozen clock, after the distance.
 TEST_F(ClockTest, EndsWaits)
 {
     sweep([&] {
@@ -96,8 +96,8 @@ TEST_F(ClockTest, EndsWaits)
     });
 }
 
-// Of two files the older one stays so, a time that was set is shown, and what is older than the clock is as it was: by
-// a clock that was set ahead, and by one that was set back for an hour.
+// The order of files stays, a time that was set is shown, and files older than the clock keep their times: by a clock
+// that was set ahead, and by one that was set back an hour.
 TEST_F(ClockTest, ShowsFilesInOrder)
 {
     sweep([&] {

@@ -1,5 +1,5 @@
 #!/bin/bash
-# What bash offers behind the beginning of a command line.
+# What bash offers after the beginning of a command line.
 # Usage: completion.sh SOURCE_FOLDER BUILD_FOLDER
 export LC_ALL=C
 . "$1/completion/ovuser" && . "$1/completion/zynov-sim" || exit

@@ -1,5 +1,5 @@
-/* A library that reads the time while the loader still puts it into its place, before the libraries that come ahead of
- * it are in theirs. */
+/* A library that reads the time while the loader relocates it, before the loader has relocated the libraries ahead of
+ * it. */
 #include <stdio.h>
 #include <sys/time.h>
 #include <time.h>

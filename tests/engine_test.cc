@@ -47,7 +47,7 @@ static const struct {
     {OV_ADD, "u:bob", 0, {{3, 0}}, 3},
     {OV_ADD, "u:bob", 0, {{17, ENOENT}}, 17, reported, usual, 5},
     {OV_ADD, "u:bob", 0, {{-1, EINVAL}}, -1, later, usual, 5, later},
-    // The failure of another identity than the last prints the pending message only.
+    // The failure of an identity that is not the last prints only the pending message.
     {OV_ADD, "u:alice u:bob", 0, {{-1, EPERM}, {0, 0}}, 0, "uid 1001" + running, usual, 0, later, later},
     {OV_DELETE, "", 1000, {{-1, EL2HLT}}, 814, "warning: Specified id does not have a virtual clock"},
     {OV_DELETE, "u:alice u:bob", 0, {{0, 0}, {-1, EPERM}}, -1, "report: Virtual clock for uid 1000" + deleted},
@@ -191,8 +191,8 @@ TEST_F(Engine, RefinesAClockByteForByte)
     EXPECT_EQ(script.error, EACCES);
 }
 
-// Whichever call fails, the control file is closed, result and message are known ones, and the next request is as
-// usual.
+// Whichever call fails: the control file is closed, the result and the message are known ones, and the next request
+// works.
 TEST_F(Engine, SurvivesTheFailureOfEachCallInTurn)
 {
     script.host_name = "beef";

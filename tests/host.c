@@ -1,6 +1,6 @@
-/* Plays a machine whose time can be set without harm, between the preloaded library and the C library: calls that set
- * the time return ERANGE. Atomic time is ahead by 37 seconds, and geteuid answers as a library that plays root does.
- * On loading, a thread makes calls that the preloaded library replaces, and the loader waits for it. */
+/* A library between the preloaded one and the C library, which protects the machine: calls that set the time return
+ * ERANGE. CLOCK_TAI is ahead by 37 seconds, and geteuid answers as fakeroot's does. While it is loaded, a thread makes
+ * calls that the preloaded library replaces, and the loader waits for the thread. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
@@ -82,7 +82,7 @@ long host_syscall(long number, long a, long b, long c, long d, long e, long f)
     }
 }
 
-/* Acts as if the time was set before each setting of a timer, so that a timer with cancel-on-set fails. */
+/* Acts as if the machine's time had been set before each call, so that timers with cancel-on-set fail. */
 int timerfd_settime(int timer, int flags, const struct itimerspec *wanted, struct itimerspec *old)
 {
     static int is_to_be_told;

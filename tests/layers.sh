@@ -1,13 +1,13 @@
 #!/bin/sh
-# What is promised of the sources' shape: a folder includes itself and what the table below lists for it, no includes
-# form a circle, and files and functions are short. Usage: layers.sh SOURCE_FOLDER
+# The shape of the sources: a folder includes itself and what the table below lists for it, includes form no circle, and
+# files and functions are short. Usage: layers.sh SOURCE_FOLDER
 set -eu
 export LC_ALL=C
 cd "$1"
 sources=$(find ./* -path ./build -prune -o \( -name '*.cc' -o -name '*.h' -o -name '*.c' \) -print | sed 's,^\./,,')
 
 # FOLDER: what it may include besides itself. A folder lists only those above it in the table, so there is no circle.
-# An exclamation mark allows an include that is still to go.
+# An exclamation mark allows an include for now.
 cat >"${TMPDIR:-/tmp}/layers.$$" <<'END'
 include:
 base:

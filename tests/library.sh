@@ -1,5 +1,5 @@
 #!/bin/sh
-# What is promised of the files themselves: names exported, libraries needed, size, and headers for C, too.
+# The built files: exported names, needed libraries, size, and headers that C accepts.
 # Usage: library.sh SOURCE_FOLDER BUILD_FOLDER C_COMPILER BUILD_TYPE
 set -eu
 export LC_ALL=C

@@ -1,4 +1,4 @@
-/* Instants that calls refuse, or take for something else: a part of the program waits. */
+/* Instants that calls refuse or that have a special meaning; a part of tests/waits.c. */
 #define _GNU_SOURCE
 #include <errno.h>
 #include <fcntl.h>
@@ -30,7 +30,7 @@ static void jump(int signal)
     siglongjmp(out, signal);
 }
 
-/* Leaves calls that set a timer, wherever they are: it is never found set to what nobody has asked for. */
+/* Handlers leave calls that set a timer, at any moment: the timer is never set to an instant that nobody asked for. */
 static int interrupt_timers(void)
 {
     const struct itimerval often = {{0, 200}, {0, 200}}, never = {{0, 0}, {0, 0}};
@@ -52,7 +52,7 @@ static int interrupt_timers(void)
     return wrong;
 }
 
-/* An instant where no memory is: the kernel refuses it, and the C library where it does not look. */
+/* An instant at an unmapped address: the kernel refuses it, and so must the stand-ins. */
 static int wait_for_no_memory(void)
 {
     const struct timespec *const wild = (void *)8;
@@ -81,7 +81,7 @@ static int wait_for_no_memory(void)
     return right;
 }
 
-/* What the calls refuse, and what means something else: where nothing is waited for. */
+/* Instants that are refused or have a special meaning, so that nothing waits. */
 int try_odd_instants(void)
 {
     const struct timespec too_many = {1, 1000000000}, before = {-1, 0};

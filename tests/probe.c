@@ -1,4 +1,4 @@
-/* Prints the time that each call returns, and tries what else a program may do with a clock. */
+/* Prints the time that each call returns, and tries the other calls that concern a clock. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
@@ -41,7 +41,7 @@ static long seconds(clockid_t clock)
     return clock_gettime(clock, &now) == 0 && now.tv_nsec < 1000000000 ? now.tv_sec : -1;
 }
 
-/* Prints the time, and the calls that return another. */
+/* Prints the time, and the calls that return a different one. */
 static void read_all(void)
 {
     time_t stored, bare;
@@ -103,7 +103,7 @@ __asm__(".symver old_stime, stime@GLIBC_2.17");
 #endif
 extern int old_stime(const time_t *);
 
-/* Prints the errors of calls that set the time, where nobody can set it, and of calls that only query it. */
+/* Prints the errors of calls that set the time, and of those that only query it. */
 static void set_all(void)
 {
     if (setresuid(65534, 65534, 65534) != 0) /* so that a call that reaches the kernel does no harm */
@@ -143,7 +143,7 @@ static void *read_as_nobody(void *unused)
     return unused;
 }
 
-/* Sets the ids of one thread, of a child in this process's memory, and of all threads. */
+/* Sets the ids of one thread, of a vforked child, and of all threads. */
 static void change_ids(void)
 {
     pthread_t thread;
@@ -167,7 +167,7 @@ static int read_as_child(void *unused)
     _exit(0);
 }
 
-/* Children, made in each way, do not inherit their parent's own clock. */
+/* Makes children in each way: none inherits its parent's own clock. */
 static void make_children(void)
 {
     static char stack[65536] __attribute__((aligned(16)));
@@ -185,7 +185,7 @@ static void make_children(void)
     printf("%ld ", (long)time(NULL));
 }
 
-/* The process gets a clock when it may only read, write, exit and read the clock. */
+/* Gets a clock under a filter that only lets the process read, write, exit and read the clock. */
 static void live_in_filter(void)
 {
     const struct sock_filter rules[] = {
@@ -225,8 +225,8 @@ static void live_in_filter(void)
     printf("%d", status);
 }
 
-/* Counts where the seconds of time() and the coarse clock do not match the exact clock as in the kernel: they may lag,
-   but by at most one, and not behind the time that a clock was set to. */
+/* Counts where time() and the coarse clock differ from the exact clock by more than in the kernel: they may lag by at
+   most a second, and never show a time before that which the clock was set to. */
 static void read_seconds(void)
 {
     enum { christmas = 1924419600, process = 3 };

@@ -16,16 +16,16 @@
 #include "contract/zynov.h"
 #include "ov_helper.h"
 
-// The outcome of a call. It is good if the control file and the streams of popen were closed and the message is known.
+// The outcome of a call. It is good if the control file and the streams of popen are closed and the message is known.
 struct Outcome {
     int result, calls;
     bool good;
-    std::string message, out, err, sent; // the last in bytes
+    std::string message, out, err, sent; // sent: the bytes
 
     bool operator==(const Outcome &) const = default;
 };
 
-using Answers = std::vector<std::pair<int, int>>; // return value and errno of each command, the last for good
+using Answers = std::vector<std::pair<int, int>>; // return value and errno of each command; the last one repeats
 
 using Call = std::function<int32_t(char **)>; // of the engine, with a message slot
 

@@ -15,7 +15,7 @@
 
 using namespace sim;
 
-// One writer without a pause, and a reader of all words.
+// A writer without a pause, and a reader of all words.
 TEST(Simulator, ShowsReadersNoHalfOfAClock)
 {
     Slot slot = {};
@@ -36,7 +36,7 @@ TEST(Simulator, ShowsReadersNoHalfOfAClock)
     EXPECT_EQ(torn, 0);
 }
 
-// Threads and a signal handler read while each other writes: what they find is whole and of their generation.
+// Threads and a signal handler read while others write: each result is whole and of the reader's generation.
 static Cache cache;
 static std::atomic<uint64_t> generation;
 static std::atomic<int> odd, found;
@@ -84,6 +84,6 @@ TEST(Simulator, CachesOneClockForThreadsAndSignalHandlers)
     EXPECT_GT(found, 0);
     read_as_of_now();
     read_as_of_now();
-    EXPECT_NE(cache.load({generation.load(), 7}, rate), Cache::nothing); // nobody has left it locked
+    EXPECT_NE(cache.load({generation.load(), 7}, rate), Cache::nothing); // no writer has left it locked
     EXPECT_EQ(cache.load({generation.load(), 8}, rate), Cache::nothing);
 }

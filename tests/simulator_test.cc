@@ -44,7 +44,7 @@ TEST(Simulator, KeepsTheModulesRules)
     zynov_iov old = {170}, past = {171, Table::capacity};
     EXPECT_EQ(change_table(table, RESET, old, start, {}), EILSEQ);
     EXPECT_EQ(query_table(table, ZYNOV_IOC_HIGH_MARK, old, start), EILSEQ);
-    // Kind, id, value (the kind for a delete) and container; the answer, and the high mark afterwards.
+    // Kind, id, value (for a delete, the kind) and container; the answer, and the high mark afterwards.
     const std::tuple<unsigned long, uint64_t, int64_t, int64_t, uint64_t, int, int64_t> steps[] = {
         {RESET, 0, 0, 0, 0, ENOENT, -1},
         {ADD, 1, 5, 99999, 0, 0, 0},
@@ -95,7 +95,7 @@ TEST(Simulator, TakesNoLivingProcessItsClock)
     };
     const std::tuple<Clock, int64_t, int, int, int, bool> rows[] = {
         {clock(pid, here, birth), pid, EEXIST, 0, 0, true},
-        {clock(pid, here, birth ^ 64), 0, 0, EL2HLT, ENOENT, true},  // of an earlier one by that number
+        {clock(pid, here, birth ^ 64), 0, 0, EL2HLT, ENOENT, true},  // of an earlier one with that id
         {clock(INT_MAX, here, birth), 0, 0, EL2HLT, ENOENT, true},   // no such process
         {clock(pid, here ^ 1, birth), 0, 0, EL2HLT, ENOENT, false}}; // of another namespace
     for (const auto &[first, shown, added, deleted, emptied, freed] : rows) {
@@ -110,7 +110,7 @@ TEST(Simulator, TakesNoLivingProcessItsClock)
         EXPECT_EQ(query_table(*table, ZYNOV_IOC_GET_SLOT, record, start), 0);
         EXPECT_EQ(record.id, shown);
         EXPECT_EQ(change(*table, ADD, 3, pid), added);
-        EXPECT_EQ(table->slots[0].load().id, added == 0 && freed ? pid : first.id); // takes a dead one's place
+        EXPECT_EQ(table->slots[0].load().id, added == 0 && freed ? pid : first.id); // takes a dead one's slot
         put();
         EXPECT_EQ(change(*table, DELETE, 0, pid, 3), deleted);
         put();
@@ -129,14 +129,14 @@ TEST(Simulator, TakesNoLivingProcessItsClock)
     EXPECT_EQ(change(*full, ADD, 1, 6), ENOSPC);
     rlimit kept = {};
     getrlimit(RLIMIT_NOFILE, &kept);
-    const rlimit none = {0, kept.rlim_max}; // nothing can be found out, and nothing is known
+    const rlimit none = {0, kept.rlim_max}; // no descriptor, so nothing can be found out
     setrlimit(RLIMIT_NOFILE, &none);
     EXPECT_FALSE(has_ended(pid, birth ^ 64));
     EXPECT_EQ(change(*std::make_unique<Table>(), ADD, 3, pid), EMFILE);
     setrlimit(RLIMIT_NOFILE, &kept);
 }
 
-// Whether something holds for a child in a namespace of its own, after a preparation.
+// Whether `look` returns true in a child that is in a namespace of its own, after `prepare`.
 static bool holds_in(int kind, const std::function<bool()> &prepare, const std::function<bool()> &look)
 {
     int status = 1;
@@ -165,11 +165,11 @@ TEST(Simulator, KnowsWhenAProcessStartedInAnyNamespace)
     const auto set_offset = [=] {
         std::ofstream offsets("/proc/self/timens_offsets"); // which takes the right to set the time
         const bool shifts = (offsets << "boottime 100000 5000000\n" << std::flush).good();
-        return !shifts || !has_ended(pid, birth - 1000); // not to be known before the namespace is entered
+        return !shifts || !has_ended(pid, birth - 1000); // unknown before the namespace is entered
     };
     EXPECT_TRUE(
         holds_in(CLONE_NEWTIME, set_offset, [=] { return !has_ended(pid, birth) && has_ended(pid, birth - 3); }));
-    // A /proc that shows another pid namespace tells of other processes.
+    // A /proc of another pid namespace shows other processes.
     EXPECT_TRUE(holds_in(
         CLONE_NEWPID, [] { return true; }, [&] { return read_start(1, birth) == EACCES; }));
 }
@@ -224,7 +224,7 @@ TEST_F(SimulatorTable, LosesNothingToManyWritersNorToOneThatIsKilled)
     EXPECT_EQ(failed, 0);
     EXPECT_EQ(kept, writers * rounds);
     EXPECT_EQ(send(DELETE, 0, 1, 1), 0);
-    EXPECT_EQ(TableLock(descriptor).table()->generation % 2, 0u); // a whole change makes up for the one cut short
+    EXPECT_EQ(TableLock(descriptor).table()->generation % 2, 0u); // a whole change repairs the interrupted one
     EXPECT_EQ(dup(descriptor), next);                             // nothing was left open
     close(next);
 }
@@ -240,7 +240,7 @@ TEST_F(SimulatorTable, SurvivesItsTruncation)
         EXPECT_TRUE(give_up_table(used));
         EXPECT_TRUE(cut.mapping().was_cut());
     }
-    EXPECT_FALSE(give_up_table(used)); // which is nobody's now
+    EXPECT_FALSE(give_up_table(used)); // which is unmapped now
     EXPECT_EQ(send(DELETE, 0, 1001, 1), 0);
 }
 

@@ -1,5 +1,5 @@
-/* A program that nothing can be preloaded into, as storms start it. Its status: 0 with a clock, 1 in real time; 2 when
-   it has a child that it did not make, 3 when it cannot make one. */
+/* A static program that storms start. Its status: 0 with a clock, 1 in real time, 2 if it has a child that it did not
+   make, 3 if it cannot make one. */
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>

@@ -155,7 +155,7 @@ TEST(Time, AnswersRelativeSpecifications)
     EXPECT_EQ(in_a_day(1729981830), 1730115030);
     script.no_messages = true;
     EXPECT_EQ(in_a_day(1711790430), 0);
-    // No such local time: it counts as day 0, from which each of the two moves leads to December 1899.
+    // No such local time: it counts as day 0, and each of the two moves leads from there to December 1899.
     script.no_messages = false;
     script.now = INT64_MAX;
     EXPECT_EQ(parse_reltime(nullptr, nullptr, "876000", "-1440", nullptr, nullptr, 0), 944524800 - 3600);

@@ -16,7 +16,7 @@ TEST_F(Utility, ListsAsTheEngineDoes)
     });
 }
 
-// Rows that the engine would drop silently: no name, no tools in PATH, no descriptors.
+// Rows that the engine would drop without a word: no name, no tools in PATH, no descriptors.
 TEST_F(Utility, DropsNoRowInSilence)
 {
     expect({

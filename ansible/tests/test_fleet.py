@@ -120,7 +120,7 @@ def test_a_host_that_dies_in_the_middle_is_whole_afterwards(fleet):
     for died, done, info, again in zip(told[1::5], told[2::5], told[3::5], told[4::5]):
         assert [seen(clock)[0::2] for clock in done["clocks"]] == [("u:nobody", 0), ("g:bin", 30), ("u:daemon", 0)]
         assert len(info["clocks"]) == 3 and not again["changed"], again
-    # It asks for a plan, takes one clock away, gives three, and looks at what came of it.
+    # It asks for a plan, deletes a clock, sets three, and reads the result.
     assert [died.get("rc") for died in told[1::5]] == [137] * 6 + [None]
 
 

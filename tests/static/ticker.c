@@ -1,5 +1,4 @@
-/* Prints the time by each call, once for each line of input, whatever a child in its memory has
-   read. */
+/* Prints the time by each call, once for each line of input, after a vforked child has read it. */
 #define _GNU_SOURCE
 #include <stdio.h>
 #include <sys/time.h>

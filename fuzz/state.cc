@@ -5,6 +5,7 @@
 #include <cerrno>
 
 #include "fuzz/fuzz.h"
+#include "simulator/table/commands.h"
 #include "simulator/table/lock.h"
 #include "simulator/table/state.h"
 
@@ -14,15 +15,15 @@ static void send_commands(FuzzedDataProvider &input, Table &table, bool fresh)
 {
     const auto any = [&] { return input.ConsumeIntegral<int64_t>(); };
     static const unsigned long commands[] = {ZYNOV_IOC_ADD_CLOCK, ZYNOV_IOC_DELETE_CLOCK, ZYNOV_IOC_RESET_ALL,
-                                             ZYNOV_IOC_GET_SLOT, ZYNOV_IOC_HIGH_MARK};
-    static const int second_answers[] = {EEXIST, EL2HLT, ENOENT, 0, 0};
+                                             ZYNOV_IOC_GET_SLOT,  ZYNOV_IOC_HIGH_MARK,    ZYNOV_IOC_REFINE_CLOCK};
+    static const int second_answers[] = {EEXIST, EL2HLT, ENOENT, 0, 0, 0};
     const auto send = [&](unsigned long command, zynov_iov &r) {
         const timespec now = {any(), input.ConsumeIntegralInRange(0, 999999999)};
-        return changes_table(command) ? change_table(table, command, r, now, find_add_context(command, r))
-                                      : query_table(table, command, r, now);
+        return changes_table(command, r) ? change_table(table, command, r, now, find_add_context(command, r))
+                                         : query_table(table, command, r, now);
     };
     while (input.ConsumeBool()) { // identities that do not change
-        const auto which = input.ConsumeIntegralInRange<size_t>(0, 4);
+        const auto which = input.ConsumeIntegralInRange<size_t>(0, 5);
         const unsigned long command = commands[which];
         const int again = second_answers[which];
         zynov_iov r = {171, input.PickValueInArray({0u, 1u, 2u, 1023u, 1024u, UINT32_MAX}), 0, any() % 2 | 1,
@@ -31,9 +32,12 @@ static void send_commands(FuzzedDataProvider &input, Table &table, bool fresh)
         r.flags = any() & ~8, r.speed = any(), r.origin = any(), r.container_id = any() & 1;
         if (command == ZYNOV_IOC_ADD_CLOCK) // for a delete it is the kind
             r.vtime = input.PickValueInArray<int64_t>({32399, 32400, 253402329599, 253402329600, any()});
+        if (command == ZYNOV_IOC_REFINE_CLOCK)
+            r.spare = any();
         const int error = send(command, r);
         const bool no_kind = command == ZYNOV_IOC_ADD_CLOCK && ((r.flags & 15) == 0 || (r.flags & 15) > 3);
         const bool refused = error == EILSEQ || error == EINVAL || error == EOVERFLOW || error == ENOSPC ||
+                             (error == ENOENT && command == ZYNOV_IOC_REFINE_CLOCK) ||
                              (error == ESRCH && (r.flags & 15) == 3) || (error == EDOM && no_kind);
         assert((error == EILSEQ) == (r.version != 171) && (error == 0 || error == again || refused));
         assert(command != ZYNOV_IOC_GET_SLOT || refused == (r.version != 171 || r.slot > 1023));

@@ -22,8 +22,9 @@ TEST(Simulator, ShowsReadersNoHalfOfAClock)
     std::atomic<bool> writing = true;
     std::thread writer([&] {
         for (int64_t n = 0; n < 1000000; ++n) {
-            const auto bits = static_cast<uint64_t>(n);
-            slot.store({n, bits, bits, n, n, n, n, n, n, bits, bits});
+            std::array<int64_t, sizeof(Clock) / 8> words;
+            words.fill(n);
+            slot.store(std::bit_cast<Clock>(words));
         }
         writing = false;
     });

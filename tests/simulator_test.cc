@@ -15,6 +15,7 @@
 #include <tuple>
 
 #include "simulator/raw/process.h"
+#include "simulator/table/commands.h"
 #include "simulator/table/lock.h"
 #include "simulator/table/state.h"
 
@@ -26,7 +27,7 @@ static constexpr auto ADD = ZYNOV_IOC_ADD_CLOCK, DELETE = ZYNOV_IOC_DELETE_CLOCK
 static int change(Table &table, unsigned long command, uint64_t kind, int64_t id, int64_t value = 1924419600,
                   uint64_t container = 0)
 {
-    const zynov_iov record = {171, 0, 0, id, value, kind, 1, 0, 0, 0, container};
+    zynov_iov record = {171, 0, 0, id, value, kind, 1, 0, 0, 0, container};
     return change_table(table, command, record, start, find_add_context(command, record));
 }
 
@@ -72,7 +73,8 @@ TEST(Simulator, KeepsTheModulesRules)
     EXPECT_EQ(change(table, RESET, 0, 0), 0);
 
     // The listing needs the time shown, and the date in base and origin.
-    EXPECT_EQ(change_table(table, ADD, {171, 0, 0, 5, 1924419600, 0x101, 60, 0, -7, 0, 9}, start, {}), 0);
+    zynov_iov rewinding = {171, 0, 0, 5, 1924419600, 0x101, 60, 0, -7, 0, 9};
+    EXPECT_EQ(change_table(table, ADD, rewinding, start, {}), 0);
     const zynov_iov clock = query(ZYNOV_IOC_GET_SLOT, 0, {start.tv_sec + 1000, start.tv_nsec});
     EXPECT_EQ(clock.vtime, 1924419600 + 60000 - 86400);
     EXPECT_EQ(clock.base, clock.vtime + 7);

@@ -142,6 +142,46 @@ static void try_process(void)
     IS(change(RESET, 0, 0, 0, 0), ENOENT);
 }
 
+/* Asks about a clock, or sets what the bits say; the answer is an error, or what it has then. */
+static struct zynov_iov refine(uint64_t kind, int64_t id, uint64_t what, int64_t nanoseconds, int64_t offset, int error)
+{
+    struct zynov_iov record = {.id = id, .flags = kind, .spare = what, .vtime = nanoseconds, .origin = offset};
+    IS(ask(ZYNOV_IOC_REFINE_CLOCK, &record), error);
+    return record;
+}
+
+static void try_refining(void)
+{
+    struct zynov_iov got;
+    refine(1, 5, 0, 0, 0, ENOENT);
+    refine(1, 5, 1, 0, 0, ENOENT);
+    IS(change(ADD, 1, 5, CHRISTMAS, 0), 0);
+    refine(1, 5, 1, ZYNOV_SECOND, 0, EINVAL);
+    refine(1, 5, 1, -1, 0, EINVAL);
+    refine(1, 5, 2, 0, ZYNOV_DAY, EINVAL);
+    refine(1, 5, 2, 0, -ZYNOV_DAY, EINVAL);
+    refine(1, 5, 3, 7, ZYNOV_DAY, EINVAL); /* nothing of it is set */
+    refine(1, 5, 4, 0, 0, EINVAL);
+    refine(1, 5, 8, 0, 0, EINVAL);
+    refine(1, 5, 16, 0, 0, EINVAL);
+    got = refine(1, 5, 0, 9, 9, 0);
+    IS(got.spare, 0);
+    IS(got.vtime, 0);
+    got = refine(1, 5, 3, 999999999, -3600, 0);
+    IS(got.spare, 3);
+    got = refine(1, 5, 0, 0, 0, 0);
+    IS(got.spare, 3);
+    IS(got.vtime, 999999999);
+    IS(got.origin, -3600);
+    IS(change(RESET, 0, 0, 0, 0), 0);
+
+    IS(change(ADD, 3, getpid(), CHRISTMAS, 0), 0);
+    refine(3, getpid(), 8, 0, 0, EINVAL);
+    IS(refine(3, getpid(), 4, 0, 0, 0).spare, 4);
+    IS(refine(3, getpid(), 8, 0, 0, 0).spare, 12);
+    IS(change(RESET, 0, 0, 0, 0), 0);
+}
+
 static void try_full(void)
 {
     for (int64_t id = 100; id < 100 + SLOTS; ++id)
@@ -164,6 +204,7 @@ int main(void)
     try_steps();
     try_records();
     try_process();
+    try_refining();
     try_full();
     return wrong;
 }

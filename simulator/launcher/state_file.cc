@@ -8,6 +8,7 @@
 
 #include "simulator/launcher/launcher.h"
 #include "simulator/raw/small_file.h"
+#include "simulator/table/commands.h"
 #include "simulator/table/lock.h"
 #include "simulator/table/state.h"
 

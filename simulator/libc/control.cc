@@ -1,4 +1,4 @@
-// The preloaded side of the control file: open, and the five commands. The C library handles everything else about a
+// The preloaded side of the control file: open, and the commands. The C library handles everything else about a
 // descriptor, close included. ioctl also keeps virtual time out of the machine's hardware clock.
 #include "simulator/libc/control.h"
 
@@ -22,6 +22,7 @@
 #include "simulator/raw/next.h"
 #include "simulator/raw/signals.h"
 #include "simulator/raw/system_call.h"
+#include "simulator/table/commands.h"
 #include "simulator/table/faults.h"
 #include "simulator/table/lock.h"
 #include "simulator/table/mapping.h"
@@ -83,13 +84,23 @@ static bool has_mode(int flags)
 
 static bool is_command(unsigned long request)
 {
-    return request == ZYNOV_IOC_GET_SLOT || request == ZYNOV_IOC_HIGH_MARK || changes_table(request);
+    switch (request) {
+    case ZYNOV_IOC_ADD_CLOCK:
+    case ZYNOV_IOC_DELETE_CLOCK:
+    case ZYNOV_IOC_GET_SLOT:
+    case ZYNOV_IOC_RESET_ALL:
+    case ZYNOV_IOC_HIGH_MARK:
+    case ZYNOV_IOC_REFINE_CLOCK:
+        return true;
+    default:
+        return false;
+    }
 }
 
 static int run_command(int descriptor, unsigned long command, zynov_iov &record)
 {
     const SignalsHeld held(sigbus_mask());
-    if (changes_table(command)) {
+    if (changes_table(command, record)) {
         const AddContext found = find_add_context(command, record);
         const TableLock lock(descriptor);
         if (lock.error() != 0)

@@ -23,9 +23,14 @@ struct Clock {
     int64_t utc_offset;     // of a rewinding clock: seconds east of UTC, which decide its midnight
     uint64_t pid_namespace; // of a process: the namespace of its id
     uint64_t birth;         // of a process: see raw/process.h
+    int64_t nanoseconds;    // added to start
+    uint64_t refined;       // ZYNOV_REFINE_ bits
+    uint64_t tree;          // of a clock that is passed on: the number by which descendants know it, from 1
+    int64_t empty_since;    // of a lasting tree: when it was first seen without members, in seconds since boot
 
     uint64_t kind() const { return flags & ZYNOV_KIND_MASK; }
     bool rewinds() const { return flags >> ZYNOV_REWIND_SHIFT != 0; }
+    bool lasts() const { return (refined & ZYNOV_REFINE_LASTING) != 0; }
 };
 
 // What a clock shows at real instants: contract/clock.h with the C library's types. Async-signal-safe.
@@ -36,7 +41,7 @@ class ClockRate
     ClockRate() = default;
     explicit ClockRate(const Clock &clock)
     {
-        const zynov_clock set = {.start = {clock.start, 0},
+        const zynov_clock set = {.start = {clock.start, zynov_floor_mod(clock.nanoseconds, ZYNOV_SECOND)},
                                  .real = {clock.real_seconds, clock.real_nanoseconds},
                                  .speed = clock.speed,
                                  .utc_offset = clock.utc_offset,

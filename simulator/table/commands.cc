@@ -1,10 +1,12 @@
-#include "simulator/table/table.h"
+#include "simulator/table/commands.h"
 
 #include <cerrno>
 
 #include "base/integer.h"
 #include "base/local_time.h"
 #include "simulator/raw/process.h"
+#include "simulator/table/change.h"
+#include "simulator/table/refine.h"
 
 namespace sim
 {
@@ -12,35 +14,10 @@ namespace sim
 // By these errnos the engine recognises that there is no such clock.
 constexpr int no_clock_to_delete = EL2HLT, no_clock_to_reset = ENOENT;
 
-// The caller's pid namespace. Clocks of processes in other namespaces are neither visible nor changed.
-class PidNamespace
+bool changes_table(unsigned long command, const zynov_iov &record)
 {
-  public:
-    bool has(const Clock &clock)
-    {
-        if (clock.kind() != ZYNOV_PROCESS)
-            return clock.kind() != ZYNOV_NO_KIND;
-        if (pid_namespace_ == 0)
-            pid_namespace_ = pid_namespace();
-        return clock.pid_namespace == pid_namespace_;
-    }
-
-    // Whether the process of a clock has ended. Asks the kernel.
-    bool is_stale(const Clock &clock)
-    {
-        return clock.kind() == ZYNOV_PROCESS && has(clock) && has_ended(clock.id, clock.birth);
-    }
-
-    // Whether a clock is visible to the caller.
-    bool shows(const Clock &clock) { return has(clock) && !is_stale(clock); }
-
-  private:
-    uint64_t pid_namespace_ = 0;
-};
-
-bool changes_table(unsigned long command)
-{
-    return command == ZYNOV_IOC_ADD_CLOCK || command == ZYNOV_IOC_DELETE_CLOCK || command == ZYNOV_IOC_RESET_ALL;
+    return command == ZYNOV_IOC_ADD_CLOCK || command == ZYNOV_IOC_DELETE_CLOCK || command == ZYNOV_IOC_RESET_ALL ||
+           (command == ZYNOV_IOC_REFINE_CLOCK && record.spare != 0);
 }
 
 AddContext find_add_context(unsigned long command, const zynov_iov &record)
@@ -57,77 +34,6 @@ AddContext find_add_context(unsigned long command, const zynov_iov &record)
     return found;
 }
 
-// A write in progress: the table's generation is odd meanwhile, and readers cache nothing.
-class TableWrite
-{
-  public:
-    explicit TableWrite(Table &table) : table_(table), under_way_(table.generation.load(std::memory_order_relaxed) | 1)
-    {
-        table.generation.store(under_way_, std::memory_order_relaxed);
-    }
-    ~TableWrite() { table_.generation.store(under_way_ + 1, std::memory_order_release); }
-    TableWrite(const TableWrite &) = delete;
-    TableWrite &operator=(const TableWrite &) = delete;
-
-    void put(size_t slot, const Clock &clock)
-    {
-        table_.slots[slot].store(clock);
-        if (slot >= table_.used)
-            table_.used = slot + 1;
-    }
-    void drop(size_t slot)
-    {
-        table_.slots[slot].store({});
-        if (slot + 1 == table_.used)
-            table_.used = slot;
-    }
-
-  private:
-    Table &table_;
-    uint64_t under_way_;
-};
-
-constexpr size_t no_slot = Table::capacity;
-
-// Finds the slot of (kind, id, container). Asks for the end of a process only if its clock matches.
-static size_t find(const Table &table, uint64_t kind, const zynov_iov &record)
-{
-    PidNamespace own_namespace;
-    size_t index = 0;
-    for (const Slot &slot : table.used_slots()) {
-        const Clock clock = slot.load();
-        if (clock.kind() == kind && clock.id == record.id && clock.container_id == record.container_id &&
-            own_namespace.shows(clock))
-            return index;
-        ++index;
-    }
-    return no_slot;
-}
-
-// Returns a free slot, or a dead process's; probes at most 16 processes first.
-static size_t find_free_slot(const Table &table)
-{
-    PidNamespace own_namespace;
-    size_t index = 0;
-    int to_ask = 16;
-    for (const Slot &slot : table.used_slots()) {
-        const Clock clock = slot.load();
-        if (clock.kind() == ZYNOV_NO_KIND ||
-            (clock.kind() == ZYNOV_PROCESS && --to_ask >= 0 && own_namespace.is_stale(clock)))
-            return index;
-        ++index;
-    }
-    if (index < Table::capacity)
-        return index;
-    index = 0;
-    for (const Slot &slot : table.used_slots()) {
-        if (own_namespace.is_stale(slot.load()))
-            return index;
-        ++index;
-    }
-    return no_slot;
-}
-
 static int add(Table &table, const zynov_iov &record, const timespec &real, const AddContext &context)
 {
     const uint64_t kind = record.flags & ZYNOV_KIND_MASK;
@@ -135,7 +41,7 @@ static int add(Table &table, const zynov_iov &record, const timespec &real, cons
         return EDOM;
     if (context.error != 0)
         return context.error;
-    if (find(table, kind, record) != no_slot)
+    if (find_slot(table, kind, record) != no_slot)
         return EEXIST;
     if (record.vtime < ZYNOV_EARLIEST_CLOCK)
         return EINVAL;
@@ -154,14 +60,18 @@ static int add(Table &table, const zynov_iov &record, const timespec &real, cons
                                  .real_nanoseconds = real.tv_nsec,
                                  .utc_offset = context.utc_offset,
                                  .pid_namespace = context.pid_namespace,
-                                 .birth = context.birth});
+                                 .birth = context.birth,
+                                 .nanoseconds = 0,
+                                 .refined = 0,
+                                 .tree = 0,
+                                 .empty_since = 0});
     return 0;
 }
 
 static int remove(Table &table, const zynov_iov &record)
 {
     // A delete passes the kind in vtime.
-    const size_t index = find(table, static_cast<uint64_t>(record.vtime), record);
+    const size_t index = find_slot(table, static_cast<uint64_t>(record.vtime), record);
     if (index == no_slot)
         return no_clock_to_delete;
     TableWrite(table).drop(index);
@@ -220,7 +130,7 @@ static int64_t high_mark(const Table &table)
     return -1;
 }
 
-int change_table(Table &table, unsigned long command, const zynov_iov &record, const timespec &real,
+int change_table(Table &table, unsigned long command, zynov_iov &record, const timespec &real,
                  const AddContext &context)
 {
     if (record.version != ZYNOV_IOV_VERSION)
@@ -232,6 +142,8 @@ int change_table(Table &table, unsigned long command, const zynov_iov &record, c
         return remove(table, record);
     case ZYNOV_IOC_RESET_ALL:
         return reset(table, record.container_id);
+    case ZYNOV_IOC_REFINE_CLOCK:
+        return refine(table, record);
     default:
         return ENOTTY;
     }
@@ -247,6 +159,8 @@ int query_table(const Table &table, unsigned long command, zynov_iov &record, co
     case ZYNOV_IOC_HIGH_MARK:
         record.speed = high_mark(table);
         return 0;
+    case ZYNOV_IOC_REFINE_CLOCK:
+        return tell_refined(table, record);
     default:
         return ENOTTY;
     }

@@ -1,0 +1,65 @@
+// How the module's commands find clocks in a table, and change them.
+#pragma once
+
+#include <cstddef>
+
+#include "simulator/table/table.h"
+
+namespace sim
+{
+
+// The caller's pid namespace. Clocks of processes in other namespaces are neither visible nor changed.
+class PidNamespace
+{
+  public:
+    bool has(const Clock &clock);
+
+    // Whether the process of a clock has ended. Asks the kernel.
+    bool is_stale(const Clock &clock);
+
+    // Whether a clock is visible to the caller.
+    bool shows(const Clock &clock) { return has(clock) && !is_stale(clock); }
+
+  private:
+    uint64_t pid_namespace_ = 0;
+};
+
+// A write in progress: the table's generation is odd meanwhile, and readers cache nothing.
+class TableWrite
+{
+  public:
+    explicit TableWrite(Table &table) : table_(table), under_way_(table.generation.load(std::memory_order_relaxed) | 1)
+    {
+        table.generation.store(under_way_, std::memory_order_relaxed);
+    }
+    ~TableWrite() { table_.generation.store(under_way_ + 1, std::memory_order_release); }
+    TableWrite(const TableWrite &) = delete;
+    TableWrite &operator=(const TableWrite &) = delete;
+
+    void put(size_t slot, const Clock &clock)
+    {
+        table_.slots[slot].store(clock);
+        if (slot >= table_.used)
+            table_.used = slot + 1;
+    }
+    void drop(size_t slot)
+    {
+        table_.slots[slot].store({});
+        if (slot + 1 == table_.used)
+            table_.used = slot;
+    }
+
+  private:
+    Table &table_;
+    uint64_t under_way_;
+};
+
+constexpr size_t no_slot = Table::capacity;
+
+// Finds the slot of (kind, id, container). Only a matching clock's process is checked for its end.
+size_t find_slot(const Table &table, uint64_t kind, const zynov_iov &record);
+
+// Returns a free slot, or a dead process's; probes at most 16 processes first.
+size_t find_free_slot(const Table &table);
+
+} // namespace sim

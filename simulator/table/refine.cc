@@ -1,0 +1,65 @@
+#include "simulator/table/refine.h"
+
+#include <cerrno>
+
+#include "simulator/table/change.h"
+
+namespace sim
+{
+
+constexpr uint64_t known_bits =
+    ZYNOV_REFINE_NANOSECONDS | ZYNOV_REFINE_UTC_OFFSET | ZYNOV_REFINE_DESCENDANTS | ZYNOV_REFINE_LASTING;
+
+static bool can_refine(const Clock &clock, const zynov_iov &record)
+{
+    const auto sets = [&](uint64_t bit) { return (record.spare & bit) != 0; };
+    if ((record.spare & ~known_bits) != 0)
+        return false;
+    if (sets(ZYNOV_REFINE_NANOSECONDS) && (record.vtime < 0 || record.vtime >= ZYNOV_SECOND))
+        return false;
+    if (sets(ZYNOV_REFINE_UTC_OFFSET) && (record.origin <= -ZYNOV_DAY || record.origin >= ZYNOV_DAY))
+        return false;
+    if (sets(ZYNOV_REFINE_DESCENDANTS) && clock.kind() != ZYNOV_PROCESS)
+        return false;
+    return !sets(ZYNOV_REFINE_LASTING) || ((record.spare | clock.refined) & ZYNOV_REFINE_DESCENDANTS) != 0;
+}
+
+static void tell(const Clock &clock, zynov_iov &record)
+{
+    record.spare = clock.refined;
+    record.vtime = clock.nanoseconds;
+    record.origin = clock.utc_offset;
+    record.base = 0;
+}
+
+int refine(Table &table, zynov_iov &record)
+{
+    const size_t place = find_slot(table, record.flags & ZYNOV_KIND_MASK, record);
+    if (place == no_slot)
+        return ENOENT;
+    Clock clock = table.slots[place].load();
+    if (!can_refine(clock, record))
+        return EINVAL;
+    if ((record.spare & ZYNOV_REFINE_NANOSECONDS) != 0)
+        clock.nanoseconds = record.vtime;
+    if ((record.spare & ZYNOV_REFINE_UTC_OFFSET) != 0)
+        clock.utc_offset = record.origin;
+    clock.refined |= record.spare;
+    TableWrite write(table);
+    if ((clock.refined & ZYNOV_REFINE_DESCENDANTS) != 0 && clock.tree == 0)
+        clock.tree = ++table.trees;
+    write.put(place, clock);
+    tell(clock, record);
+    return 0;
+}
+
+int tell_refined(const Table &table, zynov_iov &record)
+{
+    const size_t place = find_slot(table, record.flags & ZYNOV_KIND_MASK, record);
+    if (place == no_slot)
+        return ENOENT;
+    tell(table.slots[place].load(), record);
+    return 0;
+}
+
+} // namespace sim

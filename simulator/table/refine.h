@@ -1,0 +1,13 @@
+#pragma once
+
+#include "simulator/table/table.h"
+
+namespace sim
+{
+
+// What a clock has beyond the record of the other commands: sets it, as the bits of spare say, and tells it. Both
+// return 0, or an errno.
+int refine(Table &table, zynov_iov &record);
+int tell_refined(const Table &table, zynov_iov &record);
+
+} // namespace sim

@@ -3,8 +3,8 @@
 #include <regex>
 
 #include "fuzz/fuzz.h"
-#include "ovuser/hints.h"
-#include "ovuser/time_text.h"
+#include "ovuser/message.h"
+#include "ovuser/text.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {

@@ -12,7 +12,7 @@
 #include "ovuser/lock.h"
 #include "ovuser/message.h"
 #include "ovuser/subcommands.h"
-#include "ovuser/time_text.h"
+#include "ovuser/text.h"
 
 namespace ovuser
 {

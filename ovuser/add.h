@@ -5,8 +5,8 @@
 
 #include "ovuser/clocks.h"
 #include "ovuser/identity.h"
-#include "ovuser/json.h"
 #include "ovuser/options.h"
+#include "ovuser/text.h"
 
 namespace ovuser
 {

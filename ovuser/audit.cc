@@ -1,4 +1,4 @@
-#include "ovuser/audit.h"
+#include "ovuser/message.h"
 
 #include <poll.h>
 #include <sys/socket.h>

@@ -11,9 +11,7 @@
 
 #include "base/container_files.h"
 #include "base/local_time.h"
-#include "ovuser/audit.h"
 #include "ovuser/clocks.h"
-#include "ovuser/hints.h"
 #include "ovuser/lock.h"
 #include "ovuser/message.h"
 #include "ovuser/text.h"

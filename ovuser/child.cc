@@ -14,8 +14,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/exit_status.h"
 #include "ovuser/message.h"
-#include "ovuser/terminal.h"
 
 namespace ovuser
 {
@@ -81,20 +81,6 @@ static bool become(const Launch &launch)
            setuid(launch.number) == 0 && set_environment(*user, launch.preserved_variables);
 }
 
-// Raises a signal with its default action.
-static void raise_default(int signal)
-{
-    struct sigaction action = {};
-    action.sa_handler = SIG_DFL;
-    sigaction(signal, &action, nullptr);
-    sigset_t alone, kept;
-    sigemptyset(&alone);
-    sigaddset(&alone, signal);
-    raise(signal);
-    sigprocmask(SIG_UNBLOCK, &alone, &kept);
-    sigprocmask(SIG_SETMASK, &kept, nullptr);
-}
-
 // Closes all descriptors but the standard streams on exec.
 static bool close_descriptors()
 {
@@ -119,7 +105,7 @@ int Child::start()
         execute();
     if (pid_ < 0) {
         failed("%s: %s", launch_.command[0], strerror(errno));
-        return own_failure;
+        return ov::own_failure;
     }
     close(ends_[1]);
     char word;
@@ -140,7 +126,7 @@ void Child::supervise()
         leads_ = true;
         if (pid_ > 0)
             forward_signals();
-        _exit(pid_ > 0 ? reap() : int{own_failure});
+        _exit(pid_ > 0 ? reap() : int{ov::own_failure});
     }
     setpgid(0, 0);
     terminal_.take_foreground();
@@ -156,15 +142,15 @@ void Child::execute()
     char **const command = launch_.command;
     if ((launch_.own_session && !launch_.keeps_descriptors && !close_descriptors()) || !become(launch_)) {
         failed("%s: cannot run as that user or group: %s", command[0], strerror(errno));
-        _exit(own_failure);
+        _exit(ov::own_failure);
     }
     char word = 0;
     if (send(ends_[1], &word, 1, 0) != 1 ||
         recv(ends_[1], &word, 1, 0) != 1) // no clock was set, or the utility is gone
-        _exit(own_failure);
+        _exit(ov::own_failure);
     sigaction(SIGCHLD, &inherited_action_, nullptr);
     execvp(command[0], command);
-    const ExitStatus status = errno == ENOENT ? not_found : cannot_execute;
+    const ov::ExitStatus status = errno == ENOENT ? ov::not_found : ov::cannot_execute;
     failed("%s: %s", command[0], strerror(errno));
     _exit(status);
 }
@@ -237,7 +223,7 @@ int Child::reap(bool live) const
     close(ends_[0]);
     while (waitpid(pid_, &status, 0) < 0)
         if (errno != EINTR)
-            return own_failure;
+            return ov::own_failure;
     if (WIFEXITED(status))
         return WEXITSTATUS(status);
     if (!live) {

@@ -6,8 +6,7 @@
 #include "ov_helper.h"
 #include "ovuser/array.h"
 #include "ovuser/identity.h"
-#include "ovuser/json.h"
-#include "ovuser/time_text.h"
+#include "ovuser/text.h"
 
 namespace ovuser
 {
@@ -67,5 +66,13 @@ void print_identity(FILE *stream, const ov_clock &clock, int columns = 0);
 void write_owner(Json &json, const ov_clock &clock);
 void write_clock(Json &json, const ov_clock &clock, time_t real);
 void write_clock_state(Json &json, const ov_clock &clock, time_t real);
+
+// Prints the table every so many nanoseconds: in place on a terminal, otherwise one table after the other. Returns
+// only on failure.
+int watch(ClockFilter &filter, int64_t interval);
+
+// Reads the table every so many nanoseconds and prints each change as a line of JSON. Returns on failure, or when
+// standard output is closed.
+int report_changes(ClockFilter &filter, int64_t interval);
 
 } // namespace ovuser

@@ -1,5 +1,3 @@
-#include "ovuser/hints.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <cstring>

@@ -13,11 +13,8 @@
 #include <initializer_list>
 
 #include "ov_helper.h"
-#include "ovuser/audit.h"
-#include "ovuser/hints.h"
 #include "ovuser/message.h"
 #include "ovuser/text.h"
-#include "ovuser/time_text.h"
 
 namespace ovuser
 {

@@ -10,12 +10,10 @@
 
 #include "base/local_time.h"
 #include "ovuser/clocks.h"
-#include "ovuser/hints.h"
 #include "ovuser/identity.h"
-#include "ovuser/json.h"
 #include "ovuser/message.h"
 #include "ovuser/subcommands.h"
-#include "ovuser/watch.h"
+#include "ovuser/text.h"
 
 namespace ovuser
 {

@@ -11,7 +11,7 @@
 #include <ctime>
 
 #include "ovuser/message.h"
-#include "ovuser/time_text.h"
+#include "ovuser/text.h"
 
 namespace ovuser
 {

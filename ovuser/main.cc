@@ -10,7 +10,6 @@
 #include <initializer_list>
 
 #include "base/version.h"
-#include "ovuser/hints.h"
 #include "ovuser/message.h"
 #include "ovuser/subcommands.h"
 

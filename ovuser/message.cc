@@ -211,4 +211,17 @@ int print_result(int32_t result, char *message, const char *label, int error)
     return check_rc(result);
 }
 
+void raise_default(int signal)
+{
+    struct sigaction action = {};
+    action.sa_handler = SIG_DFL;
+    sigaction(signal, &action, nullptr);
+    sigset_t alone, kept;
+    sigemptyset(&alone);
+    sigaddset(&alone, signal);
+    raise(signal);
+    sigprocmask(SIG_UNBLOCK, &alone, &kept);
+    sigprocmask(SIG_SETMASK, &kept, nullptr);
+}
+
 } // namespace ovuser

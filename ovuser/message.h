@@ -1,6 +1,8 @@
-// Messages, standard output, and exit statuses. A function of this program that returns an exit status has printed the
-// reason for any other than done.
+// Messages, hints, the log, standard output, and exit statuses. A function of this program that returns an exit status
+// has printed the reason for any other than done.
 #pragma once
+
+#include <getopt.h>
 
 #include <cstdint>
 
@@ -9,15 +11,8 @@
 namespace ovuser
 {
 
-// The exit statuses, which continue those of check_rc.
-enum ExitStatus {
-    done = 0,
-    bad_usage = 2,
-    failure = 5,
-    own_failure = 125, // run's own, as in env(1)
-    cannot_execute = 126,
-    not_found = 127
-};
+// The exit statuses, which continue those of check_rc. run adds those of base/exit_status.h.
+enum ExitStatus { done = 0, bad_usage = 2, failure = 5 };
 
 // While it exists, errors and warnings name this line of a file.
 class SourcePosition
@@ -64,5 +59,40 @@ void flush_output();
 
 // Flushes and closes standard output. Returns the status, or a failure after a write error.
 int finish_output(int status);
+
+// Raises a signal with its default action, so that the parent sees why this program stops or ends.
+void raise_default(int signal);
+
+// Logs a request in the system's log, for one identity or none, with the clock value in virtime, or 0, and the engine's
+// result and message, which may be null. Without the number of its identity, it is looked up. If the log is missing or
+// blocks for a second, nothing is logged. Keeps errno.
+void audit(const ov_request &request, int32_t result, const char *message, const uint32_t *number = nullptr);
+
+// Hints at what a mistyped word may have meant: finds the candidate that is closest to a mistyped word.
+class Nearest
+{
+  public:
+    explicit Nearest(const char *word);
+    void consider(const char *candidate);
+    // Null when none is close.
+    const char *found() const { return found_; }
+
+  private:
+    const char *word_, *found_ = nullptr;
+    int distance_;
+};
+
+// For a caller who asks delete, or list, for all clocks.
+void hint_on_all(bool deletes);
+
+// For a word that is not a subcommand.
+void hint_on_subcommand(const char *typed, const Nearest &nearest);
+
+// Prints what is wrong with the option for which getopt has returned '?', and which one may have been meant. Returns
+// bad_usage.
+int report_bad_option(char *const *argv, const option *known);
+
+// Reads the options of a subcommand that has only --help. Returns true when the subcommand is done, with this status.
+bool handle_help(int argc, char **argv, const char *help, int &status);
 
 } // namespace ovuser

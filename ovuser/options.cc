@@ -7,7 +7,6 @@
 #include <cstring>
 #include <ctime>
 
-#include "ovuser/hints.h"
 #include "ovuser/message.h"
 
 namespace ovuser

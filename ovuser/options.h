@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "ov_helper.h"
-#include "ovuser/time_text.h"
+#include "ovuser/text.h"
 
 namespace ovuser
 {

@@ -3,13 +3,13 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/exit_status.h"
 #include "ovuser/change.h"
 #include "ovuser/child.h"
 #include "ovuser/lock.h"
 #include "ovuser/message.h"
 #include "ovuser/subcommands.h"
-#include "ovuser/terminal.h"
-#include "ovuser/time_text.h"
+#include "ovuser/text.h"
 
 namespace ovuser
 {
@@ -119,7 +119,7 @@ static int run_for(Identity who, const RunOptions &options, int64_t checked)
     const bool own_session = who.kind == OV_USER && !options.no_pty;
     Terminal terminal;
     if (own_session && terminal.open(who.id) != done)
-        return own_failure;
+        return ov::own_failure;
     Child child({options.command, who.kind, who.id, own_session, options.keep_fds, options.preserved}, terminal);
     if (const int status = child.start())
         return status;
@@ -137,7 +137,7 @@ static int run_for(Identity who, const RunOptions &options, int64_t checked)
     lock.release();
     if (status != done) {
         child.reap();
-        return own_failure;
+        return ov::own_failure;
     }
     terminal.begin();
     child.execute_command();
@@ -152,7 +152,7 @@ static int run_with(const RunOptions &options)
 {
     if (options.owner != nullptr && getuid() != 0) {
         failed("only root can run a command as another user or group");
-        return own_failure;
+        return ov::own_failure;
     }
     ProcessText self(getpid());
     char *owner = options.owner != nullptr ? options.owner : self.text;
@@ -162,7 +162,7 @@ static int run_with(const RunOptions &options)
     if (status == done)
         status = check_clock(identities, options.when, checked);
     if (status != done)
-        return own_failure;
+        return ov::own_failure;
 
     return run_for(*identities.begin(), options, checked);
 }
@@ -171,7 +171,7 @@ int run_command(int argc, char **argv)
 {
     RunOptions options;
     if (options.read(argc, argv) != done)
-        return own_failure;
+        return ov::own_failure;
     if (!options.help)
         return run_with(options);
     printf("%s%s", run_usage, when_help);

@@ -11,7 +11,6 @@
 
 #include "ovuser/clock_file.h"
 #include "ovuser/clocks.h"
-#include "ovuser/hints.h"
 #include "ovuser/identity.h"
 #include "ovuser/lock.h"
 #include "ovuser/message.h"

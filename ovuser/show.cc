@@ -7,7 +7,6 @@
 
 #include "base/process_ids.h"
 #include "ovuser/clocks.h"
-#include "ovuser/hints.h"
 #include "ovuser/message.h"
 #include "ovuser/subcommands.h"
 #include "ovuser/text.h"

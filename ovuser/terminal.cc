@@ -1,4 +1,4 @@
-#include "ovuser/terminal.h"
+#include "ovuser/child.h"
 
 #include <fcntl.h>
 #include <poll.h>

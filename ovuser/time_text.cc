@@ -1,5 +1,3 @@
-#include "ovuser/time_text.h"
-
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>

@@ -1,5 +1,3 @@
-#include "ovuser/watch.h"
-
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -15,7 +13,6 @@
 #include "ovuser/clocks.h"
 #include "ovuser/message.h"
 #include "ovuser/text.h"
-#include "ovuser/time_text.h"
 
 namespace ovuser
 {
@@ -44,7 +41,6 @@ class Screen
 
   private:
     void enter();
-    void obey(int signal);
 
     bool is_there_ = false, entered_ = false;
     sigset_t awaited_, before_;
@@ -116,26 +112,16 @@ void Screen::leave()
     entered_ = false;
 }
 
-// Takes the default action of a signal, so that the parent sees why the program has stopped or ended.
-void Screen::obey(int signal)
-{
-    leave();
-    sigset_t alone;
-    sigemptyset(&alone);
-    sigaddset(&alone, signal);
-    raise(signal);
-    sigprocmask(SIG_UNBLOCK, &alone, nullptr); // ends, or stops until continued
-    sigprocmask(SIG_BLOCK, &alone, nullptr);
-}
-
 void Screen::wait(int64_t until)
 {
     constexpr int64_t second = 1'000'000000;
     const int64_t left = std::max(until - monotonic_time(), int64_t{0});
     const timespec time = {left / second, left % second};
     const int signal = sigtimedwait(&awaited_, nullptr, &time); // an empty set without a terminal
-    if (signal > 0 && signal != SIGWINCH && signal != SIGCONT)
-        obey(signal);
+    if (signal > 0 && signal != SIGWINCH && signal != SIGCONT) {
+        leave();
+        raise_default(signal); // ends, or stops until continued
+    }
     if (is_there_)
         enter();
 }

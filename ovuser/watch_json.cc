@@ -1,5 +1,3 @@
-#include "ovuser/watch.h"
-
 #include <poll.h>
 #include <unistd.h>
 
@@ -11,7 +9,6 @@
 #include "ovuser/clocks.h"
 #include "ovuser/message.h"
 #include "ovuser/text.h"
-#include "ovuser/time_text.h"
 
 namespace ovuser
 {

@@ -23,7 +23,7 @@ simulator/table: base contract simulator/raw
 simulator/process: base simulator/raw simulator/table
 simulator/vdso: base simulator/raw simulator/table simulator/process
 simulator/libc: base contract simulator/raw simulator/table simulator/process simulator/vdso
-simulator/launcher: simulator/raw simulator/table simulator/process simulator/vdso
+simulator/launcher: base simulator/raw simulator/table simulator/process simulator/vdso
 END
 trap 'rm -f "${TMPDIR:-/tmp}/layers.$$"' EXIT
 

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/exit_status.h"
 #include "simulator/launcher/launcher.h"
 
 namespace sim
@@ -15,7 +16,7 @@ void fail(const char *format, ...)
     vfprintf(stderr, format, arguments);
     fputc('\n', stderr);
     va_end(arguments);
-    exit(own_failure);
+    exit(ov::own_failure);
 }
 
 char *text(const char *format, ...)

@@ -3,9 +3,6 @@
 namespace sim
 {
 
-// The simulator's own failures, and those of starting the command, as env and nohup return them.
-enum Exit { own_failure = 125, cannot_execute = 126, not_found = 127 };
-
 // Ends the program, with a line on standard error.
 [[noreturn]] void fail(const char *format, ...) __attribute__((format(printf, 1, 2)));
 

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/exit_status.h"
 #include "simulator/launcher/launcher.h"
 #include "simulator/table/faults.h"
 
@@ -49,7 +50,7 @@ static constexpr option known_options[] = {{"state", required_argument, nullptr,
 [[noreturn]] static void refuse()
 {
     fputs(help, stderr);
-    exit(own_failure);
+    exit(ov::own_failure);
 }
 
 Options read_options(int argc, char **argv)

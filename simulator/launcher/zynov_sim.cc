@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/exit_status.h"
 #include "simulator/launcher/launcher.h"
 #include "simulator/raw/system_call.h"
 #include "simulator/table/state.h"
@@ -33,7 +34,7 @@ static void set(const char *variable, const char *value)
     if (strchr(file, '/') != nullptr) // past the stand-ins of a simulator that this one runs under
         system_call(SYS_execve, file, command, environ);
     execvp(command[0], command); // which also runs scripts without a first line for an interpreter
-    const Exit status = errno == ENOENT ? not_found : cannot_execute;
+    const ov::ExitStatus status = errno == ENOENT ? ov::not_found : ov::cannot_execute;
     fprintf(stderr, "zynov-sim: %s: %s\n", command[0], strerror(errno));
     _exit(status); // without freeing what the command was to have
 }

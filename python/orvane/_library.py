@@ -3,13 +3,18 @@ from __future__ import annotations
 
 import ctypes as c
 import errno
+import functools
 import os
+from typing import Any
 
+_NAME = "libov_helper.so.12"
 CONTROL_FILE = "/proc/zynov"
 USER, GROUP, PROCESS = 1, 2, 3
 NOTHING, ADD, DELETE = 0, 1, 2
 ABSOLUTE = 1
-OK, NOT_PERMITTED, NO_CONTROL_FILE, NO_CLOCK = 0, 811, 812, 814
+OK, BAD_TIME, NOT_PERMITTED, NO_CONTROL_FILE, NO_CLOCK = 0, 809, 811, 812, 814
+EARLIEST, LATEST = 32400, 253402329599  # the values that a clock may be set to
+NANOSECONDS, DESCENDANTS = 1, 4
 
 
 class Request(c.Structure):
@@ -20,6 +25,10 @@ class Request(c.Structure):
         ("id_text", c.c_char_p * 10),
     ] + [(name, c.c_char_p) for name in ("abs_time", "x_date", "rel_minutes", "rel_hours", "rel_days", "rel_years",
                                          "rel_origin")] + [("virtime", c.c_int64)]
+
+    def is_own(self) -> bool:
+        """Whether it is about this process."""
+        return bool(self.id_kind[0] == PROCESS and self.id_text[0] == b"%d" % os.getpid())
 
 
 class NextClock(c.Structure):
@@ -32,18 +41,38 @@ class NextClock(c.Structure):
                 ("container", c.c_uint64)]
 
 
-library = c.PyDLL("libov_helper.so.12", use_errno=True)
-library.ov_process_request.argtypes = [c.c_void_p, c.c_void_p]
-library.ov_next_clock.argtypes = [c.c_int, c.c_int, c.c_void_p]
-library.ov_read_time.argtypes = [c.c_char_p, c.c_void_p]
-library.ov_read_time.restype = c.c_int64
-library.parse_uid.argtypes = [c.c_char_p, c.c_int, c.POINTER(c.c_uint32)]
+class Library:
+    """The loaded library."""
 
-# The same entry with three arguments behind, which it does not look at, and no result: what leaves a with statement can
-# then be this function itself, and no interrupt comes before it.
-leave = c.PYFUNCTYPE(None, c.c_void_p, c.c_void_p, c.py_object, c.py_object, c.py_object)(
-    ("ov_process_request", library))
-process_request = library.ov_process_request
+    def __init__(self, native: c.PyDLL) -> None:
+        self.process_request = native.ov_process_request
+        self.process_request.argtypes = [c.c_void_p, c.c_void_p]
+        self.next_clock = native.ov_next_clock
+        self.next_clock.argtypes = [c.c_int, c.c_int, c.c_void_p]
+        self.read_time = native.ov_read_time
+        self.read_time.argtypes = [c.c_char_p, c.c_void_p]
+        self.read_time.restype = c.c_int64
+        self.parse_uid = native.parse_uid
+        self.parse_uid.argtypes = [c.c_char_p, c.c_int, c.POINTER(c.c_uint32)]
+        self.refine_clock = native.ov_refine_clock
+        self.refine_clock.argtypes = [c.c_int32, c.c_uint32, c.c_int32, c.c_int32, c.c_uint32]
+        # The same entry with four arguments behind, which it does not look at, and no result: what leaves a with
+        # statement can then be this function itself, and no interrupt comes before it. Python's part comes behind it.
+        self.leave = c.PYFUNCTYPE(None, c.c_void_p, c.c_void_p, *[c.py_object] * 4)(("ov_process_request", native))
+        self.leave.errcheck = _behind  # type: ignore[assignment]
+
+
+def _behind(result: None, function: object, arguments: tuple[Any, ...]) -> None:
+    arguments[2].behind()
+
+
+@functools.lru_cache(maxsize=None)
+def load() -> Library:
+    """Loads it when it is first needed, so that whoever only imports this package can do without."""
+    try:
+        return Library(c.PyDLL(_NAME, use_errno=True))
+    except OSError as error:
+        raise NoLibrary(0, "%s cannot be loaded (%s): install the package libov-helper12" % (_NAME, error)) from None
 
 
 def was_there() -> bool:
@@ -63,6 +92,14 @@ class OrvaneError(Exception):
         super().__init__(message)
         self.code = code
         self.message = message
+
+
+class NoLibrary(OrvaneError):
+    """The library is not installed."""
+
+
+class OutOfRange(OrvaneError, ValueError):
+    """No clock is set to such a time, or Python could not read it."""
 
 
 class AlreadyHasClock(OrvaneError):

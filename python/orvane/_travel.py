@@ -3,14 +3,25 @@ from __future__ import annotations
 
 import ctypes as c
 import functools
-import inspect
 import os
+import sys
+import time
 import weakref
-from datetime import timedelta
-from typing import TYPE_CHECKING, Any, Callable, TypeVar
+from collections.abc import Callable
+from datetime import timedelta, timezone, tzinfo
+from typing import TYPE_CHECKING, Any, TypeVar
 
 from orvane import _library as lib
-from orvane._clocks import Instant, Speed, adding, carry_out, conclude, find
+from orvane import _own
+from orvane._clocks import Speed, conclude, pace
+from orvane._decorate import decorate
+from orvane._instants import Destination, instant, length, unwrap
+from orvane._zone import Zone, offset_of, zone_of
+
+if sys.version_info >= (3, 11):
+    from typing import Self
+else:
+    Self = Any
 
 Function = TypeVar("Function", bound=Callable[..., Any])
 
@@ -22,6 +33,7 @@ def _stay() -> None:
     """A forked child that gets out of a block, too, is not to take its parent's clock away."""
     for request in filter(None, (each() for each in _to_leave)):
         request.operation = lib.NOTHING
+    _own.inside.clear()
 
 
 os.register_at_fork(after_in_child=_stay)
@@ -33,85 +45,166 @@ class _Leaving:
 
     def __get__(self, entered: clock | None, _: type[clock]) -> Callable[..., None]:
         if entered is None:  # as contextlib.ExitStack asks
-            return lambda entered, *what: entered._leave(*what)
-        return entered._leave
+            return lambda entered, *what: entered._leave()(*what)
+        return entered._leave()
 
 
 class clock:
     """Gives this process, or another identity, a clock: a context manager and a decorator.
 
-    A naive datetime is local time, an aware one what it says, a text what `ovuser add --at` takes, and None the present
-    time. Clocks have whole seconds: what is behind them is cut off. A process's clock is not that of its children.
-    Nothing is changed where there is a clock already (AlreadyHasClock), be it one's own or somebody else's. On every
-    way out the clock is taken away, and with the process, however it ends, if it is the process's own.
+    `at` is a datetime, a date (midnight), a number of seconds since the epoch, a timedelta from now, a text, None for
+    now, or a function or generator of these. What has no zone is local time; a ZoneInfo's zone is the local one inside.
+    `speed` is 1 to 1000 times the normal one, -2 to -1000 for slower, 0 or "frozen"; `tick=False` is the latter.
+    `tz_offset` (hours, or a timedelta) is the local zone's offset inside.
+
+    A clock of this process is that of the programs that it starts, too (`descendants`), and clocks in clocks put back
+    what they found. `identity` is another's, u:USER, g:GROUP or p:PID, who keeps a clock that he has (AlreadyHasClock).
+    On every way out the clock is taken away, and with the process, however it ends, if it is the process's own.
     """
 
-    def __init__(self, at: Instant = None, *, speed: Speed = 1, rewind: bool = False,
-                 identity: str | None = None) -> None:
-        self._at, self._speed, self._rewind = at, speed, rewind
-        self._identity = identity
+    _naive: tzinfo | None = None
+
+    def __init__(self, at: Destination = None, *, speed: Speed | None = None, tick: bool | None = None,
+                 rewind: bool = False, identity: str | None = None, descendants: bool | None = None,
+                 tz_offset: float | timedelta | None = None, as_arg: bool = False, as_kwarg: str = "") -> None:
+        if speed is not None and tick is not None:
+            raise TypeError("a clock has a speed, or is told whether it ticks, not both")
+        self._asked: dict[str, Any] = dict(
+            at=at, speed=speed, tick=tick, rewind=rewind, identity=identity, descendants=descendants,
+            tz_offset=tz_offset, as_arg=as_arg, as_kwarg=as_kwarg)
+        self._at, self._rewind, self._identity = at, rewind, identity
+        self._speed = pace(speed) if speed is not None else 0 if tick is False else 1
+        self._descendants = descendants if descendants is not None or identity is None else False
+        self._offset = None if tz_offset is None else offset_of(tz_offset)
+        self._to_function = as_arg, as_kwarg
+        self._zone = Zone()
+        self._left = c.c_char_p()
+        self._state: _own.State | None = None
         self._leaving = lib.Request()  # nothing is asked for yet
-        self._leave = functools.partial(lib.leave, c.byref(self._leaving), None)
 
     @property
     def identity(self) -> str:
+        """Whose clock it is."""
         return self._identity if self._identity is not None else "p:%d" % os.getpid()
 
-    def __enter__(self) -> clock:
-        slot = c.c_char_p()
-        adding_it, slot_place = c.byref(adding(self.identity, self._at, self._speed, self._rewind)), c.byref(slot)
-        process_request, leave = lib.process_request, self._leave
+    def _begin(self) -> tuple[_own.State, str | None]:
+        """What is to be set, and the zone."""
+        at = unwrap(self._at)
+        naive = timezone(self._offset) if self._offset is not None and self._naive is None else self._naive
+        _own.settle()
+        state = _own.State(self._identity, instant(at, naive), self._speed, self._rewind, self._descendants)
+        lib.take_message(self._left)
+        state.left, state.zone = self._left, self._zone
+        return state, zone_of(at, self._offset)
+
+    def _leave(self) -> Callable[..., None]:
+        return functools.partial(lib.load().leave, c.byref(self._leaving), c.byref(self._left), self)
+
+    def __enter__(self) -> Self:
+        __tracebackhide__ = True
+        if self._state is not None and self._left.value is None:
+            raise RuntimeError("this clock has been entered already")
+        state, zone = self._begin()
+        slot, request = c.c_char_p(), state.request()
+        adding_it, slot_place = c.byref(request), c.byref(slot)
+        process_request, leave, there = lib.load().process_request, self._leave(), None
         lib.request_for(lib.DELETE, self.identity, self._leaving)
         _to_leave[:] = [each for each in _to_leave if each() is not None] + [weakref.ref(self._leaving)]
+        refused = False
         c.set_errno(0)
         # An interrupt may be raised behind any call of these, but not before the first: whatever it was raised
         # behind, the clock is taken away again, unless it was there before.
         try:
             code = process_request(adding_it, slot_place)
-            conclude(code, slot)
-        except lib.OrvaneError:
-            raise
+            there = lib.was_there()
+            refused = there and self._identity is not None or code != lib.OK
+            if refused:
+                conclude(code, slot, request)
+            lib.take_message(slot)
+            self._state = state
+            if there:
+                _own.replace(state, request)
+            elif self._identity is None:
+                _own.inside.append(state)
+            state.refine(request)
+            self._zone.enter(zone)
+            return self
         except BaseException:
-            if not lib.was_there():
+            if not refused and (not (lib.was_there() if there is None else there) or state in _own.inside):
                 leave(None, None, None)
             raise
-        return self
 
     if TYPE_CHECKING:
         def __exit__(self, *what: object) -> None: ...
     else:
         __exit__ = _Leaving()
 
-    def move_to(self, at: Instant) -> None:
-        """Sets the clock anew, at the same speed."""
-        if self._leaving.id_count == 0:
-            raise lib.NoClock(lib.NO_CLOCK, "%s has not been given this clock" % self.identity)
-        request = adding(self.identity, at, self._speed, self._rewind)
-        carry_out(lib.request_for(lib.DELETE, self.identity))
-        carry_out(request)
+    def behind(self) -> None:
+        """What is put back when the clock has been deleted."""
+        self._leaving.operation = lib.NOTHING
+        self._state = None
+        self._zone.leave()
+        _own.settle()
 
-    def shift(self, distance: timedelta) -> None:
-        """Moves the clock by a distance from what it shows."""
-        present = find(self.identity)
-        if present is None:
-            raise lib.NoClock(lib.NO_CLOCK, "%s has no clock to shift" % self.identity)
-        self.move_to(present.time + distance)
+    async def __aenter__(self) -> Self:
+        return self.__enter__()
+
+    async def __aexit__(self, *what: object) -> None:
+        self._leave()(None, None, None)
+
+    def start(self) -> Self:
+        """Enters the clock, until stop()."""
+        return self.__enter__()
+
+    def stop(self) -> None:
+        """Leaves the clock that start() entered."""
+        if self._state is None:
+            raise RuntimeError("this clock has not been started")
+        self._leave()(None, None, None)
+
+    def _entered(self) -> _own.State:
+        if self._state is None:
+            raise lib.NoClock(lib.NO_CLOCK, "%s has not been given this clock" % self.identity)
+        return self._state
+
+    def _shown(self) -> int:
+        """What the clock shows now, in nanoseconds."""
+        state = self._entered()
+        return time.time_ns() if _own.inside[-1:] == [state] else state.shown()
+
+    def _set(self, nanoseconds: int) -> None:
+        state = self._entered()
+        if self._identity is None and _own.inside and _own.inside[-1] is not state:
+            state.start, state.since = nanoseconds, _own.elapsed()  # shown when the inner clocks have been left
+        else:
+            state.set_anew(nanoseconds)
+
+    def move_to(self, at: Destination, *, tick: bool | None = None, speed: Speed | None = None) -> None:
+        """Sets the clock anew, at the same speed unless another one is named."""
+        state, before = self._entered(), self._entered().speed
+        nanoseconds = instant(unwrap(at), self._naive)
+        if speed is not None or tick is not None:
+            state.speed = pace(speed) if speed is not None else int(bool(tick))
+        try:
+            self._set(nanoseconds)
+        except lib.OutOfRange:
+            state.speed = before
+            raise
+
+    def shift(self, distance: timedelta | float) -> None:
+        """Moves the clock by a distance, a timedelta or seconds, from what it shows."""
+        self._set(self._shown() + length(distance))
+
+    def tick(self, distance: timedelta | float = 1) -> Any:
+        """As shift, by a second unless told otherwise."""
+        self.shift(distance)
 
     def __call__(self, function: Function) -> Function:
-        if inspect.isclass(function) or inspect.isgeneratorfunction(function) or inspect.isasyncgenfunction(function):
-            raise TypeError("a clock is for a function that is over when it returns, not for %r: use a with statement, "
-                            "or pytest.mark.orvane" % function)
+        decorated: Function = decorate(self._fresh, function, *self._to_function)
+        return decorated
 
-        def fresh() -> clock:
-            return type(self)(self._at, speed=self._speed, rewind=self._rewind, identity=self._identity)
+    def _fresh(self) -> Self:
+        return type(self)(**self._asked)
 
-        @functools.wraps(function)
-        def inside(*args: Any, **keywords: Any) -> Any:
-            with fresh():
-                return function(*args, **keywords)
-
-        @functools.wraps(function)
-        async def inside_later(*args: Any, **keywords: Any) -> Any:
-            with fresh():
-                return await function(*args, **keywords)
-        return inside_later if inspect.iscoroutinefunction(function) else inside  # type: ignore[return-value]
+    def __reduce__(self) -> tuple[Any, ...]:
+        return functools.partial(type(self), **self._asked), ()

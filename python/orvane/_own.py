@@ -1,0 +1,136 @@
+"""This process's own clocks: which are inside which, and what the outer ones show meanwhile."""
+from __future__ import annotations
+
+import ctypes as c
+import os
+import time
+
+from orvane import _library as lib
+from orvane._clocks import adding, carry_out, find, refine
+from orvane._instants import SECOND
+from orvane._zone import Zone
+
+_DAY = 86400 * SECOND
+_REALTIME, _BOOTTIME = 0, 7
+
+
+class _Timespec(c.Structure):
+    _fields_ = [("seconds", c.c_int64), ("nanoseconds", c.c_int64)]
+
+
+# Asked for in the C library itself, where neither a clock nor the speed of intervals comes between.
+_clock_gettime = c.PyDLL("libc.so.6").clock_gettime
+_clock_gettime.argtypes = [c.c_int, c.c_void_p]
+
+
+def _read(which: int) -> int:
+    read = _Timespec()
+    _clock_gettime(which, c.byref(read))
+    return int(read.seconds) * SECOND + int(read.nanoseconds)
+
+
+def elapsed() -> int:
+    """Real nanoseconds since the machine started."""
+    return _read(_BOOTTIME)
+
+
+class State:
+    """A clock as it was set, and what it shows since."""
+
+    foreign = False  # set by others, before this process set one itself
+    zone = Zone()
+    left = c.c_char_p()  # where the library's word on the deletion comes: no interrupt can come between the two
+
+    def __init__(self, whose: str | None, start: int, speed: int, rewind: bool, descendants: bool | None) -> None:
+        self.whose, self.start, self.speed, self.rewind = whose, start, speed, rewind
+        self.descendants = descendants
+        self.since = elapsed()
+        if not inside:
+            _real_before[:] = [_read(_REALTIME) - self.since]
+
+    @property
+    def identity(self) -> str:
+        return self.whose if self.whose is not None else "p:%d" % os.getpid()
+
+    def shown(self) -> int:
+        passed = elapsed() - self.since
+        if self.speed == 0 or self.speed > 1000:
+            passed = 0
+        elif self.speed < 0:
+            passed //= -self.speed
+        else:
+            passed *= self.speed
+        if not self.rewind:
+            return self.start + passed
+        east = time.localtime(self.start // SECOND).tm_gmtoff * SECOND
+        midnight = (self.start + east) // _DAY * _DAY
+        return midnight + (self.start + east + passed) % _DAY - east
+
+    def request(self) -> lib.Request:
+        return adding(self.identity, self.start, self.speed, self.rewind)
+
+    def refine(self, request: lib.Request) -> None:
+        refine(request, self.start % SECOND, self.descendants)
+
+    def set_anew(self, start: int) -> None:
+        """Puts this clock in the place of what is there."""
+        before, self.start = self.start, start
+        try:
+            request = self.request()
+        except BaseException:  # it is refused, and nothing has changed
+            self.start = before
+            raise
+        try:
+            carry_out(lib.request_for(lib.DELETE, self.identity))
+        except lib.NoClock:
+            pass
+        self.since = elapsed()
+        carry_out(request)
+        self.refine(request)
+
+
+# The innermost one is the last. The first may have been set by others.
+inside: list[State] = []
+_real_before: list[int] = []
+
+
+def replace(state: State, request: lib.Request) -> None:
+    """Sets a clock where there is one already, which is put back behind it."""
+    found = None if inside else find(state.identity)
+    if found is not None:
+        outer = State(None, time.time_ns(), found.speed, found.rewind, None)
+        outer.foreign = True
+        inside[:] = [outer, state]
+    else:
+        inside.append(state)
+    try:
+        carry_out(lib.request_for(lib.DELETE, state.identity))
+    except lib.NoClock:  # others delete it at any time, too
+        pass
+    carry_out(request)
+
+
+def settle() -> None:
+    """Puts back what deleted clocks were in."""
+    deleted = [state for state in inside if state.left.value is not None]
+    if not deleted:
+        return
+    for state in reversed(deleted):
+        state.zone.leave()
+    staying = [state for state in inside if state not in deleted]
+    if staying:
+        staying[-1].set_anew(staying[-1].shown())
+    inside[:] = [] if len(staying) == 1 and staying[0].foreign else staying
+
+
+def real_time() -> float:
+    """The real time, as time.time() shows it to those who have no clock."""
+    return (_real_before[0] + elapsed() if inside else _read(_REALTIME)) / SECOND
+
+
+def is_travelling() -> bool:
+    """Whether this process has a virtual clock, or its user or group."""
+    try:
+        return bool(inside) or any(map(find, ("p:%d" % os.getpid(), "u:%d" % os.geteuid(), "g:%d" % os.getegid())))
+    except lib.NoControlFile:
+        return False

@@ -26,13 +26,30 @@ def in_berlin(monkeypatch):
 
 @pytest.mark.parametrize("at", [
     END, END.replace(tzinfo=None) + timedelta(hours=1), END.astimezone(timezone(timedelta(hours=-5))),
-    END + timedelta(microseconds=999999), "2038-01-19 04:14", "2038-01-19T03:14:00Z", "@2147483640"])
+    "2038-01-19 04:14", "2038-01-19T03:14:00Z", "@2147483640"])
 def test_every_form_is_the_same_instant(at):
     with orvane.clock(at, speed="frozen"):
         assert datetime.now(timezone.utc) == END.replace(second=0)
         found = orvane.find(OWN)
         assert (found.time, found.frozen, found.rewind, found.identity) == (END, True, False, OWN)
     assert orvane.find(OWN) is None
+
+
+def test_no_fraction_of_a_second_is_lost():
+    exactly = END + timedelta(microseconds=999999)
+    with orvane.clock(exactly) as clock:
+        for distance in timedelta(seconds=0.5), 0.25, timedelta(microseconds=3):
+            before = datetime.now(timezone.utc)
+            clock.shift(distance)
+            after = datetime.now(timezone.utc)
+            passed = after - before - (distance if isinstance(distance, timedelta) else timedelta(seconds=distance))
+            assert exactly <= before and timedelta(0) <= passed < timedelta(minutes=2)
+        clock.shift(-3600)
+        clock.move_to("2038-01-19T04:14:07.123456789+01:00", tick=False)
+        assert time.time_ns() == 2147483647 * 10**9 + 123456789
+        with orvane.clock("2030-12-25"):
+            pass
+        assert time.time_ns() % 10**9 == 123456789
 
 
 def test_a_clock_moves_and_keeps_its_pace():

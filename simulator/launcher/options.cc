@@ -24,21 +24,19 @@ static constexpr char help[] =
     "  --no-static     do not reach programs that no library can be preloaded into\n"
     "  --descendants   trace all descendants, to reach those that such programs start\n"
     "  --file-times    show file times by the clock of the process that asks\n"
+    "  --intervals     let waits and monotonic time pass at the speed of the clock\n"
     "  --quiet         do not warn of programs that keep the real time\n"
     "  --help          print this text\n"
     "\n"
     "Programs with more rights than their parent and programs for another architecture keep the real time. So do\n"
     "statically linked ones that cannot be traced; all statically linked programs wait by the real time.\n";
 
-static constexpr option known_options[] = {{"state", required_argument, nullptr, 's'},
-                                           {"shared", no_argument, nullptr, 'S'},
-                                           {"fault", required_argument, nullptr, 'f'},
-                                           {"no-static", no_argument, nullptr, 'c'},
-                                           {"descendants", no_argument, nullptr, 'c'},
-                                           {"file-times", no_argument, nullptr, 'c'},
-                                           {"quiet", no_argument, nullptr, 'c'},
-                                           {"help", no_argument, nullptr, 'h'},
-                                           {}};
+static constexpr option known_options[] = {
+    {"state", required_argument, nullptr, 's'}, {"shared", no_argument, nullptr, 'S'},
+    {"fault", required_argument, nullptr, 'f'}, {"no-static", no_argument, nullptr, 'c'},
+    {"descendants", no_argument, nullptr, 'c'}, {"file-times", no_argument, nullptr, 'c'},
+    {"intervals", no_argument, nullptr, 'c'},   {"quiet", no_argument, nullptr, 'c'},
+    {"help", no_argument, nullptr, 'h'},        {}};
 
 [[noreturn]] static void show_help()
 {

@@ -5,7 +5,9 @@
 
 #include "base/integer.h"
 #include "simulator/process/clock_ids.h"
+#include "simulator/process/intervals.h"
 #include "simulator/process/own_clock.h"
+#include "simulator/process/own_course.h"
 #include "simulator/raw/next.h"
 
 namespace sim
@@ -39,6 +41,8 @@ bool read_source(clockid_t source, timespec &time)
 {
     if (source == CLOCK_REALTIME) [[likely]]
         return read_clock(time);
+    if (intervals_by_clock.load(std::memory_order_relaxed) && read_interval_clock(source, time))
+        return true;
     return read_rare_source(source, time);
 }
 

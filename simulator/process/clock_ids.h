@@ -26,6 +26,8 @@ class ClockIds
 constexpr ClockIds virtual_ids = {CLOCK_REALTIME, CLOCK_REALTIME_COARSE, CLOCK_REALTIME_ALARM, CLOCK_TAI};
 constexpr ClockIds waited_ids = {CLOCK_REALTIME, CLOCK_REALTIME_ALARM, CLOCK_TAI}; // the kernel refuses the coarse one
 constexpr ClockIds settable_ids = {CLOCK_REALTIME};
+constexpr ClockIds interval_ids = {CLOCK_MONOTONIC, CLOCK_MONOTONIC_COARSE, CLOCK_MONOTONIC_RAW, CLOCK_BOOTTIME,
+                                   CLOCK_BOOTTIME_ALARM};
 constexpr ClockIds optional_ids = {CLOCK_REALTIME_ALARM}; // missing on a machine without a hardware clock
 
 // By how many seconds a system clock is ahead of CLOCK_REALTIME: only CLOCK_TAI is. Compares readings by the function

@@ -43,8 +43,8 @@ static ErrorFile read_error_file(const char *words)
 Choices read_choices(const char *words)
 {
     const auto has = [words](const char *word) { return words != nullptr && strstr(words, word) != nullptr; };
-    return {has("quiet"), has("no-static"), has("descendants") && !has("no-static"), has("file-times"),
-            read_error_file(words)};
+    return {has("quiet"),      has("no-static"), has("descendants") && !has("no-static"),
+            has("file-times"), has("intervals"), read_error_file(words)};
 }
 
 } // namespace sim

@@ -9,6 +9,8 @@
 #include "base/errno_guard.h"
 #include "simulator/process/cache.h"
 #include "simulator/process/identity.h"
+#include "simulator/process/options.h"
+#include "simulator/process/own_course.h"
 #include "simulator/process/sigbus.h"
 #include "simulator/process/vvar.h"
 #include "simulator/raw/system_call.h"
@@ -48,6 +50,7 @@ void reset_after_fork()
 {
     cache.end_write();
     unsure.end_write();
+    own_course.end_move();
     inherit_identity();
 }
 
@@ -75,10 +78,13 @@ __attribute__((constructor, cold)) static void attach()
     const char *state = getenv(state_variable);
     if (state != nullptr)
         attached_table.store(open_table(state), std::memory_order_release);
+    intervals_by_clock.store(attached_table.load(std::memory_order_relaxed) != nullptr &&
+                                 read_choices(getenv(choices_variable)).intervals,
+                             std::memory_order_relaxed);
     attached.store(true, std::memory_order_release);
 }
 
-static inline const Table *find_table()
+const Table *find_table()
 {
     const Table *found = attached_table.load(std::memory_order_acquire);
     if (found == nullptr && !attached.load(std::memory_order_acquire)) [[unlikely]] {
@@ -88,7 +94,7 @@ static inline const Table *find_table()
     return found;
 }
 
-static Generation present_generation(const Table &clocks)
+Generation present_generation(const Table &clocks)
 {
     return {clocks.generation.load(std::memory_order_acquire), identity_version()};
 }

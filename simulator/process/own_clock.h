@@ -3,8 +3,9 @@
 
 #include <ctime>
 
+#include "simulator/process/cache.h"
 #include "simulator/raw/next.h"
-#include "simulator/table/clock.h"
+#include "simulator/table/table.h"
 
 namespace sim
 {
@@ -23,6 +24,10 @@ extern Next<int(clockid_t, timespec *), SYS_clock_gettime> next_clock_gettime;
 
 // The real value of a system clock.
 timespec real_time(clockid_t source = CLOCK_REALTIME);
+
+// The table, null for none, and what a lookup in it depends on.
+const Table *find_table();
+Generation present_generation(const Table &clocks);
 
 // Call in a new child that has its own memory.
 void reset_after_fork();

@@ -31,6 +31,10 @@ class TableWrite
     explicit TableWrite(Table &table) : table_(table), under_way_(table.generation.load(std::memory_order_relaxed) | 1)
     {
         table.generation.store(under_way_, std::memory_order_relaxed);
+        std::atomic_thread_fence(std::memory_order_seq_cst); // who read an older generation read no later instant
+        now_ = read_instants();
+        for (size_t i = 0; i < now_.size(); ++i)
+            table.changed_at[i].store(now_[i], std::memory_order_relaxed);
     }
     ~TableWrite() { table_.generation.store(under_way_ + 1, std::memory_order_release); }
     TableWrite(const TableWrite &) = delete;
@@ -38,20 +42,29 @@ class TableWrite
 
     void put(size_t slot, const Clock &clock)
     {
-        table_.slots[slot].store(clock);
+        store(slot, clock);
         if (slot >= table_.used)
             table_.used = slot + 1;
     }
     void drop(size_t slot)
     {
-        table_.slots[slot].store({});
+        store(slot, {});
         if (slot + 1 == table_.used)
             table_.used = slot;
     }
 
+    void restart_timelines() { sim::restart_timelines(table_, now_); }
+
   private:
+    void store(size_t slot, const Clock &clock)
+    {
+        change_timelines(table_, table_.slots[slot].load(), clock, now_);
+        table_.slots[slot].store(clock);
+    }
+
     Table &table_;
     uint64_t under_way_;
+    Instants now_;
 };
 
 constexpr size_t no_slot = Table::capacity;

@@ -48,6 +48,7 @@ class ClockRate
                                  .rewinds = clock.rewinds()};
         rate_ = zynov_rate_of(&set);
     }
+    explicit ClockRate(const zynov_clock &set) : rate_(zynov_rate_of(&set)) {}
 
     timespec at(const timespec &real) const { return to_timespec(zynov_shown(&rate_, to_instant(real))); }
 

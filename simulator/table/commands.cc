@@ -99,6 +99,7 @@ void begin_boot(Table &table, uint64_t boot)
     for (size_t index = table.used_slots().size(); index-- > 0;)
         if (table.slots[index].load().kind() == ZYNOV_PROCESS)
             table_write.drop(index);
+    table_write.restart_timelines();
     table.boot = boot;
 }
 

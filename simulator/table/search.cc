@@ -40,4 +40,31 @@ bool search_clock(const Table &table, Identity who, Clock &clock, FindBirth *fin
     return strongest != none;
 }
 
+Timeline search_timeline(const Table &table, Identity who, FindBirth *find_birth)
+{
+    Clock clock = {};
+    const bool has_clock = search_clock(table, who, clock, find_birth);
+    Claim strongest = none;
+    Timeline found = real_timeline;
+    for (const auto &kept : table.used_timelines()) {
+        const Timeline candidate = kept.load();
+        if (has_clock && candidate.is_of(clock))
+            return candidate;
+        if (has_clock || candidate.is_live != 0)
+            continue;
+        Clock its_last = {};
+        its_last.id = candidate.id;
+        its_last.flags = candidate.flags;
+        its_last.container_id = candidate.container_id;
+        its_last.pid_namespace = candidate.pid_namespace;
+        its_last.birth = candidate.birth;
+        const Claim its_claim = claim(its_last, who, find_birth);
+        if (its_claim > strongest) {
+            strongest = its_claim;
+            found = candidate;
+        }
+    }
+    return found;
+}
+
 } // namespace sim

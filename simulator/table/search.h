@@ -20,4 +20,8 @@ using FindBirth = void(Identity &who);
 // find_birth, if a clock has the process's id, and uses only its stack.
 bool search_clock(const Table &table, Identity who, Clock &clock, FindBirth *find_birth);
 
+// The timeline by which its intervals pass: that of its clock, else the one that its last clock left, else the real
+// one.
+Timeline search_timeline(const Table &table, Identity who, FindBirth *find_birth);
+
 } // namespace sim

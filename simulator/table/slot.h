@@ -11,24 +11,24 @@
 namespace sim
 {
 
-// A slot for one clock. It holds two copies, and the lowest bit of the version selects the valid one. A writer fills
-// the other copy and then increments the version: readers never see half a clock, and a writer that is killed leaves
+// A slot for one record. It holds two copies, and the lowest bit of the version selects the valid one. A writer fills
+// the other copy and then increments the version: readers never see half a record, and a writer that is killed leaves
 // nothing to repair.
-class Slot
+template <typename Record> class Versioned
 {
   public:
-    Clock load() const;
-    void store(const Clock &clock);
+    Record load() const;
+    void store(const Record &record);
 
   private:
-    static constexpr size_t words = sizeof(Clock) / sizeof(uint64_t);
+    static constexpr size_t words = sizeof(Record) / sizeof(uint64_t);
     using Copy = std::array<std::atomic<uint64_t>, words>;
 
     std::atomic<uint64_t> version_;
     std::array<Copy, 2> copies_;
 };
 
-inline Clock Slot::load() const
+template <typename Record> Record Versioned<Record>::load() const
 {
     std::array<uint64_t, words> copy;
     uint64_t version;
@@ -39,16 +39,18 @@ inline Clock Slot::load() const
         for (size_t i = 0; i < words; ++i)
             copy[i] = copies_[version % 2][i].load(std::memory_order_acquire);
     } while (version_.load(std::memory_order_relaxed) != version);
-    return std::bit_cast<Clock>(copy);
+    return std::bit_cast<Record>(copy);
 }
 
-inline void Slot::store(const Clock &clock)
+template <typename Record> void Versioned<Record>::store(const Record &record)
 {
-    const auto copy = std::bit_cast<std::array<uint64_t, words>>(clock);
+    const auto copy = std::bit_cast<std::array<uint64_t, words>>(record);
     const uint64_t version = version_.load(std::memory_order_relaxed) + 1;
     for (size_t i = 0; i < words; ++i)
         copies_[version % 2][i].store(copy[i], std::memory_order_release);
     version_.store(version, std::memory_order_release);
 }
+
+using Slot = Versioned<Clock>;
 
 } // namespace sim

@@ -8,6 +8,7 @@
 #include <span>
 
 #include "simulator/table/slot.h"
+#include "simulator/table/timeline.h"
 
 namespace sim
 {
@@ -34,9 +35,18 @@ struct Table {
     std::atomic<uint64_t> trees; // the last number given to a tree
     std::array<Slot, capacity> slots;
 
+    // As above, for the timelines, which only those read whose intervals go by their clock.
+    std::array<std::atomic<int64_t>, interval_sources.size()> changed_at; // the instants of the last change
+    std::atomic<uint64_t> timelines_used, timelines_begun;
+    std::array<Versioned<Timeline>, capacity> timelines;
+
     std::span<const Slot> used_slots() const
     {
         return {slots.data(), std::min<uint64_t>(used.load(std::memory_order_acquire), capacity)};
+    }
+    std::span<const Versioned<Timeline>> used_timelines() const
+    {
+        return {timelines.data(), std::min<uint64_t>(timelines_used.load(std::memory_order_acquire), capacity)};
     }
 };
 static_assert(std::atomic<uint64_t>::is_always_lock_free);

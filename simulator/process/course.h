@@ -1,0 +1,166 @@
+// How intervals pass for this process: by which timeline, and by how much it is ahead of that.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <bit>
+#include <cstdint>
+#include <utility>
+
+#include "simulator/process/cache.h"
+#include "simulator/table/timeline.h"
+
+namespace sim
+{
+
+// A process that comes from one timeline to another one that is behind goes on from what it saw.
+struct Course {
+    Generation generation; // the table's is one more than it was found under; 0 when nothing was found yet
+    uint64_t is_virtual;
+    ClockRate monotonic;
+    Timeline timeline; // with what the process is ahead
+    Instants ahead;
+};
+
+// The course of a process, shared by its threads and signal handlers, so that none ever sees time go back.
+//
+// Who reads the time looks at the word before it and after it. Who changes the course makes the word busy, looks at the
+// time, and lets others go on when the new course is there: the others wait meanwhile. But a signal handler that
+// interrupted him must not wait for ever. So who cannot wait any longer, or reads while the table is changed, counts
+// himself in the word after his look at the time. Then the new course begins with what he may have seen.
+class CourseKeeper
+{
+  public:
+    struct Look {
+        uint64_t word;
+        bool is_virtual, is_unsure;
+        ClockRate monotonic;
+    };
+
+    // Before reading the time; false when the course must be found anew. `rest` passes some of the time until another
+    // thread has finished.
+    template <typename Rest> bool look(const Generation &wanted, Look &found, const Rest &rest) const;
+    // After it; false when it may not be used.
+    bool holds(const Look &look);
+
+    // The whole course, as of the last look.
+    Course load() const { return load_copy(word_.load(std::memory_order_acquire)); }
+
+    // Finds the course anew. `find` gives a timeline, its generation, and the instants of the table's last change;
+    // `now` the present ones.
+    template <typename Find, typename Now> void move_on(const Find &find, const Now &now);
+
+    // For a forked child: another thread of its parent may have been changing the course, and does not exist in the
+    // child.
+    void end_move() { word_.fetch_and(~busy, std::memory_order_release); }
+
+  private:
+    static constexpr uint64_t busy = 1, one_count = 2, counts = 0xfffffffe, one_version = uint64_t{1} << 32;
+    static constexpr int longest_wait = 2000; // rests
+    static constexpr size_t words = sizeof(Course) / sizeof(uint64_t);
+    using Words = std::array<uint64_t, words>;
+    using Copy = std::array<std::atomic<uint64_t>, words>;
+
+    const Copy &copy_of(uint64_t word) const { return copies_[word / one_version % 2]; }
+    Course load_copy(uint64_t word) const;
+    template <typename Rest> uint64_t wait_until_free(const Rest &rest) const;
+
+    std::atomic<uint64_t> word_;
+    std::array<Copy, 2> copies_;
+};
+
+// The course of who went by another one until some instants. On the same timeline he goes on as he is, unless he read
+// the time while it may have been changed.
+inline Course next_course(Course last, const Timeline &timeline, const Generation &generation, const Instants &until,
+                          bool read_meanwhile)
+{
+    Course next = {{generation.table + 1, generation.identity}, timeline.speed != 1, {}, timeline, {}};
+    const bool is_first = last.generation.table == 0, goes_on = timeline.number == last.timeline.number;
+    if (is_first)
+        last.timeline = real_timeline;
+    for (size_t i = 0; i < until.size(); ++i) {
+        int64_t &ahead = next.ahead[i];
+        ahead = goes_on ? last.ahead[i] : 0;
+        if (read_meanwhile || !(is_first || goes_on))
+            ahead = std::max(ahead, zynov_difference(last.timeline.at(i, until[i]), timeline.at(i, until[i])));
+        next.timeline.shown[i] = zynov_sum(timeline.shown[i], ahead);
+        if (next.timeline.shown[i] != next.timeline.real[i])
+            next.is_virtual = 1;
+    }
+    next.monotonic = next.timeline.rate(0);
+    return next;
+}
+
+inline Course CourseKeeper::load_copy(uint64_t word) const
+{
+    Words found;
+    for (size_t i = 0; i < words; ++i)
+        found[i] = copy_of(word)[i].load(std::memory_order_acquire);
+    return std::bit_cast<Course>(found);
+}
+
+template <typename Rest> [[gnu::noinline]] uint64_t CourseKeeper::wait_until_free(const Rest &rest) const
+{
+    uint64_t word = word_.load(std::memory_order_acquire);
+    for (int rests = 0; (word & busy) != 0 && rests < longest_wait; ++rests) {
+        rest();
+        word = word_.load(std::memory_order_acquire);
+    }
+    return word;
+}
+
+template <typename Rest>
+[[gnu::always_inline]] inline bool CourseKeeper::look(const Generation &wanted, Look &found, const Rest &rest) const
+{
+    struct Head { // of a course
+        Generation generation;
+        uint64_t is_virtual;
+        ClockRate monotonic;
+    };
+    found.word = word_.load(std::memory_order_acquire);
+    if ((found.word & busy) != 0) [[unlikely]]
+        found.word = wait_until_free(rest);
+    const Head head = [&]<size_t... i>(std::index_sequence<i...>)
+    {
+        const Copy &copy = copy_of(found.word);
+        return std::bit_cast<Head>(
+            std::array<uint64_t, sizeof(Head) / sizeof(uint64_t)>{copy[i].load(std::memory_order_acquire)...});
+    }
+    (std::make_index_sequence<sizeof(Head) / sizeof(uint64_t)>());
+    found.is_unsure = (found.word & busy) != 0 || wanted.table % 2 != 0;
+    found.is_virtual = head.is_virtual != 0;
+    found.monotonic = head.monotonic;
+    return (found.word & busy) != 0 ||
+           (head.generation.table == wanted.table + 1 && head.generation.identity == wanted.identity);
+}
+
+inline bool CourseKeeper::holds(const Look &look)
+{
+    uint64_t word = look.word;
+    if (look.is_unsure && ((word & busy) != 0 || (word & counts) == 0)) [[unlikely]]
+        return word_.compare_exchange_strong(word, word + one_count, std::memory_order_acq_rel);
+    return word_.load(std::memory_order_relaxed) == word;
+}
+
+template <typename Find, typename Now> void CourseKeeper::move_on(const Find &find, const Now &now)
+{
+    uint64_t word = word_.load(std::memory_order_acquire), next_word;
+    if ((word & busy) != 0 || !word_.compare_exchange_strong(word, word | busy, std::memory_order_acq_rel))
+        return;
+    const Course last = load_copy(word);
+    Timeline timeline;
+    Instants changed;
+    const Generation generation = find(timeline, changed);
+    word |= busy;
+    do {
+        const bool read_meanwhile = (word & counts) != 0, by_table = last.generation.table != generation.table + 1;
+        const auto next = std::bit_cast<Words>(
+            next_course(last, timeline, generation, by_table && !read_meanwhile ? changed : now(), read_meanwhile));
+        next_word = (word / one_version + 1) * one_version;
+        for (size_t i = 0; i < words; ++i)
+            copies_[next_word / one_version % 2][i].store(next[i], std::memory_order_release);
+    } while (!word_.compare_exchange_strong(word, next_word, std::memory_order_acq_rel));
+}
+
+} // namespace sim

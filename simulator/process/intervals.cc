@@ -1,0 +1,159 @@
+#include "simulator/process/intervals.h"
+
+#include "simulator/process/clock_ids.h"
+#include "simulator/process/identity.h"
+#include "simulator/process/options.h"
+#include "simulator/process/own_clock.h"
+#include "simulator/process/own_course.h"
+#include "simulator/process/sigbus.h"
+#include "simulator/raw/signals.h"
+#include "simulator/raw/system_call.h"
+#include "simulator/table/search.h"
+
+namespace sim
+{
+
+// A filter may forbid the call.
+static void rest()
+{
+    if (filtered.load(std::memory_order_relaxed) == Filtered::no)
+        system_call(SYS_sched_yield);
+}
+
+static Generation find_timeline(const Table &clocks, Timeline &timeline, Instants &changed)
+{
+    for (int rests = 0; clocks.generation.load(std::memory_order_acquire) % 2 != 0 && rests < 2000; ++rests)
+        rest();
+    Generation generation;
+    do {
+        generation = present_generation(clocks);
+        timeline = search_timeline(clocks, own_identity(), find_own_birth);
+        for (size_t i = 0; i < changed.size(); ++i)
+            changed[i] = clocks.changed_at[i].load(std::memory_order_acquire);
+    } while (generation != present_generation(clocks));
+    return generation;
+}
+
+static Instants present_instants()
+{
+    Instants instants;
+    for (size_t i = 0; i < instants.size(); ++i)
+        instants[i] = to_nanoseconds(real_time(interval_sources[i]));
+    return instants;
+}
+
+// A handler of this thread would have to wait for what it interrupted.
+[[gnu::noinline]] static void move_on(const Table &clocks)
+{
+    const bool may_hold = filtered.load(std::memory_order_relaxed) == Filtered::no;
+    const SignalMask kept = may_hold ? hold_signals(sigbus_mask()) : 0;
+    own_course.move_on([&](Timeline &timeline, Instants &changed) { return find_timeline(clocks, timeline, changed); },
+                       present_instants);
+    if (may_hold)
+        let_signals_through(kept);
+}
+
+// Calls `read` with a look at the course, again until nothing changed meanwhile; false if intervals are real.
+template <typename Read> [[gnu::always_inline]] static inline bool by_course(const Read &read)
+{
+    const Table *clocks = find_table();
+    if (clocks == nullptr || !intervals_by_clock.load(std::memory_order_relaxed))
+        return false;
+    for (;;) {
+        const Generation generation = present_generation(*clocks);
+        CourseKeeper::Look look;
+        if (!own_course.look(generation, look, rest)) [[unlikely]] {
+            move_on(*clocks);
+            continue;
+        }
+        read(look);
+        if (own_course.holds(look) && (look.is_unsure || generation == present_generation(*clocks))) [[likely]]
+            return true;
+    }
+}
+
+static size_t place_of(clockid_t source)
+{
+    switch (source) {
+    case CLOCK_MONOTONIC_RAW:
+        return 1;
+    case CLOCK_BOOTTIME:
+    case CLOCK_BOOTTIME_ALARM:
+        return 2;
+    default:
+        return 0;
+    }
+}
+
+// The coarse one would lag by more the faster the clock runs, so it is read as the fine one.
+[[gnu::noinline]] static bool read_kin(clockid_t source, timespec &time)
+{
+    return by_course([&](const CourseKeeper::Look &look) {
+        const size_t place = place_of(source);
+        if (look.is_virtual)
+            time = own_course.load().timeline.rate(place).at(real_time(interval_sources[place]));
+        else
+            next_clock_gettime(source, &time);
+    });
+}
+
+bool read_interval_clock(clockid_t source, timespec &time)
+{
+    if (source != CLOCK_MONOTONIC)
+        return interval_ids.has(source) && read_kin(source, time);
+    return by_course([&](const CourseKeeper::Look &look) {
+        next_clock_gettime(CLOCK_MONOTONIC, &time);
+        if (look.is_virtual)
+            time = look.monotonic.at(time);
+    });
+}
+
+bool own_pace(Pace &pace)
+{
+    bool is_virtual = false;
+    by_course([&](const CourseKeeper::Look &look) {
+        is_virtual = look.is_virtual;
+        if (is_virtual)
+            pace = Pace(own_course.load().timeline);
+    });
+    return is_virtual;
+}
+
+// A clock that starts with nothing at the epoch shows how long that lasts.
+static ClockRate rate_of_lengths(const Timeline &timeline)
+{
+    return ClockRate(zynov_clock{{0, 0}, {0, 0}, timeline.speed, 0, 0});
+}
+
+timespec Pace::real_length(const timespec &length) const
+{
+    constexpr long shortest = 1000;
+    timespec real = rate_of_lengths(timeline_).when(length, {});
+    if (real.tv_sec == 0 && real.tv_nsec < shortest && (length.tv_sec != 0 || length.tv_nsec != 0))
+        real.tv_nsec = shortest;
+    return real;
+}
+
+timespec Pace::shown_length(const timespec &real) const
+{
+    const ClockRate rate = rate_of_lengths(timeline_);
+    timespec shown = rate.at(real);
+    const timespec back = rate.when(shown, {});
+    const bool is_short = back.tv_sec != real.tv_sec ? back.tv_sec < real.tv_sec : back.tv_nsec < real.tv_nsec;
+    if (is_short && ++shown.tv_nsec == ZYNOV_SECOND)
+        shown = {shown.tv_sec + 1, 0};
+    return shown;
+}
+
+timespec Pace::real_instant(clockid_t source, const timespec &shown) const
+{
+    const size_t place = place_of(source);
+    return timeline_.rate(place).when(shown, real_time(interval_sources[place]));
+}
+
+timespec Pace::shown_instant(clockid_t source, const timespec &real) const
+{
+    return timeline_.rate(place_of(source)).at(real);
+}
+
+} // namespace sim

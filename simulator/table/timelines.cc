@@ -1,0 +1,115 @@
+#include "simulator/raw/system_call.h"
+#include "simulator/table/table.h"
+
+namespace sim
+{
+
+Instants read_instants()
+{
+    Instants instants;
+    for (size_t i = 0; i < instants.size(); ++i) {
+        timespec time = {};
+        system_call(SYS_clock_gettime, interval_sources[i], &time);
+        instants[i] = to_nanoseconds(time);
+    }
+    return instants;
+}
+
+int64_t interval_speed(int64_t clock_speed)
+{
+    constexpr int64_t slowest = -ZYNOV_FASTEST;
+    const int64_t speed = static_cast<int32_t>(clock_speed);
+    if (speed == 0 || speed == -1 || speed > ZYNOV_FASTEST)
+        return 1;
+    return speed < slowest ? slowest : speed; // one that is much slower would seem to stand
+}
+
+// Goes on at another speed. A reader may have read the real time just before this writer did and look at its own later,
+// in the order of a processor's choice: hence a microsecond more.
+static void change_speed(Timeline &timeline, int64_t speed, const Instants &now)
+{
+    constexpr int64_t leeway = 1000;
+    if (timeline.speed == speed)
+        return;
+    for (size_t i = 0; i < now.size(); ++i)
+        timeline.shown[i] = timeline.at(i, zynov_sum(now[i], leeway));
+    timeline.real = now;
+    timeline.speed = speed;
+}
+
+static size_t find_timeline(const Table &table, const Clock &clock)
+{
+    size_t place = 0;
+    while (place < table.used_timelines().size() && !table.timelines[place].load().is_of(clock))
+        ++place;
+    return place;
+}
+
+// A place of none, or of that which ended first. There are as many as clocks, so one is not live.
+static size_t find_place(const Table &table)
+{
+    size_t place = 0, oldest = 0;
+    int64_t its_end = INT64_MAX;
+    for (const auto &kept : table.used_timelines()) {
+        const Timeline timeline = kept.load();
+        if (timeline.is_live == 0 && timeline.real[0] < its_end) {
+            oldest = place;
+            its_end = timeline.real[0];
+        }
+        ++place;
+    }
+    return place < Table::capacity ? place : oldest;
+}
+
+static void begin_timeline(Table &table, const Clock &clock, const Instants &now)
+{
+    size_t place = find_timeline(table, clock);
+    Timeline timeline;
+    if (place < table.used_timelines().size()) {
+        timeline = table.timelines[place].load();
+    } else {
+        place = find_place(table);
+        timeline = {.id = clock.id,
+                    .flags = clock.kind(),
+                    .container_id = clock.container_id,
+                    .pid_namespace = clock.pid_namespace,
+                    .birth = clock.birth,
+                    .number = ++table.timelines_begun,
+                    .is_live = 0,
+                    .speed = 1,
+                    .real = now,
+                    .shown = now};
+    }
+    change_speed(timeline, interval_speed(clock.speed), now);
+    timeline.is_live = 1;
+    table.timelines[place].store(timeline);
+    if (place >= table.timelines_used)
+        table.timelines_used = place + 1;
+}
+
+void change_timelines(Table &table, const Clock &before, const Clock &after, const Instants &now)
+{
+    const size_t place = before.kind() != ZYNOV_NO_KIND ? find_timeline(table, before) : Table::capacity;
+    Timeline timeline = {};
+    if (place < table.used_timelines().size())
+        timeline = table.timelines[place].load();
+    if (timeline.is_live != 0 && !timeline.is_of(after)) {
+        change_speed(timeline, 1, now);
+        timeline.is_live = 0;
+        table.timelines[place].store(timeline);
+    }
+    if (after.kind() != ZYNOV_NO_KIND)
+        begin_timeline(table, after, now);
+}
+
+void restart_timelines(Table &table, const Instants &now)
+{
+    for (size_t place = 0; place < table.used_timelines().size(); ++place)
+        table.timelines[place].store({});
+    table.timelines_used = 0;
+    for (const Slot &slot : table.used_slots())
+        if (const Clock clock = slot.load(); clock.kind() != ZYNOV_NO_KIND)
+            begin_timeline(table, clock, now);
+}
+
+} // namespace sim

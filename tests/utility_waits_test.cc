@@ -13,10 +13,24 @@ TEST_F(Utility, WaitsUntilItsClockGetsThere)
                     "begin '--at 2030-12-25T23:59 --rewind --speed 1000' '400000 400'\n" // past midnight
                     "begin '--epoch 1924419600' '-5000 0'\n"
                     "begin '--epoch 1286701200 --speed -100' '-5000 0'\n"
-                    "begin '--epoch 1924419600' '2000 2000' '(sleep 1; ./ovuser delete p:$$ >/dev/null) &'\n"
-                    "begin '--epoch 1924419600' '2000 2000' '(sleep 1; ./ovuser delete p:$$ >/dev/null; "
-                    "./ovuser add p:$$ $FREEZE >/dev/null) &'\n"
                     "./waits 400 400; ./waits -5000 0\n"
+                    "wait",
+                    "$SIM"),
+              "= 0");
+}
+
+TEST_F(Utility, EndsWaitsUnderWayByAClockThatIsChanged)
+{
+    EXPECT_EQ(shell("begin() { sh -c \"$1 exec ./waits $2 '$3'\" & }\n"
+                    "in_2030='./ovuser add p:$$ --epoch 1924419600 >/dev/null;'\n"
+                    "begin \"$in_2030\" '3600000 1' './ovuser set p:$PPID --epoch 1924430000 >/dev/null'\n"
+                    "begin \"$in_2030\" '2000 1' './ovuser set p:$PPID --epoch 1924419600 >/dev/null'\n"
+                    "begin \"$in_2030\" '3600000 1' './ovuser set p:$PPID --speed 1000 >/dev/null'\n"
+                    "begin './ovuser add p:$$ --epoch 1286701200 >/dev/null;' '3600000 1' "
+                    "'./ovuser delete p:$PPID >/dev/null'\n"
+                    "begin '' '3600000 1' './ovuser add p:$PPID --epoch 1924419600 >/dev/null'\n"
+                    "begin './ovuser add p:$$ $FREEZE >/dev/null;' '3600000 1' "
+                    "'./ovuser set p:$PPID --epoch 1924430000 --speed frozen >/dev/null'\n"
                     "wait",
                     "$SIM"),
               "= 0");

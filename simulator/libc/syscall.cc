@@ -1,6 +1,5 @@
 // The stand-in for the C library's syscall, for system calls that bypass the other stand-ins. The kernel answers first,
 // so that it reports wild pointers; then the answer is converted to the process's clock.
-#include <linux/futex.h>
 #include <linux/sched.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -9,9 +8,9 @@
 #include <cstdint>
 #include <ctime>
 
+#include "simulator/libc/bare_waits.h"
 #include "simulator/libc/reading.h"
 #include "simulator/libc/setting.h"
-#include "simulator/libc/waiting.h"
 #include "simulator/process/clock_ids.h"
 #include "simulator/process/identity.h"
 #include "simulator/process/own_clock.h"
@@ -35,46 +34,6 @@ static bool shares_memory(long number, long first)
 static bool sets_filter(long number, long first)
 {
     return number == SYS_seccomp || (number == SYS_prctl && first == PR_SET_SECCOMP);
-}
-
-// The argument that is the deadline of a system call, by its index, and the clock of the deadline; 0 for none.
-struct Instant {
-    size_t index;
-    clockid_t source;
-};
-
-static Instant instant_of(long number, const long *arguments)
-{
-    constexpr Instant none = {};
-    switch (number) {
-    case SYS_futex: {
-        const long operation = arguments[1] & FUTEX_CMD_MASK;
-        const bool by_flag =
-            operation == FUTEX_WAIT_BITSET || operation == FUTEX_WAIT_REQUEUE_PI || operation == FUTEX_LOCK_PI2;
-        const bool real = by_flag ? (arguments[1] & FUTEX_CLOCK_REALTIME) != 0 : operation == FUTEX_LOCK_PI;
-        return real ? Instant{3, CLOCK_REALTIME} : none;
-    }
-    case SYS_futex_waitv:
-        return {3, static_cast<clockid_t>(arguments[4])};
-    case SYS_clock_nanosleep:
-        return (arguments[1] & TIMER_ABSTIME) != 0 ? Instant{2, static_cast<clockid_t>(arguments[0])} : none;
-    case SYS_mq_timedsend:
-    case SYS_mq_timedreceive:
-        return {4, CLOCK_REALTIME};
-    default:
-        return none;
-    }
-}
-
-// Converts the deadline among the arguments of a system call.
-static void wait_by_own_clock(long number, long (&arguments)[6], timespec &real)
-{
-    const Instant instant = instant_of(number, arguments);
-    if (instant.index == 0)
-        return;
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): a system call's arguments are words
-    const auto *const given = reinterpret_cast<const timespec *>(arguments[instant.index]);
-    arguments[instant.index] = reinterpret_cast<long>(real_deadline(instant.source, given, real));
 }
 
 } // namespace sim
@@ -135,11 +94,7 @@ SIM_STAND_IN(long, syscall, (long number, long a, long b, long c, long d, long e
         if (result == 0 && !sim::shares_memory(number, a))
             sim::reset_after_fork();
         return result;
-    default: {
-        long words[] = {a, b, c, d, e, f};
-        timespec real;
-        sim::wait_by_own_clock(number, words, real);
-        return next_syscall(number, words[0], words[1], words[2], words[3], words[4], words[5]);
-    }
+    default:
+        return sim::wait_by_number(number, {a, b, c, d, e, f}, result) ? result : kernel();
     }
 }

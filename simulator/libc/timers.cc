@@ -4,8 +4,8 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "simulator/libc/deadline.h"
 #include "simulator/libc/reading.h"
-#include "simulator/libc/waiting.h"
 #include "simulator/process/own_clock.h"
 #include "simulator/raw/memory.h"
 #include "simulator/raw/next.h"

@@ -144,6 +144,12 @@ bool own_clock(ClockRate &rate)
     return find_rate(rate);
 }
 
+const std::atomic<uint64_t> *table_generation()
+{
+    const Table *clocks = find_table();
+    return clocks != nullptr ? &clocks->generation : nullptr;
+}
+
 bool read_clock(timespec &time)
 {
     ClockRate rate;

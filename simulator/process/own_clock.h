@@ -1,6 +1,8 @@
 // The clock of this process.
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <ctime>
 
 #include "simulator/process/cache.h"
@@ -13,6 +15,9 @@ namespace sim
 // Gets the rate of this process's clock; returns false if the process has real time. Makes no system call and takes no
 // lock, and searches the table only after a change. Async-signal-safe.
 bool own_clock(ClockRate &rate);
+
+// The generation of the table, which changes whenever this process's clock may have; null if there is no table.
+const std::atomic<uint64_t> *table_generation();
 
 // Read the virtual time; return false if the process has real time. Async-signal-safe. The coarse time costs half and
 // lags a little, as the kernel's does; time() returns its seconds.

@@ -1,8 +1,12 @@
 // How the module's commands find clocks in a table, and change them.
 #pragma once
 
+#include <linux/futex.h>
+
+#include <climits>
 #include <cstddef>
 
+#include "simulator/raw/system_call.h"
 #include "simulator/table/table.h"
 
 namespace sim
@@ -36,7 +40,11 @@ class TableWrite
         for (size_t i = 0; i < now_.size(); ++i)
             table.changed_at[i].store(now_[i], std::memory_order_relaxed);
     }
-    ~TableWrite() { table_.generation.store(under_way_ + 1, std::memory_order_release); }
+    ~TableWrite()
+    {
+        table_.generation.store(under_way_ + 1, std::memory_order_release);
+        system_call(SYS_futex, &table_.generation, FUTEX_WAKE, INT_MAX); // for waits under way
+    }
     TableWrite(const TableWrite &) = delete;
     TableWrite &operator=(const TableWrite &) = delete;
 

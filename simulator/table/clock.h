@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <ctime>
 
 #include "contract/clock.h"
@@ -49,6 +50,8 @@ class ClockRate
         rate_ = zynov_rate_of(&set);
     }
     explicit ClockRate(const zynov_clock &set) : rate_(zynov_rate_of(&set)) {}
+
+    bool operator==(const ClockRate &other) const { return memcmp(&rate_, &other.rate_, sizeof rate_) == 0; }
 
     timespec at(const timespec &real) const { return to_timespec(zynov_shown(&rate_, to_instant(real))); }
 

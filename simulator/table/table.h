@@ -28,7 +28,8 @@ struct Table {
     static constexpr uint32_t capacity = Header::capacity;
 
     Header header;
-    // Changes with every change of a clock; odd during a change, and after one that was interrupted.
+    // Changes with every change of a clock; odd during a change, and after one that was interrupted. Its low half is a
+    // futex, woken after each change.
     std::atomic<uint64_t> generation;
     std::atomic<uint64_t> used;  // how many slots, from the first, may hold a clock
     std::atomic<uint64_t> boot;  // the machine's boot whose processes have clocks here

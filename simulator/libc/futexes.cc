@@ -1,0 +1,104 @@
+#include "simulator/libc/futexes.h"
+
+#include <linux/futex.h>
+#include <pthread.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "simulator/process/options.h"
+#include "simulator/process/own_clock.h"
+#include "simulator/raw/system_call.h"
+
+namespace sim
+{
+
+// After a change a wait rests, since clocks are often changed in two steps. Where one change follows another, it
+// rests ever longer, so that waits are few however often clocks change.
+class Rest
+{
+  public:
+    // The end of a rest that begins now, or of the wait.
+    timespec end(const Deadline &deadline)
+    {
+        constexpr int64_t shortest = 4'000'000, longest = 500'000'000;
+        const timespec now = real_time();
+        const bool is_first = !is_before(now, later(last_, 2 * longest - 1)) || is_before(now, last_);
+        length_ = is_first ? shortest : std::min(2 * length_, longest);
+        last_ = now;
+        const timespec end = later(now, length_);
+        return is_before(deadline.real(), end) ? deadline.real() : end;
+    }
+
+  private:
+    timespec last_ = {};
+    int64_t length_ = 0;
+};
+
+static long wait_for_futex(const uint32_t *word, uint32_t value, const timespec &until, bool is_cancelled)
+{
+    int kept = 0;
+    if (is_cancelled)
+        pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &kept);
+    const long result = system_call(SYS_futex, word, FUTEX_WAIT_BITSET | FUTEX_CLOCK_REALTIME, value, &until, nullptr,
+                                    FUTEX_BITSET_MATCH_ANY);
+    if (is_cancelled)
+        pthread_setcanceltype(kept, &kept);
+    return result;
+}
+
+long sleep_until(Deadline &deadline, bool is_cancelled)
+{
+    constexpr uint32_t nobody_wakes = 0;
+    Rest rest;
+    for (;;) {
+        long result = wait_for_futex(deadline.futex(), deadline.generation(), deadline.real(), is_cancelled);
+        const bool is_changed = result == 0 || result == -EAGAIN;
+        if (is_changed)
+            result = wait_for_futex(&nobody_wakes, 0, rest.end(deadline), is_cancelled);
+        if (result != -ETIMEDOUT)
+            return result;
+        if (!deadline.renew() && !is_changed)
+            return 0;
+    }
+}
+
+// The index of a futex that has another value than the one with which the wait began: it was woken while no wait was
+// on. The kernel has read these words.
+static long changed_one(const futex_waitv *given, size_t count)
+{
+    for (size_t i = 0; i < count; ++i)
+        if (__atomic_load_n(reinterpret_cast<const uint32_t *>(given[i].uaddr), __ATOMIC_ACQUIRE) != given[i].val)
+            return static_cast<long>(i);
+    return -EAGAIN;
+}
+
+long wait_on_futexes(const futex_waitv *given, size_t count, Deadline &deadline)
+{
+    if (is_filtered()) // such a filter may know futex alone
+        return -ENOSYS;
+    futex_waitv joined[most_futexes + 1]; // the change first: of several that were woken, the kernel names the last
+    memcpy(joined + 1, given, count * sizeof *given);
+    Rest rest;
+    for (bool is_first = true;; is_first = false) {
+        joined[0] = {deadline.generation(), reinterpret_cast<uintptr_t>(deadline.futex()), FUTEX_32, 0};
+        long result = system_call(SYS_futex_waitv, joined, count + 1, 0, &deadline.real(), CLOCK_REALTIME);
+        if (result == -EFAULT || result == -EINVAL) // the caller's, or the table was truncated
+            return -ENOSYS;
+        const bool is_stale = __atomic_load_n(deadline.futex(), __ATOMIC_RELAXED) != deadline.generation();
+        const bool is_changed = result == 0 || (result == -EAGAIN && is_stale);
+        if (is_changed) {
+            const timespec end = rest.end(deadline);
+            result = system_call(SYS_futex_waitv, joined + 1, count, 0, &end, CLOCK_REALTIME);
+        } else if (result > 0) {
+            --result;
+        }
+        if (result == -EAGAIN && !is_first)
+            return changed_one(given, count);
+        if (result != -ETIMEDOUT || (!deadline.renew() && !is_changed))
+            return result;
+    }
+}
+
+} // namespace sim

@@ -3,8 +3,9 @@ from orvane._clocks import Clock, add, clocks, delete, find, parse_speed, parse_
 from orvane._library import (AlreadyHasClock, NoClock, NoControlFile, NoLibrary, NotPermitted, OrvaneError,
                              OutOfRange)
 from orvane._own import is_travelling, real_time
+from orvane._start import require
 from orvane._travel import clock
 
 __all__ = ["AlreadyHasClock", "Clock", "NoClock", "NoControlFile", "NoLibrary", "NotPermitted", "OrvaneError",
            "OutOfRange", "add", "clock", "clocks", "delete", "find", "is_travelling", "parse_speed", "parse_time",
-           "real_time"]
+           "real_time", "require"]

@@ -79,6 +79,7 @@ def adding(identity: str, nanoseconds: int, speed: int, rewind: bool) -> lib.Req
 
 def conclude(code: int, slot: c.c_char_p, request: lib.Request) -> None:
     """Raises what a request came to, unless it was carried out."""
+    __tracebackhide__ = True
     there = code == lib.OK and lib.was_there()
     message = lib.take_message(slot)
     if there:

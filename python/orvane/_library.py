@@ -5,9 +5,11 @@ import ctypes as c
 import errno
 import functools
 import os
+import sys
 from typing import Any
 
 _NAME = "libov_helper.so.12"
+NATIVE = os.path.join(os.path.dirname(__file__), "native")  # in a wheel, the library and the simulator
 CONTROL_FILE = "/proc/zynov"
 USER, GROUP, PROCESS = 1, 2, 3
 NOTHING, ADD, DELETE = 0, 1, 2
@@ -70,7 +72,8 @@ def _behind(result: None, function: object, arguments: tuple[Any, ...]) -> None:
 def load() -> Library:
     """Loads it when it is first needed, so that whoever only imports this package can do without."""
     try:
-        return Library(c.PyDLL(_NAME, use_errno=True))
+        own = os.path.join(NATIVE, "lib", _NAME)
+        return Library(c.PyDLL(own if os.path.exists(own) else _NAME, use_errno=True))
     except OSError as error:
         raise NoLibrary(0, "%s cannot be loaded (%s): install the package libov-helper12" % (_NAME, error)) from None
 
@@ -119,8 +122,7 @@ class NoControlFile(OrvaneError):
 
 
 _CLASSES = {NOT_PERMITTED: NotPermitted, NO_CONTROL_FILE: NoControlFile, NO_CLOCK: NoClock}
-_HOW_TO_START = ("\nThere is no kernel module here: load it (modprobe zynov), or run this under the simulator, such as"
-                 "\n    zynov-sim python3 -m pytest")
+_HOW_TO_START = ("there are no virtual clocks here: run %s, or load the kernel module (modprobe zynov)")
 
 
 def take_message(slot: c.c_char_p) -> str:
@@ -136,7 +138,7 @@ def take_message(slot: c.c_char_p) -> str:
 def failure(code: int, message: str) -> OrvaneError:
     """The exception for a result."""
     if code == NO_CONTROL_FILE and "error = %d" % errno.ENOENT in message:
-        message += _HOW_TO_START
+        message = _HOW_TO_START % ("pytest --orvane" if "pytest" in sys.modules else "python3 -m orvane SCRIPT")
     return _CLASSES.get(code, OrvaneError)(code, message or "the request was not carried out, result = %d" % code)
 
 

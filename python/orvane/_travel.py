@@ -87,6 +87,11 @@ class clock:
         """Whose clock it is."""
         return self._identity if self._identity is not None else "p:%d" % os.getpid()
 
+    @property
+    def started(self) -> bool:
+        """Whether it has been entered, and not left."""
+        return self._state is not None and self._left.value is None
+
     def _begin(self) -> tuple[_own.State, str | None]:
         """What is to be set, and the zone."""
         at = unwrap(self._at)
@@ -102,7 +107,7 @@ class clock:
 
     def __enter__(self) -> Self:
         __tracebackhide__ = True
-        if self._state is not None and self._left.value is None:
+        if self.started:
             raise RuntimeError("this clock has been entered already")
         state, zone = self._begin()
         slot, request = c.c_char_p(), state.request()
@@ -154,6 +159,7 @@ class clock:
 
     def start(self) -> Self:
         """Enters the clock, until stop()."""
+        __tracebackhide__ = True
         return self.__enter__()
 
     def stop(self) -> None:

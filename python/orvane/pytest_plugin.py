@@ -1,26 +1,81 @@
-"""@pytest.mark.orvane(at=..., speed=..., rewind=..., identity=...): a test lives by a clock; the fixture orvane_clock
-is that clock, or one from now on where a test has no mark."""
+"""@pytest.mark.orvane(at, ...) lets a test, a class or a module live by a clock, its fixtures included; orvane_clock is
+that clock, or one from now on. With --orvane, pytest runs itself again where there are clocks."""
 from __future__ import annotations
 
-from collections.abc import Iterator
+from collections.abc import Generator, Iterator
 
 import pytest
 
 import orvane
+from orvane import _start
+
+_CLOCK = pytest.StashKey[orvane.clock]()
+
+
+def pytest_addoption(parser: pytest.Parser) -> None:
+    group = parser.getgroup("orvane")
+    group.addoption("--orvane", action="store_true", help="run under zynov-sim, unless there are virtual clocks")
+    group.addoption("--orvane-intervals", action="store_true", help="and let intervals pass at the speed of a clock")
+    parser.addini("orvane", "run the tests under zynov-sim, unless there are virtual clocks", "bool", False)
+    parser.addini("orvane_intervals", "let intervals pass at the speed of a clock", "bool", False)
+    parser.addini("orvane_at", "the time for tests without a mark of their own")
+
+
+@pytest.hookimpl(hookwrapper=True, tryfirst=True)  # type: ignore[misc] # Debian's has no types
+def pytest_load_initial_conftests(early_config: pytest.Config) -> Generator[None, None, None]:
+    """Before output is captured: what captures it would lose it."""
+    asked = early_config.known_args_namespace
+    intervals = asked.orvane_intervals or early_config.getini("orvane_intervals")
+    if asked.orvane or intervals or early_config.getini("orvane"):
+        try:
+            orvane.require(intervals=intervals)
+        except orvane.OrvaneError as error:
+            raise pytest.UsageError(str(error)) from None
+    yield
 
 
 def pytest_configure(config: pytest.Config) -> None:
-    config.addinivalue_line("markers", "orvane(at, *, speed, rewind, identity): run the test by a virtual clock")
+    config.addinivalue_line("markers", "orvane(at, *, speed, tick, rewind, identity, descendants, tz_offset): run the "
+                            "test by a virtual clock")
+
+
+@pytest.hookimpl(tryfirst=True)  # type: ignore[misc]
+def pytest_runtest_setup(item: pytest.Item) -> None:
+    """Before fixtures of any scope are set up."""
+    mark, usual = item.get_closest_marker("orvane"), item.config.getini("orvane_at")
+    if mark or usual:
+        clock = orvane.clock(*mark.args, **mark.kwargs) if mark else orvane.clock(usual)
+        item.stash[_CLOCK] = clock
+        _start_clock(clock)
+
+
+@pytest.hookimpl(hookwrapper=True)  # type: ignore[misc]
+def pytest_runtest_protocol(item: pytest.Item) -> Generator[None, None, None]:
+    """Behind the last fixture, whatever has happened."""
+    yield
+    clock = item.stash.get(_CLOCK, None)
+    if clock is not None and clock.started:
+        clock.stop()
 
 
 @pytest.fixture
 def orvane_clock(request: pytest.FixtureRequest) -> Iterator[orvane.clock]:
-    mark = request.node.get_closest_marker("orvane")
-    with orvane.clock(*mark.args, **mark.kwargs) if mark else orvane.clock() as clock:
+    """The clock of the test's mark, or one from now on where it has none."""
+    clock = request.node.stash.get(_CLOCK, None)
+    if clock is not None:
         yield clock
+        return
+    clock = orvane.clock()
+    _start_clock(clock)
+    yield clock
+    clock.stop()
 
 
-@pytest.fixture(autouse=True)
-def _orvane_mark(request: pytest.FixtureRequest) -> None:
-    if request.node.get_closest_marker("orvane"):
-        request.getfixturevalue("orvane_clock")
+def _start_clock(clock: orvane.clock) -> None:
+    missing = None
+    try:
+        clock.start()
+    except (orvane.NoControlFile, orvane.NoLibrary) as error:
+        missing = str(error)
+    if missing:
+        pytest.fail(missing, pytrace=False)

@@ -84,8 +84,8 @@ TEST_F(Utility, AppliesNothingWhereALineIsWrong)
                                     "user:bin --in 1d\nu:bin --nonsense\n--in 1d\nu:'bin\nu:bin\\\n"
                                     "u:bin --in 1d --json\n\"\\u:\\\"\" --in 1d\nu:bin --epoch 5");
     expect({
-        {"$OV apply wrong 2>&1 | grep ^ovuser:.error; $OV list | grep -c bin; printf "
-         "'\\357\\273\\277u:bin --in 1d\\r\\n\\0\\0\\nu:ux --in 1d\\r\\nu:bin\\033 --in 1d' | $OV apply -",
+        {"$OV apply wrong 2>&1 | grep ^ovuser:.error; $OV list | grep -c bin; printf '\\357\\273\\277u:bin --in "
+         "1d\\r\\n\\0\\0\\nu:ux --in 1d\\r\\nu:bin\\033 --in 1d' | $OV apply -",
          "ovuser: error: wrong:2: g:2 has a clock on line 1 already\n"
          "ovuser: error: wrong:3: Illegal virtual clock, invalid date format\n"
          "ovuser: error: wrong:4: a line is for one clock\n"
@@ -97,8 +97,7 @@ TEST_F(Utility, AppliesNothingWhereALineIsWrong)
          "ovuser: error: wrong:10: --help, --dry-run, --json and --replace are not for a line of a file\n"
          "ovuser: error: wrong:11: incorrect/non-existent username, or uid \\u:\" passed in\n"
          "ovuser: error: wrong:12: --epoch '5' is out of range: it must be from 1970-01-01 09:00:00 UTC to 10000-01-01 "
-         "07:59:59 "
-         "UTC\n"
+         "07:59:59 UTC\n"
          "ovuser: error: wrong: nothing has been changed\n0\n" ERROR
          "standard input: a byte order mark at its beginning: save it as UTF-8 without one\n" AND_ERROR
          "standard input:1: DOS line ends: sed -i 's/\\r$//' takes them out\n" AND_ERROR

@@ -19,8 +19,7 @@ TEST_F(Utility, MissesNoLineThatCannotBeWritten)
          "ovuser: error: room/clocks: No space left on device\n5\n" AND_ERROR + full + "5\n" AND_ERROR + full +
              "5\novuser: warning: u:bin: Specified id does not have a virtual clock\n" AND_ERROR + full + "5\n0\n= 0"},
         // A file must not open as a closed standard descriptor and receive the output.
-        {"$OV set bin --speed 3 >&-; echo "
-         "$?; $OV list bin | grep -c '3 times'; $OV delete bin >out",
+        {"$OV set bin --speed 3 >&-; echo $?; $OV list bin | grep -c '3 times'; $OV delete bin >out",
          "5\n1\n" ERROR "standard output: Bad file descriptor\n= 0"},
         // Saving replaces a file as a whole, whatever the umask, and replaces nothing but files.
         {"$OV add bin $FREEZE >out; echo former >clocks; umask 077; $OV save clocks; stat -c %a clocks; sed 1d clocks;"
@@ -37,8 +36,8 @@ TEST_F(Utility, MissesNoLineThatCannotBeWritten)
          "standard input: nothing has been changed\n" AND_ERROR
          "standard input: there is no clock in it, and --prune would delete all\n" HINT
          "--empty says that this is meant\n" AND_ERROR "standard input: nothing has been changed\n= 0"},
-        {everybody + "for one in $who; do echo $one --speed 2; done >many; { sleep 0.2; $OV apply - "
-                     "<many; } | :; [ $($OV list | grep -c ^g:) = $(grep -c . many) ] && echo all; (ulimit -f 0; exec "
+        {everybody + "for one in $who; do echo $one --speed 2; done >many; { sleep 0.2; $OV apply - <many; } | :; [ "
+                     "$($OV list | grep -c ^g:) = $(grep -c . many) ] && echo all; (ulimit -f 0; exec "
                      "$OV delete $who 2>/dev/null >out); echo $?; $OV list | grep -c ^g:",
          "all\n5\n0\n" ERROR "standard output: Broken pipe\n= 1"},
     });
@@ -63,14 +62,13 @@ TEST_F(Utility, ChangesOneAtATime)
          "1\n1\n1\n1\n1\n1\n1\n1\n= 0"},
         {"$OV add bin sys $FREEZE >out; echo 'use Fcntl; open L, q(+<table); $l = pack(q(ssx4qqix4), 1, 0, 0, 0, 0); "
          "fcntl(L, 37, $l) or die; open R, q(>held); close R; sleep shift' >hold; mkfifo held; perl hold 2 & timeout "
-         "20 cat "
-         "held; $OV delete sys; perl hold 11 & timeout 20 cat held; $OV save 2>saved & $OV set bin --speed 2; echo "
+         "20 cat held; $OV delete sys; perl hold 11 & timeout 20 cat held; $OV save 2>saved & $OV set bin --speed 2; "
+         "echo "
          "$?; "
          "wait $!; "
          "echo $?; $OV list | grep -c bin.*Frozen; grep -o 'nothing was saved' saved",
          "ovuser: report: u:sys (3): back on the system clock\n5\n5\n1\nnothing was saved\n! ovuser: warning: waiting "
-         "for another "
-         "ovuser, which is changing clocks\novuser: warning: waiting for another ovuser, which is changing "
+         "for another ovuser, which is changing clocks\novuser: warning: waiting for another ovuser, which is changing "
          "clocks\n" AND_ERROR "another ovuser has kept " +
              (folder / "table").string() + " locked for 10 seconds: nothing has been changed\n= 0"},
     });

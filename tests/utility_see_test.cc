@@ -35,8 +35,7 @@ TEST_F(Utility, DropsNoRowInSilence)
                     "ovuser: warning: g:bin does not have a virtual clock\n"
                     "ovuser: warning: g:bin does not have a virtual clock that you may see\n= 0"},
         {"$OV add g:bin $FREEZE >/dev/null; for kind in user group process; do $OV list --kind $kind | grep ^.:; $OV "
-         "list "
-         "--json --kind $kind | jq -c '.[] | [.kind]'; done; $OV list --kind users || $OV list --kind user bin",
+         "list --json --kind $kind | jq -c '.[] | [.kind]'; done; $OV list --kind users || $OV list --kind user bin",
          "u:99999    Frozen                    " CHRISTMAS "u:bin      Frozen                    " CHRISTMAS
          "[\"user\"]\n[\"user\"]\ng:bin      Frozen                    " CHRISTMAS
          "[\"group\"]\n! ovuser: error: --kind is user, group or process, not 'users'\n"
@@ -67,8 +66,7 @@ TEST_F(Utility, ShowsWhoLivesByWhichClock)
     const std::string still = "  shows     2030-12-25T09:00:00+00:00\n  type      Frozen\n  rewinds   never\n";
     expect({
         {"$OV show g:bin bin; $NOBODY $OV show g:bin; $OV add g:nogroup g:bin $FREEZE >/dev/null; $OV show nobody | "
-         "grep -v "
-         "ahead; $OV delete g:bin >/dev/null",
+         "grep -v ahead; $OV delete g:bin >/dev/null",
          "g:bin       no clock, and so real time\nbin         no clock, and so real time\n"
          "g:bin       no clock that you may see\nnobody      the clock of its group, g:nogroup\n" +
              still + "= 0"},
@@ -81,15 +79,15 @@ TEST_F(Utility, ShowsWhoLivesByWhichClock)
          "! ovuser: error: Non-root user can not list other OV users.\n= 5"},
         // A process has its user's clock, then its own; its group's, and one of a group without the caller.
         {"$NOBODY sh -c './ovuser show p:$$ | sed -n \"s/$$ *//p\"; ./ovuser add p:$$ --days 1 -o 100000 --offset "
-         "--speed "
-         "-999 >/dev/null; ./ovuser show p:$$ | grep -v behind | sed \"s/$$ *//\"; ./ovuser show | tail -n 1 | sed "
+         "--speed -999 >/dev/null; ./ovuser show p:$$ | grep -v behind | sed \"s/$$ *//\"; ./ovuser show | tail -n 1 | "
+         "sed "
          "s/$$/N/'",
          "p:the clock of its user, u:nobody\np:a clock of its own\n  shows     1970-01-03T03:46:40+00:00\n"
          "  type      999 times slower\n  rewinds   never\n  origin    @100000\n  before    g:nogroup, u:nobody\n"
          "  not for   p:N\n= 0"},
         {"$OV delete nobody >/dev/null; for group in 65534 2; do setpriv --reuid=65534 --regid=$group --clear-groups "
-         "sleep "
-         "9 & until grep -q '^Uid:.65534' /proc/$!/status; do :; done; $NOBODY $OV show p:$! | head -n 1 | cut -c 13-; "
+         "sleep 9 & until grep -q '^Uid:.65534' /proc/$!/status; do :; done; $NOBODY $OV show p:$! | head -n 1 | cut "
+         "-c 13-; "
          "kill $!; done",
          "the clock of its group, g:nogroup\nno clock that you may see\n= 0"},
         {"$OV add p:$$ $FREEZE >/dev/null; $OV show g:0 p:$$ --json | jq -c '.[] | .id, .lives_by, .clock.epoch, "
@@ -111,8 +109,8 @@ TEST_F(Utility, WatchesTheClocks)
         "cat >job <<'END'\nstty rows 5\nset -m\n: >seen; await() { until grep -qsa \"$1\" seen; do :; done; }\n"
         "watch() { sh -c 'echo $$ >pid; exec ./ovuser list --watch=9'; }\n";
     const std::string run =
-        "\necho \"status $?\"\nEND\nrm -f seen; TERM=xterm timeout 9 script -qefc 'bash ./job' seen "
-        ">/dev/null; grep -ao '?1049.\\|[1-9]m[FR][a-z]*\\|[.].* more\\|^status [0-9]*' seen | uniq";
+        "\necho \"status $?\"\nEND\nrm -f seen; TERM=xterm timeout 9 script -qefc 'bash ./job' seen >/dev/null; grep "
+        "-ao '?1049.\\|[1-9]m[FR][a-z]*\\|[.].* more\\|^status [0-9]*' seen | uniq";
     const std::string table = "Id         Time                       Distance                   Clock type\n"
                               "          Real time\nu:nobody   2030-12-25T09:00:00+00:00  ahead Frozen\n";
     expect({
@@ -161,20 +159,17 @@ TEST_F(Utility, ShowsControlCharacters)
     expect({
         {"{ cat /etc/passwd; printf "
          "'e\"\\\\\033[m\377\302\233\303\251:x:4321:1::/:/bin/sh\nUNKNOWN:x:4322:1::/:/bin/sh\n'; } >passwd; unshare "
-         "-m "
-         "sh -c "
-         "'mount --bind passwd /etc/passwd; ./ovuser add 4321 UNKNOWN $FREEZE >out; ./ovuser list | grep u:; "
+         "-m sh -c 'mount --bind passwd /etc/passwd; ./ovuser add 4321 UNKNOWN $FREEZE >out; ./ovuser list | grep u:; "
          "./ovuser list --json | jq -a .[].name'",
-         "u:'e\"\\\\033[m\\377\\u009b\303\251' Frozen                   "
-         " " CHRISTMAS "u:UNKNOWN  Frozen                    " CHRISTMAS
+         "u:'e\"\\\\033[m\\377\\u009b\303\251' Frozen                    " CHRISTMAS
+         "u:UNKNOWN  Frozen                    " CHRISTMAS
          "\"e\\\"\\\\\\u001b[m\\ufffd\\u009b\\u00e9\"\n\"UNKNOWN\"\n= 0"},
         // Names fill columns as shell words; characters that reverse the rest of a line are visible, in JSON too.
         {"{ cat /etc/passwd; printf '%s:x:432%d:1::/:/bin/sh\n' 日本 1 e\314\201 2 'o d' 3 a\342\200\256b 4; } "
          ">passwd; "
          "unshare -m sh -c 'mount --bind passwd /etc/passwd; ./ovuser reset >out; ./ovuser add 4321 4322 4323 4324 "
          "$FREEZE | tail -n 2; ./ovuser show \"o d\" | head -n 1; ./ovuser list | grep ^u:; ./ovuser list --json | "
-         "grep -o a.u202e; ./ovuser list "
-         "--watch=0.05 | sed -n \"3p;7q\" | cut -c -17'",
+         "grep -o a.u202e; ./ovuser list --watch=0.05 | sed -n \"3p;7q\" | cut -c -17'",
          GIVEN("u:'o d' (4323)", "Frozen") GIVEN("u:a\\u202eb (4324)", "Frozen") //
          "'o d'       a clock of its own\n"
          "u:日本     Frozen                    " CHRISTMAS "u:e\314\201        Frozen                    " CHRISTMAS
@@ -182,15 +177,13 @@ TEST_F(Utility, ShowsControlCharacters)
          "a\\u202e\nu:日本     2030\n= 0"},
         // Every byte that a name may have: JSON keeps it and emits none that controls a terminal.
         {"perl -e 'open(F, q(</proc/zynov)); open(P, q(>passwd)); open(N, q(>names)); for (grep { $_ != 10 && $_ != 58 "
-         "} 1 "
-         ".. 255) { ioctl(F, 0xC0505302, pack(q(Qx8qqQqx24Q), 171, 5000 + $_, 86400, 1, 0, 0)); printf P "
-         "qq(x%cy:x:%d:1::/:"
-         "\\n), $_, 5000 + $_; print N $_ < 128 ? qq(x) . chr . qq(y) : qq(x\\xef\\xbf\\xbdy) }'; unshare -m sh -c "
-         "'mount "
-         "--bind passwd /etc/passwd; ./ovuser list | LC_ALL=C grep -c \"^u:[!-~]*x[ -~]*y[!-~]* *Frozen\"; ./ovuser "
+         "} 1 .. 255) { ioctl(F, 0xC0505302, pack(q(Qx8qqQqx24Q), 171, 5000 + $_, 86400, 1, 0, 0)); printf P "
+         "qq(x%cy:x:%d:1::/:\\n), $_, 5000 + $_; print N $_ < 128 ? qq(x) . chr . qq(y) : qq(x\\xef\\xbf\\xbdy) }'; "
+         "unshare -m sh -c "
+         "'mount --bind passwd /etc/passwd; ./ovuser list | LC_ALL=C grep -c \"^u:[!-~]*x[ -~]*y[!-~]* *Frozen\"; "
+         "./ovuser "
          "list --json | "
-         "jq -j "
-         "\".[] | select(.id > 5000) | .name\" | cmp - names'",
+         "jq -j \".[] | select(.id > 5000) | .name\" | cmp - names'",
          "253\n= 0"},
     });
 }

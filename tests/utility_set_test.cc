@@ -69,8 +69,7 @@ TEST_F(Utility, SetsAnew)
          ERROR "bin has a clock that cannot be read: Input/output error\n= 5"},
         // For a clock that the caller cannot see, only the value can be kept.
         {"sleep 9 & $OV add p:$! $FREEZE >/dev/null; $NOBODY $OV set p:$! --speed 2 2>&1 | sed s/$!/N/; $NOBODY $OV "
-         "set "
-         "p:$! --at @1924419601 --speed FROZEN | cut -d ' ' -f 4-; kill $!",
+         "set p:$! --at @1924419601 --speed FROZEN | cut -d ' ' -f 4-; kill $!",
          AND_ERROR "p:N has a clock that you may not see: give a time\n"
                    "given 2030-12-25T09:00:01+00:00, FROZEN\n= 0"},
         {"$OV reset >/dev/null; $OV add bin $FREEZE >/dev/null; $SIM --fault 1:-1:1 $OV reset; $OV reset",

@@ -50,8 +50,7 @@ TEST_F(Utility, MakesAWholeTableForItsUserAlone)
             shell("mkdir image changed mounted; ./zynov-sim --state image/table true; unshare -m sh -c 'mount -t tmpfs "
                   "tmpfs changed; mkdir changed/upper changed/work; mount -t overlay -o lowerdir=image,"
                   "upperdir=changed/upper,workdir=changed/work overlay mounted; ./zynov-sim --state mounted/table perl "
-                  "-e \"system(q(./ovuser add p:) . "
-                  "\\$\\$ . q( $FREEZE >/dev/null)); print time\"'"),
+                  "-e \"system(q(./ovuser add p:) . \\$\\$ . q( $FREEZE >/dev/null)); print time\"'"),
             "1924419600= 0");
     }
     EXPECT_EQ(shell("(ulimit -f 0; ./zynov-sim --state small true 2>&1; echo $?) | cat; ls small*"),

@@ -46,8 +46,8 @@ TEST_F(Utility, RefusesOtherOptions)
          ERROR "wrong parameters for speed: 1001, it must be an integer and belongs to  [-1000, 1000].\n" AND_ERROR
                "wrong parameters for speed: , it must be an integer and belongs to  [-1000, 1000].\n" AND_ERROR
                "wrong parameters for speed: 4294967297, it must be an integer and belongs to  [-1000, 1000].\n= 3"},
-        {"for w in '--days 1 -X 12252030' '-o 1 --at now' '--in 1d --minutes 1' '--years 1 --in 1d'"
-         " '--at now --offset'; do $OV add bin $w 2>&1 | cut -d ' ' -f 3-5; done",
+        {"for w in '--days 1 -X 12252030' '-o 1 --at now' '--in 1d --minutes 1' '--years 1 --in 1d' '--at now "
+         "--offset'; do $OV add bin $w 2>&1 | cut -d ' ' -f 3-5; done",
          "--days and --date\n--origin and --at\n--in and --minutes\n--years and --in\n"
          "--at and --offset\n= 0"},
         {"for w in --rew=1 --at -xh -X --d; do $OV add bin --speed 2 $w; done",
@@ -98,15 +98,13 @@ TEST_F(Utility, TakesAnyDescriptor)
          "ioctl(F, 0xC0505306, $r); print unpack(q(x40q), $r); ioctl(G, 0xC0505306, $r) or print qq( $!\n)'",
          "0 Inappropriate ioctl for device\n= 0"},
         {"test -r /proc/zynov && ls -l /proc/zynov | cut -c 1-10; $NOBODY stat -c %a /proc/zynov; ./zynov-sim --state "
-         "own "
-         "$NOBODY test -r /proc/zynov",
+         "own $NOBODY test -r /proc/zynov",
          "-rw-rw-rw-\n666\n= 1"},
         {"$OV list >/dev/full", ERROR "standard output: No space left on device\n= 5"},
         {"perl -e 'open(F, q(</proc/zynov)); ioctl(F, 0xC0505302, pack(q(Qx8qqQqx24Q), 171, $_, 86400, 1, 0, 0)) for "
-         "7000 .. "
-         "7099; $^F = 9; pipe(R, W); fcntl(W, 4, 2048); 1 while syswrite(W, q(x) x 4096); open(STDOUT, q(>&W)); exec "
-         "qw(./ovuser "
-         "list)'",
+         "7000 .. 7099; $^F = 9; pipe(R, W); fcntl(W, 4, 2048); 1 while syswrite(W, q(x) x 4096); open(STDOUT, "
+         "q(>&W)); exec "
+         "qw(./ovuser list)'",
          ERROR "standard output: Resource temporarily unavailable\n= 5"},
         {"$OV list >&-", ERROR "standard output: Bad file descriptor\n= 5"},
         {"./ovuser delete bin <&- >&- 2>&-; echo $?; ./ovuser add bin $FREEZE <&- 2>&-",

@@ -10,8 +10,8 @@ TEST_F(Utility, TellsTheLogOfChanges)
         "mkdir -p dev; : >dev/null; rm -f dev/log; cat >listen <<'END'\nuse Socket; socket(S, AF_UNIX, SOCK_DGRAM, 0);"
         "bind(S, sockaddr_un('dev/log')); chmod(0666, qw(dev/null dev/log));"
         "system(qw(unshare -m sh -c), qq(mount --bind dev /dev; $ARGV[0]));"
-        "while (defined recv(S, $m, 9999, MSG_DONTWAIT)) {"
-        "$m =~ s/^<(\\d+)>.*?ovuser\\[\\d+\\]: /<$1> /; $m =~ s/p:\\d+/p:PID/; $m =~ s/ login=\\S+// if @ARGV == 1;"
+        "while (defined recv(S, $m, 9999, MSG_DONTWAIT)) {$m =~ s/^<(\\d+)>.*?ovuser\\[\\d+\\]: /<$1> /; $m =~ "
+        "s/p:\\d+/p:PID/; $m =~ s/ login=\\S+// if @ARGV == 1;"
         "print \"$m\\n\" }\nEND\nperl listen ";
     const std::string clock = " time=2030-12-25T09:00:00+00:00 epoch=1924419600 speed=0 rewind=";
     expect({
@@ -35,8 +35,8 @@ TEST_F(Utility, TellsTheLogOfChanges)
          ">/proc/self/loginuid; } 2>out;"
          "who=$(getent passwd $(cat /proc/self/loginuid) | cut -d : -f 1); " +
              listen +
-             "'mount --bind passwd /etc/passwd; $SIM --fault 1:-1:5 $OV add 4321 $FREEZE'"
-             " login 2>out | sed \"s/login=${who:--} /login=WHO /\"",
+             "'mount --bind passwd /etc/passwd; $SIM --fault 1:-1:5 $OV add 4321 $FREEZE' login 2>out | sed "
+             "\"s/login=${who:--} /login=WHO /\"",
          "<85> add for=u:4321(a\\033\\u202eb)" + clock +
              "no by=0(root) login=WHO result=error: an error occurred while executing this request, error = 5\n= 0"},
         // The log records the time that the changed user sees from then on.

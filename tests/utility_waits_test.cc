@@ -26,11 +26,11 @@ TEST_F(Utility, EndsWaitsUnderWayByAClockThatIsChanged)
                     "begin \"$in_2030\" '3600000 1' './ovuser set p:$PPID --epoch 1924430000 >/dev/null'\n"
                     "begin \"$in_2030\" '2000 1' './ovuser set p:$PPID --epoch 1924419600 >/dev/null'\n"
                     "begin \"$in_2030\" '3600000 1' './ovuser set p:$PPID --speed 1000 >/dev/null'\n"
-                    "begin './ovuser add p:$$ --epoch 1286701200 >/dev/null;' '3600000 1' "
-                    "'./ovuser delete p:$PPID >/dev/null'\n"
+                    "begin './ovuser add p:$$ --epoch 1286701200 >/dev/null;' '3600000 1' './ovuser delete p:$PPID "
+                    ">/dev/null'\n"
                     "begin '' '3600000 1' './ovuser add p:$PPID --epoch 1924419600 >/dev/null'\n"
-                    "begin './ovuser add p:$$ $FREEZE >/dev/null;' '3600000 1' "
-                    "'./ovuser set p:$PPID --epoch 1924430000 --speed frozen >/dev/null'\n"
+                    "begin './ovuser add p:$$ $FREEZE >/dev/null;' '3600000 1' './ovuser set p:$PPID --epoch "
+                    "1924430000 --speed frozen >/dev/null'\n"
                     "wait",
                     "$SIM"),
               "= 0");

@@ -1,9 +1,8 @@
 // Messages about wrong command lines.
 #include "tests/utility.h"
 
-static const std::string range =
-    " is out of range: it must be from 1970-01-01 09:00:00 UTC (1970-01-01 10:00:00 CET) to "
-    "10000-01-01 07:59:59 UTC (10000-01-01 08:59:59 CET)\n";
+static const std::string range = " is out of range: it must be from 1970-01-01 09:00:00 UTC (1970-01-01 10:00:00 CET) "
+                                 "to 10000-01-01 07:59:59 UTC (10000-01-01 08:59:59 CET)\n";
 static const std::string identity = "an identity is a word of its own: u:USER, g:GROUP or p:PID\n";
 static const Steps turns = {
     // Subcommands.

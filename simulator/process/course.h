@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "simulator/process/cache.h"
+#include "simulator/process/wait.h"
 #include "simulator/table/timeline.h"
 
 namespace sim
@@ -38,9 +39,9 @@ class CourseKeeper
         ClockRate monotonic;
     };
 
-    // Before reading the time; false when the course must be found anew. `rest` passes some of the time until another
-    // thread has finished.
-    template <typename Rest> bool look(const Generation &wanted, Look &found, const Rest &rest) const;
+    // Before reading the time; false when the course must be found anew. `may_call` tells whether system calls may be
+    // made while another thread changes it.
+    template <typename MayCall> bool look(const Generation &wanted, Look &found, const MayCall &may_call);
     // After it; false when it may not be used.
     bool holds(const Look &look);
 
@@ -57,16 +58,16 @@ class CourseKeeper
 
   private:
     static constexpr uint64_t busy = 1, one_count = 2, counts = 0xfffffffe, one_version = uint64_t{1} << 32;
-    static constexpr int longest_wait = 2000; // rests
     static constexpr size_t words = sizeof(Course) / sizeof(uint64_t);
     using Words = std::array<uint64_t, words>;
     using Copy = std::array<std::atomic<uint64_t>, words>;
 
     const Copy &copy_of(uint64_t word) const { return copies_[word / one_version % 2]; }
     Course load_copy(uint64_t word) const;
-    template <typename Rest> uint64_t wait_until_free(const Rest &rest) const;
+    uint64_t wait_until_free(bool may_call);
 
     std::atomic<uint64_t> word_;
+    std::atomic<uint64_t> given_up_; // the version whose next one nobody waits for any longer, and one
     std::array<Copy, 2> copies_;
 };
 
@@ -100,18 +101,21 @@ inline Course CourseKeeper::load_copy(uint64_t word) const
     return std::bit_cast<Course>(found);
 }
 
-template <typename Rest> [[gnu::noinline]] uint64_t CourseKeeper::wait_until_free(const Rest &rest) const
+// A thread that makes the next course can be stopped, and a child that shares this memory be killed.
+[[gnu::noinline]] inline uint64_t CourseKeeper::wait_until_free(bool may_call)
 {
     uint64_t word = word_.load(std::memory_order_acquire);
-    for (int rests = 0; (word & busy) != 0 && rests < longest_wait; ++rests) {
-        rest();
+    if (given_up_.load(std::memory_order_relaxed) == word / one_version + 1)
+        return word;
+    for (Wait wait(may_call); (word & busy) != 0 && wait.rest();)
         word = word_.load(std::memory_order_acquire);
-    }
+    if ((word & busy) != 0)
+        given_up_.store(word / one_version + 1, std::memory_order_relaxed);
     return word;
 }
 
-template <typename Rest>
-[[gnu::always_inline]] inline bool CourseKeeper::look(const Generation &wanted, Look &found, const Rest &rest) const
+template <typename MayCall>
+[[gnu::always_inline]] inline bool CourseKeeper::look(const Generation &wanted, Look &found, const MayCall &may_call)
 {
     struct Head { // of a course
         Generation generation;
@@ -120,7 +124,7 @@ template <typename Rest>
     };
     found.word = word_.load(std::memory_order_acquire);
     if ((found.word & busy) != 0) [[unlikely]]
-        found.word = wait_until_free(rest);
+        found.word = wait_until_free(may_call());
     const Head head = [&]<size_t... i>(std::index_sequence<i...>)
     {
         const Copy &copy = copy_of(found.word);

@@ -13,20 +13,20 @@
 namespace sim
 {
 
-// A filter may forbid the call.
-static void rest()
+// Looked at when the table is attached; is_filtered would ask the kernel.
+static bool may_call()
 {
-    if (filtered.load(std::memory_order_relaxed) == Filtered::no)
-        system_call(SYS_sched_yield);
+    return filtered.load(std::memory_order_relaxed) == Filtered::no;
 }
 
 static Generation find_timeline(const Table &clocks, Timeline &timeline, Instants &changed)
 {
-    for (int rests = 0; clocks.generation.load(std::memory_order_acquire) % 2 != 0 && rests < 2000; ++rests)
-        rest();
     Generation generation;
+    Wait wait(may_call());
     do {
         generation = present_generation(clocks);
+        while (generation.table % 2 != 0 && wait.rest())
+            generation = present_generation(clocks);
         timeline = search_timeline(clocks, own_identity(), find_own_birth);
         for (size_t i = 0; i < changed.size(); ++i)
             changed[i] = clocks.changed_at[i].load(std::memory_order_acquire);
@@ -45,7 +45,7 @@ static Instants present_instants()
 // A handler of this thread would have to wait for what it interrupted.
 [[gnu::noinline]] static void move_on(const Table &clocks)
 {
-    const bool may_hold = filtered.load(std::memory_order_relaxed) == Filtered::no;
+    const bool may_hold = may_call();
     const SignalMask kept = may_hold ? hold_signals(sigbus_mask()) : 0;
     own_course.move_on([&](Timeline &timeline, Instants &changed) { return find_timeline(clocks, timeline, changed); },
                        present_instants);
@@ -62,7 +62,7 @@ template <typename Read> [[gnu::always_inline]] static inline bool by_course(con
     for (;;) {
         const Generation generation = present_generation(*clocks);
         CourseKeeper::Look look;
-        if (!own_course.look(generation, look, rest)) [[unlikely]] {
+        if (!own_course.look(generation, look, may_call)) [[unlikely]] {
             move_on(*clocks);
             continue;
         }

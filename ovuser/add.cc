@@ -18,13 +18,12 @@ namespace ovuser
 {
 
 static constexpr char add_usage[] =
-    "usage: ovuser add [IDENTITY...] WHEN [--speed N] [--rewind] [--replace] [--dry-run [--json]]\n"
+    "usage: ovuser add [IDENTITY...] WHEN [--speed N] [--rewind] [--descendants] [--replace] [--dry-run [--json]]\n"
     "\n"
-    "Gives each IDENTITY a virtual clock. A clock that is there stays as it is. The clock of a process does not\n"
-    "reach its children; see 'ovuser run --help' for those.\n";
+    "Gives each IDENTITY a virtual clock. A clock that is there stays as it is.\n";
 
 static constexpr char set_usage[] =
-    "usage: ovuser set [IDENTITY...] [WHEN] [--speed N] [--rewind] [--dry-run [--json]]\n"
+    "usage: ovuser set [IDENTITY...] [WHEN] [--speed N] [--rewind] [--descendants] [--dry-run [--json]]\n"
     "\n"
     "Gives each IDENTITY a virtual clock and replaces a clock that is there; without WHEN it goes on from\n"
     "what it shows.\n";
@@ -33,6 +32,7 @@ static constexpr OptionsWithClock add_options({
     {"replace", no_argument, nullptr, 'r'},
     {"dry-run", no_argument, nullptr, 'n'},
     {"json", no_argument, nullptr, 'j'},
+    {"descendants", no_argument, nullptr, 'd'},
     {"help", no_argument, nullptr, 'h'},
 });
 
@@ -50,17 +50,18 @@ bool Plan::next()
     return false;
 }
 
-void Plan::write_state(const char *key, const ov_clock *clock)
+void Plan::write_state(const char *key, const ov_clock *clock, bool descendants)
 {
     if (clock == nullptr)
         return json_.null(key);
     json_.open('{', key);
-    write_clock_state(json_, *clock, real_);
+    write_clock_state(json_, *clock, real_, descendants);
     json_.close('}');
 }
 
-void Plan::write(const char *identity, int line, const ov_clock *from, const ov_clock *to)
+void Plan::write(const char *identity, int line, const ov_clock *from, const ov_clock *to, bool to_descendants)
 {
+    const bool descendants = from != nullptr && passed_on_by(*from) != 0;
     const ov_clock &either = from != nullptr ? *from : *to;
     json_.open('{');
     json_.text("identity", identity);
@@ -68,8 +69,8 @@ void Plan::write(const char *identity, int line, const ov_clock *from, const ov_
         json_.number("line", line);
     json_.text("kind", kind_word(either.kind));
     json_.number("id", either.id);
-    write_state("from", from);
-    write_state("to", to);
+    write_state("from", from, descendants);
+    write_state("to", to, descendants || to_descendants);
     json_.close('}');
 }
 
@@ -79,14 +80,14 @@ void Plan::give(const Identity &who, int line, const ClockOptions &when, int64_t
     if (kind != kind_)
         return;
     const ov_clock wanted = ClockRequest(when, checked, present).clock_of(who);
-    write(who.label(), line, present, kind == left ? present : &wanted);
+    write(who.label(), line, present, kind == left ? present : &wanted, kind != left && when.passed_on() != 0);
 }
 
 void Plan::remove(const ov_clock &clock)
 {
     const ListedIdentity owner(clock);
     if (kind_ == (owner.exists ? deleted : failed))
-        write(owner.text, 0, &clock, owner.exists ? nullptr : &clock);
+        write(owner.text, 0, &clock, owner.exists ? nullptr : &clock, false);
 }
 
 // A number may also be an identity.
@@ -118,6 +119,9 @@ int AddOptions::read(const char *subcommand, int argc, char **argv)
         case 'r':
             replace_ = true;
             break;
+        case 'd':
+            when_.pass_on(OV_REFINE_DESCENDANTS);
+            break;
         default:
             if (const int status = when_.take(choice, argc, argv, add_options.list))
                 return status;
@@ -128,7 +132,13 @@ int AddOptions::read(const char *subcommand, int argc, char **argv)
             hint_on_stray_speed(argc - optind, argv + optind);
         return status;
     }
-    return read_identities_or_caller(identities_, subcommand, argc - optind, argv + optind);
+    if (const int status = read_identities_or_caller(identities_, subcommand, argc - optind, argv + optind))
+        return status;
+    for (const Identity &who : identities_)
+        if (when_.passed_on() != 0 && who.kind != OV_PROCESS)
+            return usage_error("--descendants is for processes, p:PID; the clock of a %s reaches all of its processes",
+                               kind_word(who.kind));
+    return done;
 }
 
 int AddOptions::check(bool dry_run)
@@ -173,7 +183,7 @@ int AddOptions::report_plan(bool replace, const Clocks &table)
     for (const Identity &who : identities_) {
         const ov_clock *present = table.find(who.kind, who.id);
         const ClockRequest wanted(when_, checked_, replace ? present : nullptr);
-        const ClockText words(wanted.request);
+        const ClockText words(wanted.request, when_.passed_on());
         if (present != nullptr)
             report(replace ? "%s: would be set anew, %s; has %s"
                            : "%s: would be given %s; but has %s, which would stay",
@@ -195,7 +205,9 @@ static int give_clocks(const char *subcommand, const char *usage, bool replace, 
     if (const int status = words.read(subcommand, argc, argv))
         return status;
     if (words.help()) {
-        printf("%s\nWHEN is one of\n\n%s", usage, when_help);
+        printf("%s\nWHEN is one of\n\n%s"
+               "  --descendants       of a process: what it starts from now on lives by its clock, too\n",
+               usage, when_help);
         if (!replace)
             puts("  --replace           replace a clock that is there; without a time it goes on from what it shows");
         printf("  --dry-run           only print what would be done; with --json for programs\n");

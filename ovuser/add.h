@@ -28,8 +28,8 @@ class Plan
     void remove(const ov_clock &clock);
 
   private:
-    void write(const char *identity, int line, const ov_clock *from, const ov_clock *to);
-    void write_state(const char *key, const ov_clock *clock);
+    void write(const char *identity, int line, const ov_clock *from, const ov_clock *to, bool to_descendants);
+    void write_state(const char *key, const ov_clock *clock, bool descendants);
 
     Json json_;
     const bool replace_;

@@ -2,8 +2,6 @@
 // messages get the identity's label.
 #pragma once
 
-#include <ctime>
-
 #include "ov_helper.h"
 #include "ovuser/identity.h"
 #include "ovuser/options.h"
@@ -30,16 +28,6 @@ struct ClockRequest {
     char origin_[24];
 };
 
-// A clock as people read it: 2030-12-25T09:00:00+01:00, Frozen, rewinding at midnight.
-struct ClockText {
-    explicit ClockText(const ov_request &request) : ClockText(request.virtime, request.speed, request.rewind) {}
-    explicit ClockText(const ov_clock &clock) : ClockText(clock.value, clock.speed, clock.rewind) {}
-    char text[128];
-
-  private:
-    ClockText(int64_t value, int32_t speed, int32_t rewind);
-};
-
 // Resolves the identities and checks that each may get the clock, without changing anything. Stores the clock value in
 // checked. Logs the refusal of a clock that the caller may not give.
 int check_clock(IdentityList &identities, const ClockOptions &when, int64_t &checked, bool log = true);
@@ -51,17 +39,5 @@ int add_clock(const Identity &who, const ClockOptions &when, int64_t checked, bo
 int replace_clock(const Identity &who, const ClockOptions &when, int64_t checked, bool several, const Clocks &table);
 
 int delete_clock(const Identity &who, bool several);
-
-// A clock that is there only while a command runs.
-struct TemporaryClock {
-    ov_clock given;
-    time_t since;       // real time
-    bool known = false; // whether given and since are set
-};
-
-// Add a clock to an identity without one, and delete it again unless it has been replaced meanwhile. Both print
-// failures only. A new process that has a clock already has its predecessor's: that one is deleted.
-int give_temporary_clock(const Identity &who, const ClockOptions &when, int64_t checked, TemporaryClock &temporary);
-int remove_temporary_clock(const Identity &who, const TemporaryClock &temporary);
 
 } // namespace ovuser

@@ -1,6 +1,8 @@
 #include "ovuser/clocks.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/container_files.h"
 #include "base/failures.h"
 #include "ovuser/message.h"
 
@@ -20,6 +23,17 @@ static int open_control()
     return open("/proc/zynov", O_RDONLY | O_CLOEXEC);
 }
 
+// Stores the path behind the control file, unless it is where the kernel has it.
+static void find_simulator(int control, char *path, size_t room)
+{
+    char link[32];
+    struct statfs where;
+    snprintf(link, sizeof link, "/proc/self/fd/%d", control);
+    const bool simulated = fstatfs(control, &where) == 0 && where.f_type != PROC_SUPER_MAGIC;
+    const ssize_t length = simulated ? readlink(link, path, room - 1) : 0;
+    path[std::max<ssize_t>(length, 0)] = '\0';
+}
+
 void Clocks::read()
 {
     const int control = open_control();
@@ -28,6 +42,7 @@ void Clocks::read()
         failed_ = Step::open;
         return;
     }
+    find_simulator(control, simulated_in_, sizeof simulated_in_);
     ov_clock clock = {};
     int outcome = 0;
     do {
@@ -116,6 +131,20 @@ bool is_frozen(const ov_clock &clock)
     return clock.speed == OV_SPEED_FROZEN || clock.speed > OV_SPEED_LIMIT;
 }
 
+ClockText::ClockText(int64_t value, int32_t speed, int32_t rewind, uint32_t passed_on)
+{
+    snprintf(text, sizeof text, "%s, %s%s%s", TimeText(value).text, clock_speed_string(speed),
+             rewind != 0 ? ", rewinding at midnight" : "", passed_on != 0 ? ", passed on to its descendants" : "");
+}
+
+uint32_t passed_on_by(const ov_clock &clock)
+{
+    ov_refined refined;
+    const bool known = clock.kind == OV_PROCESS && ov_refined_clock(clock.kind, clock.id, &refined) == 0;
+    ov::close_left_open();
+    return known && refined.generations == 0 ? refined.what & (OV_REFINE_DESCENDANTS | OV_REFINE_LASTING) : 0;
+}
+
 void print_identity(FILE *stream, const ov_clock &clock, int columns)
 {
     fprintf(stream, "%c:", *kind_word(clock.kind));
@@ -132,10 +161,10 @@ void write_owner(Json &json, const ov_clock &clock)
 void write_clock(Json &json, const ov_clock &clock, time_t real)
 {
     write_owner(json, clock);
-    write_clock_state(json, clock, real);
+    write_clock_state(json, clock, real, passed_on_by(clock) != 0);
 }
 
-void write_clock_state(Json &json, const ov_clock &clock, time_t real)
+void write_clock_state(Json &json, const ov_clock &clock, time_t real, bool descendants)
 {
     const TimeText time(clock.value);
     json.text("time", time.has_date ? time.text : nullptr);
@@ -150,6 +179,7 @@ void write_clock_state(Json &json, const ov_clock &clock, time_t real)
         json.number("origin", clock.origin);
     else
         json.null("origin");
+    json.boolean("descendants", descendants);
 }
 
 } // namespace ovuser

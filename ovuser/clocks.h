@@ -27,6 +27,9 @@ class Clocks
     // Reads one of these clocks again. Returns false when it has moved or is gone.
     bool reread(const ov_clock &clock, ov_clock &now) const;
 
+    // The simulator's table; null if they are the kernel module's.
+    const char *simulated_in() const { return *simulated_in_ != '\0' ? simulated_in_ : nullptr; }
+
     // The errno of the failure, if any.
     int error() const { return error_; }
     // Prints what could not be read, and why. Returns the exit status.
@@ -39,6 +42,7 @@ class Clocks
     int undecided_ = 0;
     Step failed_ = Step::none;
     int error_ = 0;
+    char simulated_in_[1024] = "";
 };
 
 // Which clocks a list is about.
@@ -59,13 +63,32 @@ int64_t seconds_ahead(const ov_clock &clock, time_t real);
 
 bool is_frozen(const ov_clock &clock);
 
+// Which of OV_REFINE_DESCENDANTS and OV_REFINE_LASTING are set of a clock.
+uint32_t passed_on_by(const ov_clock &clock);
+
+// A clock as people read it: 2030-12-25T09:00:00+01:00, Frozen, rewinding at midnight, passed on to its descendants.
+struct ClockText {
+    explicit ClockText(const ov_request &request, uint32_t passed_on)
+        : ClockText(request.virtime, request.speed, request.rewind, passed_on)
+    {
+    }
+    explicit ClockText(const ov_clock &clock, uint32_t passed_on = 0)
+        : ClockText(clock.value, clock.speed, clock.rewind, passed_on)
+    {
+    }
+    char text[160];
+
+  private:
+    ClockText(int64_t value, int32_t speed, int32_t rewind, uint32_t passed_on);
+};
+
 // Prints whose clock it is, as the command line takes it: u:alice, u:'o d'. Pads to a number of columns.
 void print_identity(FILE *stream, const ov_clock &clock, int columns = 0);
 
 // Write members of a JSON object: whose clock it is; all of it; all but whose it is.
 void write_owner(Json &json, const ov_clock &clock);
 void write_clock(Json &json, const ov_clock &clock, time_t real);
-void write_clock_state(Json &json, const ov_clock &clock, time_t real);
+void write_clock_state(Json &json, const ov_clock &clock, time_t real, bool descendants);
 
 // Prints the table every so many nanoseconds: in place on a terminal, otherwise one table after the other. Returns
 // only on failure.

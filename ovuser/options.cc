@@ -264,7 +264,7 @@ int ClockOptions::take(int choice, int argc, char **argv, const option *known)
 int ClockOptions::complete(const char *subcommand)
 {
     if (keeps_value()) {
-        if (!speed_given_ && !rewind_given_)
+        if (!speed_given_ && !rewind_given_ && passed_on_ == 0)
             return usage_error("%s needs a time; 'ovuser %s --help' lists the ways to give it", subcommand, subcommand);
         request_.time_form = OV_ABSOLUTE_FORM;
         request_.virtime = ov_read_time("now", nullptr);

@@ -81,6 +81,12 @@ class ClockOptions
     bool keeps_speed() const { return keeps_value() && !speed_given_; }
     bool keeps_rewind() const { return keeps_value() && !rewind_given_; }
 
+    // What else is set of the clock of a process, in ov_refinement bits: whether it is passed on to its descendants.
+    void pass_on(uint32_t what) { passed_on_ |= what; }
+    uint32_t passed_on() const { return passed_on_; }
+    // Whether a clock that is there changes in that alone.
+    bool only_passes_on() const { return keeps_speed() && keeps_rewind(); }
+
     // The add request without identities: as typed, for the check, and with the checked value in virtime, which all
     // identities get. The engine counts --offset anew for each.
     const ov_request &request() const { return request_; }
@@ -100,6 +106,7 @@ class ClockOptions
     char date_[9] = {};
     char typed_[160] = {}; // the time options, as typed
     bool seen_[when_end - when_at] = {};
+    uint32_t passed_on_ = 0;
     bool time_given_ = false, speed_given_ = false, rewind_given_ = false;
 };
 

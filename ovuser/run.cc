@@ -9,17 +9,24 @@
 #include "ovuser/lock.h"
 #include "ovuser/message.h"
 #include "ovuser/subcommands.h"
+#include "ovuser/temporary_clock.h"
 #include "ovuser/text.h"
 
 namespace ovuser
 {
 
 static constexpr char run_usage[] =
-    "usage: ovuser run WHEN [--speed N] [--rewind] [--group GROUP | --user USER [--no-pty] [--keep-fds]\n"
-    "                  [--preserve-env[=NAMES]]] [--] COMMAND [ARGS...]\n"
+    "usage: ovuser run WHEN [--speed N] [--rewind] [--alone | --daemons | --group GROUP | --user USER [--no-pty]\n"
+    "                  [--keep-fds] [--preserve-env[=NAMES]]] [--] COMMAND [ARGS...]\n"
     "\n"
-    "Runs COMMAND with a virtual clock, and deletes the clock when COMMAND ends. The clock is that of COMMAND's\n"
-    "process; what it starts keeps the real time, unless the superuser chooses one of\n"
+    "Runs COMMAND with a virtual clock, and deletes the clock when COMMAND ends. All that COMMAND starts lives by "
+    "that\n"
+    "clock, too.\n"
+    "\n"
+    "  --alone             the clock is for COMMAND's own process only\n"
+    "  --daemons           the clock ends with the last of the processes that COMMAND has started, not with COMMAND\n"
+    "\n"
+    "The superuser may choose a wider one:\n"
     "\n"
     "  --group GROUP       run it as GROUP; the clock is the group's\n"
     "  --user USER         run it as USER; the clock is the user's, and so is the environment. Only the standard\n"
@@ -34,7 +41,7 @@ static constexpr char run_usage[] =
     "WHEN is one of\n"
     "\n";
 
-enum RunOption { run_group = 1, run_user, run_no_pty, run_keep_fds, run_preserve_env };
+enum RunOption { run_group = 1, run_user, run_no_pty, run_keep_fds, run_preserve_env, run_alone, run_daemons };
 
 static constexpr OptionsWithClock run_options({
     {"group", required_argument, nullptr, run_group},
@@ -42,6 +49,8 @@ static constexpr OptionsWithClock run_options({
     {"no-pty", no_argument, nullptr, run_no_pty},
     {"keep-fds", no_argument, nullptr, run_keep_fds},
     {"preserve-env", optional_argument, nullptr, run_preserve_env},
+    {"alone", no_argument, nullptr, run_alone},
+    {"daemons", no_argument, nullptr, run_daemons},
     {"help", no_argument, nullptr, 'h'},
 });
 
@@ -51,6 +60,7 @@ struct RunOptions {
     char *owner = nullptr; // u:USER or g:GROUP; null for the process's clock
     char **command = nullptr;
     const char *preserved = nullptr, *for_user = nullptr; // preserved names; an option that needs --user
+    const char *reach = nullptr;                          // "alone" or "daemons"
     bool help = false, no_pty = false, keep_fds = false;
 
     ~RunOptions() { free(owner); }
@@ -75,6 +85,12 @@ int RunOptions::take(int choice)
         preserved = optarg != nullptr ? optarg : "";
         for_user = "preserve-env";
         return done;
+    case run_alone:
+    case run_daemons:
+        if (reach != nullptr && (*reach == 'a') != (choice == run_alone))
+            return usage_error("--alone and --daemons cannot be given together");
+        reach = choice == run_alone ? "alone" : "daemons";
+        return done;
     default:
         break;
     }
@@ -92,7 +108,7 @@ int RunOptions::read(int argc, char **argv)
             help = true;
             return done;
         }
-        const bool own = choice >= run_group && choice <= run_preserve_env;
+        const bool own = choice >= run_group && choice <= run_daemons;
         const int status = own ? take(choice) : when.take(choice, argc, argv, run_options.list);
         if (status != done)
             return status;
@@ -102,9 +118,13 @@ int RunOptions::read(int argc, char **argv)
     command = argv + optind;
     if (for_user != nullptr && (owner == nullptr || *owner != 'u'))
         return usage_error("--%s goes with --user", for_user);
+    if (reach != nullptr && owner != nullptr)
+        return usage_error("--%s and --%s cannot be given together", reach, *owner == 'g' ? "group" : "user");
     const int status = when.complete("run");
     if (status != done)
         hint_on_stray_time(argc - optind, command);
+    if (owner == nullptr && (reach == nullptr || *reach != 'a'))
+        when.pass_on(OV_REFINE_DESCENDANTS | (reach != nullptr ? uint32_t{OV_REFINE_LASTING} : 0));
     return status;
 }
 
@@ -143,7 +163,8 @@ static int run_for(Identity who, const RunOptions &options, int64_t checked)
     child.execute_command();
     child.forward_signals();
     terminal.finish();
-    status = remove_temporary_clock(who, temporary); // before the process id can be reused
+    if (!temporary.lasting)
+        status = remove_temporary_clock(who, temporary); // before the process id can be reused
     const int command_status = child.reap(status != done);
     return status != done ? status : command_status;
 }

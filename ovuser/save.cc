@@ -42,7 +42,8 @@ static void print_line(FILE *file, const ov_clock &clock)
     fprintf(file, "%.2s%s", owner.text, Quoted(owner.text + 2).text);
     fprintf(file, " --epoch %" PRId64, clock.value);
     print_speed(file, clock.speed);
-    fprintf(file, "%s # %s\n", clock.rewind != 0 ? " --rewind" : "", TimeText(clock.value).text);
+    fprintf(file, "%s%s # %s\n", clock.rewind != 0 ? " --rewind" : "", passed_on_by(clock) != 0 ? " --descendants" : "",
+            TimeText(clock.value).text);
 }
 
 // Prints all clocks. A file without its last line is incomplete.

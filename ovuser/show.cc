@@ -2,9 +2,11 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
+#include "base/container_files.h"
 #include "base/process_ids.h"
 #include "ovuser/clocks.h"
 #include "ovuser/message.h"
@@ -28,8 +30,8 @@ static constexpr option show_options[] = {
     {},
 };
 
-// The clock by which an identity lives: its own, its user's or its group's, in this order. A user's group is the login
-// group, where the user's programs start.
+// The clock by which an identity lives: its own, that which an ancestor of a process passes on, its user's or its
+// group's, in this order. A user's group is the login group, where the user's programs start.
 class EffectiveClock
 {
   public:
@@ -37,8 +39,12 @@ class EffectiveClock
 
     // Null when there is none.
     const ov_clock *clock() const { return clock_; }
-    // own, user or group; none; or unknown where the caller may not see the clock.
+    // own, ancestor, user or group; none; or unknown where the caller may not see the clock.
     const char *source() const;
+    // The process whose clock is passed on, which the caller may not see; 0 if its number is not known. And how far up
+    // it is; 0 for none.
+    uint32_t ancestor() const { return static_cast<uint32_t>(ids_[of_ancestor]); }
+    int32_t generations() const { return generations_; }
 
     // Whether a clock would apply if the effective one were not there.
     bool overrules(const ov_clock &clock) const;
@@ -46,13 +52,15 @@ class EffectiveClock
     bool is_overruled_by(const ov_clock &clock) const;
 
   private:
-    enum Rank { own, of_user, of_group, ranks };
+    enum Rank { own, of_ancestor, of_user, of_group, ranks };
 
+    void find_ancestor();
     Rank rank_of(const ov_clock &clock) const;
     bool sees_all_of_them() const;
 
     Identity who_;
     int64_t ids_[ranks]; // -1 for none
+    int32_t generations_ = 0;
     bool certain_ = true;
     const ov_clock *clock_ = nullptr;
     Rank rank_ = ranks;
@@ -64,13 +72,14 @@ static int64_t login_group(uint32_t uid)
     return user != nullptr ? int64_t{user->pw_gid} : -1;
 }
 
-EffectiveClock::EffectiveClock(const Clocks &clocks, const Identity &who) : who_(who), ids_{who.id, -1, -1}
+EffectiveClock::EffectiveClock(const Clocks &clocks, const Identity &who) : who_(who), ids_{who.id, -1, -1, -1}
 {
     if (who.kind == OV_PROCESS) {
         const ov::ProcessIds ids = ov::process_ids(static_cast<int32_t>(who.id));
         certain_ = ids.known();
         ids_[of_user] = ids.known() ? int64_t{ids.uid} : -1;
         ids_[of_group] = ids.known() ? int64_t{ids.gid} : -1;
+        find_ancestor();
     } else if (who.kind == OV_USER) {
         ids_[of_group] = login_group(who.id);
     }
@@ -80,7 +89,24 @@ EffectiveClock::EffectiveClock(const Clocks &clocks, const Identity &who) : who_
             clock_ = &clock;
         }
     }
+    if (generations_ > 0 && rank_ > of_ancestor) { // a clock that the caller may not see
+        rank_ = of_ancestor;
+        clock_ = nullptr;
+        certain_ = true;
+        return;
+    }
     certain_ = clock_ != nullptr || (certain_ && clocks.complete() && sees_all_of_them());
+}
+
+void EffectiveClock::find_ancestor()
+{
+    ov_refined refined = {};
+    if (ov_refined_clock(OV_PROCESS, who_.id, &refined) != 0)
+        certain_ = certain_ && (errno == ENOENT || errno == ENOTTY);
+    else if (refined.generations > 0)
+        ids_[of_ancestor] = refined.id;
+    generations_ = refined.generations;
+    ov::close_left_open();
 }
 
 // An ordinary caller sees the clocks of its own user, group and processes.
@@ -95,6 +121,8 @@ EffectiveClock::Rank EffectiveClock::rank_of(const ov_clock &clock) const
 {
     if (clock.kind == who_.kind && clock.id == who_.id)
         return own;
+    if (clock.kind == OV_PROCESS && clock.id == ids_[of_ancestor])
+        return of_ancestor;
     if (clock.kind == OV_USER && clock.id == ids_[of_user])
         return of_user;
     return clock.kind == OV_GROUP && clock.id == ids_[of_group] ? of_group : ranks;
@@ -102,7 +130,7 @@ EffectiveClock::Rank EffectiveClock::rank_of(const ov_clock &clock) const
 
 const char *EffectiveClock::source() const
 {
-    static constexpr const char *words[] = {"own", "user", "group", "none"};
+    static constexpr const char *words[] = {"own", "ancestor", "user", "group", "none"};
     return certain_ ? words[rank_] : "unknown";
 }
 
@@ -119,7 +147,7 @@ bool EffectiveClock::is_overruled_by(const ov_clock &clock) const
     return clock.kind == OV_USER && who_.kind == OV_GROUP && login_group(clock.id) == who_.id;
 }
 
-static void print_details(const ov_clock &clock, time_t real)
+static void print_details(const ov_clock &clock, time_t real, const char *simulated_in)
 {
     printf("  shows     %s\n", TimeText(clock.value).text);
     const int64_t ahead = seconds_ahead(clock, real);
@@ -128,6 +156,26 @@ static void print_details(const ov_clock &clock, time_t real)
     printf("  rewinds   %s\n", clock.rewind != 0 ? "at midnight, in the zone where it was set" : "never");
     if (clock.origin != 0)
         printf("  origin    @%" PRId64 "\n", clock.origin);
+    if (const uint32_t passed_on = passed_on_by(clock))
+        printf("  reaches   its descendants%s\n", (passed_on & OV_REFINE_LASTING) != 0 ? ", until the last ends" : "");
+    fputs(simulated_in != nullptr ? "  kept by   the simulator, in " : "  kept by   the kernel module", stdout);
+    print_visible(stdout, simulated_in != nullptr ? simulated_in : "");
+    fputc('\n', stdout);
+}
+
+static void print_ancestor(const EffectiveClock &effective)
+{
+    const uint32_t ancestor = effective.ancestor();
+    fputs("the clock of ", stdout);
+    if (ancestor != 0)
+        printf("p:%" PRIu32 ", ", ancestor);
+    if (effective.generations() == 1)
+        fputs("its parent", stdout);
+    else
+        printf("%" PRId32 " generations up", effective.generations());
+    puts(effective.clock() != nullptr                                     ? ""
+         : ancestor != 0 && is_pid_alive(static_cast<int>(ancestor)) == 0 ? ", which has ended"
+                                                                          : ", which you may not see");
 }
 
 template <typename Predicate> static void print_those(const char *title, const Clocks &clocks, Predicate matches)
@@ -152,8 +200,12 @@ static void show_as_text(const Clocks &clocks, const Identity &who, const Effect
     print_visible(stdout, Quoted(label + prefix).text, 10 - prefix);
     fputs("  ", stdout);
     const ov_clock *clock = effective.clock();
-    if (clock == nullptr) {
-        puts(strcmp(effective.source(), "none") == 0 ? "no clock, and so real time"
+    if (strcmp(effective.source(), "ancestor") == 0) {
+        print_ancestor(effective);
+    } else if (clock == nullptr) {
+        puts(strcmp(effective.source(), "none") == 0 ? clocks.simulated_in() != nullptr
+                                                           ? "no clock in the simulator, and so real time"
+                                                           : "no clock, and so real time"
              : getuid() != 0 && clocks.complete()    ? "no clock that you may see"
                                                      : "which clock applies cannot be told");
     } else if (strcmp(effective.source(), "own") == 0) {
@@ -164,7 +216,7 @@ static void show_as_text(const Clocks &clocks, const Identity &who, const Effect
         fputc('\n', stdout);
     }
     if (clock != nullptr)
-        print_details(*clock, real);
+        print_details(*clock, real, clocks.simulated_in());
     print_those("  before   ", clocks, [&](const ov_clock &other) { return effective.overrules(other); });
     print_those("  not for  ", clocks, [&](const ov_clock &other) { return effective.is_overruled_by(other); });
 }
@@ -191,6 +243,8 @@ static void show_as_json(Json &json, const Clocks &clocks, const Identity &who, 
     json.number("id", who.id);
     json.text("identity", who.label());
     json.text("lives_by", effective.source());
+    json.number("generations", effective.generations());
+    json.text("kept_by", clocks.simulated_in() != nullptr ? "simulator" : "module");
     if (const ov_clock *clock = effective.clock()) {
         json.open('{', "clock");
         write_clock(json, *clock, real);

@@ -6,8 +6,9 @@
 TEST_F(Utility, RunsACommandWithAClock)
 {
     expect({
-        // The clock exists from the first instruction to the last; a child of the command has none.
-        {"$OV run $FREEZE ./probe; $NOBODY $OV run $FREEZE -- sh -c 'sh -c \"date +%s\"; exec date +%s'; $OV list | "
+        // The clock exists from the first instruction to the last; alone, a child of the command has none.
+        {"$OV run $FREEZE ./probe; $NOBODY $OV run --alone $FREEZE -- sh -c 'sh -c \"date +%s\"; exec date +%s'; $OV "
+         "list | "
          "grep "
          "-c p:",
          CHRISTMAS_SECOND "real\n" CHRISTMAS_SECOND "0\n= 1"},
@@ -24,6 +25,32 @@ TEST_F(Utility, RunsACommandWithAClock)
          "$SIG{CHLD} = q(IGNORE); system(@ARGV[4 .. $#ARGV]); exec @ARGV' $OV run --speed 2 $command >seen; echo $?;"
          "uniq -c seen; done | cut -c -9",
          "6\n      2 .\n0\n      2 S\n= 0"},
+    });
+}
+
+TEST_F(Utility, PassesAClockOn)
+{
+    const std::string shown = "jq -c '.[] | [.descendants, .speed]'; ";
+    expect({
+        {"$OV run $FREEZE $OV list --json | " + shown + "$OV run --alone $FREEZE $OV list --json | " + shown,
+         "[true,0]\n[false,0]\n= 0"},
+        // A running process; what it is passed on to can be set alone, and stays when the clock is replaced or saved.
+        {"p=p:$$; $OV add $p $FREEZE >out; $OV set $p --descendants --dry-run --json | jq -c '.changed[0] | "
+         "[.from.descendants, .to.descendants, .to.epoch]'; $OV list --json | " +
+             shown +
+             "$OV set $p --descendants | cut -d: -f5-; $OV set $p --speed 2 2>&1 >out | cut -d: -f5-; $OV "
+             "list --json | " +
+             shown + "$OV save | grep -c '^# p:.* --speed 2 --descendants #'; $OV show $p | grep reaches",
+         "[false,true,1924419600]\n[false,0]\n has 2030-12-25T09:00:00+00:00, Frozen, passed on to its descendants\n"
+         " what it has started so far lives by its clock no longer; what it starts from now on does\n[true,2]\n1\n"
+         "  reaches   its descendants\n= 0"},
+        // A module that cannot do that runs the command all the same; any other failure does not.
+        {"{ $SIM --fault 2:-1:25 $OV run $FREEZE date +%s; $SIM --fault 2:-1:12 $OV run $FREEZE date +%s; $SIM "
+         "--fault 2:-1:25 $OV add p:$$ $FREEZE --descendants; $OV list | grep -c p:; } 2>&1 | sed s/p:[0-9]*/p:N/",
+         "ovuser: warning: the processes that it starts keep the real time: this kernel module passes no clock "
+         "on\n" CHRISTMAS_SECOND AND_ERROR "p:N: its descendants keep the real time: Cannot allocate memory\n" //
+         GIVEN("p:N", "Frozen") AND_ERROR
+         "p:N: its descendants keep the real time: this kernel module passes no clock on\n1\n= 0"},
     });
 }
 

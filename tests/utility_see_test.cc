@@ -63,11 +63,13 @@ TEST_F(Utility, ListsForPrograms)
 
 TEST_F(Utility, ShowsWhoLivesByWhichClock)
 {
-    const std::string still = "  shows     2030-12-25T09:00:00+00:00\n  type      Frozen\n  rewinds   never\n";
+    const std::string kept = "  kept by   the simulator, in " + (folder / "table").string() + "\n";
+    const std::string still = "  shows     2030-12-25T09:00:00+00:00\n  type      Frozen\n  rewinds   never\n" + kept;
     expect({
         {"$OV show g:bin bin; $NOBODY $OV show g:bin; $OV add g:nogroup g:bin $FREEZE >/dev/null; $OV show nobody | "
          "grep -v ahead; $OV delete g:bin >/dev/null",
-         "g:bin       no clock, and so real time\nbin         no clock, and so real time\n"
+         "g:bin       no clock in the simulator, and so real time\nbin         no clock in the simulator, and so real "
+         "time\n"
          "g:bin       no clock that you may see\nnobody      the clock of its group, g:nogroup\n" +
              still + "= 0"},
         {"$SIM --fault 2:-1:5 $OV show games", "games       which clock applies cannot be told\n" ERROR
@@ -75,16 +77,20 @@ TEST_F(Utility, ShowsWhoLivesByWhichClock)
         {"$OV add nobody --in -5d --speed 2 --rewind >/dev/null; $OV show nobody | grep -v shows; $OV show g:nogroup | "
          "tail -n 1; $NOBODY $OV show bin",
          "nobody      a clock of its own\n  behind    5d\n  type      2 times faster\n"
-         "  rewinds   at midnight, in the zone where it was set\n  before    g:nogroup\n  not for   u:nobody\n"
-         "! ovuser: error: Non-root user can not list other OV users.\n= 5"},
+         "  rewinds   at midnight, in the zone where it was set\n" +
+             kept +
+             "  before    g:nogroup\n  not for   u:nobody\n"
+             "! ovuser: error: Non-root user can not list other OV users.\n= 5"},
         // A process has its user's clock, then its own; its group's, and one of a group without the caller.
         {"$NOBODY sh -c './ovuser show p:$$ | sed -n \"s/$$ *//p\"; ./ovuser add p:$$ --days 1 -o 100000 --offset "
          "--speed -999 >/dev/null; ./ovuser show p:$$ | grep -v behind | sed \"s/$$ *//\"; ./ovuser show | tail -n 1 | "
          "sed "
          "s/$$/N/'",
          "p:the clock of its user, u:nobody\np:a clock of its own\n  shows     1970-01-03T03:46:40+00:00\n"
-         "  type      999 times slower\n  rewinds   never\n  origin    @100000\n  before    g:nogroup, u:nobody\n"
-         "  not for   p:N\n= 0"},
+         "  type      999 times slower\n  rewinds   never\n  origin    @100000\n" +
+             kept +
+             "  before    g:nogroup, u:nobody\n"
+             "  not for   p:N\n= 0"},
         {"$OV delete nobody >/dev/null; for group in 65534 2; do setpriv --reuid=65534 --regid=$group --clear-groups "
          "sleep 9 & until grep -q '^Uid:.65534' /proc/$!/status; do :; done; $NOBODY $OV show p:$! | head -n 1 | cut "
          "-c 13-; "

@@ -72,19 +72,6 @@ template <typename Read> [[gnu::always_inline]] static inline bool by_course(con
     }
 }
 
-static size_t place_of(clockid_t source)
-{
-    switch (source) {
-    case CLOCK_MONOTONIC_RAW:
-        return 1;
-    case CLOCK_BOOTTIME:
-    case CLOCK_BOOTTIME_ALARM:
-        return 2;
-    default:
-        return 0;
-    }
-}
-
 // The coarse one would lag by more the faster the clock runs, so it is read as the fine one.
 [[gnu::noinline]] static bool read_kin(clockid_t source, timespec &time)
 {

@@ -12,6 +12,7 @@
 #include <ctime>
 
 #include "simulator/process/cache.h"
+#include "simulator/process/course.h"
 #include "simulator/table/table.h"
 
 namespace sim
@@ -30,15 +31,19 @@ struct Vvar {
     std::array<int, 16> tracers; // children of this process that it has to reap; 0 for none
     int64_t process;             // its identity: see table/search.h
     uint64_t pid_namespace, birth, container_id;
-    char state[2048]; // the file of the clock table
+    uint64_t intervals; // whether they go by the clock
+    char state[2048];   // the file of the clock table
 };
 static_assert(sizeof(Vvar) <= page_size);
 
+constexpr uint64_t ids_hold_for = 1'000'000; // nanoseconds
+
 // State kept between readings. The kernel clears it in a forked child.
 struct VvarCache {
-    std::atomic<uint64_t> asked_at; // when the ids were read: real nanoseconds since the epoch
-    std::atomic<uint64_t> ids;      // effective user in the upper half, group in the lower
-    std::atomic<int64_t> process;   // the owner of this memory; 0 in a forked child until its first lookup
+    std::atomic<uint64_t> asked_at;           // when the ids were read: real nanoseconds since the epoch
+    std::atomic<uint64_t> ids;                // effective user in the upper half, group in the lower
+    std::atomic<int64_t> process;             // the owner of this memory; 0 in a forked child until its first lookup
+    std::atomic<uint64_t> asked_at_monotonic; // as asked_at, by CLOCK_MONOTONIC
     Cache clock;
 };
 
@@ -46,6 +51,7 @@ struct VvarCache {
 struct VvarPages {
     alignas(page_size) Vvar vvar;
     alignas(page_size) VvarCache cache;
+    alignas(page_size) CourseKeeper course; // a forked child goes on by its parent's
     alignas(page_size) Table table;
 };
 

@@ -17,6 +17,19 @@ struct Table;
 constexpr std::array<clockid_t, 3> interval_sources = {CLOCK_MONOTONIC, CLOCK_MONOTONIC_RAW, CLOCK_BOOTTIME};
 using Instants = std::array<int64_t, interval_sources.size()>; // in nanoseconds
 
+inline size_t place_of(clockid_t source)
+{
+    switch (source) {
+    case CLOCK_MONOTONIC_RAW:
+        return 1;
+    case CLOCK_BOOTTIME:
+    case CLOCK_BOOTTIME_ALARM:
+        return 2;
+    default:
+        return 0;
+    }
+}
+
 // Past the stand-ins.
 Instants read_instants();
 

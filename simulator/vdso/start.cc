@@ -193,11 +193,11 @@ static bool is_relative(const char *path)
     return first != '/';
 }
 
-const char *Start::trace(Traced what, const char *state, bool inspects, char (&status)[4096])
+const char *Start::trace(Traced what, const char *state, bool inspects, bool intervals, char (&status)[4096])
 {
     if (const char *obstacle = find_obstacle(state, status))
         return obstacle;
-    switch (tracer_.start(what, state, inspects)) {
+    switch (tracer_.start(what, state, inspects, intervals)) {
     case 0:
         return nullptr;
     case EACCES:
@@ -243,7 +243,8 @@ void Start::prepare(const Target &target, Traced what)
         reason[1] = "has other effective ids than real ones";
     else if (untouched)
         reason[1] = "is linked statically, or by Go";
-    else if (const char *obstacle = traced ? trace(what, state, unseen, scratch.status) : nullptr; obstacle && !unseen)
+    else if (const char *obstacle = traced ? trace(what, state, unseen, choices.intervals, scratch.status) : nullptr;
+             obstacle && !unseen)
         reason = what == Traced::descendants ? Reason{"what it starts may keep the real time, since ", obstacle}
                                              : Reason{reason[0], "is linked statically, or by Go, and ", obstacle};
     if (reason[1] != nullptr && !choices.quiet)

@@ -27,7 +27,7 @@ class Start
 
   private:
     // Returns why the program cannot be traced; null if it is.
-    const char *trace(Traced what, const char *state, bool inspects, char (&status)[4096]);
+    const char *trace(Traced what, const char *state, bool inspects, bool intervals, char (&status)[4096]);
 
     Tracer tracer_;
 };

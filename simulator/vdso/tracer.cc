@@ -259,7 +259,7 @@ int Tracer::attach()
 }
 
 // Makes the shared pages and fills in what is known beforehand.
-int Tracer::prepare(const char *state, bool inspects)
+int Tracer::prepare(const char *state, bool inspects, bool intervals)
 {
     if (strlen(state) >= sizeof Vvar::state)
         return ENAMETOOLONG;
@@ -275,6 +275,7 @@ int Tracer::prepare(const char *state, bool inspects)
     // The tracer shares this thread's storage, so it must not call the C library.
     Vvar &vvar = shared_->vvar;
     memcpy(vvar.state, state, strlen(state));
+    vvar.intervals = intervals ? 1 : 0;
     vvar.container_id = read_container_id();
     vvar.pid_namespace = pid_namespace();
     if (what_ == Traced::own_exec) {
@@ -285,10 +286,10 @@ int Tracer::prepare(const char *state, bool inspects)
     return 0;
 }
 
-int Tracer::start(Traced what, const char *state, bool inspects)
+int Tracer::start(Traced what, const char *state, bool inspects, bool intervals)
 {
     what_ = what;
-    error_ = prepare(state, inspects);
+    error_ = prepare(state, inspects, intervals);
     if (error_ != 0)
         return error_;
     error_ = attach();

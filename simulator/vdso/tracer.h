@@ -31,13 +31,13 @@ class Tracer
     // Starts the tracer. Call with all signals blocked. `state` is the file of the clock table. With `inspects`, the
     // tracer judges the program's file once it runs. Returns 0, or an errno, and then the program keeps real time.
     // EACCES: this process has given up rights, and others share its memory.
-    int start(Traced what, const char *state, bool inspects);
+    int start(Traced what, const char *state, bool inspects, bool intervals);
 
     // Call if making the child failed.
     void give_up();
 
   private:
-    int prepare(const char *state, bool inspects);
+    int prepare(const char *state, bool inspects, bool intervals);
     int attach();
     void reap();
 

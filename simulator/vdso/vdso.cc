@@ -8,11 +8,10 @@
 #include "simulator/raw/pidfd.h"
 #include "simulator/raw/system_call.h"
 #include "simulator/table/search.h"
+#include "simulator/vdso/intervals.h"
 
 namespace sim
 {
-
-constexpr uint64_t ids_hold_for = 1'000'000; // nanoseconds
 
 // Since the epoch; wraps around for absurd times.
 static uint64_t nanoseconds(const timespec &real)
@@ -30,7 +29,7 @@ static uint64_t ask_ids(const timespec &real)
     return ids;
 }
 
-static void find_birth(Identity &who)
+void find_vdso_birth(Identity &who)
 {
     const Vvar &vvar = vvar_pages.vvar;
     if (who.process == vvar.process)
@@ -54,7 +53,7 @@ __attribute__((noinline)) static Cache::Found look_up(uint64_t ids, ClockRate &r
     Cache::Found found;
     do {
         generation = {table.generation.load(std::memory_order_acquire), ids};
-        found = search_clock(table, who, clock, find_birth) ? Cache::clock : Cache::no_clock;
+        found = search_clock(table, who, clock, find_vdso_birth) ? Cache::clock : Cache::no_clock;
     } while (generation.table != table.generation.load(std::memory_order_acquire));
     rate = ClockRate(clock);
     // A vforked child must leave its parent's memory alone.
@@ -120,6 +119,8 @@ using sim::vvar_pages;
 
 SIM_VDSO int __vdso_clock_gettime(clockid_t source, timespec *time)
 {
+    if (vvar_pages.vvar.intervals != 0 && sim::interval_ids.has(source))
+        return sim::read_vdso_interval(source, *time);
     return sim::virtual_ids.has(source) ? sim::read_vdso_clock(source, *time)
                                         : vvar_pages.vvar.clock_gettime(source, time);
 }

@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 
@@ -59,6 +60,7 @@ class CourseKeeper
   private:
     static constexpr uint64_t busy = 1, one_count = 2, counts = 0xfffffffe, one_version = uint64_t{1} << 32;
     static constexpr size_t words = sizeof(Course) / sizeof(uint64_t);
+    static constexpr size_t place_of_virtual = offsetof(Course, is_virtual) / sizeof(uint64_t);
     using Words = std::array<uint64_t, words>;
     using Copy = std::array<std::atomic<uint64_t>, words>;
 
@@ -117,26 +119,22 @@ inline Course CourseKeeper::load_copy(uint64_t word) const
 template <typename MayCall>
 [[gnu::always_inline]] inline bool CourseKeeper::look(const Generation &wanted, Look &found, const MayCall &may_call)
 {
-    struct Head { // of a course
-        Generation generation;
-        uint64_t is_virtual;
-        ClockRate monotonic;
-    };
     found.word = word_.load(std::memory_order_acquire);
     if ((found.word & busy) != 0) [[unlikely]]
         found.word = wait_until_free(may_call());
-    const Head head = [&]<size_t... i>(std::index_sequence<i...>)
-    {
-        const Copy &copy = copy_of(found.word);
-        return std::bit_cast<Head>(
-            std::array<uint64_t, sizeof(Head) / sizeof(uint64_t)>{copy[i].load(std::memory_order_acquire)...});
-    }
-    (std::make_index_sequence<sizeof(Head) / sizeof(uint64_t)>());
-    found.is_unsure = (found.word & busy) != 0 || wanted.table % 2 != 0;
-    found.is_virtual = head.is_virtual != 0;
-    found.monotonic = head.monotonic;
-    return (found.word & busy) != 0 ||
-           (head.generation.table == wanted.table + 1 && head.generation.identity == wanted.identity);
+    const Copy &copy = copy_of(found.word);
+    const bool is_busy = (found.word & busy) != 0;
+    found.is_unsure = is_busy || wanted.table % 2 != 0;
+    found.is_virtual = copy[place_of_virtual].load(std::memory_order_acquire) != 0;
+    if (found.is_virtual)
+        [&]<size_t... i>(std::index_sequence<i...>) // unrolled, so that no word goes through memory
+        {
+            found.monotonic = std::bit_cast<ClockRate>(
+                std::array<uint64_t, sizeof...(i)>{copy[place_of_virtual + 1 + i].load(std::memory_order_acquire)...});
+        }
+    (std::make_index_sequence<sizeof(ClockRate) / sizeof(uint64_t)>());
+    return is_busy || (copy[0].load(std::memory_order_acquire) == wanted.table + 1 &&
+                       copy[1].load(std::memory_order_acquire) == wanted.identity);
 }
 
 inline bool CourseKeeper::holds(const Look &look)

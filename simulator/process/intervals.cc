@@ -77,10 +77,12 @@ template <typename Read> [[gnu::always_inline]] static inline bool by_course(con
 {
     return by_course([&](const CourseKeeper::Look &look) {
         const size_t place = place_of(source);
-        if (look.is_virtual)
-            time = own_course.load().timeline.rate(place).at(real_time(interval_sources[place]));
-        else
+        if (!look.is_virtual)
             next_clock_gettime(source, &time);
+        else if (place == 0)
+            time = look.monotonic.at(real_time(CLOCK_MONOTONIC));
+        else
+            time = own_course.load().timeline.rate(place).at(real_time(interval_sources[place]));
     });
 }
 

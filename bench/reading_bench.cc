@@ -7,6 +7,8 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <cstring>
+
 #include "bench/pairs.h"
 #include "bench/program.h"
 #include "contract/zynov.h"
@@ -132,6 +134,12 @@ static void compare_readings(const std::string &clock, const Aims &aims, const A
         "time, " + clock, "bare clock_gettime", of_time, 1, prepare);
 }
 
+static void compare_intervals(const std::string &clock, const Aims &aims, const Prepare &prepare)
+{
+    compare<[] { clock_gettime(CLOCK_MONOTONIC, &instant); }, [] { bare_clock_gettime(CLOCK_MONOTONIC, &instant); }>(
+        "CLOCK_MONOTONIC, " + clock, "bare CLOCK_MONOTONIC", aims, 1, prepare);
+}
+
 static void compare_start(const std::string &tool, const Prepare &prepare)
 {
     compare<[] { run("/bin/true", nullptr, environ); }, [] { run("/bin/true", nullptr, no_environment); }>(
@@ -197,6 +205,14 @@ int main(int argc, char **argv)
         uint64_t rewind;
     } clocks[] = {{"no clock", 0, 0}, {"60 times faster", 60, 0}, {"60 times slower, rewinding", -60, 1}};
     constexpr Aims with_clock = {2.5}, without_clock = {1.8}, of_time = {0.8}, of_wait = {1.3};
+    const char *choices = getenv("ZYNOV_SIM_CHOICES");
+    if (choices != nullptr && strstr(choices, "intervals") != nullptr) {
+        compare_intervals("--intervals, no clock", {1.6}, [] { give_clock(0, 0); });
+        compare_intervals("--intervals, 60 times faster", with_clock, [] { give_clock(60, 0); });
+        compare_intervals("--intervals, 60 times slower", with_clock, [] { give_clock(-60, 0); });
+        run_all();
+        return 0;
+    }
     for (const auto &clock : clocks) {
         const auto prepare = [=] { give_clock(clock.speed, clock.rewind); };
         compare_readings(clock.name, clock.speed != 0 ? with_clock : without_clock, of_time, prepare);
@@ -204,6 +220,7 @@ int main(int argc, char **argv)
                 [] { bare_clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &past, nullptr); }>(
             std::string("expired wait, ") + clock.name, "bare clock_nanosleep", of_wait, 1, prepare);
     }
+    compare_intervals("no --intervals", {1.3}, [] { give_clock(60, 0); });
     control_file = open(ZYNOV_PATH, O_RDONLY | O_CLOEXEC);
     compare<change_table, change_floor>("add and delete", "floor: open, flock, close", {10}, 1, [] { fill_table(0); });
     compare<change_table, change_floor>("the same among 1,000 clocks of processes", "floor: open, flock, close", {40},

@@ -60,13 +60,12 @@ TEST_F(Utility, ChangesOneAtATime)
                      "done; for round in 1 2 3 4 5 6 7 8; do $OV apply - --replace <many2 >out & $OV apply - --replace "
                      "<many3 >out; wait; $OV list | grep -o '[23] times' | sort -u | grep -c .; done",
          "1\n1\n1\n1\n1\n1\n1\n1\n= 0"},
-        {"$OV add bin sys $FREEZE >out; echo 'use Fcntl; open L, q(+<table); $l = pack(q(ssx4qqix4), 1, 0, 0, 0, 0); "
-         "fcntl(L, 37, $l) or die; open R, q(>held); close R; sleep shift' >hold; mkfifo held; perl hold 2 & timeout "
-         "20 cat held; $OV delete sys; perl hold 11 & timeout 20 cat held; $OV save 2>saved & $OV set bin --speed 2; "
-         "echo "
-         "$?; "
-         "wait $!; "
-         "echo $?; $OV list | grep -c bin.*Frozen; grep -o 'nothing was saved' saved",
+        {"$OV add bin sys $FREEZE >out; mkfifo held; echo 'use Fcntl; open L, q(+<table); $l = pack(q(ssx4qqix4), 1, "
+         "0, "
+         "0, 0, 0); fcntl(L, 37, $l) or die; open R, q(>held); close R; sleep 600' >hold; perl hold & h=$!; cat held\n"
+         "$OV delete sys 2>late & d=$!; until grep -qs waiting late; do :; done; kill $h; wait $d; cat late >&2\n"
+         "perl hold & h=$!; cat held; $OV save 2>saved & s=$!; $OV set bin --speed 2; echo $?; wait $s; echo $?\n"
+         "kill $h; $OV list | grep -c bin.*Frozen; grep -o 'nothing was saved' saved",
          "ovuser: report: u:sys (3): back on the system clock\n5\n5\n1\nnothing was saved\n! ovuser: warning: waiting "
          "for another ovuser, which is changing clocks\novuser: warning: waiting for another ovuser, which is changing "
          "clocks\n" AND_ERROR "another ovuser has kept " +

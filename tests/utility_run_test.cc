@@ -103,7 +103,7 @@ TEST_F(Utility, HandsSignalsOn)
          "11= 0"},
         // Signals of the terminal reach the command once.
         {"echo '$SIG{INT} = sub { ++$n }; open L, q(>line); close L; select(undef, undef, undef, 0.05) until $n;"
-         "select(undef, undef, undef, 0.3); print $n' >counts; { timeout 20 cat line; printf '\\003'; } | script "
+         "select(undef, undef, undef, 0.3); print $n' >counts; { timeout 200 cat line; printf '\\003'; } | script "
          "-qec "
          "'exec ./ovuser run --speed 2 perl counts' /dev/null",
          "^C1= 0"},
@@ -113,7 +113,7 @@ TEST_F(Utility, HandsSignalsOn)
 // A command run as another user gets none of root's terminal, open files and variables.
 TEST_F(Utility, KeepsWhatIsRootsFromAUser)
 {
-    const std::string at_terminal = "on() { timeout 20 script -qec \"sh ./$1 $2\" /dev/null </dev/null | "
+    const std::string at_terminal = "on() { timeout 200 script -qec \"sh ./$1 $2\" /dev/null </dev/null | "
                                     "sed 's/\\^@//; s/\\r//; s,\\(pts/\\).*,\\1,'; }\n";
     std::ofstream(folder / "names") << "tty; $OV run --user news $FREEZE $1 tty; exec </dev/null\n"
                                        "$OV run --user news $FREEZE $1 sh -c ': </dev/tty' >out 2>&1 || echo none\n";
@@ -132,7 +132,7 @@ TEST_F(Utility, KeepsWhatIsRootsFromAUser)
         // The command's terminal takes the size, keys and end from the caller's, which is restored.
         {at_terminal + "on modes", "33 0\nKilled\n137\n= 0"},
         {"mkfifo -m 666 line; echo '$SIG{INT} = sub { ++$n }; open L, q(>line); close L; select(undef, undef, undef, "
-         "0.05) until $n; select(undef, undef, undef, 0.3); print qq($n\\n)' >counts; { timeout 20 cat line; printf "
+         "0.05) until $n; select(undef, undef, undef, 0.3); print qq($n\\n)' >counts; { timeout 200 cat line; printf "
          "'\\003'; } | script -qec 'sh ./keys' /dev/null | tr -d '\\r'",
          "^C1\n0\n= 0"},
         // The utility stops and continues with the command.
@@ -148,7 +148,7 @@ TEST_F(Utility, EndsBeforeItBegins)
 {
     expect(
         {{"echo 'use Fcntl; open L, q(+<table); $l = pack(q(ssx4qqix4), 1, 0, 0, 0, 0); fcntl(L, 37, $l) or die;"
-          "system(q(timeout -s INT -k 2 0.5 ./ovuser run --user news --speed 2 echo ran; echo $?))' >hold; perl hold; "
+          "system(q(timeout -s INT -k 60 0.5 ./ovuser run --user news --speed 2 echo ran; echo $?))' >hold; perl hold; "
           "$OV list | grep -c news",
           "124\n0\n= 1"}});
 }

@@ -65,7 +65,7 @@ TEST_F(Utility, ShowsProgramsTheirTimeWhereverTheyAre)
          "children",
          "real " + christmas + " real real real " + christmas + " \n" + christmas + " real real real real " +
              christmas + " \n= 0"},
-        {"./ovuser reset >/dev/null; timeout 20 $NOBODY ./probe filter; timeout 20 ./probe ./host.so",
+        {"./ovuser reset >/dev/null; timeout 200 $NOBODY ./probe filter; timeout 200 ./probe ./host.so",
          "real " + christmas + " 0\n1\n= 0"},
         // File times are the kernel's or the clock's.
         {"./probe files; ./zynov-sim --state table --file-times sh -c './ovuser add p:$$ --epoch 999999999 --speed 60 "

@@ -86,6 +86,31 @@ TEST(Simulator, KeepsTheModulesRules)
 }
 
 // Clocks of processes: whether they are seen, what add, delete and reset return, and whether a reset frees the slot.
+// The slot of a lasting tree whose last member has ended is taken when it was seen empty ten seconds before.
+TEST(Simulator, KeepsSlotsOfTreesForAWhile)
+{
+    const auto room = std::make_unique<Table>();
+    Table &table = *room;
+    const pid_t child = fork();
+    if (child == 0)
+        pause();
+    timespec now = {};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    EXPECT_EQ(change(table, ADD, ZYNOV_PROCESS, child), 0);
+    zynov_iov lasting = {171, 0, 0, child, 0, ZYNOV_PROCESS, 0, 0, 0, 12};
+    EXPECT_EQ(change_table(table, ZYNOV_IOC_REFINE_CLOCK, lasting, start, {}), 0);
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    EXPECT_EQ(change(table, ADD, ZYNOV_USER, 5), 0);
+    Clock clock = table.slots[0].load();
+    EXPECT_EQ(clock.id, child);
+    EXPECT_GE(clock.empty_since, now.tv_sec);
+    clock.empty_since -= 10;
+    table.slots[0].store(clock);
+    EXPECT_EQ(change(table, ADD, ZYNOV_USER, 6), 0);
+    EXPECT_EQ(table.slots[0].load().id, 6);
+}
+
 TEST(Simulator, TakesNoLivingProcessItsClock)
 {
     const int64_t pid = getpid();

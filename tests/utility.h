@@ -31,7 +31,7 @@ class Utility : public testing::Test
         folder = mkdtemp(name.data());
         fs::permissions(folder, fs::perms(0755));
         for (const char *program : {"ovuser", "zynov-sim", "libzynov_sim.so", "tests/early.so", "tests/host.so",
-                                    "tests/listing", "tests/probe", "tests/waits"})
+                                    "tests/listing", "tests/probe", "tests/tree", "tests/waits"})
             fs::copy(fs::path(PROGRAMS) / program, folder);
     }
     static void TearDownTestSuite() { fs::remove_all(folder); }

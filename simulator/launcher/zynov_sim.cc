@@ -11,6 +11,7 @@
 
 #include "base/exit_status.h"
 #include "simulator/launcher/launcher.h"
+#include "simulator/process/tree_text.h"
 #include "simulator/raw/system_call.h"
 #include "simulator/table/state.h"
 #include "simulator/vdso/start.h"
@@ -60,6 +61,9 @@ int main(int argc, char **argv)
     const char *whole_path = realpath(state, nullptr);
     if (whole_path == nullptr)
         fail("%s: %s", state, strerror(errno));
+    const char *outer = getenv(state_variable);
+    if (getenv(trees_variable) == nullptr || outer == nullptr || strcmp(outer, whole_path) != 0)
+        set(trees_variable, ""); // those of another table are none here
     set(state_variable, whole_path);
     set(faults_variable, options.faults);
     const char *choices = all_choices(options.choices);

@@ -101,7 +101,8 @@ static int run_command(int descriptor, unsigned long command, zynov_iov &record)
 {
     const SignalsHeld held(sigbus_mask());
     if (changes_table(command, record)) {
-        const AddContext found = find_add_context(command, record);
+        AddContext found = find_add_context(command, record);
+        found.descriptor = descriptor;
         const TableLock lock(descriptor);
         if (lock.error() != 0)
             return lock.error();
@@ -111,7 +112,7 @@ static int run_command(int descriptor, unsigned long command, zynov_iov &record)
     Mapping mapping;
     if (const int error = mapping.map(descriptor, Mapping::reading))
         return error;
-    const int error = query_table(*mapping.table(), command, record, real_time());
+    const int error = query_table(*mapping.table(), command, record, real_time(), descriptor);
     return mapping.was_cut() ? EBADMSG : error;
 }
 

@@ -1,11 +1,17 @@
 // Stand-ins for the calls that execute a program.
+#include <alloca.h>
 #include <fcntl.h>
 #include <spawn.h>
 #include <unistd.h>
 
 #include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 
+#include "simulator/libc/environment.h"
+#include "simulator/process/identity.h"
+#include "simulator/process/own_clock.h"
+#include "simulator/process/trees.h"
 #include "simulator/raw/next.h"
 #include "simulator/vdso/start.h"
 
@@ -17,13 +23,21 @@ __attribute__((constructor)) static void begin()
     prepare_starts();
 }
 
+// For the programs that the C library starts by itself, with the process's own environment.
+static void prepare_environment()
+{
+    before_child();
+    refresh_tree_text(own_identity().process);
+}
+
 } // namespace sim
 
 SIM_STAND_IN(int, execve, (const char *path, char *const *arguments, char *const *environment))
 {
     sim::Start start;
+    SIM_ENVIRONMENT(passed, environment);
     start.prepare({path}, sim::Traced::own_exec);
-    return next_execve(path, arguments, environment);
+    return next_execve(path, arguments, passed);
 }
 
 SIM_REPLACE(int, execv, (const char *path, char *const *arguments))
@@ -34,8 +48,9 @@ SIM_REPLACE(int, execv, (const char *path, char *const *arguments))
 SIM_STAND_IN(int, execvpe, (const char *name, char *const *arguments, char *const *environment))
 {
     sim::Start start;
+    SIM_ENVIRONMENT(passed, environment);
     start.prepare({name, true}, sim::Traced::own_exec);
-    return next_execvpe(name, arguments, environment);
+    return next_execvpe(name, arguments, passed);
 }
 
 SIM_REPLACE(int, execvp, (const char *name, char *const *arguments))
@@ -46,15 +61,17 @@ SIM_REPLACE(int, execvp, (const char *name, char *const *arguments))
 SIM_STAND_IN(int, fexecve, (int descriptor, char *const *arguments, char *const *environment))
 {
     sim::Start start;
+    SIM_ENVIRONMENT(passed, environment);
     start.prepare({"", false, descriptor, AT_EMPTY_PATH}, sim::Traced::own_exec);
-    return next_fexecve(descriptor, arguments, environment);
+    return next_fexecve(descriptor, arguments, passed);
 }
 
 SIM_STAND_IN(int, execveat, (int folder, const char *name, char *const *arguments, char *const *environment, int flags))
 {
     sim::Start start;
+    SIM_ENVIRONMENT(passed, environment);
     start.prepare({name, false, folder, flags}, sim::Traced::own_exec);
-    return next_execveat(folder, name, arguments, environment, flags);
+    return next_execveat(folder, name, arguments, passed, flags);
 }
 
 // Copies the variable arguments up to the null into an array on the stack. Arguments after the null stay unread.
@@ -102,8 +119,9 @@ SIM_STAND_IN(int, posix_spawn,
               const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment))
 {
     sim::Start start;
+    SIM_ENVIRONMENT(passed, environment);
     start.prepare({path, false, AT_FDCWD, 0, actions != nullptr}, sim::Traced::child);
-    return start.outcome(next_posix_spawn(child, path, actions, attributes, arguments, environment));
+    return start.outcome(next_posix_spawn(child, path, actions, attributes, arguments, passed));
 }
 
 SIM_STAND_IN(int, posix_spawnp,
@@ -111,6 +129,19 @@ SIM_STAND_IN(int, posix_spawnp,
               const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment))
 {
     sim::Start start;
+    SIM_ENVIRONMENT(passed, environment);
     start.prepare({name, true, AT_FDCWD, 0, actions != nullptr}, sim::Traced::child);
-    return start.outcome(next_posix_spawnp(child, name, actions, attributes, arguments, environment));
+    return start.outcome(next_posix_spawnp(child, name, actions, attributes, arguments, passed));
+}
+
+SIM_STAND_IN(int, system, (const char *command))
+{
+    sim::prepare_environment();
+    return next_system(command);
+}
+
+SIM_STAND_IN(FILE *, popen, (const char *command, const char *mode))
+{
+    sim::prepare_environment();
+    return next_popen(command, mode);
 }

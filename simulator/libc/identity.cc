@@ -26,6 +26,7 @@ static int begin_child(void *beginning)
 
 SIM_STAND_IN(pid_t, _Fork, ())
 {
+    sim::before_child();
     const pid_t child = next__Fork();
     if (child == 0)
         sim::reset_after_fork();
@@ -37,6 +38,7 @@ SIM_STAND_IN(int, clone,
              (int (*function)(void *), void *stack, int flags, void *argument, pid_t *parent, void *storage,
               pid_t *child))
 {
+    sim::before_child();
     sim::Beginning beginning = {function, argument}; // the child has a copy of this stack
     return function == nullptr || (flags & CLONE_VM) != 0
                ? next_clone(function, stack, flags, argument, parent, storage, child)

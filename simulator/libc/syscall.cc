@@ -31,6 +31,15 @@ static bool shares_memory(long number, long first)
     return number != SYS_fork && (flags & CLONE_VM) != 0;
 }
 
+template <typename Call> static long make_child(long number, long first, const Call &kernel)
+{
+    before_child();
+    const long child = kernel();
+    if (child == 0 && !shares_memory(number, first))
+        reset_after_fork();
+    return child;
+}
+
 static bool sets_filter(long number, long first)
 {
     return number == SYS_seccomp || (number == SYS_prctl && first == PR_SET_SECCOMP);
@@ -90,10 +99,7 @@ SIM_STAND_IN(long, syscall, (long number, long a, long b, long c, long d, long e
     case SYS_fork:
     case SYS_clone:
     case SYS_clone3:
-        result = kernel();
-        if (result == 0 && !sim::shares_memory(number, a))
-            sim::reset_after_fork();
-        return result;
+        return sim::make_child(number, a, kernel);
     default:
         return sim::wait_by_number(number, {a, b, c, d, e, f}, result) ? result : kernel();
     }

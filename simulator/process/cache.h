@@ -25,8 +25,9 @@ struct Generation {
 class Cache
 {
   public:
-    // The result of a lookup: the rate of a clock, no clock, or nothing cached.
-    enum Found : uint64_t { no_clock, clock, nothing };
+    // The result of a lookup: no clock, the rate of a clock, or of one that is watched since it may end unannounced, or
+    // nothing cached.
+    enum Found : uint64_t { no_clock, clock, watched_clock, nothing };
 
     // The result cached for a generation. The rate is set only if there is a clock.
     Found load(const Generation &wanted, ClockRate &rate) const;
@@ -52,7 +53,7 @@ class Cache
         identity_.load(std::memory_order_acquire) != wanted.identity)
         return nothing;
     const auto found = static_cast<Found>(found_.load(std::memory_order_acquire));
-    if (found == clock) {
+    if (found != no_clock) {
         // Unrolled, so that no word goes through memory.
         [&]<size_t... i>(std::index_sequence<i...>)
         {

@@ -7,6 +7,7 @@
 
 #include "base/integer.h"
 #include "simulator/process/options.h"
+#include "simulator/process/trees.h"
 #include "simulator/raw/next.h"
 #include "simulator/raw/process.h"
 #include "simulator/raw/system_call.h"
@@ -58,7 +59,8 @@ Identity own_identity()
             is_alone ? alone.group : own_group.load(std::memory_order_acquire),
             is_born ? own_pid_namespace.load(std::memory_order_acquire) : 0,
             is_born ? own_birth.load(std::memory_order_acquire) : 0,
-            own_container.load(std::memory_order_acquire)};
+            own_container.load(std::memory_order_acquire),
+            own_trees()};
 }
 
 static uint64_t next_version()

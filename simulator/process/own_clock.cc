@@ -9,9 +9,12 @@
 #include "base/errno_guard.h"
 #include "simulator/process/cache.h"
 #include "simulator/process/identity.h"
+#include "simulator/process/lender.h"
+#include "simulator/process/membership.h"
 #include "simulator/process/options.h"
 #include "simulator/process/own_course.h"
 #include "simulator/process/sigbus.h"
+#include "simulator/process/trees.h"
 #include "simulator/process/vvar.h"
 #include "simulator/raw/system_call.h"
 #include "simulator/table/mapping.h"
@@ -52,6 +55,25 @@ void reset_after_fork()
     unsure.end_write();
     own_course.end_move();
     inherit_identity();
+    descend();
+}
+
+// The table's generation as of which this process's own tree is known.
+static std::atomic<uint64_t> tree_known_at = UINT64_MAX;
+
+void before_child()
+{
+    const Table *table = attached_table.load(std::memory_order_acquire);
+    if (table == nullptr)
+        return;
+    const uint64_t generation = table->generation.load(std::memory_order_acquire);
+    if (generation == tree_known_at.load(std::memory_order_relaxed))
+        return;
+    if (const uint64_t own = own_tree(*table, own_identity(), find_own_birth))
+        enter_tree(own);
+    refresh_membership(*table);
+    if (generation % 2 == 0)
+        tree_known_at.store(generation, std::memory_order_relaxed);
 }
 
 static const Table *open_table(const char *state)
@@ -61,7 +83,11 @@ static const Table *open_table(const char *state)
     const int descriptor = open_state(state, O_CLOEXEC);
     if (descriptor < 0)
         return nullptr;
-    const Table *found = pthread_atfork(nullptr, nullptr, reset_after_fork) == 0 ? attach_state(descriptor) : nullptr;
+    begin_trees();
+    const Table *found =
+        pthread_atfork(before_child, nullptr, reset_after_fork) == 0 ? attach_state(descriptor) : nullptr;
+    if (found != nullptr)
+        begin_membership(*found, descriptor);
     system_call(SYS_close, descriptor);
     if (found != nullptr)
         handle_sigbus();
@@ -105,6 +131,20 @@ static int64_t coarse_instant()
     return now.tv_sec * ZYNOV_SECOND + now.tv_nsec;
 }
 
+static Cache::Found search(const Table &clocks, Clock &clock)
+{
+    for (;;) {
+        const Owner owner = search_clock(clocks, own_identity(), clock, find_own_birth);
+        const Lender lender = owner == Owner::ancestor ? watch_lender(clock) : Lender::lasting;
+        if (lender == Lender::ended)
+            leave_tree(clock.tree);
+        else
+            return owner == Owner::nobody    ? Cache::no_clock
+                   : lender == Lender::alive ? Cache::watched_clock
+                                             : Cache::clock;
+    }
+}
+
 // Searches the table. A change in progress, or an interrupted one, has no generation to cache under: the result then
 // holds until the coarse clock advances, since searching a full table takes as long as a hundred readings.
 __attribute__((noinline)) static Cache::Found look_up(const Table &clocks, ClockRate &rate)
@@ -119,7 +159,7 @@ __attribute__((noinline)) static Cache::Found look_up(const Table &clocks, Clock
     Clock clock = {};
     do {
         generation = present_generation(clocks);
-        found = search_clock(clocks, own_identity(), clock, find_own_birth) ? Cache::clock : Cache::no_clock;
+        found = search(clocks, clock);
     } while (generation != present_generation(clocks));
     rate = ClockRate(clock);
     (generation.table % 2 == 0 ? cache : unsure).store(generation, found, rate);
@@ -128,20 +168,33 @@ __attribute__((noinline)) static Cache::Found look_up(const Table &clocks, Clock
     return found;
 }
 
-[[gnu::always_inline]] static inline bool find_rate(ClockRate &rate)
+[[gnu::always_inline]] static inline Cache::Found find_rate(ClockRate &rate)
 {
     const Table *clocks = find_table();
     if (clocks == nullptr)
-        return false;
-    Cache::Found found = cache.load(present_generation(*clocks), rate);
-    if (found == Cache::nothing)
-        found = look_up(*clocks, rate);
-    return found == Cache::clock;
+        return Cache::no_clock;
+    const Cache::Found found = cache.load(present_generation(*clocks), rate);
+    return found == Cache::nothing ? look_up(*clocks, rate) : found;
+}
+
+// Finds another clock instead of one that may have ended by now.
+__attribute__((noinline, cold)) static Cache::Found ask_for_lender(const timespec &real, ClockRate &rate)
+{
+    return has_lender_ended(real) ? look_up(*attached_table.load(std::memory_order_acquire), rate)
+                                  : Cache::watched_clock;
+}
+
+[[gnu::always_inline]] static inline bool still_holds(Cache::Found found, const timespec &real, ClockRate &rate)
+{
+    if (found == Cache::watched_clock && is_lender_due(real)) [[unlikely]]
+        found = ask_for_lender(real, rate);
+    return found != Cache::no_clock;
 }
 
 bool own_clock(ClockRate &rate)
 {
-    return find_rate(rate);
+    const Cache::Found found = find_rate(rate);
+    return found == Cache::watched_clock ? still_holds(found, real_time(), rate) : found == Cache::clock;
 }
 
 const std::atomic<uint64_t> *table_generation()
@@ -153,23 +206,29 @@ const std::atomic<uint64_t> *table_generation()
 bool read_clock(timespec &time)
 {
     ClockRate rate;
-    const bool has_clock = find_rate(rate);
-    if (has_clock)
-        time = rate.at(real_time());
-    return has_clock;
+    const Cache::Found found = find_rate(rate);
+    if (found == Cache::no_clock)
+        return false;
+    const timespec real = real_time();
+    if (!still_holds(found, real, rate))
+        return false;
+    time = rate.at(real);
+    return true;
 }
 
 bool read_coarse_clock(timespec &time)
 {
     ClockRate rate;
-    const bool has_clock = find_rate(rate);
-    if (has_clock) {
-        timespec real = real_time(rate.may_be_coarse() ? CLOCK_REALTIME_COARSE : CLOCK_REALTIME);
-        if (rate.began_after(real)) [[unlikely]]
-            real = real_time();
-        time = rate.at(real);
-    }
-    return has_clock;
+    const Cache::Found found = find_rate(rate);
+    if (found == Cache::no_clock)
+        return false;
+    timespec real = real_time(rate.may_be_coarse() ? CLOCK_REALTIME_COARSE : CLOCK_REALTIME);
+    if (!still_holds(found, real, rate))
+        return false;
+    if (rate.began_after(real)) [[unlikely]]
+        real = real_time();
+    time = rate.at(real);
+    return true;
 }
 
 } // namespace sim

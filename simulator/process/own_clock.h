@@ -34,6 +34,9 @@ timespec real_time(clockid_t source = CLOCK_REALTIME);
 const Table *find_table();
 Generation present_generation(const Table &clocks);
 
+// Call before a child is made, or another program executed: learns whether this process passes its clock on.
+void before_child();
+
 // Call in a new child that has its own memory.
 void reset_after_fork();
 

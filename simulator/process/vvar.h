@@ -13,6 +13,7 @@
 
 #include "simulator/process/cache.h"
 #include "simulator/process/course.h"
+#include "simulator/table/search.h"
 #include "simulator/table/table.h"
 
 namespace sim
@@ -32,6 +33,7 @@ struct Vvar {
     int64_t process;             // its identity: see table/search.h
     uint64_t pid_namespace, birth, container_id;
     uint64_t intervals; // whether they go by the clock
+    Trees trees;        // that the program lives in
     char state[2048];   // the file of the clock table
 };
 static_assert(sizeof(Vvar) <= page_size);
@@ -44,6 +46,8 @@ struct VvarCache {
     std::atomic<uint64_t> ids;                // effective user in the upper half, group in the lower
     std::atomic<int64_t> process;             // the owner of this memory; 0 in a forked child until its first lookup
     std::atomic<uint64_t> asked_at_monotonic; // as asked_at, by CLOCK_MONOTONIC
+    std::atomic<int64_t> lender;              // the ancestor whose clock the program has, ...
+    std::atomic<uint64_t> lender_birth;
     Cache clock;
 };
 

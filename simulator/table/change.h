@@ -12,19 +12,23 @@
 namespace sim
 {
 
-// The caller's pid namespace. Clocks of processes in other namespaces are neither visible nor changed.
-class PidNamespace
+// Who sends a command: does not see or change clocks of processes in other pid namespaces.
+class Caller
 {
   public:
+    // The descriptor is of the table's file; -1 knows of no members of trees.
+    explicit Caller(int descriptor) : descriptor_(descriptor) {}
+
     bool has(const Clock &clock);
 
-    // Whether the process of a clock has ended. Asks the kernel.
+    // Whether the process of a clock has ended, and whoever it lasts for. Asks the kernel.
     bool is_stale(const Clock &clock);
 
     // Whether a clock is visible to the caller.
     bool shows(const Clock &clock) { return has(clock) && !is_stale(clock); }
 
   private:
+    int descriptor_;
     uint64_t pid_namespace_ = 0;
 };
 
@@ -78,9 +82,9 @@ class TableWrite
 constexpr size_t no_slot = Table::capacity;
 
 // Finds the slot of (kind, id, container). Only a matching clock's process is checked for its end.
-size_t find_slot(const Table &table, uint64_t kind, const zynov_iov &record);
+size_t find_slot(const Table &table, uint64_t kind, const zynov_iov &record, Caller &caller);
 
 // Returns a free slot, or a dead process's; probes at most 16 processes first.
-size_t find_free_slot(const Table &table);
+size_t find_free_slot(Table &table, Caller &caller);
 
 } // namespace sim

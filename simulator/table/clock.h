@@ -31,6 +31,8 @@ struct Clock {
 
     uint64_t kind() const { return flags & ZYNOV_KIND_MASK; }
     bool rewinds() const { return flags >> ZYNOV_REWIND_SHIFT != 0; }
+    static constexpr uint64_t last_tree = (uint64_t{1} << 48) - 1;
+
     bool lasts() const { return (refined & ZYNOV_REFINE_LASTING) != 0; }
 };
 

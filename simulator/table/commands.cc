@@ -34,20 +34,20 @@ AddContext find_add_context(unsigned long command, const zynov_iov &record)
     return found;
 }
 
-static int add(Table &table, const zynov_iov &record, const timespec &real, const AddContext &context)
+static int add(Table &table, const zynov_iov &record, const timespec &real, const AddContext &context, Caller &caller)
 {
     const uint64_t kind = record.flags & ZYNOV_KIND_MASK;
     if (kind == ZYNOV_NO_KIND || kind > ZYNOV_PROCESS || record.id == 0)
         return EDOM;
     if (context.error != 0)
         return context.error;
-    if (find_slot(table, kind, record) != no_slot)
+    if (find_slot(table, kind, record, caller) != no_slot)
         return EEXIST;
     if (record.vtime < ZYNOV_EARLIEST_CLOCK)
         return EINVAL;
     if (record.vtime > ZYNOV_LATEST_CLOCK)
         return EOVERFLOW;
-    const size_t slot = find_free_slot(table);
+    const size_t slot = find_free_slot(table, caller);
     if (slot == no_slot)
         return ENOSPC;
     TableWrite(table).put(slot, {.id = record.id,
@@ -68,26 +68,25 @@ static int add(Table &table, const zynov_iov &record, const timespec &real, cons
     return 0;
 }
 
-static int remove(Table &table, const zynov_iov &record)
+static int remove(Table &table, const zynov_iov &record, Caller &caller)
 {
     // A delete passes the kind in vtime.
-    const size_t index = find_slot(table, static_cast<uint64_t>(record.vtime), record);
+    const size_t index = find_slot(table, static_cast<uint64_t>(record.vtime), record, caller);
     if (index == no_slot)
         return no_clock_to_delete;
     TableWrite(table).drop(index);
     return 0;
 }
 
-static int reset(Table &table, uint64_t container_id)
+static int reset(Table &table, uint64_t container_id, Caller &caller)
 {
-    PidNamespace own_namespace;
     TableWrite table_write(table);
     bool any = false;
     for (size_t index = table.used_slots().size(); index-- > 0;) {
         const Clock clock = table.slots[index].load();
-        if (clock.container_id != container_id || !own_namespace.has(clock))
+        if (clock.container_id != container_id || !caller.has(clock))
             continue;
-        any = any || !own_namespace.is_stale(clock);
+        any = any || !caller.is_stale(clock);
         table_write.drop(index);
     }
     return any ? 0 : no_clock_to_reset;
@@ -103,12 +102,12 @@ void begin_boot(Table &table, uint64_t boot)
     table.boot = boot;
 }
 
-static int get_slot(const Table &table, zynov_iov &record, const timespec &real)
+static int get_slot(const Table &table, zynov_iov &record, const timespec &real, Caller &caller)
 {
     if (record.slot >= Table::capacity)
         return EINVAL;
     const Clock clock = table.slots[record.slot].load();
-    if (!PidNamespace().shows(clock)) {
+    if (!caller.shows(clock)) {
         record.id = 0;
         return 0;
     }
@@ -122,11 +121,10 @@ static int get_slot(const Table &table, zynov_iov &record, const timespec &real)
     return 0;
 }
 
-static int64_t high_mark(const Table &table)
+static int64_t high_mark(const Table &table, Caller &caller)
 {
-    PidNamespace own_namespace;
     for (size_t index = table.used_slots().size(); index-- > 0;)
-        if (own_namespace.shows(table.slots[index].load()))
+        if (caller.shows(table.slots[index].load()))
             return static_cast<int64_t>(index);
     return -1;
 }
@@ -136,32 +134,34 @@ int change_table(Table &table, unsigned long command, zynov_iov &record, const t
 {
     if (record.version != ZYNOV_IOV_VERSION)
         return EILSEQ;
+    Caller caller(context.descriptor);
     switch (command) {
     case ZYNOV_IOC_ADD_CLOCK:
-        return add(table, record, real, context); // vtime already holds the value set
+        return add(table, record, real, context, caller); // vtime already holds the value set
     case ZYNOV_IOC_DELETE_CLOCK:
-        return remove(table, record);
+        return remove(table, record, caller);
     case ZYNOV_IOC_RESET_ALL:
-        return reset(table, record.container_id);
+        return reset(table, record.container_id, caller);
     case ZYNOV_IOC_REFINE_CLOCK:
-        return refine(table, record);
+        return refine(table, record, real, caller);
     default:
         return ENOTTY;
     }
 }
 
-int query_table(const Table &table, unsigned long command, zynov_iov &record, const timespec &real)
+int query_table(const Table &table, unsigned long command, zynov_iov &record, const timespec &real, int descriptor)
 {
     if (record.version != ZYNOV_IOV_VERSION)
         return EILSEQ;
+    Caller caller(descriptor);
     switch (command) {
     case ZYNOV_IOC_GET_SLOT:
-        return get_slot(table, record, real);
+        return get_slot(table, record, real, caller);
     case ZYNOV_IOC_HIGH_MARK:
-        record.speed = high_mark(table);
+        record.speed = high_mark(table, caller);
         return 0;
     case ZYNOV_IOC_REFINE_CLOCK:
-        return tell_refined(table, record);
+        return tell_refined(table, record, caller);
     default:
         return ENOTTY;
     }

@@ -12,6 +12,7 @@ struct AddContext {
     int64_t utc_offset;
     uint64_t pid_namespace, birth; // of a process
     int error;                     // of finding them
+    int descriptor = -1;           // of the table's file: tells which trees have members
 };
 AddContext find_add_context(unsigned long command, const zynov_iov &record);
 
@@ -23,6 +24,7 @@ void begin_boot(Table &table, uint64_t boot);
 bool changes_table(unsigned long command, const zynov_iov &record);
 int change_table(Table &table, unsigned long command, zynov_iov &record, const timespec &real,
                  const AddContext &context);
-int query_table(const Table &table, unsigned long command, zynov_iov &record, const timespec &real);
+int query_table(const Table &table, unsigned long command, zynov_iov &record, const timespec &real,
+                int descriptor = -1);
 
 } // namespace sim

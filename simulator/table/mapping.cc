@@ -64,6 +64,14 @@ const Table *attach_state(int descriptor)
     return table;
 }
 
+bool attach_again(int descriptor)
+{
+    struct stat file = {};
+    Table *table = own_table.table;
+    return system_call(SYS_fstat, descriptor, &file) == 0 && own_table.is(file) && !own_table_was_cut &&
+           map_whole(table, Mapping::reading, MAP_SHARED | MAP_FIXED, descriptor) == 0;
+}
+
 int Mapping::map(int descriptor, Use use)
 {
     struct stat file = {};

@@ -9,6 +9,9 @@ namespace sim
 // Maps the table of a checked file, for all later readings by this process; null on failure. Call once.
 const Table *attach_state(int descriptor);
 
+// Maps it again, at the same address, by another description of the same file. Returns false if it is another.
+bool attach_again(int descriptor);
+
 // The table of a checked file during one command of this thread. Commands of one thread do not nest.
 class Mapping
 {

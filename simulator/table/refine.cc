@@ -1,9 +1,7 @@
 #include "simulator/table/refine.h"
 
+#include <algorithm>
 #include <cerrno>
-
-#include "simulator/table/change.h"
-
 namespace sim
 {
 
@@ -32,9 +30,19 @@ static void tell(const Clock &clock, zynov_iov &record)
     record.base = 0;
 }
 
-int refine(Table &table, zynov_iov &record)
+// Never one of another table that a process may still know, so it starts at the time, in hundredths of a millisecond.
+static uint64_t next_tree(Table &table, const timespec &real)
 {
-    const size_t place = find_slot(table, record.flags & ZYNOV_KIND_MASK, record);
+    const uint64_t present =
+        static_cast<uint64_t>(real.tv_sec) * 100'000 + static_cast<uint64_t>(real.tv_nsec) / 10'000;
+    const uint64_t number = std::max<uint64_t>(table.trees + 1, present & Clock::last_tree) & Clock::last_tree;
+    table.trees = number;
+    return number != 0 ? number : 1;
+}
+
+int refine(Table &table, zynov_iov &record, const timespec &real, Caller &caller)
+{
+    const size_t place = find_slot(table, record.flags & ZYNOV_KIND_MASK, record, caller);
     if (place == no_slot)
         return ENOENT;
     Clock clock = table.slots[place].load();
@@ -47,15 +55,15 @@ int refine(Table &table, zynov_iov &record)
     clock.refined |= record.spare;
     TableWrite write(table);
     if ((clock.refined & ZYNOV_REFINE_DESCENDANTS) != 0 && clock.tree == 0)
-        clock.tree = ++table.trees;
+        clock.tree = next_tree(table, real);
     write.put(place, clock);
     tell(clock, record);
     return 0;
 }
 
-int tell_refined(const Table &table, zynov_iov &record)
+int tell_refined(const Table &table, zynov_iov &record, Caller &caller)
 {
-    const size_t place = find_slot(table, record.flags & ZYNOV_KIND_MASK, record);
+    const size_t place = find_slot(table, record.flags & ZYNOV_KIND_MASK, record, caller);
     if (place == no_slot)
         return ENOENT;
     tell(table.slots[place].load(), record);

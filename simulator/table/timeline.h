@@ -38,6 +38,7 @@ Instants read_instants();
 struct Timeline {
     int64_t id; // whose it is, as in Clock
     uint64_t flags, container_id, pid_namespace, birth;
+    uint64_t tree;     // of its clock
     uint64_t number;   // no other of the table has it; 0 for none
     uint64_t is_live;  // its clock is there
     int64_t speed = 1; // as a clock's, but never 0

@@ -74,6 +74,7 @@ static void begin_timeline(Table &table, const Clock &clock, const Instants &now
                     .container_id = clock.container_id,
                     .pid_namespace = clock.pid_namespace,
                     .birth = clock.birth,
+                    .tree = 0,
                     .number = ++table.timelines_begun,
                     .is_live = 0,
                     .speed = 1,
@@ -82,6 +83,7 @@ static void begin_timeline(Table &table, const Clock &clock, const Instants &now
     }
     change_speed(timeline, interval_speed(clock.speed), now);
     timeline.is_live = 1;
+    timeline.tree = clock.tree;
     table.timelines[place].store(timeline);
     if (place >= table.timelines_used)
         table.timelines_used = place + 1;

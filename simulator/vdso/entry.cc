@@ -7,6 +7,7 @@
 
 #include "simulator/process/vvar.h"
 #include "simulator/raw/system_call.h"
+#include "simulator/table/members.h"
 
 namespace sim
 {
@@ -21,6 +22,9 @@ static bool map_table(const char *path, void *address)
     const bool whole = system_call(SYS_fstat, descriptor, &file) == 0 && file.st_size == sizeof(Table);
     const long mapped =
         whole ? system_call(SYS_mmap, address, sizeof(Table), PROT_READ, MAP_SHARED | MAP_FIXED, descriptor, 0) : 0;
+    if (mapped > 0)
+        for_lasting_trees(vvar_pages.table, vvar_pages.vvar.trees,
+                          [descriptor](uint64_t tree) { become_member(static_cast<int>(descriptor), tree); });
     system_call(SYS_close, descriptor);
     return mapped > 0 && vvar_pages.table.header == Header();
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 
+#include "simulator/process/tree_text.h"
 #include "simulator/vdso/tracee.h"
 
 namespace sim
@@ -53,15 +54,33 @@ class Stack
     size_t at_ = 0, count_ = 0;
 };
 
-static bool find_auxv(const Tracee &program, uintptr_t stack_pointer, Auxv &found)
+// Reads an entry of the environment, if it is the one that tells of trees.
+static void read_entry(const Tracee &program, uintptr_t address, Trees &trees)
+{
+    TreeText text = {};
+    constexpr size_t name = sizeof trees_variable; // and the equals sign
+    program.read_some(address, text.data(), name);
+    for (size_t i = 0; i < name; ++i)
+        if (text[i] != (i + 1 < name ? trees_variable[i] : '='))
+            return;
+    for (size_t i = name; i + 1 < text.size() && program.read_some(address + i, &text[i], 1) == 1 && text[i] != '\0';
+         ++i)
+        ;
+    trees = read_trees(&text[name], program.thread());
+}
+
+static bool find_auxv(const Tracee &program, uintptr_t stack_pointer, Auxv &found, Trees &trees)
 {
     Stack stack(program, stack_pointer);
     uint64_t word, value;
+    trees = {};
     if (!stack.next(word))
         return false;
     for (int lists = 0; lists < 2;) { // arguments and environment, each ended by a null
         if (!stack.next(word))
             return false;
+        if (lists == 1 && word != 0)
+            read_entry(program, word, trees);
         lists += word == 0 ? 1 : 0;
     }
     found = {};
@@ -227,8 +246,8 @@ bool inject_vdso(Tracee &program, Vvar &vvar)
     Auxv auxv;
     KernelVdso kernel;
     if (!program.run_to_call_stop() || !program.read_registers(at_start) || at_start.cs != code_of_64_bits ||
-        !find_auxv(program, at_start.rsp, auxv) || auxv.secure || auxv.vdso == 0 || !kernel.read(program, auxv.vdso) ||
-        !kernel.find("__vdso_clock_gettime", vvar.clock_gettime) ||
+        !find_auxv(program, at_start.rsp, auxv, vvar.trees) || auxv.secure || auxv.vdso == 0 ||
+        !kernel.read(program, auxv.vdso) || !kernel.find("__vdso_clock_gettime", vvar.clock_gettime) ||
         !kernel.find("__vdso_gettimeofday", vvar.gettimeofday) ||
         !kernel.find("__vdso_clock_getres", vvar.clock_getres) || !kernel.find("__vdso_getcpu", vvar.getcpu))
         return false;

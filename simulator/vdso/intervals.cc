@@ -19,7 +19,6 @@ static Generation present()
 
 static Generation find_timeline(Timeline &timeline, Instants &changed)
 {
-    const Vvar &vvar = vvar_pages.vvar;
     const Table &table = vvar_pages.table;
     Generation generation;
     Wait wait(true);
@@ -27,13 +26,8 @@ static Generation find_timeline(Timeline &timeline, Instants &changed)
         generation = present();
         while (generation.table % 2 != 0 && wait.rest())
             generation = present();
-        const uint64_t ids = vvar_pages.cache.ids.load(std::memory_order_relaxed);
-        const Identity who = {vvar_pages.cache.process.load(std::memory_order_relaxed),
-                              static_cast<int32_t>(ids >> 32),
-                              static_cast<int32_t>(ids),
-                              vvar.pid_namespace,
-                              0,
-                              vvar.container_id};
+        const Identity who = vdso_identity(vvar_pages.cache.process.load(std::memory_order_relaxed),
+                                           vvar_pages.cache.ids.load(std::memory_order_relaxed));
         timeline = search_timeline(table, who, find_vdso_birth);
         for (size_t i = 0; i < changed.size(); ++i)
             changed[i] = table.changed_at[i].load(std::memory_order_acquire);

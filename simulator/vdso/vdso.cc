@@ -1,5 +1,7 @@
 // Our vDSO: shows the program its clock. Nothing tells it when the program's ids change, so it asks for them again, but
 // not at each reading.
+#include <fcntl.h>
+
 #include <cstddef>
 
 #include "base/integer.h"
@@ -38,22 +40,78 @@ void find_vdso_birth(Identity &who)
         read_inode(who.process, who.birth);
 }
 
-__attribute__((noinline)) static Cache::Found look_up(uint64_t ids, ClockRate &rate)
+// Whether an ancestor has ended, whose id means it in the namespace that the clock was set in. Its birth is compared
+// only with `fully`, since that takes a descriptor.
+static bool has_ended(int64_t pid, uint64_t birth, bool fully)
+{
+    uint64_t present = birth;
+    const bool gone =
+        system_call(SYS_kill, pid, 0) == -ESRCH || (fully && read_inode(pid, present) == 0 && present != birth);
+    struct stat file = {};
+    return gone && system_call(SYS_newfstatat, AT_FDCWD, "/proc/self/ns/pid", &file, 0) == 0 &&
+           file.st_ino == vvar_pages.vvar.pid_namespace;
+}
+
+Identity vdso_identity(int64_t process, uint64_t ids)
 {
     const Vvar &vvar = vvar_pages.vvar;
+    Identity who = {
+        process,   static_cast<int32_t>(ids >> 32), static_cast<int32_t>(ids), vvar.pid_namespace, 0, vvar.container_id,
+        vvar.trees};
+    if (process == vvar.process)
+        return who;
+    // What the program forks lives in the tree that the program began itself, too.
+    Identity program = who;
+    program.process = vvar.process;
+    for (Tree &tree : who.trees)
+        if (tree.number == 0) {
+            tree = Tree::of(own_tree(vvar_pages.table, program, find_vdso_birth), 1);
+            break;
+        }
+    return who;
+}
+
+static Cache::Found search(Identity who, Clock &clock)
+{
+    for (;;) {
+        const Owner owner = search_clock(vvar_pages.table, who, clock, find_vdso_birth);
+        if (owner == Owner::nobody)
+            return Cache::no_clock;
+        if (owner != Owner::ancestor || clock.lasts() || clock.pid_namespace != vvar_pages.vvar.pid_namespace)
+            return Cache::clock;
+        if (!has_ended(clock.id, clock.birth, true)) {
+            vvar_pages.cache.lender.store(clock.id, std::memory_order_relaxed);
+            vvar_pages.cache.lender_birth.store(clock.birth, std::memory_order_relaxed);
+            return Cache::watched_clock;
+        }
+        for (Tree &tree : who.trees)
+            if (tree.number == clock.tree)
+                tree = {};
+    }
+}
+
+static bool has_lender_ended(uint64_t since_asked)
+{
+    constexpr uint64_t id_holds_for = 100'000'000; // nanoseconds
+    const VvarCache &cache = vvar_pages.cache;
+    return has_ended(cache.lender.load(std::memory_order_relaxed), cache.lender_birth.load(std::memory_order_relaxed),
+                     since_asked >= id_holds_for);
+}
+
+__attribute__((noinline)) static Cache::Found look_up(uint64_t ids, ClockRate &rate)
+{
     const Table &table = vvar_pages.table;
     VvarCache &cache = vvar_pages.cache;
     const int64_t process = system_call(SYS_getpid);
     if (cache.process.load(std::memory_order_relaxed) == 0)
         cache.process.store(process, std::memory_order_relaxed);
-    const Identity who = {
-        process, static_cast<int32_t>(ids >> 32), static_cast<int32_t>(ids), vvar.pid_namespace, 0, vvar.container_id};
+    const Identity who = vdso_identity(process, ids);
     Clock clock = {};
     Generation generation;
     Cache::Found found;
     do {
         generation = {table.generation.load(std::memory_order_acquire), ids};
-        found = search_clock(table, who, clock, find_vdso_birth) ? Cache::clock : Cache::no_clock;
+        found = search(who, clock);
     } while (generation.table != table.generation.load(std::memory_order_acquire));
     rate = ClockRate(clock);
     // A vforked child must leave its parent's memory alone.
@@ -69,12 +127,15 @@ static uint64_t present_generation()
 
 __attribute__((noinline)) static Cache::Found find_anew(const timespec &real, ClockRate &rate)
 {
+    const uint64_t since_asked = nanoseconds(real) - vvar_pages.cache.asked_at.load(std::memory_order_relaxed);
     const uint64_t ids = ask_ids(real);
     const uint64_t generation = present_generation();
     // An interrupted change has no generation: the result then holds no longer than the ids.
     const Cache::Found found =
         generation % 2 == 0 ? vvar_pages.cache.clock.load({generation, ids}, rate) : Cache::nothing;
-    return found != Cache::nothing ? found : look_up(ids, rate);
+    return found == Cache::nothing || (found == Cache::watched_clock && has_lender_ended(since_asked))
+               ? look_up(ids, rate)
+               : found;
 }
 
 // Finishes a reading of a clock that is rarely used and that the machine may lack.
@@ -104,7 +165,7 @@ int read_vdso_clock(clockid_t source, timespec &time)
         found = Cache::no_clock;
     else if (nanoseconds(time) - asked_at >= ids_hold_for || found == Cache::nothing) [[unlikely]]
         found = find_anew(time, rate);
-    if (found != Cache::clock)
+    if (found == Cache::no_clock)
         return source == CLOCK_REALTIME ? 0 : vvar.clock_gettime(source, &time);
     time = rate.at(time);
     const bool is_rare = source != CLOCK_REALTIME && source != CLOCK_REALTIME_COARSE;

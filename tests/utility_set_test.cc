@@ -11,7 +11,7 @@ TEST_F(Utility, KnowsWhoIsNamed)
          "grep -cE 'number of a (user|group|process) is from|names nobody: an unset'; $OV delete u:4294967294",
          "10\n" ERROR "incorrect/non-existent username, or uid 4294967294 passed in\n= 2"},
         // A process whose number is no user's.
-        {"sleep 9 >&- & while getent passwd $! >/dev/null; do sleep 9 >&- & done; for who in user:bin bin,sys 09:00 "
+        {"sleep 99 >&- & while getent passwd $! >/dev/null; do sleep 99 >&- & done; for who in user:bin bin,sys 09:00 "
          "staff $!; do $OV add bin $who --in 1d; done 2>&1 | grep hint | sed s/$!/N/; kill $!; $OV delete bin",
          HINT "did you mean u:bin?\n" HINT "identities are separated by blanks, not by commas\n" HINT
               "a time of two words is quoted: --at '2030-12-25 09:00'\n" HINT "did you mean the group, g:staff?\n" HINT
@@ -31,7 +31,8 @@ TEST_F(Utility, TellsOfEachOfMany)
         {"$SIM --fault 1:-1:28 $OV add g:nogroup bin $FREEZE", GIVEN("u:bin (2)", "Frozen") ERROR
          "g:nogroup: an error occurred while executing this request, error = 28\n" HINT
          "there is no room for another clock: 'ovuser list' shows them, 'ovuser delete' makes room\n= 5"},
-        {"$NOBODY sh -c 'sleep 9 & ./ovuser add p:$$ nobody p:$! $FREEZE; ./ovuser delete nobody; ./ovuser delete p:$! "
+        {"$NOBODY sh -c 'sleep 99 & ./ovuser add p:$$ nobody p:$! $FREEZE; ./ovuser delete nobody; ./ovuser delete "
+         "p:$! "
          "bin; kill $!' 2>&1 | sed 's/p:[0-9]*/p:N/'",
          GIVEN("p:N", "Frozen") GIVEN("u:nobody (65534)", "Frozen") GIVEN("p:N", "Frozen") DELETED("u:nobody (65534)")
              AND_ERROR "bin: Non-root user can not modify OV setting for others.\n" AND_ERROR
@@ -68,7 +69,7 @@ TEST_F(Utility, SetsAnew)
         {"$OV add bin $FREEZE >/dev/null; $SIM --fault 1:-1:5 $OV set bin --speed 7",
          ERROR "bin has a clock that cannot be read: Input/output error\n= 5"},
         // For a clock that the caller cannot see, only the value can be kept.
-        {"sleep 9 & $OV add p:$! $FREEZE >/dev/null; $NOBODY $OV set p:$! --speed 2 2>&1 | sed s/$!/N/; $NOBODY $OV "
+        {"sleep 99 & $OV add p:$! $FREEZE >/dev/null; $NOBODY $OV set p:$! --speed 2 2>&1 | sed s/$!/N/; $NOBODY $OV "
          "set p:$! --at @1924419601 --speed FROZEN | cut -d ' ' -f 4-; kill $!",
          AND_ERROR "p:N has a clock that you may not see: give a time\n"
                    "given 2030-12-25T09:00:01+00:00, FROZEN\n= 0"},

@@ -43,8 +43,8 @@ TEST_F(Utility, ShowsProgramsTheirTimeWhereverTheyAre)
          "fast0= 0"},
         // The date goes back at local midnight.
         {"export TZ=XXX-5:30; sh -c './ovuser add p:$$ --at 2030-12-25T23:59 --rewind --speed 1000 >/dev/null;"
-         "sleep 0.2; exec date \"+%F %H\"'",
-         "2030-12-25 00\n= 0"},
+         "sleep 0.2; exec date +%F'",
+         "2030-12-25\n= 0"},
         // Processes of one number: on the host, in another namespace, and a later one. Each sees only its own clock.
         {"own='unshare -pf --propagation unchanged --mount-proc'; ./ovuser add p:1 --in 1d >/dev/null;"
          "$own sh -c './ovuser add p:$$ $FREEZE >/dev/null; ./ovuser list | grep -c p:; exec date +%s'; sleep 0.1;"

@@ -55,7 +55,8 @@ def _decorate_class(make: Callable[[], Any], decorated: Any, as_arg: bool, as_kw
             before(cls)
         decorated.setUpClass = classmethod(set_up_class)
         return decorated
-    for name, member in list(vars(decorated).items()):
+    members = {name: member for each in reversed(decorated.__mro__[:-1]) for name, member in vars(each).items()}
+    for name, member in members.items():
         if inspect.isfunction(member) and not name.startswith("__"):
             setattr(decorated, name, decorate(make, member, as_arg, as_kwarg))
         elif isinstance(member, (staticmethod, classmethod)):

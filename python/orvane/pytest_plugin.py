@@ -2,14 +2,15 @@
 that clock, or one from now on. With --orvane, pytest runs itself again where there are clocks."""
 from __future__ import annotations
 
-from collections.abc import Generator, Iterator
+from collections.abc import Callable, Generator, Iterator
 
 import pytest
 
 import orvane
 from orvane import _start
 
-_CLOCK = pytest.StashKey[orvane.clock]()
+CLOCK = pytest.StashKey[orvane.clock]()
+MARKS: dict[str, Callable[..., orvane.clock]] = {"orvane": orvane.clock}
 
 
 def pytest_addoption(parser: pytest.Parser) -> None:
@@ -42,18 +43,25 @@ def pytest_configure(config: pytest.Config) -> None:
 @pytest.hookimpl(tryfirst=True)  # type: ignore[misc]
 def pytest_runtest_setup(item: pytest.Item) -> None:
     """Before fixtures of any scope are set up."""
-    mark, usual = item.get_closest_marker("orvane"), item.config.getini("orvane_at")
-    if mark or usual:
-        clock = orvane.clock(*mark.args, **mark.kwargs) if mark else orvane.clock(usual)
-        item.stash[_CLOCK] = clock
-        _start_clock(clock)
+    for name, make in MARKS.items():
+        mark = item.get_closest_marker(name)
+        if mark:
+            clock = make(*mark.args, **mark.kwargs)
+            break
+    else:
+        usual = item.config.getini("orvane_at")
+        if not usual:
+            return
+        clock = orvane.clock(usual)
+    item.stash[CLOCK] = clock
+    start_clock(clock)
 
 
 @pytest.hookimpl(hookwrapper=True)  # type: ignore[misc]
 def pytest_runtest_protocol(item: pytest.Item) -> Generator[None, None, None]:
     """Behind the last fixture, whatever has happened."""
     yield
-    clock = item.stash.get(_CLOCK, None)
+    clock = item.stash.get(CLOCK, None)
     if clock is not None and clock.started:
         clock.stop()
 
@@ -61,17 +69,17 @@ def pytest_runtest_protocol(item: pytest.Item) -> Generator[None, None, None]:
 @pytest.fixture
 def orvane_clock(request: pytest.FixtureRequest) -> Iterator[orvane.clock]:
     """The clock of the test's mark, or one from now on where it has none."""
-    clock = request.node.stash.get(_CLOCK, None)
+    clock = request.node.stash.get(CLOCK, None)
     if clock is not None:
         yield clock
         return
     clock = orvane.clock()
-    _start_clock(clock)
+    start_clock(clock)
     yield clock
     clock.stop()
 
 
-def _start_clock(clock: orvane.clock) -> None:
+def start_clock(clock: orvane.clock) -> None:
     missing = None
     try:
         clock.start()

@@ -13,15 +13,8 @@ import pytest
 
 import orvane
 
-pytest_plugins = "pytester"
 END = datetime(2038, 1, 19, 3, 14, tzinfo=timezone.utc)
 OWN = "p:%d" % os.getpid()
-
-
-@pytest.fixture(autouse=True)
-def in_berlin(monkeypatch):
-    monkeypatch.setenv("TZ", "Europe/Berlin")
-    time.tzset()
 
 
 @pytest.mark.parametrize("at", [
@@ -121,7 +114,7 @@ def test_a_forked_child_leaves_its_parents_clock():
 
 
 STORM = """
-import signal, orvane
+import signal, time, orvane
 armed = False
 def interrupt(*_):
     global armed
@@ -130,9 +123,11 @@ def interrupt(*_):
         raise KeyboardInterrupt
 signal.signal(signal.SIGINT, interrupt)
 orvane.add("u:bin")
-left = lost = 0
+left = lost = rounds = 0
 print(flush=True)
-for n in range(2000):
+until = time.monotonic() + 5
+while rounds < 2000 and (rounds < 10 or time.monotonic() < until):
+    rounds += 1
     try:
         armed = True
         while True:
@@ -157,11 +152,11 @@ def test_no_interrupt_leaves_a_clock_behind_nor_takes_another():
     child = subprocess.Popen([sys.executable, "-c", STORM], stdout=subprocess.PIPE, text=True)
     try:
         child.stdout.readline()
-        deadline = time.monotonic() + 120
-        while child.poll() is None and time.monotonic() < deadline:
+        pause = 1 / 2000
+        while child.poll() is None:  # it comes to its end by itself, the slower the fewer rounds it has seen
             child.send_signal(signal.SIGINT)
-            time.sleep(random.random() / 2000)
-        child.kill()
+            time.sleep(random.random() * pause)
+            pause *= 1.0001  # lest a slow machine be busy with signals alone
         assert child.stdout.read().split() == ["0", "0"]
     finally:
         child.kill()

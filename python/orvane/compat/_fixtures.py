@@ -1,0 +1,62 @@
+"""The fixtures and marks of pytest-freezer and time-machine."""
+from __future__ import annotations
+
+from collections.abc import Iterator
+from datetime import timedelta
+
+import pytest
+
+from orvane._instants import Destination
+from orvane.compat._travels import freeze_time, travel
+from orvane.pytest_plugin import CLOCK, MARKS, start_clock
+
+
+def pytest_configure(config: pytest.Config) -> None:
+    MARKS.update(freeze_time=freeze_time, time_machine=travel)
+    config.addinivalue_line("markers", "freeze_time(...): freeze the time of the test")
+    config.addinivalue_line("markers", "time_machine(...): travel for the test")
+
+
+@pytest.fixture
+def freezer(request: pytest.FixtureRequest) -> Iterator[freeze_time]:
+    """The clock of the test's mark, or one that stands still now."""
+    clock = request.node.stash.get(CLOCK, None)
+    if isinstance(clock, freeze_time):
+        yield clock
+        return
+    own = freeze_time()
+    start_clock(own)
+    yield own
+    own.stop()
+
+
+class _TimeMachine:
+    """Travels as soon as it is moved."""
+
+    def __init__(self, clock: travel | None) -> None:
+        self._clock = clock
+
+    def move_to(self, destination: Destination, tick: bool | None = None) -> None:
+        if self._clock is None:
+            self._clock = travel(destination, tick=tick is not False)
+            start_clock(self._clock)
+        else:
+            self._clock.move_to(destination, tick=tick)
+
+    def shift(self, delta: timedelta | float) -> None:
+        if self._clock is None:
+            raise RuntimeError("Initialize time_machine with move_to() before using shift().")
+        self._clock.shift(delta)
+
+    def _stop(self) -> None:
+        if self._clock is not None and self._clock.started:
+            self._clock.stop()
+
+
+@pytest.fixture
+def time_machine(request: pytest.FixtureRequest) -> Iterator[_TimeMachine]:
+    """Travels for the test, once it is told where to."""
+    marked = request.node.stash.get(CLOCK, None)
+    machine = _TimeMachine(marked if isinstance(marked, travel) else None)
+    yield machine
+    machine._stop()

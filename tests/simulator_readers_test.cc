@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "simulator/process/cache.h"
+#include "simulator/process/course.h"
 #include "simulator/table/slot.h"
 
 using namespace sim;
@@ -87,4 +88,72 @@ TEST(Simulator, CachesOneClockForThreadsAndSignalHandlers)
     read_as_of_now();
     EXPECT_NE(cache.load({generation.load(), 7}, rate), Cache::nothing); // no writer has left it locked
     EXPECT_EQ(cache.load({generation.load(), 8}, rate), Cache::nothing);
+}
+
+// Threads read the time of one process, which comes from a fast timeline to slow ones. Every fourth turn is that of a
+// table whose writer was interrupted: what is read by it counts, however long before that the change is said to be.
+static constinit CourseKeeper course = {};
+static std::atomic<uint64_t> turn;
+static Instants born;
+static std::atomic<int64_t> latest, interrupted_at;
+
+static Generation present()
+{
+    const uint64_t now = turn.load();
+    return {now % 4 == 3 ? 7u : 6u, now};
+}
+
+static Generation find_timeline(Timeline &timeline, Instants &changed)
+{
+    constexpr int64_t speeds[] = {60, -4, 1, 1000};
+    Generation found;
+    do {
+        found = present();
+        timeline.number = found.identity % 4 + 1;
+        timeline.speed = speeds[found.identity % 4];
+        timeline.real = timeline.shown = born;
+        changed = read_instants();
+        if (found.identity % 4 == 0)
+            changed[0] = interrupted_at;
+    } while (found != present());
+    return found;
+}
+
+static int64_t read_by_course()
+{
+    for (;;) {
+        const Generation generation = present();
+        CourseKeeper::Look look;
+        if (!course.look(generation, look, [] { return true; })) {
+            course.move_on(find_timeline, read_instants);
+            continue;
+        }
+        timespec time = {};
+        clock_gettime(CLOCK_MONOTONIC, &time);
+        if (look.is_virtual)
+            time = look.monotonic.at(time);
+        if (course.holds(look) && (look.is_unsure || generation == present()))
+            return to_nanoseconds(time);
+    }
+}
+
+TEST(Simulator, NeverShowsMonotonicTimeGoBack)
+{
+    born = read_instants();
+    std::atomic<int> back = 0;
+    const auto read_on = [&](bool changes) {
+        for (int reading = 0; reading < 200000; ++reading) {
+            const int64_t before = latest.load(), now = read_by_course();
+            back += now < before;
+            for (int64_t known = before; known < now && !latest.compare_exchange_weak(known, now);)
+                ;
+            if (changes && reading % 16 == 0 && ++turn % 4 == 3)
+                interrupted_at = read_instants()[0];
+        }
+    };
+    std::thread one(read_on, false), other(read_on, false);
+    read_on(true);
+    one.join();
+    other.join();
+    EXPECT_EQ(back, 0);
 }

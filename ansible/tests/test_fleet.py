@@ -37,6 +37,7 @@ def test_a_fleet_is_set_once_and_one_fails_alone(fleet):
 
 
 def test_a_step_does_what_check_mode_foretold(fleet):
+    own = "p:%d" % os.getpid()
     steps = (  # arguments, what differed and what was done, and the clock afterwards
         ({"identity": "g:bin", "state": "absent"}, [], [], None),
         ({"identity": "g:bin", "epoch": CHRISTMAS, "speed": "frozen", "rewind": True}, [], ["set"], (0, True)),
@@ -48,6 +49,10 @@ def test_a_step_does_what_check_mode_foretold(fleet):
         ({"identity": "g:bin", "at": "2031-01-01 00:00", "speed": "2"}, [], [], (2, False)),
         ({"identity": "g:bin", "at": "2031-01-01 00:00", "speed": "2", "within": "1m"}, ["time"], ["set"], (2, False)),
         ({"identity": "g:bin", "state": "absent"}, [], ["delete"], None),
+        ({"identity": own, "epoch": CHRISTMAS, "speed": 0}, [], ["set"], (0, False)),
+        ({"identity": own, "descendants": True}, ["descendants"], ["set"], (0, False)),
+        ({"identity": own, "descendants": True}, [], [], (0, False)),
+        ({"identity": own, "state": "absent"}, [], ["delete"], None),
         ({"identity": "u:gone", "state": "absent"}, [], [], None),
         ({"identity": "p:4194304", "state": "absent"}, [], [], None))
     told = foretold_and_done(fleet, "clock", [each[0] for each in steps])

@@ -10,8 +10,9 @@ steps = importlib.util.module_from_spec(SPEC)
 SPEC.loader.exec_module(steps)
 
 
-def state(epoch, speed=1, rewind=False):
+def state(epoch, speed=1, rewind=False, descendants=False):
     return {"epoch": epoch, "speed": speed, "rewind": rewind, "frozen": speed == 0 or speed > 1000, "ahead": 0,
+            "descendants": descendants,
             "time": "2030-12-25T09:00:%02d+00:00" % (epoch % 60), "speed_text": "%d times" % speed}
 
 
@@ -34,6 +35,9 @@ AT = ["--at=then"]
     (state(5), state(900, 1, True), True, None, ["rewind"], ["--speed=1", "--rewind"]),
     (state(5, 0), state(5, 1001), True, None, ["speed"], ["--speed=FROZEN", "--no-rewind"]),
     (state(5, -1), state(900, 1), True, None, [], None),  # both are the normal pace
+    (state(5), state(900, 1, False, True), True, None, ["descendants"], ["--descendants"]),
+    (state(5, 1, False, True), state(900, 2, False, True), True, None, ["speed"],
+     ["--speed=2", "--no-rewind", "--descendants"]),
     (state(5, 1), state(900, -2, True), True, None, ["speed", "rewind"], ["--speed=-2", "--rewind"])])
 def test_only_what_differs_is_changed(present, planned, fixed, within, differs, command):
     plan = {"added": [], "deleted": [], "failed": [], "changed": [
@@ -72,6 +76,7 @@ def test_clocks_go_before_others_come():
     ({"identity": "p:7", "at": "now", "speed": "frozen", "rewind": "yes"}, "--at=now --speed=frozen --rewind -- p:7",
      False, 9),
     ({"identity": "a b", "in": "2d", "within": None}, "--in=2d -- 'a b'", False, 9),
+    ({"identity": "p:7", "descendants": True}, "--descendants -- p:7", False, None),
     ({"identity": "g:a", "at": 122509002030}, "--at=122509002030 -- g:a", True, None),
     ("g:a --at '2030-12-25 09:00' # then", "g:a --at '2030-12-25 09:00'", True, None),
     ("g:a --epoch=5", "g:a --epoch=5", True, None), ("g:a --at now", "g:a --at now", False, None),
@@ -87,7 +92,8 @@ def test_a_clock_in_ovusers_words(clock, line, fixed, within):
     ({"at": "now", "within": 90}, "without a unit"), ({"at": "now", "within": "soon"}, "within takes numbers with"),
     ({"at": 8735953944}, "digits that begin with a 0"), ({"date": 267288}, "put it in quotes"),
     ({"speed": 1.5}, "a whole number"), ({"epoch": "then"}, "a whole number"), ({"at": True}, "at cannot be True"),
-    ({"rewind": "maybe"}, "true or false"), ({"at": "now", "in": "1d"}, "at and in are given together"),
+    ({"rewind": "maybe"}, "true or false"), ({"at": "now", "descendants": True}, "those of a process"),
+    ({"at": "now", "in": "1d"}, "at and in are given together"),
     ({}, "a clock needs one of"), ({"at": "now", "sped": 5}, "a clock has no sped, but identity"),
     ({"identity": None, "at": "now"}, "identity cannot be None"), ({"identity": "u:", "at": "now"}, "is u:USER, g:"),
     ({"identity": "user:a", "at": "now"}, "an identity is u:"), ("g:a --at 'now", "No closing quotation"),

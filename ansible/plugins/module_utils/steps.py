@@ -13,7 +13,7 @@ except ImportError:  # Python 2
     from pipes import quote
 
 WHEN = ("at", "in", "date", "epoch")
-KNOWN = ("identity",) + WHEN + ("speed", "rewind", "within")
+KNOWN = ("identity",) + WHEN + ("speed", "rewind", "descendants", "within")
 UNITS = {"s": 1, "m": 60, "h": 3600, "d": 86400}
 TRUTHS = ("true", "false", "yes", "no", "on", "off")
 HIGHEST_SPEED = 1000
@@ -61,6 +61,13 @@ def text_of(option, value):
     return text
 
 
+def truth_of(option, value):
+    truth = str(value).lower()
+    if truth not in TRUTHS:
+        raise Refused("%s takes true or false, not %s" % (option, value))
+    return truth in ("true", "yes", "on")
+
+
 def seconds_of(text):
     """Returns a tolerance, such as "60s" or "1h 30m", in seconds."""
     parts = re.findall(r"([0-9]+)\s*([smhd])", text)
@@ -92,12 +99,13 @@ def read_options(options, within=None):
         raise Refused("%s: %s are given together" % (identity, " and ".join(times)))
     words = ["--%s=%s" % (name, text_of(name, given[name])) for name in times + ["speed"] if name in given]
     if "rewind" in given:
-        truth = str(given["rewind"]).lower()
-        if truth not in TRUTHS:
-            raise Refused("rewind takes true or false, not %s" % given["rewind"])
-        words.append("--rewind" if truth in ("true", "yes", "on") else "--no-rewind")
+        words.append("--rewind" if truth_of("rewind", given["rewind"]) else "--no-rewind")
+    if truth_of("descendants", given.get("descendants", False)):
+        if not identity.startswith("p:"):
+            raise Refused("%s: descendants are those of a process, p:PID" % identity)
+        words.append("--descendants")
     if not words:
-        raise Refused("%s: a clock needs one of %s, speed and rewind" % (identity, ", ".join(WHEN)))
+        raise Refused("%s: a clock needs one of %s, speed, rewind and descendants" % (identity, ", ".join(WHEN)))
     fixed = "epoch" in given or "at" in given and text_of("at", given["at"]) != "now"
     return Wanted(words + ["--", identity], fixed, tolerance(given["within"]) if "within" in given else within)
 
@@ -143,6 +151,8 @@ def differences(present, planned, wanted):
     stands = present["frozen"] or planned["frozen"]
     if apart > wanted.within if wanted.within is not None else wanted.fixed and stands and apart != 0:
         found.append("time")
+    if present.get("descendants") != planned.get("descendants"):
+        found.append("descendants")
     return found
 
 
@@ -155,9 +165,11 @@ def changing(entry, wanted, replace):
     if "time" in differs:
         return dict(entry, differs=differs, command=["set"] + wanted.words)
     kept = dict((name, present[name]) for name in ("time", "epoch", "ahead"))
-    command = ["set", "--speed=%s" % ("FROZEN" if planned["speed"] > HIGHEST_SPEED else planned["speed"]),
-               "--rewind" if planned["rewind"] else "--no-rewind", "--", entry["identity"]]
-    return dict(entry, to=dict(planned, **kept), differs=differs, command=command)
+    words = ["--speed=%s" % ("FROZEN" if planned["speed"] > HIGHEST_SPEED else planned["speed"]),
+             "--rewind" if planned["rewind"] else "--no-rewind"] if differs != ["descendants"] else []
+    if planned.get("descendants"):
+        words.append("--descendants")
+    return dict(entry, to=dict(planned, **kept), differs=differs, command=["set"] + words + ["--", entry["identity"]])
 
 
 def steps(plan, wanted, replace=True):
@@ -178,7 +190,10 @@ def describe(step, state):
     identity = "%s:%s" % (step["kind"][0], step["name"] or step["id"])
     time = state["time"].replace("T", " ") if state["time"] else "@%d" % state["epoch"]
     pace_of_it = state["speed_text"].lower() if state["speed"] <= HIGHEST_SPEED else state["speed_text"]
-    return "%s: %s, %s%s\n" % (identity, time, pace_of_it, ", rewinding at midnight" if state["rewind"] else "")
+    more = ", rewinding at midnight" if state["rewind"] else ""
+    if state.get("descendants"):
+        more += ", passed on to its descendants"
+    return "%s: %s, %s%s\n" % (identity, time, pace_of_it, more)
 
 
 def difference_of(all_steps):

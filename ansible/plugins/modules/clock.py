@@ -62,6 +62,12 @@ options:
       - Whether the clock goes back to the same date at every midnight.
       - With a time and without I(rewind) it does not; with neither it keeps to what it does.
     type: bool
+  descendants:
+    description:
+      - Whether a process, C(p:PID), passes its clock on to what it starts from now on.
+      - A clock that is passed on stays so; to end that, take it away.
+    type: bool
+    default: false
   within:
     description:
       - How far the time of a clock that is there may be off, such as C(60s) or C(1h 30m), before it is set anew.
@@ -83,7 +89,8 @@ attributes:
     description: Shows the clock before and after, in words.
     support: full
 notes:
-  - One of I(at), I(in), I(date), I(epoch), I(speed) and I(rewind) is needed where a clock is to be set.
+  - One of I(at), I(in), I(date), I(epoch), I(speed), I(rewind) and I(descendants) is needed where a clock is to be
+    set.
   - An ordinary user may set his own clock and those of processes.
 seealso:
   - module: orvane.clocks.clocks
@@ -107,6 +114,13 @@ EXAMPLES = r'''
   orvane.clocks.clock:
     identity: u:alice
     speed: frozen
+
+- name: A year ahead for a server that runs, and what it starts from now on
+  orvane.clocks.clock:
+    identity: p:4242
+    in: 1y
+    within: 60s
+    descendants: true
 
 - name: Real time again
   orvane.clocks.clock:
@@ -134,8 +148,10 @@ clock:
     frozen: false
     rewind: false
     origin: null
+    descendants: false
 differs:
-  description: What of a clock that was there was not as it is wanted, of C(speed), C(rewind) and C(time).
+  description:
+    - What of a clock that was there was not as it is wanted, of C(speed), C(rewind), C(time) and C(descendants).
   returned: success
   type: list
   elements: str
@@ -195,6 +211,7 @@ def main():
             "epoch": {"type": "raw"},
             "speed": {"type": "raw"},
             "rewind": {"type": "bool"},
+            "descendants": {"type": "bool", "default": False},
             "within": {"type": "raw"},
             "replace": {"type": "bool", "default": True},
         },

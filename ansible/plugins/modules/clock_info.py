@@ -71,6 +71,7 @@ clocks:
       frozen: false
       rewind: false
       origin: null
+      descendants: false
 status:
   description: The exit status of ovuser, where it failed.
   returned: failure

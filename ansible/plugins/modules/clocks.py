@@ -22,8 +22,8 @@ options:
   clocks:
     description:
       - The clocks, each of another identity. One is either a dictionary of C(identity), C(at), C(in), C(date),
-        C(epoch), C(speed), C(rewind) and C(within), which mean what they do to M(orvane.clocks.clock), or a line in the
-        words that C(ovuser add) takes, as in a file for C(ovuser apply).
+        C(epoch), C(speed), C(rewind), C(descendants) and C(within), which mean what they do to M(orvane.clocks.clock),
+        or a line in the words that C(ovuser add) takes, as in a file for C(ovuser apply).
     type: list
     elements: raw
     required: true
@@ -97,8 +97,11 @@ clocks:
       frozen: false
       rewind: false
       origin: null
+      descendants: false
 differs:
-  description: For each identity whose clock was not as it is wanted what differed, of C(speed), C(rewind) and C(time).
+  description:
+    - For each identity whose clock was not as it is wanted what differed, of C(speed), C(rewind), C(time) and
+      C(descendants).
   returned: success
   type: dict
   sample: {'u:alice': [speed]}

@@ -6,6 +6,7 @@
 #include <stdio.h>
 #include <string.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "contract/clock.h"
@@ -150,6 +151,61 @@ static struct zynov_iov refine(uint64_t kind, int64_t id, uint64_t what, int64_t
     return record;
 }
 
+static int is_christmas(void)
+{
+    return time(NULL) >= CHRISTMAS;
+}
+
+/* A child, and a child of that; the result is for _exit. */
+static int look_below(pid_t first)
+{
+    int status = -1;
+    IS(refine(3, getpid(), 0, 0, 0, 0).base, 1);
+    IS(is_christmas(), 1);
+    if (fork() == 0) {
+        const struct zynov_iov got = refine(3, getpid(), 0, 0, 0, 0);
+        IS(got.id, first);
+        IS(got.base, 2);
+        IS(got.spare, 4);
+        _exit(wrong || !is_christmas());
+    }
+    wait(&status);
+    return wrong || status != 0;
+}
+
+/* Those have the clock that are made while it is passed on. */
+static void try_passing_on(void)
+{
+    int first[2], second[2], up[2], status = -1;
+    char byte = 0;
+    const pid_t self = getpid();
+    if (pipe(first) != 0 || pipe(second) != 0 || pipe(up) != 0)
+        return;
+    const pid_t before = fork();
+    if (before == 0)
+        _exit(read(first[0], &byte, 1) != 1 || is_christmas());
+    IS(refine(3, self, 4, 0, 0, 0).spare, 4);
+    const pid_t child = fork();
+    if (child == 0) {
+        byte = (char)look_below(self);
+        _exit(write(up[1], &byte, 1) != 1 || read(second[0], &byte, 1) != 1 || is_christmas());
+    }
+    IS(read(up[0], &byte, 1), 1);
+    IS(byte, 0);
+    IS(refine(3, child, 0, 0, 0, 0).id, self);
+    refine(3, child, 1, 0, 0, ENOENT);
+    refine(3, before, 0, 0, 0, ENOENT);
+    IS(high_mark(), 0);
+    IS(write(first[1], "", 1), 1);
+    IS(waitpid(before, &status, 0), before);
+    IS(status, 0);
+    IS(change(DELETE, 0, self, 3, 0), 0);
+    refine(3, child, 0, 0, 0, ENOENT);
+    IS(write(second[1], "", 1), 1);
+    IS(waitpid(child, &status, 0), child);
+    IS(status, 0);
+}
+
 static void try_refining(void)
 {
     struct zynov_iov got;
@@ -175,6 +231,8 @@ static void try_refining(void)
     IS(got.origin, -3600);
     IS(change(RESET, 0, 0, 0, 0), 0);
 
+    IS(change(ADD, 3, getpid(), CHRISTMAS, 0), 0);
+    try_passing_on();
     IS(change(ADD, 3, getpid(), CHRISTMAS, 0), 0);
     refine(3, getpid(), 8, 0, 0, EINVAL);
     IS(refine(3, getpid(), 4, 0, 0, 0).spare, 4);

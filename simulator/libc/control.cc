@@ -16,6 +16,7 @@
 
 #include "contract/zynov.h"
 #include "simulator/libc/setting.h"
+#include "simulator/process/kin.h"
 #include "simulator/process/own_clock.h"
 #include "simulator/process/sigbus.h"
 #include "simulator/raw/memory.h"
@@ -26,6 +27,7 @@
 #include "simulator/table/faults.h"
 #include "simulator/table/lock.h"
 #include "simulator/table/mapping.h"
+#include "simulator/table/refine.h"
 #include "simulator/table/state.h"
 
 namespace sim
@@ -112,7 +114,11 @@ static int run_command(int descriptor, unsigned long command, zynov_iov &record)
     Mapping mapping;
     if (const int error = mapping.map(descriptor, Mapping::reading))
         return error;
-    const int error = query_table(*mapping.table(), command, record, real_time(), descriptor);
+    int error = query_table(*mapping.table(), command, record, real_time(), descriptor);
+    Trees trees;
+    if (command == ZYNOV_IOC_REFINE_CLOCK && error == ENOENT && (record.flags & ZYNOV_KIND_MASK) == ZYNOV_PROCESS &&
+        read_trees_of(record.id, trees))
+        error = tell_passed_on(*mapping.table(), record, trees, descriptor);
     return mapping.was_cut() ? EBADMSG : error;
 }
 

@@ -29,6 +29,11 @@ Trees own_trees()
     return own;
 }
 
+uintptr_t trees_address()
+{
+    return std::bit_cast<uintptr_t>(tree_words.data());
+}
+
 // It takes the place of an earlier one that this process began, which is no more, else a free one, else the farthest's.
 void enter_tree(uint64_t number)
 {

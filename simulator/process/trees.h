@@ -9,6 +9,9 @@ namespace sim
 
 Trees own_trees();
 
+// Where they are, as an array of Tree: another process reads them there.
+uintptr_t trees_address();
+
 // At the start: takes them from the environment, and keeps a text there that can be changed in place.
 void begin_trees();
 

@@ -70,4 +70,22 @@ int tell_refined(const Table &table, zynov_iov &record, Caller &caller)
     return 0;
 }
 
+int tell_passed_on(const Table &table, zynov_iov &record, const Trees &trees, int descriptor)
+{
+    Caller caller(descriptor);
+    const Tree *nearest = nullptr;
+    for (const Slot &slot : table.used_slots()) {
+        const Clock clock = slot.load();
+        for (const Tree &tree : trees)
+            if (clock.tree != 0 && tree.number == clock.tree &&
+                (nearest == nullptr || tree.generations < nearest->generations) && caller.shows(clock)) {
+                nearest = &tree;
+                tell(clock, record);
+                record.id = clock.id;
+                record.base = tree.generations;
+            }
+    }
+    return nearest != nullptr ? 0 : ENOENT;
+}
+
 } // namespace sim

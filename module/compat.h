@@ -4,13 +4,15 @@
 #define ZYNOV_COMPAT_H
 
 #include <linux/alarmtimer.h>
+#include <linux/ftrace.h>
 #include <linux/hrtimer.h>
 #include <linux/mm.h>
+#include <linux/module.h>
 #include <linux/version.h>
 #include <linux/wait.h>
 
-#ifndef CONFIG_X86_64
-#error "The module knows the vDSO of x86-64 alone."
+#if !defined(CONFIG_X86_64) || !defined(CONFIG_DYNAMIC_FTRACE_WITH_ARGS)
+#error "The module knows the vDSO and the ftrace of x86-64 alone."
 #endif
 #if LINUX_VERSION_CODE >= KERNEL_VERSION(6, 13, 0)
 #error "From 6.13 on the vDSO's data lies elsewhere, which the module does not know."
@@ -48,6 +50,23 @@ static inline int frame_behind(struct vm_area_struct *vma,
 #else
 	return follow_pfn(vma, address, frame);
 #endif
+}
+
+/* Without FTRACE_OPS_FL_SAVE_REGS, these are the arguments and ip alone, for half the price. */
+static __always_inline struct pt_regs *registers_of(struct ftrace_regs *fregs)
+{
+	return (struct pt_regs *)fregs;
+}
+
+/* within_module() looks at all that a module consists of, which takes longer than a reading. */
+static __always_inline bool is_own_text(unsigned long address)
+{
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(6, 4, 0)
+	const struct module_memory *text = &THIS_MODULE->mem[MOD_TEXT];
+#else
+	const struct module_layout *text = &THIS_MODULE->core_layout;
+#endif
+	return address - (unsigned long)text->base < text->size;
 }
 
 /* kernel/futex/futex.h: the flag of a wait until an instant of CLOCK_REALTIME. */

@@ -5,6 +5,7 @@
 #include <linux/kprobes.h>
 #include <linux/module.h>
 
+#include "compat.h"
 #include "hooks.h"
 #include "ids.h"
 #include "inside.h"
@@ -72,33 +73,31 @@ static void notrace redirect(unsigned long address, unsigned long parent,
 {
 	const struct hook *hook = hook_at(address);
 
-	if (within_module(parent, THIS_MODULE))
+	if (is_own_text(parent))
 		return;
 	if (hook->instead == get_task_pid_instead &&
 	    (parent < clone_begin || parent >= clone_end))
 		return;
-	if (hook->when && !hook->when(ftrace_get_regs(fregs)))
+	if (hook->when && !hook->when(registers_of(fregs)))
 		return;
-	ftrace_get_regs(fregs)->ip = (unsigned long)hook->instead;
+	registers_of(fregs)->ip = (unsigned long)hook->instead;
 }
 
 static void notrace change_arguments(unsigned long address, unsigned long parent,
 				     struct ftrace_ops *ops, struct ftrace_regs *fregs)
 {
 	if (table_in_use())
-		hook_at(address)->before(ftrace_get_regs(fregs));
+		hook_at(address)->before(registers_of(fregs));
 }
-
-#define OPS_FLAGS (FTRACE_OPS_FL_SAVE_REGS | FTRACE_OPS_FL_PERMANENT)
 
 static struct ftrace_ops redirect_ops = {
 	.func = redirect,
-	.flags = OPS_FLAGS | FTRACE_OPS_FL_IPMODIFY,
+	.flags = FTRACE_OPS_FL_PERMANENT | FTRACE_OPS_FL_IPMODIFY,
 };
 
 static struct ftrace_ops arguments_ops = {
 	.func = change_arguments,
-	.flags = OPS_FLAGS,
+	.flags = FTRACE_OPS_FL_PERMANENT,
 };
 
 /* From a kprobe that is never armed: an exported way to find a function. */

@@ -34,6 +34,14 @@ TEST_F(Utility, PassesAClockOn)
     expect({
         {"$OV run $FREEZE $OV list --json | " + shown + "$OV run --alone $FREEZE $OV list --json | " + shown,
          "[true,0]\n[false,0]\n= 0"},
+        // Anybody's command, also that of a container's root, and what it leaves running.
+        {"unshare -r true 2>&- && as='unshare -r'; for as in '' \"$NOBODY\" \"$as\"; do $as $OV run $FREEZE sh -c "
+         "'(date +%s); sh -c \"date +%s; exit 7\"'; echo $?; done",
+         CHRISTMAS_SECOND CHRISTMAS_SECOND "7\n" CHRISTMAS_SECOND CHRISTMAS_SECOND
+                                           "7\n" CHRISTMAS_SECOND CHRISTMAS_SECOND "7\n= 0"},
+        {"mkfifo d e; for kind in '' --daemons; do $OV run $kind $FREEZE sh -c '(read line <d; date +%s >e) &';"
+         "echo >d; cat e; done",
+         "real\n" CHRISTMAS_SECOND "= 0"},
         // A running process; what it is passed on to can be set alone, and stays when the clock is replaced or saved.
         {"p=p:$$; $OV add $p $FREEZE >out; $OV set $p --descendants --dry-run --json | jq -c '.changed[0] | "
          "[.from.descendants, .to.descendants, .to.epoch]'; $OV list --json | " +

@@ -42,6 +42,11 @@ TEST_F(Utility, PassesAClockOn)
         {"mkfifo d e; for kind in '' --daemons; do $OV run $kind $FREEZE sh -c '(read line <d; date +%s >e) &';"
          "echo >d; cat e; done",
          "real\n" CHRISTMAS_SECOND "= 0"},
+        // By whose clock a grandchild lives. An ordinary user may not see that.
+        {"mkfifo f g; $OV run $FREEZE sh -c '((echo >f; read x <g) & read x <f; ./ovuser show p:$! --json | jq -c "
+         "\".[] | [.lives_by, .generations, .kept_by, .clock.epoch, .clock.descendants]\"; ./ovuser show p:$! | sed -n "
+         "\"s/p:.*p:[0-9]*//p\"; $0 ./ovuser show p:$! | cut -c 13-; echo >g; wait); true' \"$NOBODY\"",
+         "[\"ancestor\",2,\"simulator\",1924419600,true]\n, 2 generations up\nno clock that you may see\n= 0"},
         // A running process; what it is passed on to can be set alone, and stays when the clock is replaced or saved.
         {"p=p:$$; $OV add $p $FREEZE >out; $OV set $p --descendants --dry-run --json | jq -c '.changed[0] | "
          "[.from.descendants, .to.descendants, .to.epoch]'; $OV list --json | " +

@@ -4,6 +4,7 @@ import calendar
 import copy
 import logging
 import pickle
+import subprocess
 import threading
 import time
 import unittest
@@ -258,6 +259,41 @@ def test_checks(freeze, check):
             freezegun.api.TickingDateTimeFactory, "tick"):
         pytest.skip("later versions of freezegun have it")
     assert CHECKS[check](freeze) is True
+
+
+def refuses(error, *arguments, **keywords):
+    def check(freeze):
+        try:
+            with freeze(*arguments, **keywords):
+                return True
+        except error:
+            return False
+    return check
+
+
+def inside(read, **keywords):
+    def check(freeze):
+        with freeze(AT, **keywords):
+            return read()
+    return check
+
+
+# The rows of python/from-freezegun.md: so it is with freezegun, and not with a clock.
+DIFFERENCES = {
+    "time.monotonic": inside(lambda: time.monotonic() == [time.sleep(0.001), time.monotonic()][1]),
+    "time.perf_counter": inside(lambda: time.perf_counter() == [time.sleep(0.001), time.perf_counter()][1]),
+    "auto_tick_seconds": refuses(TypeError, AT, auto_tick_seconds=15),
+    "before 1970": refuses(orvane.OutOfRange, "1969-07-20"), "behind 2262": refuses(orvane.OutOfRange, "2300-01-01"),
+    "FakeDatetime": inside(lambda: type(datetime.now()).__name__ == "FakeDatetime"),
+    "localtime": inside(lambda: time.localtime().tm_hour != datetime.now().hour, tz_offset=-4),
+    "now of a zone": inside(lambda: datetime.now(UTC) == (AT - hours(4)).replace(tzinfo=UTC), tz_offset=-4),
+    "programs": inside(lambda: int(subprocess.check_output(["date", "+%Y"])) != 2030),
+}
+
+
+@pytest.mark.parametrize("difference", DIFFERENCES)
+def test_differences(freeze, difference):
+    assert DIFFERENCES[difference](freeze) is (freeze is freezegun.freeze_time)
 
 
 def test_what_suites_import_and_set(recwarn):

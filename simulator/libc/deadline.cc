@@ -2,7 +2,9 @@
 
 #include "simulator/libc/reading.h"
 #include "simulator/process/clock_ids.h"
+#include "simulator/process/intervals.h"
 #include "simulator/process/own_clock.h"
+#include "simulator/process/own_course.h"
 #include "simulator/raw/memory.h"
 
 namespace sim
@@ -20,11 +22,16 @@ static bool read_instant(const timespec *given, timespec &instant)
 const timespec *real_deadline(clockid_t source, const timespec *instant, timespec &real)
 {
     ClockRate rate;
+    Pace pace;
     timespec awaited;
-    if (!waited_ids.has(source) || !own_clock(rate) || !read_instant(instant, awaited))
+    const bool is_interval = interval_ids.has(source);
+    if (is_interval ? !own_pace(pace) : !waited_ids.has(source) || !own_clock(rate))
+        return instant;
+    if (!read_instant(instant, awaited))
         return instant;
     const int64_t ahead = seconds_ahead(source);
-    real = rate.when({awaited.tv_sec - ahead, awaited.tv_nsec}, real_time());
+    real = is_interval ? pace.real_instant(source, awaited)
+                       : rate.when({awaited.tv_sec - ahead, awaited.tv_nsec}, real_time());
     if (__builtin_add_overflow(real.tv_sec, ahead, &real.tv_sec))
         real.tv_sec = INT64_MAX;
     if (real.tv_sec == 0 && real.tv_nsec == 0)
@@ -32,10 +39,39 @@ const timespec *real_deadline(clockid_t source, const timespec *instant, timespe
     return &real;
 }
 
+const timespec *real_length(const timespec *length, timespec &real)
+{
+    Pace pace;
+    timespec given;
+    if (!own_pace(pace) || !read_instant(length, given))
+        return length;
+    real = pace.real_length(given);
+    return &real;
+}
+
+void show_left(timespec &left)
+{
+    Pace pace;
+    if (own_pace(pace))
+        left = pace.shown_length(left);
+}
+
+static bool are_intervals_followed()
+{
+    return table_generation() != nullptr && intervals_by_clock.load(std::memory_order_relaxed);
+}
+
+bool is_followed(clockid_t source)
+{
+    return source == CLOCK_MONOTONIC ? are_intervals_followed()
+                                     : waited_ids.has(source) && table_generation() != nullptr;
+}
+
 bool Deadline::begin(clockid_t source, const timespec *instant)
 {
-    if (!waited_ids.has(source) || table_generation() == nullptr || !read_instant(instant, awaited_))
+    if (!is_followed(source) || !read_instant(instant, awaited_))
         return false;
+    kernel_clock_ = source == CLOCK_MONOTONIC ? CLOCK_MONOTONIC : CLOCK_REALTIME;
     awaited_.tv_sec -= seconds_ahead(source);
     generation_ = table_generation()->load(std::memory_order_acquire);
     has_clock_ = own_clock(rate_);
@@ -43,32 +79,57 @@ bool Deadline::begin(clockid_t source, const timespec *instant)
     return true;
 }
 
+static timespec interval_now()
+{
+    timespec now;
+    return read_interval_clock(CLOCK_MONOTONIC, now) ? now : real_time(CLOCK_MONOTONIC);
+}
+
+bool Deadline::begin_length(const timespec *length)
+{
+    timespec given;
+    if (!are_intervals_followed() || !read_instant(length, given))
+        return false;
+    timespec end = later(interval_now(), given.tv_nsec);
+    if (__builtin_add_overflow(end.tv_sec, given.tv_sec, &end.tv_sec))
+        end.tv_sec = INT64_MAX;
+    return begin(CLOCK_MONOTONIC, &end);
+}
+
 void Deadline::compute()
 {
-    real_ = has_clock_ ? rate_.when(awaited_, real_time()) : awaited_;
+    Pace pace;
+    if (kernel_clock_ == CLOCK_MONOTONIC)
+        real_ = own_pace(pace) ? pace.real_instant(CLOCK_MONOTONIC, awaited_) : awaited_;
+    else
+        real_ = has_clock_ ? rate_.when(awaited_, real_time()) : awaited_;
     if (real_.tv_sec < 0) // TAI's first seconds
         real_ = {};
 }
 
-bool Deadline::has_passed() const
+timespec Deadline::now() const
 {
-    return !is_before(real_time(), real_);
+    return real_time(kernel_clock_);
 }
 
-bool Deadline::renew()
+void Deadline::renew()
 {
     ClockRate rate;
     const uint64_t generation = table_generation()->load(std::memory_order_acquire);
     if (generation == generation_ && generation % 2 == 0)
-        return false;
+        return;
     generation_ = generation;
     const bool has_clock = own_clock(rate);
-    if (has_clock == has_clock_ && (!has_clock || rate == rate_))
-        return false;
+    if (kernel_clock_ == CLOCK_REALTIME && has_clock == has_clock_ && (!has_clock || rate == rate_))
+        return;
     has_clock_ = has_clock;
     rate_ = rate;
     compute();
-    return true;
+}
+
+timespec Deadline::left() const
+{
+    return length_between(interval_now(), awaited_);
 }
 
 const uint32_t *Deadline::futex() const

@@ -9,40 +9,6 @@
 namespace sim
 {
 
-// Computes the real instant at which this process's clock reaches an instant of a system clock, into `real`; returns
-// the instant itself if it is real. Invalid instants (unreadable, with too many nanoseconds, before the epoch) are
-// returned as they are, for the call to refuse. Async-signal-safe, as all here.
-const timespec *real_deadline(clockid_t source, const timespec *instant, timespec &real);
-
-// The end of a wait that goes by this process's clock, and by those that it gets meanwhile.
-class Deadline
-{
-  public:
-    // Returns false if no change of clocks can move the end, or the call has to refuse the instant.
-    bool begin(clockid_t source, const timespec *instant);
-
-    // The real instant, by CLOCK_REALTIME whatever the source.
-    const timespec &real() const { return real_; }
-    bool has_passed() const;
-
-    // Follows the clocks; returns whether the end moved. A clock that stands still, or goes back at midnight, is only
-    // asked again once it changes: each time it would be as far from the instant as before.
-    bool renew();
-
-    // The half of the table's generation that is a futex, and its value when the end was computed.
-    const uint32_t *futex() const;
-    uint32_t generation() const { return static_cast<uint32_t>(generation_); }
-
-  private:
-    void compute();
-
-    clockid_t source_;
-    timespec awaited_, real_;
-    uint64_t generation_;
-    bool has_clock_;
-    ClockRate rate_;
-};
-
 // The instant so many nanoseconds, less than a second, after another one.
 inline timespec later(const timespec &instant, int64_t nanoseconds)
 {
@@ -54,5 +20,62 @@ inline bool is_before(const timespec &one, const timespec &other)
 {
     return zynov_is_before({one.tv_sec, one.tv_nsec}, {other.tv_sec, other.tv_nsec}) != 0;
 }
+
+// How long it is from one instant until a later one; nothing from one until an earlier one.
+inline timespec length_between(const timespec &from, const timespec &until)
+{
+    const zynov_instant length =
+        zynov_later({until.tv_sec, until.tv_nsec}, zynov_difference(0, from.tv_sec), zynov_difference(0, from.tv_nsec));
+    return length.seconds < 0 ? timespec{} : timespec{length.seconds, length.nanoseconds};
+}
+
+// Computes the real instant at which this process's clock reaches an instant of a system clock, into `real`; returns
+// the instant itself if it is real. Invalid instants (unreadable, with too many nanoseconds, before the epoch) are
+// returned as they are, for the call to refuse. Async-signal-safe, as all here.
+const timespec *real_deadline(clockid_t source, const timespec *instant, timespec &real);
+
+// The same for how long a wait is to last, where intervals go by the clock; and what is left of it, back.
+const timespec *real_length(const timespec *length, timespec &real);
+void show_left(timespec &left);
+
+// Whether a change of clocks may move waits until instants of a system clock: of CLOCK_MONOTONIC where intervals go by
+// the clock. Never without a table.
+bool is_followed(clockid_t source);
+
+// The end of a wait that goes by this process's clock, and by those that it gets meanwhile.
+class Deadline
+{
+  public:
+    // Return false if no change of clocks can move the end, or the call has to refuse the instant or the length. A
+    // length is counted from now.
+    bool begin(clockid_t source, const timespec *instant);
+    bool begin_length(const timespec *length);
+
+    // The real instant, by a clock that futexes know: CLOCK_REALTIME or CLOCK_MONOTONIC.
+    const timespec &real() const { return real_; }
+    clockid_t kernel_clock() const { return kernel_clock_; }
+    timespec now() const;
+    bool has_passed() const { return !is_before(now(), real_); }
+
+    // Follows the clocks. One that stands still, or goes back at midnight, is only asked again once it changes: each
+    // time it would be as far from the instant as before.
+    void renew();
+
+    // What is left by the clock, for CLOCK_MONOTONIC.
+    timespec left() const;
+
+    // The half of the table's generation that is a futex, and its value when the end was computed.
+    const uint32_t *futex() const;
+    uint32_t generation() const { return static_cast<uint32_t>(generation_); }
+
+  private:
+    void compute();
+
+    clockid_t kernel_clock_;
+    timespec awaited_, real_;
+    uint64_t generation_;
+    bool has_clock_;
+    ClockRate rate_;
+};
 
 } // namespace sim

@@ -6,8 +6,6 @@
 #include <cerrno>
 
 #include "simulator/libc/deadline.h"
-#include "simulator/process/clock_ids.h"
-#include "simulator/process/own_clock.h"
 
 namespace sim
 {
@@ -25,22 +23,35 @@ inline bool has_set_etimedout(long result)
 class Slices
 {
   public:
-    // Returns false if the wait is to be as it is.
+    // Return false if the wait is to be as it is.
     bool begin(clockid_t source, const timespec *instant) { return deadline_.begin(source, instant); }
+    bool begin_length(const timespec *length) { return deadline_.begin_length(length); }
 
     // The end of the next slice. Together with the time that it takes to wake up, none is longer than a second.
     const timespec *next()
     {
         constexpr int64_t longest = 900'000'000;
-        end_ = later(real_time(), length_);
+        end_ = later(deadline_.now(), length_);
         if (is_before(deadline_.real(), end_))
             end_ = deadline_.real();
         length_ = std::min(2 * length_, longest);
         return &end_;
     }
+    timespec next_length()
+    {
+        const timespec now = deadline_.now();
+        return length_between(now, *next());
+    }
+    bool is_at_end() const { return !is_before(deadline_.now(), end_); }
 
-    // Whether the wait is over, once the slice is.
-    bool is_over() { return !deadline_.renew() && !is_before(end_, deadline_.real()); }
+    // Whether the wait is over, once a slice is.
+    bool is_over()
+    {
+        deadline_.renew();
+        return deadline_.has_passed();
+    }
+
+    const Deadline &deadline() const { return deadline_; }
 
   private:
     Deadline deadline_;
@@ -69,7 +80,7 @@ template <typename Call, typename TimedOut>
 auto take_in_slices(clockid_t source, const timespec *instant, const Call &call, const TimedOut &timed_out)
 {
     constexpr timespec past = {};
-    if (!waited_ids.has(source) || table_generation() == nullptr)
+    if (!is_followed(source))
         return call(instant);
     const int kept = errno;
     const auto result = call(&past);

@@ -1,11 +1,9 @@
-// Stand-ins for the C library's calls that wait until an instant. Calls that wait for a duration, such as sleep and
-// poll, stay in real time.
+// Stand-ins for the C library's calls that wait until an instant, but for conditions and sleeps.
 #include <mqueue.h>
 #include <pthread.h>
 #include <semaphore.h>
 #include <threads.h>
 
-#include "simulator/libc/futexes.h"
 #include "simulator/libc/slices.h"
 #include "simulator/raw/next.h"
 
@@ -18,20 +16,6 @@ static bool is_thrd_timedout(int result)
 }
 
 } // namespace sim
-
-SIM_STAND_IN(int, clock_nanosleep, (clockid_t source, int flags, const timespec *time, timespec *left))
-{
-    sim::Deadline deadline;
-    timespec real;
-    if ((flags & TIMER_ABSTIME) == 0)
-        return next_clock_nanosleep(source, flags, time, left);
-    if (source != CLOCK_REALTIME_ALARM && deadline.begin(source, time) && !deadline.has_passed()) {
-        const long result = sim::sleep_until(deadline, true);
-        if (result == 0 || result == -EINTR)
-            return static_cast<int>(-result);
-    }
-    return next_clock_nanosleep(source, flags, sim::real_deadline(source, time, real), left);
-}
 
 // Defines the stand-in for a call that waits until an instant: SIM_WAIT(result, name, parameters, way, clock, instant,
 // arguments, how the call says that the time is over). The arguments call the real instant `until`.

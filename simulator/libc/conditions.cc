@@ -118,9 +118,10 @@ SIM_STAND_IN(int, pthread_cond_clockwait,
 SIM_INTERPOSED int sim_pthread_cond_timedwait(pthread_cond_t *condition, pthread_mutex_t *mutex,
                                               const timespec *instant)
 {
-    if (sim::table_generation() == nullptr || sim::goes_by_monotonic_time(condition))
+    if (sim::table_generation() == nullptr)
         return sim::next_cond_timedwait(condition, mutex, instant);
-    return sim::wait_on(condition, CLOCK_REALTIME, instant, ETIMEDOUT,
+    const clockid_t source = sim::goes_by_monotonic_time(condition) ? CLOCK_MONOTONIC : CLOCK_REALTIME;
+    return sim::wait_on(condition, source, instant, ETIMEDOUT,
                         [=](const timespec *until) { return sim::next_cond_timedwait(condition, mutex, until); });
 }
 SIM_VERSION(sim_pthread_cond_timedwait, "pthread_cond_timedwait@@" SIM_SINCE("GLIBC_2.3.2"))

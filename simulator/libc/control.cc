@@ -16,6 +16,7 @@
 
 #include "contract/zynov.h"
 #include "simulator/libc/setting.h"
+#include "simulator/process/intervals.h"
 #include "simulator/process/kin.h"
 #include "simulator/process/own_clock.h"
 #include "simulator/process/sigbus.h"
@@ -105,6 +106,7 @@ static int run_command(int descriptor, unsigned long command, zynov_iov &record)
     if (changes_table(command, record)) {
         AddContext found = find_add_context(command, record);
         found.descriptor = descriptor;
+        found.timeline = own_timeline();
         const TableLock lock(descriptor);
         if (lock.error() != 0)
             return lock.error();

@@ -97,15 +97,20 @@ bool read_interval_clock(clockid_t source, timespec &time)
     });
 }
 
+Timeline own_timeline()
+{
+    Timeline timeline = real_timeline;
+    by_course([&](const CourseKeeper::Look &look) {
+        timeline = look.is_virtual ? own_course.load().timeline : real_timeline;
+    });
+    return timeline;
+}
+
 bool own_pace(Pace &pace)
 {
-    bool is_virtual = false;
-    by_course([&](const CourseKeeper::Look &look) {
-        is_virtual = look.is_virtual;
-        if (is_virtual)
-            pace = Pace(own_course.load().timeline);
-    });
-    return is_virtual;
+    const Timeline timeline = own_timeline();
+    pace = Pace(timeline);
+    return timeline.speed != 1 || timeline.shown != timeline.real;
 }
 
 // A clock that starts with nothing at the epoch shows how long that lasts.

@@ -35,6 +35,9 @@ class Pace
     Timeline timeline_ = real_timeline;
 };
 
+// By which intervals pass for this process.
+Timeline own_timeline();
+
 // The pace of this process; false if all of the above is as in real time. Async-signal-safe.
 bool own_pace(Pace &pace);
 

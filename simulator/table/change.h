@@ -52,15 +52,16 @@ class TableWrite
     TableWrite(const TableWrite &) = delete;
     TableWrite &operator=(const TableWrite &) = delete;
 
-    void put(size_t slot, const Clock &clock)
+    // The timeline of a new clock goes on from another one that is ahead of real time.
+    void put(size_t slot, const Clock &clock, const Timeline &last = real_timeline)
     {
-        store(slot, clock);
+        store(slot, clock, last);
         if (slot >= table_.used)
             table_.used = slot + 1;
     }
     void drop(size_t slot)
     {
-        store(slot, {});
+        store(slot, {}, real_timeline);
         if (slot + 1 == table_.used)
             table_.used = slot;
     }
@@ -68,9 +69,9 @@ class TableWrite
     void restart_timelines() { sim::restart_timelines(table_, now_); }
 
   private:
-    void store(size_t slot, const Clock &clock)
+    void store(size_t slot, const Clock &clock, const Timeline &last)
     {
-        change_timelines(table_, table_.slots[slot].load(), clock, now_);
+        change_timelines(table_, table_.slots[slot].load(), clock, last, now_);
         table_.slots[slot].store(clock);
     }
 

@@ -50,21 +50,23 @@ static int add(Table &table, const zynov_iov &record, const timespec &real, cons
     const size_t slot = find_free_slot(table, caller);
     if (slot == no_slot)
         return ENOSPC;
-    TableWrite(table).put(slot, {.id = record.id,
-                                 .flags = record.flags,
-                                 .container_id = record.container_id,
-                                 .speed = record.speed,
-                                 .origin = record.origin,
-                                 .start = record.vtime,
-                                 .real_seconds = real.tv_sec,
-                                 .real_nanoseconds = real.tv_nsec,
-                                 .utc_offset = context.utc_offset,
-                                 .pid_namespace = context.pid_namespace,
-                                 .birth = context.birth,
-                                 .nanoseconds = 0,
-                                 .refined = 0,
-                                 .tree = 0,
-                                 .empty_since = 0});
+    TableWrite(table).put(slot,
+                          {.id = record.id,
+                           .flags = record.flags,
+                           .container_id = record.container_id,
+                           .speed = record.speed,
+                           .origin = record.origin,
+                           .start = record.vtime,
+                           .real_seconds = real.tv_sec,
+                           .real_nanoseconds = real.tv_nsec,
+                           .utc_offset = context.utc_offset,
+                           .pid_namespace = context.pid_namespace,
+                           .birth = context.birth,
+                           .nanoseconds = 0,
+                           .refined = 0,
+                           .tree = 0,
+                           .empty_since = 0},
+                          kind == ZYNOV_PROCESS ? context.timeline : real_timeline);
     return 0;
 }
 

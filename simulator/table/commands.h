@@ -13,6 +13,7 @@ struct AddContext {
     uint64_t pid_namespace, birth; // of a process
     int error;                     // of finding them
     int descriptor = -1;           // of the table's file: tells which trees have members
+    Timeline timeline = {};        // of the caller, who mostly is the process or its child
 };
 AddContext find_add_context(unsigned long command, const zynov_iov &record);
 

@@ -53,9 +53,9 @@ constexpr Timeline real_timeline = {};
 // At which speed intervals pass under a clock of a speed. One that stands still stops none: they pass at the real one.
 int64_t interval_speed(int64_t clock_speed);
 
-// For who puts a clock into the slot of another, with the generation of the table odd and the instants read since;
-// those of no kind are none.
-void change_timelines(Table &table, const Clock &before, const Clock &after, const Instants &now);
+// For who puts a clock into the slot of another, with the generation of the table odd and the instants read since; one
+// of no kind is none. A new timeline goes on from the last one of its process, if that is ahead of real time.
+void change_timelines(Table &table, const Clock &before, const Clock &after, const Timeline &last, const Instants &now);
 
 // The kernel counts anew: begins all again.
 void restart_timelines(Table &table, const Instants &now);

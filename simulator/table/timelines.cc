@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "simulator/raw/system_call.h"
 #include "simulator/table/table.h"
 
@@ -61,7 +63,7 @@ static size_t find_place(const Table &table)
     return place < Table::capacity ? place : oldest;
 }
 
-static void begin_timeline(Table &table, const Clock &clock, const Instants &now)
+static void begin_timeline(Table &table, const Clock &clock, const Timeline &last, const Instants &now)
 {
     size_t place = find_timeline(table, clock);
     Timeline timeline;
@@ -80,6 +82,8 @@ static void begin_timeline(Table &table, const Clock &clock, const Instants &now
                     .speed = 1,
                     .real = now,
                     .shown = now};
+        for (size_t i = 0; i < now.size(); ++i)
+            timeline.shown[i] = std::max(now[i], last.at(i, now[i]));
     }
     change_speed(timeline, interval_speed(clock.speed), now);
     timeline.is_live = 1;
@@ -89,7 +93,7 @@ static void begin_timeline(Table &table, const Clock &clock, const Instants &now
         table.timelines_used = place + 1;
 }
 
-void change_timelines(Table &table, const Clock &before, const Clock &after, const Instants &now)
+void change_timelines(Table &table, const Clock &before, const Clock &after, const Timeline &last, const Instants &now)
 {
     const size_t place = before.kind() != ZYNOV_NO_KIND ? find_timeline(table, before) : Table::capacity;
     Timeline timeline = {};
@@ -101,7 +105,7 @@ void change_timelines(Table &table, const Clock &before, const Clock &after, con
         table.timelines[place].store(timeline);
     }
     if (after.kind() != ZYNOV_NO_KIND)
-        begin_timeline(table, after, now);
+        begin_timeline(table, after, last, now);
 }
 
 void restart_timelines(Table &table, const Instants &now)
@@ -111,7 +115,7 @@ void restart_timelines(Table &table, const Instants &now)
     table.timelines_used = 0;
     for (const Slot &slot : table.used_slots())
         if (const Clock clock = slot.load(); clock.kind() != ZYNOV_NO_KIND)
-            begin_timeline(table, clock, now);
+            begin_timeline(table, clock, real_timeline, now);
 }
 
 } // namespace sim

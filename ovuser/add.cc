@@ -1,5 +1,3 @@
-#include "ovuser/add.h"
-
 #include <getopt.h>
 #include <unistd.h>
 

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <new>
 
-#include "ovuser/add.h"
 #include "ovuser/array.h"
 #include "ovuser/change.h"
 #include "ovuser/clock_file.h"

@@ -9,7 +9,6 @@
 #include <cstring>
 
 #include "ovuser/clocks.h"
-#include "ovuser/engine_call.h"
 #include "ovuser/lock.h"
 #include "ovuser/message.h"
 #include "ovuser/text.h"

@@ -1,4 +1,4 @@
-#include "ovuser/engine_call.h"
+#include "ovuser/change.h"
 
 #include <cstring>
 #include <ctime>

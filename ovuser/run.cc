@@ -9,7 +9,6 @@
 #include "ovuser/lock.h"
 #include "ovuser/message.h"
 #include "ovuser/subcommands.h"
-#include "ovuser/temporary_clock.h"
 #include "ovuser/text.h"
 
 namespace ovuser

@@ -1,10 +1,8 @@
-#include "ovuser/temporary_clock.h"
-
 #include <algorithm>
 #include <cerrno>
 
+#include "ovuser/change.h"
 #include "ovuser/clocks.h"
-#include "ovuser/engine_call.h"
 #include "ovuser/lock.h"
 #include "ovuser/message.h"
 

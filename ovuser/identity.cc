@@ -73,11 +73,12 @@ static int refuse_other_numbers(const Identity &who)
     char *end;
     errno = 0;
     const long long number = strtoll(who.name, &end, 10);
+    const bool fits = errno == 0;
     if (end == who.name || *end != '\0')
         return done;
     const bool process = who.kind == OV_PROCESS;
     const int64_t least = process ? 1 : 0, most = process ? highest_pid() : INT64_C(4294967294);
-    const bool in_range = errno == 0 && number >= least && number <= most;
+    const bool in_range = fits && number >= least && number <= most;
     if (in_range || (who.kind == OV_USER && getpwnam(who.name) != nullptr) ||
         (who.kind == OV_GROUP && getgrnam(who.name) != nullptr))
         return done;

@@ -76,18 +76,32 @@ static __always_inline bool is_own_text(unsigned long address)
 #define FUTEX_OF_REALTIME 0x02
 #endif
 
+/* What a timer of a program is, in struct k_itimer as in this. */
+union any_timer {
+	struct hrtimer timer;
+	struct alarm alarm;
+};
+
 /* The beginning of struct timerfd_ctx in fs/timerfd.c. */
 struct timerfd_beginning {
-	union {
-		struct hrtimer tmr;
-		struct alarm alarm;
-	} t;
+	union any_timer t;
 	ktime_t tintv;
 	ktime_t moffs;
 	wait_queue_head_t wqh;
 	u64 ticks;
 	int clockid;
+	unsigned short expired;
+	unsigned short settime_flags;
 };
+
+/* A process's timers. */
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(6, 12, 0)
+#define for_each_timer(timer, process) \
+	hlist_for_each_entry(timer, &(process)->signal->posix_timers, list)
+#else
+#define for_each_timer(timer, process) \
+	list_for_each_entry(timer, &(process)->signal->posix_timers, list)
+#endif
 
 /* struct io_timeout_data in io_uring/timeout.c. */
 struct uring_timeout {

@@ -10,6 +10,7 @@
 #include "ids.h"
 #include "inside.h"
 #include "reading.h"
+#include "timers.h"
 #include "vvar.h"
 #include "wait.h"
 #include "whose.h"
@@ -45,7 +46,9 @@ static struct hook {
 	{ "do_adjtimex", refuse_adjtimex, .when = changes_time },
 	{ "common_nsleep", .before = before_nsleep },
 	{ "common_hrtimer_arm", .before = before_timer_arm },
+	{ "common_timer_del", .before = before_timer_delete },
 	{ "do_timerfd_settime", .before = before_timerfd, .optional = true },
+	{ "timerfd_release", .before = before_timerfd_release, .optional = true },
 	{ "do_mq_timedsend", .before = before_mq, .optional = true },
 	{ "do_mq_timedreceive", .before = before_mq, .optional = true },
 	{ "io_timeout", .before = before_uring_timeout, .optional = true },
@@ -86,7 +89,8 @@ static void notrace redirect(unsigned long address, unsigned long parent,
 static void notrace change_arguments(unsigned long address, unsigned long parent,
 				     struct ftrace_ops *ops, struct ftrace_regs *fregs)
 {
-	if (table_in_use())
+	/* Timers are noted as long as they live. */
+	if (READ_ONCE(table_was_used))
 		hook_at(address)->before(registers_of(fregs));
 }
 

@@ -6,6 +6,7 @@
 #include "proc.h"
 #include "process.h"
 #include "table.h"
+#include "timers.h"
 #include "tree.h"
 #include "version.h"
 #include "vvar.h"
@@ -31,6 +32,7 @@ static int __init zynov_init(void)
 
 no_file:
 	hooks_exit();
+	timers_exit();
 no_hooks:
 	process_exit();
 no_processes:
@@ -43,6 +45,7 @@ static void __exit zynov_exit(void)
 	proc_exit();
 	table_empty();
 	hooks_exit();
+	timers_exit();
 	process_exit();
 	vvar_exit();
 }

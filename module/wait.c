@@ -1,56 +1,66 @@
 // SPDX-License-Identifier: GPL-2.0
-#include <linux/file.h>
 #include <linux/io_uring_types.h>
-#include <linux/posix-timers.h>
 #include <linux/sched/signal.h>
 #include <linux/sched/task.h>
 #include <linux/sched/task_stack.h>
 #include <linux/timekeeping.h>
-#include <linux/timerfd.h>
 #include <uapi/linux/io_uring.h>
 #include <asm/syscall.h>
 #include <asm/unistd.h>
 
 #include "compat.h"
+#include "timers.h"
 #include "wait.h"
 #include "whose.h"
 
-/* The real instant at which the caller's clock gets to one; that one without a clock. */
-static void to_real(struct timespec64 *time)
+bool wait_rate(struct task_struct *task, struct zynov_rate *rate)
 {
-	struct timespec64 now;
 	struct vclock *clock;
 
 	rcu_read_lock();
-	clock = clock_of_current();
-	if (clock) {
-		ktime_get_real_ts64(&now);
-		*time = time_of(zynov_real_end(&rcu_dereference(clock->rate)->rate,
-					       instant_of(time), instant_of(&now)));
-	}
+	clock = clock_of_task(task);
+	if (clock)
+		*rate = rcu_dereference(clock->rate)->rate;
 	rcu_read_unlock();
+	return clock != NULL;
 }
 
-static void to_real_of(clockid_t which, struct timespec64 *time)
+bool wait_is_turned(clockid_t which)
 {
-	s64 ahead;
-
-	if (which == CLOCK_REALTIME || which == CLOCK_REALTIME_ALARM) {
-		to_real(time);
-	} else if (which == CLOCK_TAI) {
-		ahead = ktime_to_ns(ktime_mono_to_any(0, TK_OFFS_TAI) -
-				    ktime_mono_to_any(0, TK_OFFS_REAL));
-		*time = timespec64_sub(*time, ns_to_timespec64(ahead));
-		to_real(time);
-		*time = timespec64_add(*time, ns_to_timespec64(ahead));
-	}
+	return which == CLOCK_REALTIME || which == CLOCK_REALTIME_ALARM || which == CLOCK_TAI;
 }
 
-static ktime_t ktime_to_real(clockid_t which, ktime_t instant)
+struct timespec64 wait_ahead(clockid_t which)
+{
+	return ktime_to_timespec64(which == CLOCK_TAI ? ktime_sub(ktime_mono_to_any(0, TK_OFFS_TAI),
+								  ktime_mono_to_real(0)) : 0);
+}
+
+void wait_turn(const struct zynov_rate *rate, clockid_t which, struct timespec64 *time)
+{
+	const struct timespec64 ahead = wait_ahead(which);
+	struct timespec64 now;
+
+	*time = timespec64_sub(*time, ahead);
+	ktime_get_real_ts64(&now);
+	*time = time_of(zynov_real_end(rate, instant_of(time), instant_of(&now)));
+	*time = timespec64_add(*time, ahead);
+}
+
+/* The real instant at which the caller's clock gets to one; that one without a clock. */
+static void to_real(clockid_t which, struct timespec64 *time)
+{
+	struct zynov_rate rate;
+
+	if (table_in_use() && wait_is_turned(which) && wait_rate(current, &rate))
+		wait_turn(&rate, which, time);
+}
+
+static ktime_t ktime_to_real(ktime_t instant)
 {
 	struct timespec64 time = ktime_to_timespec64(instant);
 
-	to_real_of(which, &time);
+	to_real(CLOCK_REALTIME, &time);
 	return timespec64_to_ktime(time);
 }
 
@@ -66,7 +76,7 @@ struct hrtimer_sleeper *futex_setup_timer_instead(ktime_t *time,
 	hrtimer_init_sleeper_on_stack(timeout, real ? CLOCK_REALTIME : CLOCK_MONOTONIC,
 				      HRTIMER_MODE_ABS);
 	hrtimer_set_expires_range_ns(&timeout->timer,
-				     real ? ktime_to_real(CLOCK_REALTIME, *time) : *time,
+				     real ? ktime_to_real(*time) : *time,
 				     range);
 	return timeout;
 }
@@ -75,50 +85,14 @@ struct hrtimer_sleeper *futex_setup_timer_instead(ktime_t *time,
 void before_nsleep(struct pt_regs *regs)
 {
 	if (regs->si & TIMER_ABSTIME)
-		to_real_of(regs->di, (struct timespec64 *)regs->dx);
+		to_real(regs->di, (struct timespec64 *)regs->dx);
 }
 
 /* alarm_timer_nsleep(which, flags, time) */
 void before_alarm_nsleep(struct pt_regs *regs)
 {
 	if ((int)regs->si == TIMER_ABSTIME)
-		to_real_of(regs->di, (struct timespec64 *)regs->dx);
-}
-
-/* common_hrtimer_arm and alarm_timer_arm(timer, expires, absolute, sigev_none) */
-void before_timer_arm(struct pt_regs *regs)
-{
-	const struct k_itimer *timer = (struct k_itimer *)regs->di;
-
-	if (regs->dx & 1)
-		regs->si = ktime_to_real(timer->it_clock, regs->si);
-}
-
-static bool is_timerfd(const struct file *file)
-{
-	return file->private_data && !strcmp(file->f_path.dentry->d_name.name, "[timerfd]");
-}
-
-/* do_timerfd_settime(descriptor, flags, new, old) */
-void before_timerfd(struct pt_regs *regs)
-{
-	struct itimerspec64 *new = (struct itimerspec64 *)regs->dx;
-	struct file *file;
-
-	/* An instant of 0 disarms; what is refused is not looked at. */
-	if (!(regs->si & TFD_TIMER_ABSTIME) || !itimerspec64_valid(new) ||
-	    (!new->it_value.tv_sec && !new->it_value.tv_nsec))
-		return;
-	file = fget(regs->di);
-	if (!file)
-		return;
-	if (is_timerfd(file))
-		to_real_of(((struct timerfd_beginning *)file->private_data)->clockid,
-			   &new->it_value);
-	/* It would be disarmed. */
-	if (!new->it_value.tv_sec && !new->it_value.tv_nsec)
-		new->it_value.tv_nsec = 1;
-	fput(file);
+		to_real(regs->di, (struct timespec64 *)regs->dx);
 }
 
 /* do_mq_timedsend and do_mq_timedreceive(queue, text, length, priority, time) */
@@ -127,7 +101,7 @@ void before_mq(struct pt_regs *regs)
 	struct timespec64 *time = (struct timespec64 *)regs->r8;
 
 	if (time)
-		to_real(time);
+		to_real(CLOCK_REALTIME, time);
 }
 
 /* io_timeout(request, flags) and io_queue_linked_timeout(request) */
@@ -138,7 +112,7 @@ void before_uring_timeout(struct pt_regs *regs)
 
 	if (timeout->mode == HRTIMER_MODE_ABS &&
 	    (timeout->flags & IORING_TIMEOUT_CLOCK_MASK) == IORING_TIMEOUT_REALTIME)
-		to_real(&timeout->ts);
+		to_real(CLOCK_REALTIME, &timeout->ts);
 }
 
 /* Calls that may wait until an instant, and are begun again by the kernel when a signal has no handler. */
@@ -186,14 +160,17 @@ static void interrupt(struct task_struct *task)
 		kick_process(task);
 }
 
-/* Who still has memory has a stack, too: he gives up that under the same lock, and this later. */
-static bool is_waiting(struct task_struct *task)
+/*
+ * In whatever state: he may be about to wait, with an instant that has been
+ * turned. Who still has memory has a stack, too: he gives up that under the
+ * same lock, and this later.
+ */
+static bool may_be_waiting(struct task_struct *task)
 {
-	bool waiting = false;
+	bool waiting;
 
 	task_lock(task);
-	if (task->mm && (READ_ONCE(task->__state) & TASK_INTERRUPTIBLE))
-		waiting = is_timed_wait(task, task_pt_regs(task));
+	waiting = task->mm && is_timed_wait(task, task_pt_regs(task));
 	task_unlock(task);
 	return waiting;
 }
@@ -208,7 +185,9 @@ void wait_again(const struct vclock *clock)
 
 	rcu_read_lock();
 	for_each_process_thread(process, task)
-		if (!(task->flags & PF_KTHREAD) && may_concern(task, clock) && is_waiting(task))
+		if (!(task->flags & PF_KTHREAD) && may_concern(task, clock) &&
+		    may_be_waiting(task))
 			interrupt(task);
 	rcu_read_unlock();
+	timers_follow(clock);
 }

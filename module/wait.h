@@ -18,14 +18,22 @@ struct hrtimer_sleeper *futex_setup_timer_instead(ktime_t *time,
 /* Each changes what the function is about to be called with. */
 void before_nsleep(struct pt_regs *regs);
 void before_alarm_nsleep(struct pt_regs *regs);
-void before_timer_arm(struct pt_regs *regs);
-void before_timerfd(struct pt_regs *regs);
 void before_mq(struct pt_regs *regs);
 void before_uring_timeout(struct pt_regs *regs);
 
+/* By what a task's clock goes; false without one. */
+bool wait_rate(struct task_struct *task, struct zynov_rate *rate);
+
+/* Whether a clock is the real-time one in some form, and how far it is ahead of that. */
+bool wait_is_turned(clockid_t which);
+struct timespec64 wait_ahead(clockid_t which);
+
+/* From an instant that such a clock is to show to the real one at which it does. */
+void wait_turn(const struct zynov_rate *rate, clockid_t which, struct timespec64 *time);
+
 /*
  * After a change of a clock, or of any: has waits that are under way begin
- * again, in the programs' sight without an end in between.
+ * again, in the programs' sight without an end in between, and timers follow.
  */
 void wait_again(const struct vclock *clock);
 

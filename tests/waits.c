@@ -86,7 +86,9 @@ static int wait_for_descriptor(clockid_t source, int flags, const struct timespe
     int timer = timerfd_create(source, 0);
     if (timerfd_settime(timer, TFD_TIMER_ABSTIME | flags, &(struct itimerspec){.it_value = *until}, NULL) != 0)
         return errno;
-    return read(timer, &count, sizeof count) == sizeof count && count == 1 ? 0 : EIO;
+    if (read(timer, &count, sizeof count) < 0)
+        return errno;
+    return count == 1 ? 0 : EIO;
 }
 
 static int wait_for_signal(int number)

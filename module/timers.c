@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: GPL-2.0
+#include <linux/fdtable.h>
+#include <linux/file.h>
+#include <linux/poll.h>
+#include <linux/posix-timers.h>
+#include <linux/sched/signal.h>
+#include <linux/sched/task.h>
+#include <linux/timerfd.h>
+
+#include "armed.h"
+#include "timers.h"
+#include "wait.h"
+#include "whose.h"
+
+/* common_hrtimer_arm and alarm_timer_arm(timer, expires, absolute, sigev_none), under the timer's lock */
+void before_timer_arm(struct pt_regs *regs)
+{
+	const struct k_itimer *timer = (struct k_itimer *)regs->di;
+	const union any_timer *at = (const union any_timer *)&timer->it;
+
+	if (regs->dx & 1 && wait_is_turned(timer->it_clock))
+		regs->si = armed_note(at, timer->it_clock, regs->si);
+	else
+		armed_forget(at);
+}
+
+/* common_timer_del(timer), under its lock */
+void before_timer_delete(struct pt_regs *regs)
+{
+	const struct k_itimer *timer = (struct k_itimer *)regs->di;
+
+	armed_forget((const union any_timer *)&timer->it);
+}
+
+static struct timerfd_beginning *timerfd_of(const struct file *file)
+{
+	return file->private_data && !strcmp(file->f_path.dentry->d_name.name, "[timerfd]") ?
+		       file->private_data : NULL;
+}
+
+/* do_timerfd_settime(descriptor, flags, new, old) */
+void before_timerfd(struct pt_regs *regs)
+{
+	struct itimerspec64 *new = (struct itimerspec64 *)regs->dx;
+	struct timerfd_beginning *timerfd;
+	struct file *file;
+
+	if (regs->si & ~TFD_SETTIME_FLAGS || !itimerspec64_valid(new))
+		return;
+	file = fget(regs->di);
+	timerfd = file ? timerfd_of(file) : NULL;
+	/* An instant of 0 disarms. */
+	if (timerfd && regs->si & TFD_TIMER_ABSTIME && wait_is_turned(timerfd->clockid) &&
+	    (new->it_value.tv_sec || new->it_value.tv_nsec)) {
+		new->it_value = ktime_to_timespec64(armed_note(&timerfd->t, timerfd->clockid,
+							timespec64_to_ktime(new->it_value)) ?: 1);
+	} else if (timerfd) {
+		armed_forget(&timerfd->t);
+	}
+	if (file)
+		fput(file);
+}
+
+/* timerfd_release(inode, file) */
+void before_timerfd_release(struct pt_regs *regs)
+{
+	armed_forget(&((struct timerfd_beginning *)((struct file *)regs->si)->private_data)->t);
+}
+
+static struct sighand_struct *lock_signals(struct task_struct *process, unsigned long *flags)
+{
+	struct sighand_struct *sighand;
+
+	while ((sighand = rcu_dereference(process->sighand))) {
+		spin_lock_irqsave(&sighand->siglock, *flags);
+		if (sighand == rcu_access_pointer(process->sighand))
+			break;
+		spin_unlock_irqrestore(&sighand->siglock, *flags);
+	}
+	return sighand;
+}
+
+static void follow_timer(struct k_itimer *timer, struct task_struct *process,
+			 const struct lives_by *by)
+{
+	const struct timer_seen seen = {
+		.timer = (union any_timer *)&timer->it,
+		.which = timer->it_clock,
+		/* One for a length has the base of another clock; of the others it is not known. */
+		.absolute = timer->it_clock == CLOCK_REALTIME &&
+			    timer->it.real.timer.base->clockid == CLOCK_REALTIME,
+		.silent = timer->it_sigev_notify == SIGEV_NONE,
+	};
+
+	armed_follow(&seen, process, by);
+}
+
+/* False if a timer was locked: who does that may be waiting for the signals. */
+static bool try_timers(struct task_struct *process, const struct lives_by *by)
+{
+	struct k_itimer *timer;
+	unsigned long flags;
+	bool tried = true;
+	struct sighand_struct *sighand = lock_signals(process, &flags);
+
+	if (!sighand)
+		return true;
+	for_each_timer(timer, process) {
+		if (!wait_is_turned(timer->it_clock))
+			continue;
+		tried = spin_trylock(&timer->it_lock);
+		if (!tried)
+			break;
+		follow_timer(timer, process, by);
+		spin_unlock(&timer->it_lock);
+	}
+	spin_unlock_irqrestore(&sighand->siglock, flags);
+	return tried;
+}
+
+struct holder {
+	struct task_struct *task;
+	struct lives_by by;
+};
+
+#define CANCELLED_WHEN_SET (TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET)
+
+static int follow_file(const void *argument, struct file *file, unsigned int descriptor)
+{
+	struct timerfd_beginning *timerfd = timerfd_of(file);
+	const struct holder *holder = argument;
+	unsigned long flags;
+
+	if (!timerfd || !wait_is_turned(timerfd->clockid))
+		return 0;
+	spin_lock_irqsave(&timerfd->wqh.lock, flags);
+	const struct timer_seen seen = {
+		.timer = &timerfd->t,
+		.which = timerfd->clockid,
+		.absolute = timerfd->settime_flags & TFD_TIMER_ABSTIME,
+	};
+	if (armed_follow(&seen, holder->task, &holder->by) &&
+	    (timerfd->settime_flags & CANCELLED_WHEN_SET) == CANCELLED_WHEN_SET &&
+	    timerfd->clockid != CLOCK_TAI) {
+		/* As when the real clock is set. */
+		timerfd->moffs = KTIME_MAX;
+		timerfd->ticks++;
+		wake_up_locked_poll(&timerfd->wqh, EPOLLIN);
+	}
+	spin_unlock_irqrestore(&timerfd->wqh.lock, flags);
+	return 0;
+}
+
+static void follow_process(struct task_struct *process)
+{
+	const struct files_struct *last = NULL;
+	struct task_struct *thread;
+	struct holder holder = { .task = process };
+
+	holder.by.clock = wait_rate(process, &holder.by.rate);
+	while (!try_timers(process, &holder.by))
+		cpu_relax();
+	for_each_thread(process, thread) {
+		task_lock(thread);
+		if (thread->files && thread->files != last)
+			iterate_fd(thread->files, 0, follow_file, &holder);
+		last = thread->files;
+		task_unlock(thread);
+	}
+}
+
+void timers_follow(const struct vclock *clock)
+{
+	struct task_struct *process;
+
+	rcu_read_lock();
+	for_each_process(process)
+		if (!(process->flags & PF_KTHREAD) && may_concern(process, clock))
+			follow_process(process);
+	rcu_read_unlock();
+}
+
+void timers_exit(void)
+{
+	timers_follow(NULL);
+	armed_forget_all();
+}

@@ -41,21 +41,25 @@ static int64_t bare()
     return nanoseconds(time);
 }
 
-static int64_t read_source(int source, bool by_number = false)
+static int64_t now(int source, bool by_number = false)
 {
     timespec time;
-    const int64_t before = shared->latest[source];
     if (by_number)
         syscall(SYS_clock_gettime, sources[source], &time);
     else
         clock_gettime(sources[source], &time);
-    const int64_t now = nanoseconds(time);
-    if (now < before && ++shared->back <= 5)
-        dprintf(1, "source %d went back by %jd ns\n", source, static_cast<intmax_t>(before - now));
-    for (int64_t latest = before; latest < now;)
-        if (shared->latest[source].compare_exchange_weak(latest, now))
+    return nanoseconds(time);
+}
+
+static int64_t read_source(int source, bool by_number = false)
+{
+    const int64_t before = shared->latest[source], present = now(source, by_number);
+    if (present < before && ++shared->back <= 5)
+        dprintf(1, "source %d went back by %jd ns\n", source, static_cast<intmax_t>(before - present));
+    for (int64_t latest = before; latest < present;)
+        if (shared->latest[source].compare_exchange_weak(latest, present))
             break;
-    return now;
+    return present;
 }
 
 // The slowest clock has a thousandth of the real speed.
@@ -115,10 +119,37 @@ static void change_clocks()
     }
 }
 
+// Whether each source passes at a speed beside real time, in one of some tries. It is read around that, so it is never
+// slower.
+static bool passes_at(double speed)
+{
+    bool is_right = false;
+    for (int tries = 0; tries < 20 && !is_right; ++tries) {
+        int64_t shown[source_count], start = 0;
+        for (int i = 0; i < source_count; ++i)
+            shown[i] = now(i);
+        for (start = bare(); bare() < start + 100'000'000;)
+            ;
+        const auto real = static_cast<double>(bare() - start);
+        is_right = true;
+        for (int i = 0; i < source_count; ++i) {
+            const double ratio = static_cast<double>(now(i) - shown[i]) / real / speed;
+            is_right = is_right && ratio > (sources[i] == CLOCK_MONOTONIC_COARSE ? 0.9 : 0.999) && ratio < 1.1;
+        }
+    }
+    return is_right;
+}
+
+// passing now: prints the monotonic time. passing SPEED/DIVISOR: tells whether time passes at that speed.
 // passing READERS: the storm, with two processes of each of these programs. READER FILE EXECS: one of these, which
 // executes itself so many times.
 int main(int argc, char **argv)
 {
+    int multiplier = 0, divisor = 0;
+    if (argc == 2 && strcmp(argv[1], "now") == 0)
+        return printf("%jd\n", static_cast<intmax_t>(now(0))) < 0;
+    if (argc == 2 && sscanf(argv[1], "%d/%d", &multiplier, &divisor) == 2)
+        return puts(passes_at(1.0 * multiplier / divisor) ? "right" : "wrong") < 0;
     const bool reads = argc > 1 && atoi(argv[1]) > 0;
     const int file = reads ? atoi(argv[1]) : memfd_create("latest", 0);
     if (!reads && ((getegid() == 0 && setresgid(54321, 54321, 54321) != 0) || ftruncate(file, sizeof *shared) != 0))

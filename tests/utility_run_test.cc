@@ -144,7 +144,8 @@ TEST_F(Utility, KeepsWhatIsRootsFromAUser)
          "0 1 2 news /var/spool/news /usr/sbin/nologin\n0 1 root /var/spool/news /usr/sbin/nologin\n= 0"},
         // The command's terminal takes the size, keys and end from the caller's, which is restored.
         {at_terminal + "on modes", "33 0\nKilled\n137\n= 0"},
-        {"mkfifo -m 666 line; echo '$SIG{INT} = sub { ++$n }; open L, q(>line); close L; select(undef, undef, undef, "
+        {"rm -f line; mkfifo -m 666 line; echo '$SIG{INT} = sub { ++$n }; open L, q(>line); close L; select(undef, "
+         "undef, undef, "
          "0.05) until $n; select(undef, undef, undef, 0.3); print qq($n\\n)' >counts; { timeout 200 cat line; printf "
          "'\\003'; } | script -qec 'sh ./keys' /dev/null | tr -d '\\r'",
          "^C1\n0\n= 0"},

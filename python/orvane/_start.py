@@ -1,13 +1,15 @@
 """Runs this process again under the simulator, where there is no kernel module."""
 from __future__ import annotations
 
+import atexit
 import os
 import shutil
 import sys
+import tempfile
 
 from orvane import _library as lib
 
-_MARK = "ORVANE_STARTED"
+_MARK = "ORVANE_STARTED"  # the process that was begun anew, and where its clocks are
 
 
 def _find_simulator() -> str | None:
@@ -26,7 +28,6 @@ def require(*, intervals: bool = False) -> None:
     """Begins this program anew under zynov-sim, unless there are virtual clocks: to be called before all else. With
     `intervals`, intervals too pass at the speed of a clock."""
     if has_clocks(intervals):
-        os.environ.pop(_MARK, None)
         return
     start(_own_command()[1:], intervals)
 
@@ -37,13 +38,29 @@ def start(arguments: list[str], intervals: bool) -> None:
     if simulator is None:
         raise lib.NoControlFile(lib.NO_CONTROL_FILE, "there is neither zynov-sim (package orvane-tools) nor the "
                                 "kernel module (modprobe zynov)")
-    if os.environ.get(_MARK) == str(os.getpid()):
+    if _own_folder() is not None:
         raise lib.NoControlFile(lib.NO_CONTROL_FILE, "%s has no effect on %s" % (simulator, sys.executable))
-    os.environ[_MARK] = str(os.getpid())
+    folder = tempfile.mkdtemp(prefix="orvane-")
+    os.environ[_MARK] = "%d:%s" % (os.getpid(), folder)
     sys.stdout.flush()
     sys.stderr.flush()
-    options = ["--intervals"] if intervals else []
+    options = ["--state", folder + "/table"] + ["--intervals"] * intervals
     os.execv(simulator, [simulator, *options, sys.executable, *arguments])
+
+
+def _own_folder() -> str | None:
+    """Where the clocks of this process are kept, if it was begun anew here."""
+    process, _, folder = os.environ.get(_MARK, "").partition(":")
+    return folder if process == str(os.getpid()) else None
+
+
+def _clean_up() -> None:
+    folder = _own_folder()
+    if folder is not None:
+        shutil.rmtree(folder, ignore_errors=True)
+
+
+atexit.register(_clean_up)
 
 
 def _own_command() -> list[str]:

@@ -16,6 +16,7 @@ from orvane import _own
 from orvane._clocks import Speed, conclude, pace
 from orvane._decorate import decorate
 from orvane._instants import Destination, instant, length, unwrap
+from orvane._start import has_clocks
 from orvane._zone import Zone, offset_of, zone_of
 
 if sys.version_info >= (3, 11):
@@ -55,7 +56,8 @@ class clock:
     `at` is a datetime, a date (midnight), a number of seconds since the epoch, a timedelta from now, a text, None for
     now, or a function or generator of these. What has no zone is local time; a ZoneInfo's zone is the local one inside.
     `speed` is 1 to 1000 times the normal one, -2 to -1000 for slower, 0 or "frozen"; `tick=False` is the latter.
-    `tz_offset` (hours, or a timedelta) is the local zone's offset inside.
+    `tz_offset` (hours, or a timedelta) is the local zone's offset inside. `intervals` makes sure that intervals pass at
+    the clock's speed, too, such as those of asyncio.
 
     A clock of this process is that of the programs that it starts, too (`descendants`), and clocks in clocks put back
     what they found. `identity` is another's, u:USER, g:GROUP or p:PID, who keeps a clock that he has (AlreadyHasClock).
@@ -66,17 +68,19 @@ class clock:
 
     def __init__(self, at: Destination = None, *, speed: Speed | None = None, tick: bool | None = None,
                  rewind: bool = False, identity: str | None = None, descendants: bool | None = None,
-                 tz_offset: float | timedelta | None = None, as_arg: bool = False, as_kwarg: str = "") -> None:
+                 tz_offset: float | timedelta | None = None, intervals: bool = False, as_arg: bool = False,
+                 as_kwarg: str = "") -> None:
         if speed is not None and tick is not None:
             raise TypeError("a clock has a speed, or is told whether it ticks, not both")
         self._asked: dict[str, Any] = dict(
             at=at, speed=speed, tick=tick, rewind=rewind, identity=identity, descendants=descendants,
-            tz_offset=tz_offset, as_arg=as_arg, as_kwarg=as_kwarg)
+            tz_offset=tz_offset, intervals=intervals, as_arg=as_arg, as_kwarg=as_kwarg)
         self._at, self._rewind, self._identity = at, rewind, identity
         self._speed = pace(speed) if speed is not None else 0 if tick is False else 1
         self._descendants = descendants if descendants is not None or identity is None else False
         self._offset = None if tz_offset is None else offset_of(tz_offset)
         self._to_function = as_arg, as_kwarg
+        self._intervals = intervals
         self._zone = Zone()
         self._left = c.c_char_p()
         self._state: _own.State | None = None
@@ -94,6 +98,9 @@ class clock:
 
     def _begin(self) -> tuple[_own.State, str | None]:
         """What is to be set, and the zone."""
+        if self._intervals and not has_clocks(intervals=True):
+            raise lib.NoControlFile(lib.NO_CONTROL_FILE, "intervals pass at a clock's speed under zynov-sim alone: run "
+                                    "pytest --orvane-intervals, or python3 -m orvane --intervals SCRIPT")
         at = unwrap(self._at)
         naive = timezone(self._offset) if self._offset is not None and self._naive is None else self._naive
         _own.settle()

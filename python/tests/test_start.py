@@ -5,6 +5,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import time
 
 import pytest
 
@@ -31,7 +32,7 @@ def run():
     environment = {name: value for name, value in os.environ.items()
                    if not name.startswith(("LD_PRELOAD", "ZYNOV", "PYTEST_", "COV_"))}
     os.chown(folder, NOBODY, -1)
-    environment["HOME"] = environment["XDG_RUNTIME_DIR"] = folder  # where the table of the clocks goes
+    environment["HOME"] = environment["TMPDIR"] = folder  # nothing is to stay there
 
     def python(*words, ini="", program=sys.executable, feed="", **more):
         for name, text in ("test_it.py", TEST % NOBODY), ("script.py", SCRIPT), ("pytest.ini", "[pytest]\n" + ini):
@@ -41,6 +42,7 @@ def run():
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, user=NOBODY)
         return done.returncode, done.stdout
     yield python
+    assert not [name for name in os.listdir(folder) if name.startswith("orvane-")]
     shutil.rmtree(folder)
 
 
@@ -59,6 +61,21 @@ def run():
 def test_pytest_starts_itself(run, words, ini):
     status, output = run(*words, ini=ini)
     assert status == 0 and "1 passed" in output, output
+
+
+def test_intervals_pass_at_the_clocks_speed(run):
+    test = """
+import asyncio, time, orvane
+orvane.require(intervals=True)
+with orvane.clock("2038-01-19", speed=600, intervals=True):
+    before = time.time()
+    asyncio.run(asyncio.wait_for(asyncio.sleep(3600), 7200))
+    print(3600 <= time.time() - before)
+"""
+    before = time.monotonic()
+    assert run("-c", test) == (0, "True\n") and time.monotonic() - before < 1800  # or the real hour
+    status, output = run("-m", "orvane", "-c", "import orvane; orvane.clock(intervals=True).start()")
+    assert status == 1 and "run pytest --orvane-intervals, or python3 -m orvane --intervals SCRIPT" in output
 
 
 def test_a_debugger_reads_what_is_typed(run):

@@ -33,6 +33,8 @@ class Utility : public testing::Test
         for (const char *program : {"ovuser", "zynov-sim", "libzynov_sim.so", "tests/early.so", "tests/host.so",
                                     "tests/listing", "tests/probe", "tests/tree", "tests/waits"})
             fs::copy(fs::path(PROGRAMS) / program, folder);
+        if (const fs::path program = fs::path(PROGRAMS) / "tests/tree_static"; fs::exists(program))
+            fs::copy(program, folder);
     }
     static void TearDownTestSuite() { fs::remove_all(folder); }
     void SetUp() override

@@ -8,11 +8,11 @@ TEST_F(Utility, PassesClocksOn)
 {
     expect({
         {"./tree 4 ./tree && ./tree 4 sh -c ./tree && ./tree 4 setsid sh -c '(./tree; ./tree) | cat'", "= 0"},
-        {"./tree 4 $NOBODY sh -c 'date +%Y; ./tree 4 date +%Y'; AT=99999999 ./tree 4 ./tree", "2030\n2030\n= 1"},
+        {"./tree 4 $NOBODY sh -c 'date +%Y; ./tree 4 date +%Y'", "2030\n2030\n= 0"},
         // The others have another clock, and one that was deleted is no more.
         {"./tree 0 ./tree | grep -c lost; now='./tree - 1924419600'; ./tree 4 env -i $now; echo $?; ./tree 4 sh -c "
          "\"./ovuser delete p:\\$\\$ >/dev/null; $now; echo \\$?; $now || echo 1\"",
-         "9\n1\n1\n1\n= 0"},
+         "10\n1\n1\n1\n= 0"},
         // The nearest clock wins.
         {"./tree 4 sh -c 'date +%Y; AT=1286701200 ./tree 4 sh -c \"date +%Y; (date +%Y); ./ovuser delete p:\\$\\$ "
          ">/dev/null; date +%Y; (date +%Y)\"; date +%Y'",
@@ -33,5 +33,19 @@ TEST_F(Utility, EndsClocksThatWerePassedOn)
         {"mkfifo c d; ./tree 12 sh -c '(setsid sh -c \"echo >c; read line <d; date +%Y\") &'; read line <c; " + mark +
              "echo >d; while [ $(" + mark + ") = 0 ]; do sleep 0.01; done",
          "0\n2030\n= 0"},
+    });
+}
+
+// And what they start, also where they are started by calls that share a parent's memory.
+TEST_F(Utility, PassesClocksOnToStaticPrograms)
+{
+    if (!fs::exists(folder / "tree_static"))
+        GTEST_SKIP() << "for x86-64";
+    expect({
+        {"export CHECK=./tree_static; ./tree 4 ./tree && ./tree 4 ./tree_static && ./tree 4 sh -c './tree_static; "
+         "./tree'",
+         "= 0"},
+        {"CHECK=./tree_static $SIM --no-static --quiet ./tree 4 ./tree | wc -l", "6\n= 0"},
+        {"./tree 4 sh -c 'CHECK=./tree_static ./tree; exec ./tree_static'", "= 0"},
     });
 }

@@ -34,8 +34,8 @@ static void prepare_environment()
 
 SIM_STAND_IN(int, execve, (const char *path, char *const *arguments, char *const *environment))
 {
-    sim::Start start;
     SIM_ENVIRONMENT(passed, environment);
+    sim::Start start(sim::has_trees());
     start.prepare({path}, sim::Traced::own_exec);
     return next_execve(path, arguments, passed);
 }
@@ -47,8 +47,8 @@ SIM_REPLACE(int, execv, (const char *path, char *const *arguments))
 
 SIM_STAND_IN(int, execvpe, (const char *name, char *const *arguments, char *const *environment))
 {
-    sim::Start start;
     SIM_ENVIRONMENT(passed, environment);
+    sim::Start start(sim::has_trees());
     start.prepare({name, true}, sim::Traced::own_exec);
     return next_execvpe(name, arguments, passed);
 }
@@ -60,16 +60,16 @@ SIM_REPLACE(int, execvp, (const char *name, char *const *arguments))
 
 SIM_STAND_IN(int, fexecve, (int descriptor, char *const *arguments, char *const *environment))
 {
-    sim::Start start;
     SIM_ENVIRONMENT(passed, environment);
+    sim::Start start(sim::has_trees());
     start.prepare({"", false, descriptor, AT_EMPTY_PATH}, sim::Traced::own_exec);
     return next_fexecve(descriptor, arguments, passed);
 }
 
 SIM_STAND_IN(int, execveat, (int folder, const char *name, char *const *arguments, char *const *environment, int flags))
 {
-    sim::Start start;
     SIM_ENVIRONMENT(passed, environment);
+    sim::Start start(sim::has_trees());
     start.prepare({name, false, folder, flags}, sim::Traced::own_exec);
     return next_execveat(folder, name, arguments, passed, flags);
 }
@@ -118,8 +118,8 @@ SIM_STAND_IN(int, posix_spawn,
              (pid_t * child, const char *path, const posix_spawn_file_actions_t *actions,
               const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment))
 {
-    sim::Start start;
     SIM_ENVIRONMENT(passed, environment);
+    sim::Start start(sim::has_trees());
     start.prepare({path, false, AT_FDCWD, 0, actions != nullptr}, sim::Traced::child);
     return start.outcome(next_posix_spawn(child, path, actions, attributes, arguments, passed));
 }
@@ -128,8 +128,8 @@ SIM_STAND_IN(int, posix_spawnp,
              (pid_t * child, const char *name, const posix_spawn_file_actions_t *actions,
               const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment))
 {
-    sim::Start start;
     SIM_ENVIRONMENT(passed, environment);
+    sim::Start start(sim::has_trees());
     start.prepare({name, true, AT_FDCWD, 0, actions != nullptr}, sim::Traced::child);
     return start.outcome(next_posix_spawnp(child, name, actions, attributes, arguments, passed));
 }

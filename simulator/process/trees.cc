@@ -29,6 +29,11 @@ Trees own_trees()
     return own;
 }
 
+bool has_trees()
+{
+    return own_trees() != Trees();
+}
+
 uintptr_t trees_address()
 {
     return std::bit_cast<uintptr_t>(tree_words.data());

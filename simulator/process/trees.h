@@ -8,6 +8,7 @@ namespace sim
 {
 
 Trees own_trees();
+bool has_trees();
 
 // Where they are, as an array of Tree: another process reads them there.
 uintptr_t trees_address();

@@ -6,7 +6,7 @@
 namespace sim
 {
 
-int Tracer::start(Traced, const char *, bool, bool)
+int Tracer::start(Traced, const char *, bool, bool, bool)
 {
     return ENOSYS;
 }

@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -148,6 +149,16 @@ static bool gains_capabilities(const char *status)
            (read_field(status, "\nCapEff:\t", 16) >> CAP_SYS_PTRACE & 1) == 0;
 }
 
+// Whether a tracer of ours, which stays with all that a program starts, reaches what this process starts, too.
+static bool is_followed(uint64_t tracer)
+{
+    char path[32], name[32] = {};
+    snprintf(path, sizeof path, "/proc/%llu/comm", static_cast<unsigned long long>(tracer));
+    return read_small_file(path, name) && strncmp(name, tracer_name, strlen(tracer_name)) == 0;
+}
+
+static constexpr char followed[] = ""; // there is no need for another tracer
+
 // Returns why a child of this process cannot trace it or inject the vDSO; null if it can.
 static const char *find_obstacle(const char *state, char (&status)[4096])
 {
@@ -160,8 +171,8 @@ static const char *find_obstacle(const char *state, char (&status)[4096])
     default:
         return "there is no /proc";
     }
-    if (read_field(status, "\nTracerPid:\t", 10) != 0)
-        return "its parent is traced";
+    if (const uint64_t tracer = read_field(status, "\nTracerPid:\t", 10))
+        return is_followed(tracer) ? followed : "its parent is traced";
     if (read_field(status, "\nSeccomp:\t", 10) != 0)
         return "its parent is under a filter of system calls";
     if (gains_capabilities(status))
@@ -193,11 +204,11 @@ static bool is_relative(const char *path)
     return first != '/';
 }
 
-const char *Start::trace(Traced what, const char *state, bool inspects, bool intervals, char (&status)[4096])
+const char *Start::trace(Traced what, const char *state, bool inspects, const Choices &choices, char (&status)[4096])
 {
     if (const char *obstacle = find_obstacle(state, status))
         return obstacle;
-    switch (tracer_.start(what, state, inspects, intervals)) {
+    switch (tracer_.start(what, state, inspects, choices.intervals, follows_ && !inspects)) {
     case 0:
         return nullptr;
     case EACCES:
@@ -243,8 +254,8 @@ void Start::prepare(const Target &target, Traced what)
         reason[1] = "has other effective ids than real ones";
     else if (untouched)
         reason[1] = "is linked statically, or by Go";
-    else if (const char *obstacle = traced ? trace(what, state, unseen, choices.intervals, scratch.status) : nullptr;
-             obstacle && !unseen)
+    else if (const char *obstacle = traced ? trace(what, state, unseen, choices, scratch.status) : nullptr;
+             obstacle && obstacle != followed && !unseen)
         reason = what == Traced::descendants ? Reason{"what it starts may keep the real time, since ", obstacle}
                                              : Reason{reason[0], "is linked statically, or by Go, and ", obstacle};
     if (reason[1] != nullptr && !choices.quiet)

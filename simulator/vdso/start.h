@@ -15,6 +15,9 @@ namespace sim
 class Start
 {
   public:
+    // `follows`: a program that no library can be preloaded into is traced with all that it starts.
+    explicit Start(bool follows = false) : follows_(follows) {}
+
     void prepare(const Target &target, Traced what);
 
     // Call with the errno of making a child, or 0. Returns it.
@@ -27,8 +30,9 @@ class Start
 
   private:
     // Returns why the program cannot be traced; null if it is.
-    const char *trace(Traced what, const char *state, bool inspects, bool intervals, char (&status)[4096]);
+    const char *trace(Traced what, const char *state, bool inspects, const Choices &choices, char (&status)[4096]);
 
+    bool follows_;
     Tracer tracer_;
 };
 

@@ -2,6 +2,7 @@
 
 #include <linux/futex.h>
 #include <linux/sched.h>
+#include <poll.h>
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -13,27 +14,14 @@
 #include <cstdio>
 #include <cstring>
 
+#include "simulator/raw/pidfd.h"
 #include "simulator/raw/process.h"
 #include "simulator/vdso/program.h"
-#include "simulator/vdso/tracee.h"
+#include "simulator/vdso/shared.h"
 
 namespace sim
 {
 
-// What a process and its tracer share; the rest of these pages is the tracer's stack. The tracer shares all memory with
-// its maker, since copying the page tables of a large process takes long.
-struct Shared {
-    static constexpr int nothing = 0, attached = -1; // anything else is an errno
-
-    std::atomic<int> reply;           // of the tracer
-    std::atomic<SignalMask> deferred; // the maker's signals, to be sent again once the tracer is gone
-    Traced what;
-    bool inspects; // the executed file, which was not known beforehand
-    int maker;     // the thread that is to exec, or to make the child
-    const Shared *self;
-    std::atomic<int> *tracer, no_slot; // the tracer's id
-    Vvar vvar;
-};
 constexpr size_t shared_size = 65536;
 
 // The tracers of this address space, 0 for none. The injected vDSO reaps them all: when several threads exec at once,
@@ -48,38 +36,6 @@ static std::atomic<int> &claim_slot(Shared &shared)
     return shared.no_slot;
 }
 
-static bool is_group_stop(int status)
-{
-    const int signal = WSTOPSIG(status);
-    return status >> 16 == PTRACE_EVENT_STOP &&
-           (signal == SIGSTOP || signal == SIGTSTP || signal == SIGTTIN || signal == SIGTTOU);
-}
-
-// Whether a signal before the exec is deferred until the tracer is gone: a handler that jumps out would stay traced.
-// Faults are not, since they would only repeat.
-static bool is_deferred(const Shared &shared, int thread, int status)
-{
-    constexpr SignalMask urgent = SignalMask(1) << (SIGSTOP - 1) | SignalMask(1) << (SIGSEGV - 1) |
-                                  SignalMask(1) << (SIGBUS - 1) | SignalMask(1) << (SIGILL - 1) |
-                                  SignalMask(1) << (SIGFPE - 1) | SignalMask(1) << (SIGTRAP - 1) |
-                                  SignalMask(1) << (SIGSYS - 1);
-    return shared.what != Traced::descendants && thread == shared.maker && status >> 16 == 0 && !is_call_stop(status) &&
-           (urgent >> (WSTOPSIG(status) - 1) & 1) == 0;
-}
-
-// Continues a tracee after a stop that is not the tracer's concern.
-static void pass_on(Shared &shared, const Tracee &tracee, int status)
-{
-    if (is_group_stop(status)) {
-        tracee.resume(PTRACE_LISTEN);
-    } else if (is_deferred(shared, tracee.thread(), status)) {
-        shared.deferred.fetch_or(SignalMask(1) << (WSTOPSIG(status) - 1));
-        tracee.resume(PTRACE_CONT);
-    } else {
-        tracee.resume(PTRACE_CONT, status >> 16 != 0 || is_call_stop(status) ? 0 : WSTOPSIG(status));
-    }
-}
-
 // Whether the program that a process has just executed should get the vDSO, judged by its file. Not needed where the
 // program is known beforehand, when /proc may also be another namespace's. If that turns out to be a shell, as for a
 // script without a first line, the vDSO does no harm.
@@ -90,25 +46,18 @@ static bool wants_vdso(int pid)
     return reach_of(path) == Reach::vdso;
 }
 
-static void send_deferred(Shared &shared, int thread)
-{
-    const SignalMask signals = shared.deferred.exchange(0);
-    for (int signal = 1; signal <= 64; ++signal)
-        if ((signals >> (signal - 1) & 1) != 0)
-            system_call(SYS_tkill, thread, signal);
-}
-
 // If the tracer is killed meanwhile, the half-prepared program is killed too.
 static void inject(Shared &shared, Tracee &tracee, long options)
 {
     Vvar &vvar = shared.vvar;
-    if (shared.what == Traced::own_exec) {
+    vvar.tracers = {};
+    if (shared.what == Traced::own_exec && !shared.begun) {
         vvar.tracers[0] = shared.tracer->load();
         for (size_t i = 0; i < tracers.size(); ++i)
             vvar.tracers[i + 1] = tracers[i].load();
     } else {
         vvar.process = tracee.thread();
-        if (shared.what == Traced::descendants)
+        if (shared.stays)
             vvar.pid_namespace = pid_namespace(tracee.thread());
         if (read_birth(tracee.thread(), vvar.birth) != 0)
             vvar.pid_namespace = vvar.birth = 0;
@@ -118,10 +67,23 @@ static void inject(Shared &shared, Tracee &tracee, long options)
     tracee.ask(PTRACE_SETOPTIONS, 0, std::bit_cast<void *>(options));
 }
 
-// Follows the tracees until one execs or all have ended. Returns whether the maker is gone or runs another program.
+// After a program was executed: returns whether the tracer is done.
+static bool go_on(Shared &shared, Tracee &tracee)
+{
+    if (shared.what == Traced::own_exec && !shared.begun) {
+        shared.tracer->store(0); // before a parent that shares this memory sees a stale id
+        send_deferred(shared, tracee.thread());
+    }
+    tracee.release(shared.stays ? PTRACE_CONT : PTRACE_DETACH);
+    if (shared.what == Traced::child && !shared.begun && shared.stays)
+        shared.letting_go = Tracee(shared.maker).resume(PTRACE_INTERRUPT);
+    shared.begun = true;
+    return !shared.stays;
+}
+
+// Follows the tracees until one execs, or all have ended. Returns whether the maker is gone or runs another program.
 static bool follow(Shared &shared, long options)
 {
-    const bool descendants = shared.what == Traced::descendants;
     for (bool maker_gone = false;;) {
         int status = 0;
         const int thread = next_stop(-1, true, status);
@@ -129,24 +91,21 @@ static bool follow(Shared &shared, long options)
             return true;
         if (!WIFSTOPPED(status)) {
             maker_gone |= thread == shared.maker;
-            if (shared.what == Traced::child && thread != shared.maker)
+            if (shared.what == Traced::child && !shared.begun && thread != shared.maker)
                 return maker_gone; // before its exec
             continue;
         }
         Tracee tracee(thread);
-        if (status >> 16 != PTRACE_EVENT_EXEC) {
+        if (thread == shared.maker && shared.letting_go) {
+            let_go(shared, tracee, status);
+        } else if (status >> 16 != PTRACE_EVENT_EXEC) {
             pass_on(shared, tracee, status);
-            continue;
+        } else {
+            if (!shared.inspects || wants_vdso(thread))
+                inject(shared, tracee, options);
+            if (go_on(shared, tracee))
+                return maker_gone || shared.what == Traced::own_exec;
         }
-        if (!shared.inspects || wants_vdso(thread))
-            inject(shared, tracee, options);
-        if (shared.what == Traced::own_exec) {
-            shared.tracer->store(0); // before a parent that shares this memory sees a stale id
-            send_deferred(shared, thread);
-        }
-        tracee.release(descendants ? PTRACE_CONT : PTRACE_DETACH);
-        if (!descendants)
-            return maker_gone || shared.what == Traced::own_exec;
     }
 }
 
@@ -194,7 +153,9 @@ static long clone_process(Shared &shared, size_t stack_end, void (*function)(Sha
     system_call(SYS_setsid);
     system_call(SYS_close_range, 0, ~0u, 0);
     long options = PTRACE_O_TRACEEXEC | PTRACE_O_TRACESYSGOOD;
-    if (shared->what != Traced::own_exec)
+    if (shared->stays)
+        system_call(SYS_prctl, PR_SET_NAME, tracer_name);
+    if (shared->stays || shared->what != Traced::own_exec)
         options |= PTRACE_O_TRACEFORK | PTRACE_O_TRACEVFORK | PTRACE_O_TRACECLONE;
     const long seized = system_call(SYS_ptrace, PTRACE_SEIZE, shared->maker, 0, options);
     uintptr_t self = 0; // another process may have the maker's id by now
@@ -239,13 +200,12 @@ int Tracer::attach()
     Shared &shared = *shared_;
     shared.reply.store(Shared::nothing, std::memory_order_relaxed);
     shared.tracer = &claim_slot(shared);
-    const bool stays = what_ == Traced::descendants;
-    process_ = clone_process(shared, shared_size, stays ? &trace_as_orphan : &trace);
+    process_ = clone_process(shared, shared_size, shared.stays ? &trace_as_orphan : &trace);
     if (process_ < 0) {
         shared.tracer->store(0);
         return static_cast<int>(-process_);
     }
-    if (stays) {
+    if (shared.stays) {
         system_call(SYS_wait4, process_, nullptr, __WALL, nullptr);
         process_ = shared.tracer->load();
     }
@@ -270,7 +230,9 @@ int Tracer::prepare(const char *state, bool inspects, bool intervals)
     shared_ = std::bit_cast<Shared *>(pages);
     shared_->self = shared_;
     shared_->what = what_;
-    shared_->inspects = inspects || what_ == Traced::descendants;
+    shared_->stays = stays_;
+    shared_->inspects = inspects || stays_;
+    shared_->released = &released_;
     shared_->maker = static_cast<int>(system_call(SYS_gettid));
     // The tracer shares this thread's storage, so it must not call the C library.
     Vvar &vvar = shared_->vvar;
@@ -286,9 +248,10 @@ int Tracer::prepare(const char *state, bool inspects, bool intervals)
     return 0;
 }
 
-int Tracer::start(Traced what, const char *state, bool inspects, bool intervals)
+int Tracer::start(Traced what, const char *state, bool inspects, bool intervals, bool stays)
 {
     what_ = what;
+    stays_ = stays || what == Traced::descendants;
     error_ = prepare(state, inspects, intervals);
     if (error_ != 0)
         return error_;
@@ -307,16 +270,40 @@ int Tracer::start(Traced what, const char *state, bool inspects, bool intervals)
 
 void Tracer::give_up()
 {
+    error_ = error_ != 0 ? error_ : ECANCELED;
     if (process_ > 0)
         system_call(SYS_kill, process_, SIGKILL);
 }
 
-void Tracer::reap()
+// Waits for the end of a tracer that is nobody's child here, for a while at most. Returns whether it has ended.
+static bool is_gone(long tracer, const timespec &longest)
 {
+    const int pidfd = open_pidfd(tracer);
+    pollfd end = {pidfd, POLLIN, 0};
+    const bool ended = pidfd == -ESRCH || (pidfd >= 0 && system_call(SYS_ppoll, &end, 1, &longest, nullptr, 0) == 1);
+    if (pidfd >= 0)
+        system_call(SYS_close, pidfd);
+    return ended;
+}
+
+// Its stack is in the shared pages: returns whether these may be unmapped.
+bool Tracer::reap()
+{
+    const timespec second = {1, 0};
+    const bool ended = !stays_ || process_ <= 0 || is_gone(process_, second);
     while (process_ > 0 && system_call(SYS_wait4, process_, nullptr, __WALL, nullptr) == -EINTR)
         ;
     process_ = 0;
     shared_->tracer->store(0);
+    return ended;
+}
+
+// Until then a tracer that stays with the child alone has the shared pages; thereafter they are its own.
+void Tracer::wait_for_release()
+{
+    const timespec slice = {0, 50'000'000}, at_once = {};
+    while (released_.load(std::memory_order_acquire) == 0 && !is_gone(process_, at_once))
+        system_call(SYS_futex, &released_, FUTEX_WAIT, 0, &slice);
 }
 
 Tracer::~Tracer()
@@ -324,11 +311,17 @@ Tracer::~Tracer()
     if (shared_ == nullptr)
         return;
     const SignalsHeld held;
-    if (what_ != Traced::child || error_ != 0)
+    const bool failed = what_ != Traced::child || error_ != 0;
+    if (stays_ && !failed) {
+        wait_for_release();
+        return;
+    }
+    if (failed)
         give_up();
-    reap();
-    send_deferred(*shared_, shared_->maker);
-    system_call(SYS_munmap, shared_, shared_size);
+    const bool ended = reap();
+    send_deferred(*shared_, static_cast<int>(system_call(SYS_gettid)));
+    if (ended)
+        system_call(SYS_munmap, shared_, shared_size);
 }
 
 } // namespace sim

@@ -1,20 +1,12 @@
 // Gives the vDSO to programs that no library can be preloaded into: a child of the caller traces it during an exec.
 #pragma once
 
+#include <atomic>
+
+#include "simulator/vdso/traced.h"
+
 namespace sim
 {
-
-#if defined(__x86_64__)
-constexpr bool can_trace = true;
-#else
-constexpr bool can_trace = false;
-#endif
-
-enum class Traced {
-    own_exec,   // this thread is about to exec
-    child,      // this thread is about to make a child that will exec
-    descendants // this thread is about to exec; its descendants are to be traced, too
-};
 
 // Traces from before an exec until that fails or the program runs. Async-signal-safe, and safe in a child that shares
 // its parent's memory.
@@ -29,9 +21,10 @@ class Tracer
     Tracer &operator=(const Tracer &) = delete;
 
     // Starts the tracer. Call with all signals blocked. `state` is the file of the clock table. With `inspects`, the
-    // tracer judges the program's file once it runs. Returns 0, or an errno, and then the program keeps real time.
-    // EACCES: this process has given up rights, and others share its memory.
-    int start(Traced what, const char *state, bool inspects, bool intervals);
+    // tracer judges the program's file once it runs. With `stays`, it follows the program and all that this starts.
+    // Returns 0, or an errno, and then the program keeps real time. EACCES: this process has given up rights, and
+    // others share its memory.
+    int start(Traced what, const char *state, bool inspects, bool intervals, bool stays);
 
     // Call if making the child failed.
     void give_up();
@@ -39,12 +32,15 @@ class Tracer
   private:
     int prepare(const char *state, bool inspects, bool intervals);
     int attach();
-    void reap();
+    bool reap();
+    void wait_for_release();
 
     Traced what_ = Traced::own_exec;
     struct Shared *shared_ = nullptr;
     long process_ = 0;
     int error_ = 0;
+    bool stays_ = false;
+    std::atomic<int> released_ = 0; // by a tracer that stays with the child
 };
 
 } // namespace sim

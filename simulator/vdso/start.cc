@@ -157,7 +157,7 @@ static bool is_followed(uint64_t tracer)
     return read_small_file(path, name) && strncmp(name, tracer_name, strlen(tracer_name)) == 0;
 }
 
-static constexpr char followed[] = ""; // there is no need for another tracer
+static constexpr char already_traced[] = ""; // there is no need for another tracer
 
 // Returns why a child of this process cannot trace it or inject the vDSO; null if it can.
 static const char *find_obstacle(const char *state, char (&status)[4096])
@@ -172,7 +172,7 @@ static const char *find_obstacle(const char *state, char (&status)[4096])
         return "there is no /proc";
     }
     if (const uint64_t tracer = read_field(status, "\nTracerPid:\t", 10))
-        return is_followed(tracer) ? followed : "its parent is traced";
+        return is_followed(tracer) ? already_traced : "its parent is traced";
     if (read_field(status, "\nSeccomp:\t", 10) != 0)
         return "its parent is under a filter of system calls";
     if (gains_capabilities(status))
@@ -255,7 +255,7 @@ void Start::prepare(const Target &target, Traced what)
     else if (untouched)
         reason[1] = "is linked statically, or by Go";
     else if (const char *obstacle = traced ? trace(what, state, unseen, choices, scratch.status) : nullptr;
-             obstacle && obstacle != followed && !unseen)
+             obstacle && obstacle != already_traced && !unseen)
         reason = what == Traced::descendants ? Reason{"what it starts may keep the real time, since ", obstacle}
                                              : Reason{reason[0], "is linked statically, or by Go, and ", obstacle};
     if (reason[1] != nullptr && !choices.quiet)

@@ -23,7 +23,7 @@ static int open_control()
     return open("/proc/zynov", O_RDONLY | O_CLOEXEC);
 }
 
-// Stores the path behind the control file, unless it is where the kernel has it.
+// Stores the path of the simulator's table; null if the control file is the kernel's.
 static void find_simulator(int control, char *path, size_t room)
 {
     char link[32];

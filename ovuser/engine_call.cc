@@ -52,8 +52,8 @@ int EngineCall::print(bool several, const ov_clock *former)
     return print_result(result_, message, several ? who_.label() : nullptr, error_);
 }
 
-// Passes the clock on, and has it rewind at this zone's midnight, not at the kernel's: a module that cannot be told
-// that is left alone.
+// Passes the clock on, and lets it rewind at this zone's midnight instead of the kernel's. A module that cannot rewind
+// so is no error.
 void EngineCall::refine()
 {
     const uint32_t what = passed_on_ | (request_.rewind != 0 ? uint32_t{OV_REFINE_UTC_OFFSET} : 0);

@@ -68,7 +68,7 @@ void raise_default(int signal);
 // blocks for a second, nothing is logged. Keeps errno.
 void audit(const ov_request &request, int32_t result, const char *message, const uint32_t *number = nullptr);
 
-// Hints at what a mistyped word may have meant: finds the candidate that is closest to a mistyped word.
+// Hints at what a mistyped word may have meant: finds the closest candidate.
 class Nearest
 {
   public:

@@ -30,7 +30,7 @@ static constexpr option show_options[] = {
     {},
 };
 
-// The clock by which an identity lives: its own, that which an ancestor of a process passes on, its user's or its
+// The clock that applies to an identity: its own, one that an ancestor of a process passes on, its user's or its
 // group's, in this order. A user's group is the login group, where the user's programs start.
 class EffectiveClock
 {
@@ -41,8 +41,8 @@ class EffectiveClock
     const ov_clock *clock() const { return clock_; }
     // own, ancestor, user or group; none; or unknown where the caller may not see the clock.
     const char *source() const;
-    // The process whose clock is passed on, which the caller may not see; 0 if its number is not known. And how far up
-    // it is; 0 for none.
+    // The process whose clock is passed on, although the caller may not see it; 0 if its number is unknown. And how
+    // many generations up it is; 0 for none.
     uint32_t ancestor() const { return static_cast<uint32_t>(ids_[of_ancestor]); }
     int32_t generations() const { return generations_; }
 

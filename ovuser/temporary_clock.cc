@@ -16,7 +16,7 @@ static int delete_silently(const Identity &who)
     return result == OV_OK || result == OV_NO_CLOCK ? int{done} : removal.print(true);
 }
 
-// A module that passes no clock on is no reason not to run the command.
+// A module that cannot pass a clock on does not keep the command from running.
 static int check_passed_on(const Identity &who, const EngineCall &add, uint32_t wanted, TemporaryClock &temporary)
 {
     const int error = add.pass_on_error();

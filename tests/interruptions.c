@@ -181,7 +181,7 @@ int main(void)
 {
     const struct sock_filter allow = BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW);
     const struct sock_fprog all = {1, (struct sock_filter *)&allow};
-    alarm(120); /* or whoever hangs does for good */
+    alarm(120); /* ends a hang */
     sigaction(SIGUSR1, &(struct sigaction){.sa_handler = handle}, NULL);
     clock_gettime(CLOCK_REALTIME, &far);
     far.tv_sec += 3600;

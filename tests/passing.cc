@@ -23,7 +23,7 @@
 constexpr clockid_t sources[] = {CLOCK_MONOTONIC, CLOCK_MONOTONIC_RAW, CLOCK_MONOTONIC_COARSE, CLOCK_BOOTTIME};
 constexpr int source_count = std::size(sources);
 
-// In memory that all share.
+// In shared memory.
 static struct Shared {
     std::atomic<int64_t> latest[source_count];
     std::atomic<int> back, stood, changes, readers;

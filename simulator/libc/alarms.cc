@@ -1,4 +1,4 @@
-// Stand-ins for the calls that set alarms and the limits of a socket's waits, which go by the clock where intervals do.
+// Stand-ins for the calls that set alarms and the timeouts of sockets, which go by the clock with --intervals.
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -17,42 +17,42 @@ static bool is_limit(int level, int option)
            (option == SO_RCVTIMEO || option == SO_SNDTIMEO || option == receive || option == send);
 }
 
-static void show_setting(const Pace &pace, itimerval &setting)
+static void show_setting(const IntervalRate &interval_rate, itimerval &setting)
 {
-    make_shown(pace, setting.it_value);
-    make_shown(pace, setting.it_interval);
+    make_shown(interval_rate, setting.it_value);
+    make_shown(interval_rate, setting.it_interval);
 }
 
 } // namespace sim
 
 SIM_STAND_IN(int, getitimer, (__itimer_which_t timer, itimerval *left))
 {
-    sim::Pace pace;
+    sim::IntervalRate interval_rate;
     const int result = next_getitimer(timer, left);
-    if (result == 0 && timer == ITIMER_REAL && sim::own_pace(pace))
-        sim::show_setting(pace, *left);
+    if (result == 0 && timer == ITIMER_REAL && sim::own_interval_rate(interval_rate))
+        sim::show_setting(interval_rate, *left);
     return result;
 }
 
 SIM_STAND_IN(int, setitimer, (__itimer_which_t timer, const itimerval *wanted, itimerval *old))
 {
-    sim::Pace pace;
+    sim::IntervalRate interval_rate;
     itimerval real;
-    if (timer != ITIMER_REAL || wanted == nullptr || !sim::own_pace(pace) ||
+    if (timer != ITIMER_REAL || wanted == nullptr || !sim::own_interval_rate(interval_rate) ||
         sim::read_given(real, const_cast<itimerval *>(wanted)) != 0)
         return next_setitimer(timer, wanted, old);
-    sim::make_real(pace, real.it_value);
-    sim::make_real(pace, real.it_interval);
+    sim::make_real(interval_rate, real.it_value);
+    sim::make_real(interval_rate, real.it_interval);
     const int result = next_setitimer(timer, &real, old);
     if (result == 0 && old != nullptr)
-        sim::show_setting(pace, *old);
+        sim::show_setting(interval_rate, *old);
     return result;
 }
 
 SIM_STAND_IN(unsigned, alarm, (unsigned seconds))
 {
-    sim::Pace pace;
-    if (!sim::own_pace(pace))
+    sim::IntervalRate interval_rate;
+    if (!sim::own_interval_rate(interval_rate))
         return next_alarm(seconds);
     const itimerval wanted = {{0, 0}, {seconds, 0}};
     itimerval old = {};
@@ -63,8 +63,8 @@ SIM_STAND_IN(unsigned, alarm, (unsigned seconds))
 
 SIM_STAND_IN(useconds_t, ualarm, (useconds_t first, useconds_t interval))
 {
-    sim::Pace pace;
-    if (!sim::own_pace(pace))
+    sim::IntervalRate interval_rate;
+    if (!sim::own_interval_rate(interval_rate))
         return next_ualarm(first, interval);
     const itimerval wanted = {{0, interval}, {0, first}};
     itimerval old = {};
@@ -75,20 +75,21 @@ SIM_STAND_IN(useconds_t, ualarm, (useconds_t first, useconds_t interval))
 
 SIM_STAND_IN(int, setsockopt, (int socket, int level, int option, const void *value, socklen_t size))
 {
-    sim::Pace pace;
+    sim::IntervalRate interval_rate;
     timeval limit;
-    if (!sim::is_limit(level, option) || size < sizeof limit || !sim::own_pace(pace) ||
+    if (!sim::is_limit(level, option) || size < sizeof limit || !sim::own_interval_rate(interval_rate) ||
         sim::read_given(limit, const_cast<void *>(value)) != 0)
         return next_setsockopt(socket, level, option, value, size);
-    sim::make_real(pace, limit);
+    sim::make_real(interval_rate, limit);
     return next_setsockopt(socket, level, option, &limit, socklen_t{sizeof limit});
 }
 
 SIM_STAND_IN(int, getsockopt, (int socket, int level, int option, void *value, socklen_t *size))
 {
-    sim::Pace pace;
+    sim::IntervalRate interval_rate;
     const int result = next_getsockopt(socket, level, option, value, size);
-    if (result == 0 && sim::is_limit(level, option) && *size == sizeof(timeval) && sim::own_pace(pace))
-        sim::make_shown(pace, *static_cast<timeval *>(value));
+    if (result == 0 && sim::is_limit(level, option) && *size == sizeof(timeval) &&
+        sim::own_interval_rate(interval_rate))
+        sim::make_shown(interval_rate, *static_cast<timeval *>(value));
     return result;
 }

@@ -14,7 +14,7 @@
 namespace sim
 {
 
-// The argument that is the end of a wait, by its index, or 0 for none: an instant of a clock, or a length.
+// The argument that is the end of a wait, by its index; 0 for none. It is an instant of a clock, or a length.
 struct End {
     size_t index;
     clockid_t source = CLOCK_MONOTONIC;
@@ -110,7 +110,7 @@ static long sleep_by_number(const BareWait &wait)
     return result != 0 && wait.end.is_length && left != nullptr && write_given(left, rest) != 0 ? -EFAULT : result;
 }
 
-// A futex whose value changed between two slices was woken then.
+// A futex whose value has changed between two slices was woken.
 static long wait_in_slices(const BareWait &wait)
 {
     Slices slices;
@@ -129,7 +129,7 @@ static long wait_in_slices(const BareWait &wait)
 static long wait_on_futex(const BareWait &wait)
 {
     const long operation = wait.arguments[1] & FUTEX_CMD_MASK;
-    if (operation == FUTEX_WAIT_REQUEUE_PI) // by then it may have moved to the other futex
+    if (operation == FUTEX_WAIT_REQUEUE_PI) // it may have been moved to the other futex
         return wait.call_as_it_is();
     Deadline deadline;
     const bool is_plain =

@@ -1,6 +1,6 @@
-// Stand-ins for the C library's waits on conditions. Between two slices of a wait nobody waits on the condition, and a
-// signal in between would be lost: so signals are counted, and a slice in which there was one ends the wait. Such a
-// return is one that POSIX allows, and the program looks whether it has what it waits for.
+// Stand-ins for the C library's waits on conditions. A wait goes on in slices, and a signal between two of them would
+// be lost. So signals are counted, and a slice in which one came ends the wait: POSIX allows such a return, and the
+// program checks its condition.
 #include <pthread.h>
 #include <threads.h>
 
@@ -15,7 +15,7 @@
 namespace sim
 {
 
-// Of the conditions at some addresses. They are counted once a thread of this process waits in slices.
+// The signals of conditions, by address. They are counted once a thread of this process waits in slices.
 struct alignas(64) Signals {
     std::atomic<uint32_t> count;
 };
@@ -69,7 +69,7 @@ static bool is_shared(const void *condition)
                      [](pthread_condattr_t *it) { pthread_condattr_setpshared(it, PTHREAD_PROCESS_SHARED); });
 }
 
-// A condition that other processes signal, too, keeps the instant of its wait: their signals are not counted.
+// A wait on a condition that processes share keeps its instant, since signals of other processes are not counted.
 template <typename Call>
 static int wait_on(const void *condition, clockid_t source, const timespec *instant, int timed_out, const Call &call)
 {
@@ -79,7 +79,7 @@ static int wait_on(const void *condition, clockid_t source, const timespec *inst
         return call(instant);
     if (is_shared(condition))
         return call(real_deadline(source, instant, real));
-    are_counted.store(true, std::memory_order_relaxed); // seen by whoever takes the mutex later
+    are_counted.store(true, std::memory_order_relaxed); // visible to threads that take the mutex later
     const std::atomic<uint32_t> &sent = signals_of(condition);
     const uint32_t before = sent.load(std::memory_order_relaxed);
     for (;;) {

@@ -22,15 +22,15 @@ static bool read_instant(const timespec *given, timespec &instant)
 const timespec *real_deadline(clockid_t source, const timespec *instant, timespec &real)
 {
     ClockRate rate;
-    Pace pace;
+    IntervalRate interval_rate;
     timespec awaited;
     const bool is_interval = interval_ids.has(source);
-    if (is_interval ? !own_pace(pace) : !waited_ids.has(source) || !own_clock(rate))
+    if (is_interval ? !own_interval_rate(interval_rate) : !waited_ids.has(source) || !own_clock(rate))
         return instant;
     if (!read_instant(instant, awaited))
         return instant;
     const int64_t ahead = seconds_ahead(source);
-    real = is_interval ? pace.real_instant(source, awaited)
+    real = is_interval ? interval_rate.real_instant(source, awaited)
                        : rate.when({awaited.tv_sec - ahead, awaited.tv_nsec}, real_time());
     if (__builtin_add_overflow(real.tv_sec, ahead, &real.tv_sec))
         real.tv_sec = INT64_MAX;
@@ -41,19 +41,19 @@ const timespec *real_deadline(clockid_t source, const timespec *instant, timespe
 
 const timespec *real_length(const timespec *length, timespec &real)
 {
-    Pace pace;
+    IntervalRate interval_rate;
     timespec given;
-    if (!own_pace(pace) || !read_instant(length, given))
+    if (!own_interval_rate(interval_rate) || !read_instant(length, given))
         return length;
-    real = pace.real_length(given);
+    real = interval_rate.real_length(given);
     return &real;
 }
 
 void show_left(timespec &left)
 {
-    Pace pace;
-    if (own_pace(pace))
-        left = pace.shown_length(left);
+    IntervalRate interval_rate;
+    if (own_interval_rate(interval_rate))
+        left = interval_rate.shown_length(left);
 }
 
 static bool are_intervals_followed()
@@ -98,12 +98,12 @@ bool Deadline::begin_length(const timespec *length)
 
 void Deadline::compute()
 {
-    Pace pace;
+    IntervalRate interval_rate;
     if (kernel_clock_ == CLOCK_MONOTONIC)
-        real_ = own_pace(pace) ? pace.real_instant(CLOCK_MONOTONIC, awaited_) : awaited_;
+        real_ = own_interval_rate(interval_rate) ? interval_rate.real_instant(CLOCK_MONOTONIC, awaited_) : awaited_;
     else
         real_ = has_clock_ ? rate_.when(awaited_, real_time()) : awaited_;
-    if (real_.tv_sec < 0) // TAI's first seconds
+    if (real_.tv_sec < 0) // CLOCK_TAI's first seconds
         real_ = {};
 }
 

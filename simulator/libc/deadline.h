@@ -1,4 +1,4 @@
-// The ends of waits until an instant.
+// The deadlines of waits.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,7 @@ inline bool is_before(const timespec &one, const timespec &other)
     return zynov_is_before({one.tv_sec, one.tv_nsec}, {other.tv_sec, other.tv_nsec}) != 0;
 }
 
-// How long it is from one instant until a later one; nothing from one until an earlier one.
+// The time from one instant to a later one; 0 if it is earlier.
 inline timespec length_between(const timespec &from, const timespec &until)
 {
     const zynov_instant length =
@@ -31,10 +31,10 @@ inline timespec length_between(const timespec &from, const timespec &until)
 
 // Computes the real instant at which this process's clock reaches an instant of a system clock, into `real`; returns
 // the instant itself if it is real. Invalid instants (unreadable, with too many nanoseconds, before the epoch) are
-// returned as they are, for the call to refuse. Async-signal-safe, as all here.
+// returned unchanged, and the call refuses them. Async-signal-safe, as all functions here.
 const timespec *real_deadline(clockid_t source, const timespec *instant, timespec &real);
 
-// The same for how long a wait is to last, where intervals go by the clock; and what is left of it, back.
+// The same for the length of a wait, with --intervals; and its rest, back.
 const timespec *real_length(const timespec *length, timespec &real);
 void show_left(timespec &left);
 
@@ -46,8 +46,8 @@ bool is_followed(clockid_t source);
 class Deadline
 {
   public:
-    // Return false if no change of clocks can move the end, or the call has to refuse the instant or the length. A
-    // length is counted from now.
+    // Return false if no change of clocks can move the end, or if the instant or the length is invalid. A length counts
+    // from now.
     bool begin(clockid_t source, const timespec *instant);
     bool begin_length(const timespec *length);
 
@@ -57,11 +57,11 @@ class Deadline
     timespec now() const;
     bool has_passed() const { return !is_before(now(), real_); }
 
-    // Follows the clocks. One that stands still, or goes back at midnight, is only asked again once it changes: each
-    // time it would be as far from the instant as before.
+    // Follows the clocks. A frozen or rewinding one is only read again when it changes: it would always be as far from
+    // the instant as before.
     void renew();
 
-    // What is left by the clock, for CLOCK_MONOTONIC.
+    // The rest by the clock, for CLOCK_MONOTONIC.
     timespec left() const;
 
     // The half of the table's generation that is a futex, and its value when the end was computed.

@@ -5,14 +5,14 @@
 namespace sim
 {
 
-// The environment that a caller passes to a program, with the trees that the program will live in.
+// The environment that a caller passes to a program, with the program's trees added.
 class Environment
 {
   public:
     // The pointer may be invalid.
     explicit Environment(char *const *given);
 
-    // How many pointers a copy takes; 0 if the given one is right as it is.
+    // The number of pointers that a copy needs; 0 if the given one needs no change.
     size_t room() const { return room_; }
     char *const *copy(char **room);
 

@@ -14,12 +14,12 @@
 namespace sim
 {
 
-// After a change a wait rests, since clocks are often changed in two steps. Where one change follows another, it
-// rests ever longer, so that waits are few however often clocks change.
+// A wait pauses after a change, since clocks are often changed in two steps. It pauses longer the more changes follow
+// each other, so that waits are few however often clocks change.
 class Rest
 {
   public:
-    // The end of a rest that begins now, or of the wait.
+    // The end of a pause that begins now, or of the wait.
     timespec end(const Deadline &deadline)
     {
         constexpr int64_t shortest = 4'000'000, longest = 500'000'000;
@@ -67,8 +67,8 @@ long sleep_until(Deadline &deadline, bool is_cancelled)
     }
 }
 
-// The index of a futex that has another value than the one with which the wait began: it was woken while no wait was
-// on. The kernel has read these words.
+// The index of a futex whose value has changed since the wait began: it was woken between two waits. The kernel has
+// read these words.
 static long changed_one(const futex_waitv *given, size_t count)
 {
     for (size_t i = 0; i < count; ++i)
@@ -79,7 +79,7 @@ static long changed_one(const futex_waitv *given, size_t count)
 
 long wait_on_futexes(const futex_waitv *given, size_t count, Deadline &deadline)
 {
-    if (is_filtered()) // such a filter may know futex alone
+    if (is_filtered()) // the filter may allow only futex
         return -ENOSYS;
     futex_waitv joined[most_futexes + 1]; // the change first: of several that were woken, the kernel names the last
     memcpy(joined + 1, given, count * sizeof *given);

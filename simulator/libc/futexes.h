@@ -1,4 +1,4 @@
-// Waits that are joined with a change of clocks: the kernel wakes them when there is one.
+// Waits that the kernel also wakes when clocks change.
 #pragma once
 
 #include <cstddef>

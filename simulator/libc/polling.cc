@@ -1,5 +1,5 @@
-// Stand-ins for the C library's waits of a length for descriptors, signals and semaphores, which go on in slices where
-// intervals go by the clock.
+// Stand-ins for the C library's waits with a timeout for descriptors, signals and semaphores. With --intervals they go
+// on in slices.
 #include <aio.h>
 #include <poll.h>
 #include <sys/epoll.h>
@@ -29,8 +29,8 @@ static bool has_set_eagain(int result)
     return result == -1 && errno == EAGAIN;
 }
 
-// Calls `call` with the length of each slice; with `length` itself where waits last as long as in real time. Zero is
-// no wait, and null one without an end.
+// Calls `call` with the length of each slice, or with `length` itself if intervals are real. Zero is no wait, null a
+// wait without an end.
 template <typename Call, typename TimedOut>
 static int wait_for_length(const timespec *length, const Call &call, const TimedOut &timed_out,
                            timespec *left = nullptr)
@@ -56,7 +56,7 @@ static timespec length_of(int milliseconds)
     return {milliseconds / 1000, milliseconds % 1000 * 1'000'000L};
 }
 
-// Rounded up.
+// Rounds up.
 static int milliseconds_of(const timespec &length)
 {
     return static_cast<int>(length.tv_sec * 1000 + (length.tv_nsec + 999'999) / 1'000'000);
@@ -64,7 +64,7 @@ static int milliseconds_of(const timespec &length)
 
 } // namespace sim
 
-// Milliseconds are too coarse for a fast clock. A filter of system calls may know no others.
+// Milliseconds are too coarse for a fast clock, but a filter of system calls may allow no other call.
 SIM_STAND_IN(int, ppoll, (pollfd * files, nfds_t count, const timespec *length, const sigset_t *mask))
 {
     return sim::wait_for_length(
@@ -186,7 +186,7 @@ SIM_STAND_IN(int, pselect,
         sim::has_found_nothing);
 }
 
-// Linux tells what is left.
+// Linux returns the rest of the time.
 SIM_STAND_IN(int, select, (int count, fd_set *read, fd_set *write, fd_set *except, timeval *length))
 {
     timespec now, end;
@@ -227,7 +227,7 @@ SIM_STAND_IN(int, semtimedop, (int set, sembuf *operations, size_t count, const 
         length, [=](const timespec *slice) { return next_semtimedop(set, operations, count, slice); }, timed_out);
 }
 
-// The kernel looks at the length after each message, and tells what is left.
+// The kernel checks the length after each message, and returns the rest of the time.
 SIM_STAND_IN(int, recvmmsg, (int socket, mmsghdr *messages, unsigned count, int flags, timespec *length))
 {
     timespec real;

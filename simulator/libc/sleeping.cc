@@ -1,4 +1,4 @@
-// Stand-ins for the C library's sleeps. How long one lasts goes by the clock where intervals do.
+// Stand-ins for the C library's sleeps. With --intervals their length goes by the clock.
 #include <threads.h>
 #include <unistd.h>
 
@@ -10,7 +10,7 @@
 namespace sim
 {
 
-// Sleeps, and tells what is left after a signal. Returns 0 or EINTR; false if the kernel is to be asked.
+// Sleeps, and returns the rest of the time after a signal. Returns false if the kernel should get the call.
 static bool sleep_by_clock(Deadline &deadline, timespec *left, int &error)
 {
     const long result = deadline.has_passed() ? 0 : sleep_until(deadline, true);

@@ -1,5 +1,5 @@
-// Waits of the C library that cannot be joined with a change of clocks: they go on in slices, and each begins with a
-// look at the clock.
+// Waits of the C library that no change of clocks can wake: they go on in slices, and each begins with a reading of the
+// clock.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 namespace sim
 {
 
-// How calls say that the time is over.
+// How calls report a timeout.
 inline bool is_etimedout(int result)
 {
     return result == ETIMEDOUT;
@@ -23,11 +23,11 @@ inline bool has_set_etimedout(long result)
 class Slices
 {
   public:
-    // Return false if the wait is to be as it is.
+    // Return false if the wait needs no slices.
     bool begin(clockid_t source, const timespec *instant) { return deadline_.begin(source, instant); }
     bool begin_length(const timespec *length) { return deadline_.begin_length(length); }
 
-    // The end of the next slice. Together with the time that it takes to wake up, none is longer than a second.
+    // The end of the next slice. No slice is longer than a second, waking up included.
     const timespec *next()
     {
         constexpr int64_t longest = 900'000'000;
@@ -59,7 +59,7 @@ class Slices
     int64_t length_ = 50'000'000;
 };
 
-// Calls `call` with the end of each slice, until it returns anything but that its time is over.
+// Calls `call` with the end of each slice until it returns anything but a timeout.
 template <typename Call, typename TimedOut>
 auto wait_in_slices(clockid_t source, const timespec *instant, const Call &call, const TimedOut &timed_out)
 {
@@ -75,7 +75,7 @@ auto wait_in_slices(clockid_t source, const timespec *instant, const Call &call,
     }
 }
 
-// The same for a lock or a semaphore, which is mostly free: a wait until what has passed asks for no more than that.
+// The same for a lock or a semaphore, which is mostly free: a wait until a past instant tries that first.
 template <typename Call, typename TimedOut>
 auto take_in_slices(clockid_t source, const timespec *instant, const Call &call, const TimedOut &timed_out)
 {

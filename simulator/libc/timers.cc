@@ -1,4 +1,4 @@
-// Stand-ins for the calls that set timers, to an instant or, where intervals go by the clock, to a length.
+// Stand-ins for the calls that set timers, to an instant or, with --intervals, to a length.
 #include <sys/timerfd.h>
 
 #include <array>
@@ -19,10 +19,10 @@
 namespace sim
 {
 
-// The timers of this process that count the time that a processor spent: this passes as it does.
+// The timers of this process that count processor time, which always passes at its real speed.
 static constinit std::array<std::atomic<intptr_t>, 64> processor_timers = {};
 
-// As it is kept there, where 0 is a free place.
+// The key of a timer, where 0 is a free slot.
 template <typename Timer> static intptr_t key_of(Timer timer)
 {
     return (intptr_t)timer + 1; // NOLINT: a number or a pointer
@@ -31,7 +31,7 @@ template <typename Timer> static intptr_t key_of(Timer timer)
 static void note_timer(clockid_t source, timer_t timer)
 {
     const bool counts_processor = source < 0 || source == CLOCK_PROCESS_CPUTIME_ID || source == CLOCK_THREAD_CPUTIME_ID;
-    intptr_t former = key_of(timer); // of a timer that was deleted
+    intptr_t former = key_of(timer); // of a deleted timer
     for (auto &place : processor_timers)
         if (place.compare_exchange_strong(former, 0, std::memory_order_relaxed))
             break;
@@ -44,10 +44,10 @@ static void note_timer(clockid_t source, timer_t timer)
     }
 }
 
-// How the lengths of a timer pass; false if as in real time.
-template <typename Timer> static bool find_pace(Timer timer, Pace &pace)
+// Gets the rate of a timer's lengths; returns false for real time.
+template <typename Timer> static bool find_interval_rate(Timer timer, IntervalRate &interval_rate)
 {
-    if (!own_pace(pace))
+    if (!own_interval_rate(interval_rate))
         return false;
     if constexpr (std::is_same_v<Timer, timer_t>)
         for (const auto &place : processor_timers)
@@ -104,43 +104,44 @@ static int set_until(Next<Set<Timer>> &set, Next<Get<Timer>> &get, Timer timer, 
     return failed != 0 ? -1 : 0;
 }
 
-static void show_setting(const Pace &pace, itimerspec &setting)
+static void show_setting(const IntervalRate &interval_rate, itimerspec &setting)
 {
-    make_shown(pace, setting.it_value);
-    make_shown(pace, setting.it_interval);
+    make_shown(interval_rate, setting.it_value);
+    make_shown(interval_rate, setting.it_interval);
 }
 
 template <typename Timer>
 static int set_timer(Next<Set<Timer>> &set, Next<Get<Timer>> &get, Timer timer, int flags, const itimerspec *wanted,
                      itimerspec *old)
 {
-    Pace pace;
+    IntervalRate interval_rate;
     timespec real;
-    const bool is_instant = (flags & TIMER_ABSTIME) != 0, has_pace = find_pace(timer, pace);
-    if (!(is_instant || has_pace) || wanted == nullptr || !is_readable(&wanted->it_interval) ||
+    const bool is_instant = (flags & TIMER_ABSTIME) != 0, has_interval_rate = find_interval_rate(timer, interval_rate);
+    if (!(is_instant || has_interval_rate) || wanted == nullptr || !is_readable(&wanted->it_interval) ||
         !is_readable(&wanted->it_value))
         return set(timer, flags, wanted, old);
     itimerspec until = *wanted;
     const bool stops = is_zero(until.it_value);
-    if (has_pace && is_length(until.it_interval) && is_length(until.it_value)) {
-        make_real(pace, until.it_interval);
+    if (has_interval_rate && is_length(until.it_interval) && is_length(until.it_value)) {
+        make_real(interval_rate, until.it_interval);
         if (!is_instant)
-            make_real(pace, until.it_value);
+            make_real(interval_rate, until.it_value);
     }
-    const bool is_moved = is_instant && !stops && is_length(until.it_value) &&
-                          (has_pace || real_deadline(CLOCK_REALTIME, &until.it_value, real) != &until.it_value);
+    const bool is_moved =
+        is_instant && !stops && is_length(until.it_value) &&
+        (has_interval_rate || real_deadline(CLOCK_REALTIME, &until.it_value, real) != &until.it_value);
     const int result = is_moved ? set_until(set, get, timer, flags, until, old) : set(timer, flags, &until, old);
-    if (result == 0 && has_pace && old != nullptr)
-        show_setting(pace, *old);
+    if (result == 0 && has_interval_rate && old != nullptr)
+        show_setting(interval_rate, *old);
     return result;
 }
 
 template <typename Timer> static int get_timer(Next<Get<Timer>> &get, Timer timer, itimerspec *left)
 {
-    Pace pace;
+    IntervalRate interval_rate;
     const int result = get(timer, left);
-    if (result == 0 && find_pace(timer, pace))
-        show_setting(pace, *left);
+    if (result == 0 && find_interval_rate(timer, interval_rate))
+        show_setting(interval_rate, *left);
     return result;
 }
 

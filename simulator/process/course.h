@@ -1,4 +1,4 @@
-// How intervals pass for this process: by which timeline, and by how much it is ahead of that.
+// How intervals pass for this process: by a timeline, which the process may be ahead of.
 #pragma once
 
 #include <algorithm>
@@ -16,21 +16,21 @@
 namespace sim
 {
 
-// A process that comes from one timeline to another one that is behind goes on from what it saw.
+// A process that changes to a timeline that is behind continues from the time that it saw.
 struct Course {
-    Generation generation; // the table's is one more than it was found under; 0 when nothing was found yet
+    Generation generation; // table: that of the lookup, plus 1; 0 before the first lookup
     uint64_t is_virtual;
     ClockRate monotonic;
-    Timeline timeline; // with what the process is ahead
+    Timeline timeline; // with the distance that the process is ahead
     Instants ahead;
 };
 
 // The course of a process, shared by its threads and signal handlers, so that none ever sees time go back.
 //
-// Who reads the time looks at the word before it and after it. Who changes the course makes the word busy, looks at the
-// time, and lets others go on when the new course is there: the others wait meanwhile. But a signal handler that
-// interrupted him must not wait for ever. So who cannot wait any longer, or reads while the table is changed, counts
-// himself in the word after his look at the time. Then the new course begins with what he may have seen.
+// A reader loads the word before and after it reads the time. A writer marks the word busy, reads the time, and clears
+// the mark when the new course is stored; readers wait meanwhile. A signal handler that interrupted the writer would
+// wait for ever. So a reader that cannot wait any longer, or reads while the table changes, counts itself in the word
+// after it has read the time. The new course then begins with what that reader may have seen.
 class CourseKeeper
 {
   public:
@@ -40,20 +40,20 @@ class CourseKeeper
         ClockRate monotonic;
     };
 
-    // Before reading the time; false when the course must be found anew. `may_call` tells whether system calls may be
-    // made while another thread changes it.
+    // Call before reading the time; returns false if the course must be looked up. `may_call`: whether system calls are
+    // allowed while waiting for another thread.
     template <typename MayCall> bool look(const Generation &wanted, Look &found, const MayCall &may_call);
-    // After it; false when it may not be used.
+    // Call after reading the time; returns false if the reading is void.
     bool holds(const Look &look);
 
-    // The whole course, as of the last look.
+    // The whole course, as of the last begin.
     Course load() const { return load_copy(word_.load(std::memory_order_acquire)); }
 
-    // Finds the course anew. `find` gives a timeline, its generation, and the instants of the table's last change;
-    // `now` the present ones.
+    // Looks the course up. `find` returns a timeline, its generation, and the instants of the table's last change;
+    // `now` returns the present instants.
     template <typename Find, typename Now> void move_on(const Find &find, const Now &now);
 
-    // For a forked child: another thread of its parent may have been changing the course, and does not exist in the
+    // Call in a forked child: a thread of the parent may have been changing the course, and does not exist in the
     // child.
     void end_move() { word_.fetch_and(~busy, std::memory_order_release); }
 
@@ -69,12 +69,12 @@ class CourseKeeper
     uint64_t wait_until_free(bool may_call);
 
     std::atomic<uint64_t> word_;
-    std::atomic<uint64_t> given_up_; // the version whose next one nobody waits for any longer, and one
+    std::atomic<uint64_t> given_up_; // the version whose successor nobody waits for any longer, plus 1
     std::array<Copy, 2> copies_;
 };
 
-// The course of who went by another one until some instants. On the same timeline he goes on as he is, unless he read
-// the time while it may have been changed.
+// The next course of a process that had another one until some instants. On the same timeline it continues unchanged,
+// unless it read the time during a change.
 inline Course next_course(Course last, const Timeline &timeline, const Generation &generation, const Instants &until,
                           bool read_meanwhile)
 {
@@ -103,7 +103,7 @@ inline Course CourseKeeper::load_copy(uint64_t word) const
     return std::bit_cast<Course>(found);
 }
 
-// A thread that makes the next course can be stopped, and a child that shares this memory be killed.
+// A thread that changes the course may be stopped, and a child that shares this memory may be killed.
 [[gnu::noinline]] inline uint64_t CourseKeeper::wait_until_free(bool may_call)
 {
     uint64_t word = word_.load(std::memory_order_acquire);

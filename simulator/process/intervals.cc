@@ -13,7 +13,7 @@
 namespace sim
 {
 
-// Looked at when the table is attached; is_filtered would ask the kernel.
+// Read when the table is attached, since is_filtered may ask the kernel.
 static bool may_call()
 {
     return filtered.load(std::memory_order_relaxed) == Filtered::no;
@@ -42,7 +42,7 @@ static Instants present_instants()
     return instants;
 }
 
-// A handler of this thread would have to wait for what it interrupted.
+// Signals are blocked: a handler of this thread would wait for what it interrupted.
 [[gnu::noinline]] static void move_on(const Table &clocks)
 {
     const bool may_hold = may_call();
@@ -53,7 +53,7 @@ static Instants present_instants()
         let_signals_through(kept);
 }
 
-// Calls `read` with a look at the course, again until nothing changed meanwhile; false if intervals are real.
+// Calls `read` with the course until that does not change meanwhile; returns false if intervals are real.
 template <typename Read> [[gnu::always_inline]] static inline bool by_course(const Read &read)
 {
     const Table *clocks = find_table();
@@ -72,7 +72,7 @@ template <typename Read> [[gnu::always_inline]] static inline bool by_course(con
     }
 }
 
-// The coarse one would lag by more the faster the clock runs, so it is read as the fine one.
+// A coarse id would lag by more the faster the clock runs, so it shows the precise time.
 [[gnu::noinline]] static bool read_kin(clockid_t source, timespec &time)
 {
     return by_course([&](const CourseKeeper::Look &look) {
@@ -106,20 +106,20 @@ Timeline own_timeline()
     return timeline;
 }
 
-bool own_pace(Pace &pace)
+bool own_interval_rate(IntervalRate &interval_rate)
 {
     const Timeline timeline = own_timeline();
-    pace = Pace(timeline);
+    interval_rate = IntervalRate(timeline);
     return timeline.speed != 1 || timeline.shown != timeline.real;
 }
 
-// A clock that starts with nothing at the epoch shows how long that lasts.
+// A clock that starts at the epoch shows how long the length lasts.
 static ClockRate rate_of_lengths(const Timeline &timeline)
 {
     return ClockRate(zynov_clock{{0, 0}, {0, 0}, timeline.speed, 0, 0});
 }
 
-timespec Pace::real_length(const timespec &length) const
+timespec IntervalRate::real_length(const timespec &length) const
 {
     constexpr long shortest = 1000;
     timespec real = rate_of_lengths(timeline_).when(length, {});
@@ -128,7 +128,7 @@ timespec Pace::real_length(const timespec &length) const
     return real;
 }
 
-timespec Pace::shown_length(const timespec &real) const
+timespec IntervalRate::shown_length(const timespec &real) const
 {
     const ClockRate rate = rate_of_lengths(timeline_);
     timespec shown = rate.at(real);
@@ -139,13 +139,13 @@ timespec Pace::shown_length(const timespec &real) const
     return shown;
 }
 
-timespec Pace::real_instant(clockid_t source, const timespec &shown) const
+timespec IntervalRate::real_instant(clockid_t source, const timespec &shown) const
 {
     const size_t place = place_of(source);
     return timeline_.rate(place).when(shown, real_time(interval_sources[place]));
 }
 
-timespec Pace::shown_instant(clockid_t source, const timespec &real) const
+timespec IntervalRate::shown_instant(clockid_t source, const timespec &real) const
 {
     return timeline_.rate(place_of(source)).at(real);
 }

@@ -1,4 +1,4 @@
-// How intervals pass for this process where they go by its clock: CLOCK_MONOTONIC and its kin, and how long waits last.
+// How intervals pass for this process with --intervals: CLOCK_MONOTONIC and related ids, and the length of waits.
 #pragma once
 
 #include <ctime>
@@ -8,25 +8,25 @@
 namespace sim
 {
 
-// Reads one of interval_ids; false for any other, and where intervals are real. Makes no system call, and no reading is
-// before an earlier one of any thread or signal handler. Async-signal-safe.
+// Reads one of interval_ids; returns false for any other, and if intervals are real. Makes no system call. No reading
+// is before an earlier one of any thread or signal handler. Async-signal-safe.
 bool read_interval_clock(clockid_t source, timespec &time);
 
-// How intervals pass now. Times have nanoseconds from 0 to 999999999.
-class Pace
+// The rate at which intervals pass now. Nanoseconds are 0 to 999999999.
+class IntervalRate
 {
   public:
-    Pace() = default;
-    explicit Pace(const Timeline &timeline) : timeline_(timeline) {}
+    IntervalRate() = default;
+    explicit IntervalRate(const Timeline &timeline) : timeline_(timeline) {}
 
-    // How long a wait lasts that is to last for `length`, which is not negative: rounded up, and a microsecond at
-    // least, unless it is 0.
+    // The real length of a wait for `length`, which is not negative: rounded up, and at least a microsecond unless it
+    // is 0.
     timespec real_length(const timespec &length) const;
 
-    // What is left of a wait of which so much is left in real time: rounded up, so that only nothing becomes nothing.
+    // The rest of a wait by its real rest: rounded up, so that only 0 becomes 0.
     timespec shown_length(const timespec &real) const;
 
-    // The real instant at which one of interval_ids shows another: the first, or one that has passed.
+    // The real instant at which one of interval_ids shows `shown`: the first, or one that has passed.
     timespec real_instant(clockid_t source, const timespec &shown) const;
 
     timespec shown_instant(clockid_t source, const timespec &real) const;
@@ -35,10 +35,10 @@ class Pace
     Timeline timeline_ = real_timeline;
 };
 
-// By which intervals pass for this process.
+// The timeline of this process.
 Timeline own_timeline();
 
-// The pace of this process; false if all of the above is as in real time. Async-signal-safe.
-bool own_pace(Pace &pace);
+// Gets the rate of this process; returns false if intervals are real. Async-signal-safe.
+bool own_interval_rate(IntervalRate &interval_rate);
 
 } // namespace sim

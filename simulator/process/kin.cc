@@ -15,7 +15,7 @@
 namespace sim
 {
 
-// A mapping of a process: its first address, and what it maps.
+// A mapping of a process: its first address and its file.
 struct Mapped {
     uintptr_t begin, end, offset;
     unsigned major, minor;
@@ -72,7 +72,7 @@ static bool read_from_vdso(int64_t pid, const Mapped &mapped, Trees &trees)
 
 bool read_trees_of(int64_t pid, Trees &trees)
 {
-    // Where this library begins here, and where it keeps its trees.
+    // The addresses of this library and of its trees in this process.
     const auto here = std::bit_cast<uintptr_t>(&read_trees_of);
     Mapped own = {}, first = {};
     find_mapped(system_call(SYS_getpid), [&](const Mapped &mapped) {

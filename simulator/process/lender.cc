@@ -31,7 +31,7 @@ Lender watch_lender(const Clock &clock)
     return Lender::alive;
 }
 
-// A step of the real time, in either direction, is a long time.
+// A step of the real time in either direction counts as a long time.
 bool is_lender_due(const timespec &real)
 {
     return nanoseconds(real) - asked_at.load(std::memory_order_relaxed) >= interval;

@@ -1,5 +1,5 @@
-// The ancestor whose clock this process has. Its end, perhaps by SIGKILL, changes nothing in the table, so it is looked
-// for now and then. Async-signal-safe.
+// The ancestor whose clock this process has. Its end, perhaps by SIGKILL, does not change the table, so the ancestor is
+// checked now and then. Async-signal-safe.
 #pragma once
 
 #include <ctime>
@@ -9,15 +9,15 @@
 namespace sim
 {
 
-// How it stands with an ancestor's clock that was found just now.
+// The state of an ancestor whose clock was just found.
 enum class Lender {
-    lasting, // nothing is to be watched: it ends with the tree, or cannot be asked for from here
-    alive,   // it is watched from now on
+    lasting, // not watched: the clock ends with the tree, or the ancestor cannot be checked from here
+    alive,   // watched from now on
     ended
 };
 Lender watch_lender(const Clock &clock);
 
-// Whether it is time to ask for the watched one again, at a real instant.
+// Whether it is time to check the watched ancestor again, at a real instant.
 bool is_lender_due(const timespec &real);
 bool has_lender_ended(const timespec &real);
 

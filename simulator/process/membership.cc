@@ -16,10 +16,10 @@
 namespace sim
 {
 
-// All the trees that this process is counted in, as one number. A forked child is counted in them, too.
+// All trees that this process is counted in, as one number. A forked child is counted in them, too.
 static std::atomic<uint64_t> counted;
 
-// An overlay file system maps another file than the one that was opened and locked.
+// An overlay file system maps a different file than the one that was opened and locked.
 static bool is_overlaid(int descriptor)
 {
     constexpr auto overlay = 0x794c7630;
@@ -35,7 +35,7 @@ void begin_membership(const Table &table, int descriptor)
             all ^= tree;
     });
     counted.store(all, std::memory_order_relaxed);
-    if (all != 0 && is_overlaid(descriptor)) // there a descriptor stays, where few programs have any
+    if (all != 0 && is_overlaid(descriptor)) // keeps a descriptor open, with a number that few programs use
         system_call(SYS_fcntl, descriptor, F_DUPFD_CLOEXEC, 900);
 }
 

@@ -6,10 +6,10 @@
 namespace sim
 {
 
-// By the description by which the table was mapped.
+// Call with a descriptor of the file description by which the table was mapped.
 void begin_membership(const Table &table, int descriptor);
 
-// When the trees have changed: maps the table anew if they are not all counted yet.
+// Call when the trees have changed: maps the table again unless all are counted.
 void refresh_membership(const Table &table);
 
 } // namespace sim

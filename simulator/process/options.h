@@ -31,7 +31,7 @@ struct Choices {
     bool no_static;   // leave programs alone that no library can be preloaded into
     bool descendants; // one tracer for all descendants, so no other is needed
     bool file_times;  // show file times by the clock of this process
-    bool intervals;   // pass at the speed of the clock
+    bool intervals;   // let intervals pass at the speed of the clock
     ErrorFile error_file;
 };
 constexpr char error_word[] = "stderr:"; // the file's device and inode follow, with a colon between

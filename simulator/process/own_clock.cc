@@ -58,7 +58,7 @@ void reset_after_fork()
     descend();
 }
 
-// The table's generation as of which this process's own tree is known.
+// The table's generation for which this process's own tree is known.
 static std::atomic<uint64_t> tree_known_at = UINT64_MAX;
 
 void before_child()
@@ -177,7 +177,7 @@ __attribute__((noinline)) static Cache::Found look_up(const Table &clocks, Clock
     return found == Cache::nothing ? look_up(*clocks, rate) : found;
 }
 
-// Finds another clock instead of one that may have ended by now.
+// Looks for another clock if the ancestor has ended.
 __attribute__((noinline, cold)) static Cache::Found ask_for_lender(const timespec &real, ClockRate &rate)
 {
     return has_lender_ended(real) ? look_up(*attached_table.load(std::memory_order_acquire), rate)

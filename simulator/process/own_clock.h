@@ -16,7 +16,7 @@ namespace sim
 // lock, and searches the table only after a change. Async-signal-safe.
 bool own_clock(ClockRate &rate);
 
-// The generation of the table, which changes whenever this process's clock may have; null if there is no table.
+// The generation of the table, which changes whenever this process's clock may change; null if there is no table.
 const std::atomic<uint64_t> *table_generation();
 
 // Read the virtual time; return false if the process has real time. Async-signal-safe. The coarse time costs half and
@@ -34,7 +34,7 @@ timespec real_time(clockid_t source = CLOCK_REALTIME);
 const Table *find_table();
 Generation present_generation(const Table &clocks);
 
-// Call before a child is made, or another program executed: learns whether this process passes its clock on.
+// Call before making a child or executing a program: finds out whether this process passes its clock on.
 void before_child();
 
 // Call in a new child that has its own memory.

@@ -10,7 +10,7 @@ namespace sim
 
 inline constinit CourseKeeper own_course = {};
 
-// Whether intervals go by it; known once the table is attached.
+// Whether intervals go by it; valid once the table is attached.
 inline std::atomic<bool> intervals_by_clock = true;
 
 } // namespace sim

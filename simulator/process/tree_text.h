@@ -1,4 +1,4 @@
-// How a process tells its children, by their environment, which trees they live in. No library, since a tracer reads it
+// The text in the environment that tells a process which trees it lives in. Uses no library, since a tracer reads it,
 // too.
 #pragma once
 
@@ -12,7 +12,7 @@ namespace sim
 {
 
 // Environment variable of every process under the simulator: the process that wrote it, and its trees. A reader with
-// another id is at least a generation further.
+// another id is at least one generation further down.
 constexpr char trees_variable[] = "ZYNOV_SIM_TREES";
 
 // "ZYNOV_SIM_TREES=process:number+generations,...", with a null.
@@ -58,7 +58,7 @@ inline TreeText write_trees(int64_t process, const Trees &trees)
     return text;
 }
 
-// Reads what stands behind the equals sign, as the process with that id.
+// Reads the text after the equals sign, in the process with that id.
 inline Trees read_trees(const char *text, int64_t process)
 {
     Trees trees = {};

@@ -39,7 +39,7 @@ uintptr_t trees_address()
     return std::bit_cast<uintptr_t>(tree_words.data());
 }
 
-// It takes the place of an earlier one that this process began, which is no more, else a free one, else the farthest's.
+// It replaces an earlier one that this process began and that has ended, else a free one, else the farthest one.
 void enter_tree(uint64_t number)
 {
     const auto rank = [](const Tree &tree) { return tree.number == 0 ? 0x10000u : tree.generations - 1u; };

@@ -1,5 +1,6 @@
-// The trees that this process lives in: each is of those who have one clock that is passed on. A process knows them by
-// the memory that it was forked with, and by its environment after an exec. Async-signal-safe, but for begin_trees.
+// The trees that this process lives in. A tree is a process and the descendants that have its clock. A forked child has
+// its parent's trees in its memory, an executed program has them in its environment. Async-signal-safe except for
+// begin_trees.
 #pragma once
 
 #include "simulator/process/tree_text.h"
@@ -10,20 +11,20 @@ namespace sim
 Trees own_trees();
 bool has_trees();
 
-// Where they are, as an array of Tree: another process reads them there.
+// The address of the trees, an array of Tree that another process may read.
 uintptr_t trees_address();
 
-// At the start: takes them from the environment, and keeps a text there that can be changed in place.
+// Call at the start: reads the trees from the environment, and puts a text there that can be changed in place.
 void begin_trees();
 
-// Of a tree that this process itself begins, or whose first process has ended.
+// Call for a tree that this process itself begins, or whose first process has ended.
 void enter_tree(uint64_t number);
 void leave_tree(uint64_t number);
 
-// In a forked child: one generation further.
+// Call in a forked child, which is one generation further down.
 void descend();
 
-// The environment's entry for children, in place for those that the C library makes by itself.
+// The environment's entry for children. refresh_tree_text changes it in place, for children that the C library makes.
 TreeText tree_text(int64_t process);
 void refresh_tree_text(int64_t process);
 

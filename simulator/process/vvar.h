@@ -33,7 +33,7 @@ struct Vvar {
     int64_t process;             // its identity: see table/search.h
     uint64_t pid_namespace, birth, container_id;
     uint64_t intervals; // whether they go by the clock
-    Trees trees;        // that the program lives in
+    Trees trees;        // the program's trees
     char state[2048];   // the file of the clock table
 };
 static_assert(sizeof(Vvar) <= page_size);

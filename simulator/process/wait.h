@@ -1,4 +1,4 @@
-// Waiting for another thread or process that will have finished in a few microseconds, if it runs.
+// A wait for another thread or process that finishes within microseconds if it runs.
 #pragma once
 
 #include <ctime>
@@ -11,10 +11,10 @@ namespace sim
 class Wait
 {
   public:
-    // Without system calls where a filter may forbid them.
+    // Makes no system calls if a filter may forbid them.
     explicit Wait(bool may_call) : may_call_(may_call) {}
 
-    // False when it has taken about a fifth of a second.
+    // Returns false after about a fifth of a second.
     bool rest()
     {
         constexpr int short_ones = 100, all = 2000;

@@ -12,16 +12,16 @@
 namespace sim
 {
 
-// Who sends a command: does not see or change clocks of processes in other pid namespaces.
+// The sender of a command, who neither sees nor changes clocks of processes in other pid namespaces.
 class Caller
 {
   public:
-    // The descriptor is of the table's file; -1 knows of no members of trees.
+    // The descriptor is the table's; with -1, trees seem to have no members.
     explicit Caller(int descriptor) : descriptor_(descriptor) {}
 
     bool has(const Clock &clock);
 
-    // Whether the process of a clock has ended, and whoever it lasts for. Asks the kernel.
+    // Whether the process of a clock, and all for whom it lasts, have ended. Asks the kernel.
     bool is_stale(const Clock &clock);
 
     // Whether a clock is visible to the caller.
@@ -39,7 +39,8 @@ class TableWrite
     explicit TableWrite(Table &table) : table_(table), under_way_(table.generation.load(std::memory_order_relaxed) | 1)
     {
         table.generation.store(under_way_, std::memory_order_relaxed);
-        std::atomic_thread_fence(std::memory_order_seq_cst); // who read an older generation read no later instant
+        std::atomic_thread_fence(
+            std::memory_order_seq_cst); // a reader of an older generation has read no later instant
         now_ = read_instants();
         for (size_t i = 0; i < now_.size(); ++i)
             table.changed_at[i].store(now_[i], std::memory_order_relaxed);
@@ -52,7 +53,7 @@ class TableWrite
     TableWrite(const TableWrite &) = delete;
     TableWrite &operator=(const TableWrite &) = delete;
 
-    // The timeline of a new clock goes on from another one that is ahead of real time.
+    // The timeline of a new clock continues from another one that is ahead of real time.
     void put(size_t slot, const Clock &clock, const Timeline &last = real_timeline)
     {
         store(slot, clock, last);

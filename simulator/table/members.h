@@ -1,6 +1,6 @@
-// Who lives in a tree, as the kernel knows it: each member maps the table by a file description that holds a shared
-// lock on a byte far behind it, whose place is the tree's number. Mappings and their locks pass to forked children, end
-// with the last process that has them, however that ends, and take no descriptor. Async-signal-safe.
+// The members of a tree, counted by the kernel: each maps the table by a file description that holds a shared lock on a
+// byte far behind its end, at the tree's number. Mappings and their locks pass to forked children, end with the last
+// process that has them, however that ends, and take no descriptor. Async-signal-safe.
 #pragma once
 
 #include <fcntl.h>
@@ -30,7 +30,7 @@ inline bool become_member(int descriptor, uint64_t tree)
     return ask_for_lock(descriptor, F_OFD_SETLK, F_RDLCK, tree, lock);
 }
 
-// By a description that is none of theirs.
+// Asks by a file description that is none of theirs.
 inline bool has_members(int descriptor, uint64_t tree)
 {
     struct flock lock;

@@ -30,7 +30,7 @@ static void tell(const Clock &clock, zynov_iov &record)
     record.base = 0;
 }
 
-// Never one of another table that a process may still know, so it starts at the time, in hundredths of a millisecond.
+// Processes may know numbers of another table, so numbers start at the time, in hundredths of a millisecond.
 static uint64_t next_tree(Table &table, const timespec &real)
 {
     const uint64_t present =

@@ -3,7 +3,7 @@
 namespace sim
 {
 
-// How strong a claim to a clock is. That to an ancestor's is by_tree at least, and stronger the nearer the ancestor is.
+// Whose clock it is; a higher claim wins. An ancestor's clock is by_tree, and more the nearer the ancestor is.
 constexpr uint32_t no_claim = 0, by_group = 1, by_user = 2, by_tree = 3, its_own = by_tree + 0x10000;
 
 // The id alone may be that of an earlier process, or of one in another namespace.

@@ -6,8 +6,7 @@
 namespace sim
 {
 
-// A tree that a process lives in, and how many generations above it the first process of the tree is. A number of 0 is
-// none.
+// A tree that a process lives in, and how many generations above it the tree's first process is. Number 0 is no tree.
 struct Tree {
     uint64_t number : 48, generations : 16;
 
@@ -31,14 +30,14 @@ struct Identity {
 // Reads the birth and the pid namespace of a process, if possible.
 using FindBirth = void(Identity &who);
 
-// Whose clock it is that a process has.
+// The owner of the clock that a process has.
 enum class Owner { nobody, itself, ancestor, user_or_group };
 
 // Finds the clock of a process, else the one that its nearest ancestor passes on, else that of its user, else of its
 // group. Calls only find_birth, if a clock has the process's id, and uses only its stack.
 Owner search_clock(const Table &table, Identity who, Clock &clock, FindBirth *find_birth);
 
-// The number of the tree of those who have this process's own clock; 0 for none.
+// The number of the tree that this process's own clock is passed on to; 0 for none.
 uint64_t own_tree(const Table &table, Identity who, FindBirth *find_birth);
 
 // The timeline by which its intervals pass: that of its clock, else the one that its last clock left, else the real

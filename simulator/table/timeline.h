@@ -1,4 +1,4 @@
-// The time that passes for who lives by a clock: what CLOCK_MONOTONIC and its kin show where intervals go by the clock.
+// What CLOCK_MONOTONIC and related ids show to processes with a clock, with --intervals.
 #pragma once
 
 #include <array>
@@ -13,7 +13,7 @@ namespace sim
 
 struct Table;
 
-// What the kernel counts from the machine's start. They differ by more than a constant, so each has its own instants.
+// The ids that count from the machine's start. They differ by more than a constant, so each has its own instants.
 constexpr std::array<clockid_t, 3> interval_sources = {CLOCK_MONOTONIC, CLOCK_MONOTONIC_RAW, CLOCK_BOOTTIME};
 using Instants = std::array<int64_t, interval_sources.size()>; // in nanoseconds
 
@@ -30,16 +30,16 @@ inline size_t place_of(clockid_t source)
     }
 }
 
-// Past the stand-ins.
+// Not by the stand-ins.
 Instants read_instants();
 
-// One timeline: an instant that it shows at a real one, and a speed since. It outlives its clock, at the real speed, so
-// that whoever lived by the clock goes on from what he saw, and the next clock of the same identity as well.
+// A timeline: the instant that it shows at a real one, and the speed since. It outlives its clock, at the real speed:
+// processes that had the clock continue from what they saw, and so does the next clock of the same identity.
 struct Timeline {
     int64_t id; // whose it is, as in Clock
     uint64_t flags, container_id, pid_namespace, birth;
     uint64_t tree;     // of its clock
-    uint64_t number;   // no other of the table has it; 0 for none
+    uint64_t number;   // unique in the table; 0 for none
     uint64_t is_live;  // its clock is there
     int64_t speed = 1; // as a clock's, but never 0
     Instants real, shown;
@@ -50,14 +50,14 @@ struct Timeline {
 };
 constexpr Timeline real_timeline = {};
 
-// At which speed intervals pass under a clock of a speed. One that stands still stops none: they pass at the real one.
+// The speed of intervals under a clock. A frozen clock does not stop them: they pass at the real speed.
 int64_t interval_speed(int64_t clock_speed);
 
-// For who puts a clock into the slot of another, with the generation of the table odd and the instants read since; one
-// of no kind is none. A new timeline goes on from the last one of its process, if that is ahead of real time.
+// Call when a clock replaces another in its slot, with the table's generation odd and the instants read after that; a
+// clock of no kind is none. A new timeline continues from the last one of its process if that is ahead of real time.
 void change_timelines(Table &table, const Clock &before, const Clock &after, const Timeline &last, const Instants &now);
 
-// The kernel counts anew: begins all again.
+// Call after a reboot, when the kernel counts from 0 again.
 void restart_timelines(Table &table, const Instants &now);
 
 inline bool Timeline::is_of(const Clock &clock) const

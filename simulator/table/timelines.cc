@@ -23,11 +23,11 @@ int64_t interval_speed(int64_t clock_speed)
     const int64_t speed = static_cast<int32_t>(clock_speed);
     if (speed == 0 || speed == -1 || speed > ZYNOV_FASTEST)
         return 1;
-    return speed < slowest ? slowest : speed; // one that is much slower would seem to stand
+    return speed < slowest ? slowest : speed; // a much slower one would seem to stand still
 }
 
-// Goes on at another speed. A reader may have read the real time just before this writer did and look at its own later,
-// in the order of a processor's choice: hence a microsecond more.
+// Continues at another speed. A processor may reorder the reading of the real time, so that a reader's is later than
+// this writer's: hence a microsecond more.
 static void change_speed(Timeline &timeline, int64_t speed, const Instants &now)
 {
     constexpr int64_t leeway = 1000;
@@ -47,7 +47,7 @@ static size_t find_timeline(const Table &table, const Clock &clock)
     return place;
 }
 
-// A place of none, or of that which ended first. There are as many as clocks, so one is not live.
+// Returns a free slot, or that of the timeline that ended first. There are as many slots as clocks, so one is not live.
 static size_t find_place(const Table &table)
 {
     size_t place = 0, oldest = 0;

@@ -54,7 +54,7 @@ class Stack
     size_t at_ = 0, count_ = 0;
 };
 
-// Reads an entry of the environment, if it is the one that tells of trees.
+// Reads an entry of the environment if it is the one with the trees.
 static void read_entry(const Tracee &program, uintptr_t address, Trees &trees)
 {
     TreeText text = {};

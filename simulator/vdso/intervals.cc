@@ -8,7 +8,7 @@
 namespace sim
 {
 
-// Of the ids and the process: a forked child has its parent's course until it looks for its own.
+// Depends on the ids and the process: a forked child has its parent's course until it looks up its own.
 static Generation present()
 {
     const VvarCache &cache = vvar_pages.cache;
@@ -55,7 +55,7 @@ static bool may_call()
     return true;
 }
 
-// Asks for the ids, and finds another course if that takes one.
+// Asks for the ids, and looks the course up if they have changed.
 [[gnu::noinline]] static void move_on(uint64_t now)
 {
     VvarCache &cache = vvar_pages.cache;
@@ -69,7 +69,7 @@ static bool may_call()
     CourseKeeper::Look look;
     if (vvar_pages.course.look(present(), look, may_call))
         return;
-    const SignalsHeld held; // a handler would have to wait for what it interrupted
+    const SignalsHeld held; // a handler would wait for what it interrupted
     vvar_pages.course.move_on(find_timeline, present_instants);
 }
 

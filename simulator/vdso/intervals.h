@@ -1,4 +1,4 @@
-// Intervals by the clock, in our vDSO.
+// Intervals by the clock, in our vDSO: see process/intervals.h.
 #pragma once
 
 #include <ctime>

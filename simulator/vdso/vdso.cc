@@ -40,8 +40,8 @@ void find_vdso_birth(Identity &who)
         read_inode(who.process, who.birth);
 }
 
-// Whether an ancestor has ended, whose id means it in the namespace that the clock was set in. Its birth is compared
-// only with `fully`, since that takes a descriptor.
+// Whether an ancestor has ended, by its id in the pid namespace where the clock was set. `fully` also compares its
+// birth, which takes a descriptor.
 static bool has_ended(int64_t pid, uint64_t birth, bool fully)
 {
     uint64_t present = birth;

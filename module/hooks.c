@@ -71,17 +71,23 @@ static __always_inline const struct hook *hook_at(unsigned long address)
 	return hook;
 }
 
+static bool notrace is_meant(const struct hook *hook, unsigned long parent, struct pt_regs *regs)
+{
+	if (is_own_text(parent))
+		return false;
+	if (hook->instead == get_task_pid_instead &&
+	    (parent < clone_begin || parent >= clone_end))
+		return false;
+	return !hook->when || hook->when(regs);
+}
+
 static void notrace redirect(unsigned long address, unsigned long parent,
 			     struct ftrace_ops *ops, struct ftrace_regs *fregs)
 {
 	const struct hook *hook = hook_at(address);
 
-	if (is_own_text(parent))
-		return;
-	if (hook->instead == get_task_pid_instead &&
-	    (parent < clone_begin || parent >= clone_end))
-		return;
-	if (hook->when && !hook->when(registers_of(fregs)))
+	/* The first is called most, and never from here. */
+	if (hook != hooks && !is_meant(hook, parent, registers_of(fregs)))
 		return;
 	registers_of(fregs)->ip = (unsigned long)hook->instead;
 }

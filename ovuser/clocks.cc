@@ -1,7 +1,6 @@
 #include "ovuser/clocks.h"
 
 #include <fcntl.h>
-#include <linux/magic.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
@@ -26,10 +25,11 @@ static int open_control()
 // Stores the path of the simulator's table; null if the control file is the kernel's.
 static void find_simulator(int control, char *path, size_t room)
 {
+    constexpr long proc = 0x9fa0; // PROC_SUPER_MAGIC of Linux's headers, which musl does not come with
     char link[32];
     struct statfs where;
     snprintf(link, sizeof link, "/proc/self/fd/%d", control);
-    const bool simulated = fstatfs(control, &where) == 0 && where.f_type != PROC_SUPER_MAGIC;
+    const bool simulated = fstatfs(control, &where) == 0 && where.f_type != proc;
     const ssize_t length = simulated ? readlink(link, path, room - 1) : 0;
     path[std::max<ssize_t>(length, 0)] = '\0';
 }

@@ -6,7 +6,7 @@
 #include "process.h"
 #include "refine.h"
 #include "table.h"
-#include "wait.h"
+#include "timers.h"
 #include "whose.h"
 
 /* What is known of the clock that a process lives by and does not own. */
@@ -78,7 +78,7 @@ static int refine(struct vclock *clock, const struct zynov_iov *record)
 	if (rate) {
 		clock->set = set;
 		page_change_rate(clock, rate);
-		wait_again(clock);
+		waits_follow(clock);
 	}
 	clock->refined |= what;
 	return 0;

@@ -6,8 +6,8 @@
 #include "page.h"
 #include "process.h"
 #include "table.h"
+#include "timers.h"
 #include "vvar.h"
-#include "wait.h"
 #include "whose.h"
 
 #define TABLE_SLOTS 1024
@@ -155,7 +155,7 @@ void table_lose_ended_locked(void)
 	}
 	if (passed_on) {
 		vvar_forget_clock(NULL);
-		wait_again(NULL);
+		waits_follow(NULL);
 	}
 	bid_farewell(&gone);
 }
@@ -199,7 +199,7 @@ static int add(const struct zynov_iov *record, const struct target *target)
 		return error;
 	}
 	vvar_forget_clock(clock);
-	wait_again(clock);
+	waits_follow(clock);
 	return 0;
 }
 
@@ -219,7 +219,7 @@ static void drop(struct vclock *clock)
 
 	unlink_clock(clock, &gone);
 	vvar_forget_clock(clock);
-	wait_again(clock);
+	waits_follow(clock);
 	bid_farewell(&gone);
 }
 
@@ -260,7 +260,7 @@ static int lose(bool (*who)(const struct vclock *clock, u64 container), u64 cont
 	if (list_empty(&gone))
 		return -ENOENT;
 	vvar_forget_clock(NULL);
-	wait_again(NULL);
+	waits_follow(NULL);
 	bid_farewell(&gone);
 	return 0;
 }

@@ -169,7 +169,7 @@ static void follow_process(struct task_struct *process)
 	}
 }
 
-void timers_follow(const struct vclock *clock)
+static void timers_follow(const struct vclock *clock)
 {
 	struct task_struct *process;
 
@@ -178,6 +178,12 @@ void timers_follow(const struct vclock *clock)
 		if (!(process->flags & PF_KTHREAD) && may_concern(process, clock))
 			follow_process(process);
 	rcu_read_unlock();
+}
+
+void waits_follow(const struct vclock *clock)
+{
+	wait_again(clock);
+	timers_follow(clock);
 }
 
 void timers_exit(void)

@@ -17,8 +17,8 @@ void before_timer_delete(struct pt_regs *regs);
 void before_timerfd(struct pt_regs *regs);
 void before_timerfd_release(struct pt_regs *regs);
 
-/* After a change of a clock, or of any if it is NULL. */
-void timers_follow(const struct vclock *clock);
+/* After a change of a clock, or of any if it is NULL: waits and timers under way follow. */
+void waits_follow(const struct vclock *clock);
 
 /* Once the table is empty, and nobody in a hook: those follow who came too late. */
 void timers_exit(void);

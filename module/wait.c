@@ -9,7 +9,6 @@
 #include <asm/unistd.h>
 
 #include "compat.h"
-#include "timers.h"
 #include "wait.h"
 #include "whose.h"
 
@@ -189,5 +188,4 @@ void wait_again(const struct vclock *clock)
 		    may_be_waiting(task))
 			interrupt(task);
 	rcu_read_unlock();
-	timers_follow(clock);
 }

@@ -32,8 +32,8 @@ struct timespec64 wait_ahead(clockid_t which);
 void wait_turn(const struct zynov_rate *rate, clockid_t which, struct timespec64 *time);
 
 /*
- * After a change of a clock, or of any: has waits that are under way begin
- * again, in the programs' sight without an end in between, and timers follow.
+ * After a change of a clock, or of any if it is NULL: begins waits that are
+ * under way again, without an end in between that programs see.
  */
 void wait_again(const struct vclock *clock);
 

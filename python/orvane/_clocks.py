@@ -102,6 +102,7 @@ def refine(request: lib.Request, nanoseconds: int, descendants: bool | None) -> 
     what = (lib.NANOSECONDS if nanoseconds else 0) | (lib.DESCENDANTS if descendants is not False else 0)
     if not what:
         return
+    lib.count_request()
     number = c.c_uint32()
     library = lib.load()
     library.parse_uid(request.id_text[0], request.id_kind[0], c.byref(number))

@@ -157,13 +157,18 @@ def _close_streams() -> None:
             pass
 
 
-def request_for(operation: int, identity: str, request: Request | None = None) -> Request:
-    """A request about one identity, as ovuser takes them: u:NAME, g:NAME, p:PID, or a user without a prefix."""
+def count_request() -> None:
+    """To be called with each call of the library that asks which container this is."""
     global _requests
     _requests += 1
     if _IN_CONTAINER and _requests > 100:
         _close_streams()
         _requests = 0  # behind it: a closing that was interrupted is taken up by the next request
+
+
+def request_for(operation: int, identity: str, request: Request | None = None) -> Request:
+    """A request about one identity, as ovuser takes them: u:NAME, g:NAME, p:PID, or a user without a prefix."""
+    count_request()
     kind, text = {"u:": USER, "g:": GROUP, "p:": PROCESS}.get(identity[:2]), identity[2:]
     if kind is None:
         kind, text = USER, identity

@@ -121,7 +121,8 @@ class clock:
         adding_it, slot_place = c.byref(request), c.byref(slot)
         process_request, leave, there = lib.load().process_request, self._leave(), None
         lib.request_for(lib.DELETE, self.identity, self._leaving)
-        _to_leave[:] = [each for each in _to_leave if each() is not None] + [weakref.ref(self._leaving)]
+        _to_leave[:] = [each for each in _to_leave if getattr(each(), "operation", lib.NOTHING)]
+        _to_leave.append(weakref.ref(self._leaving))
         refused = False
         c.set_errno(0)
         # An interrupt may be raised behind any call of these, but not before the first: whatever it was raised

@@ -62,8 +62,10 @@ def pytest_runtest_protocol(item: pytest.Item) -> Generator[None, None, None]:
     """Behind the last fixture, whatever has happened."""
     yield
     clock = item.stash.get(CLOCK, None)
-    if clock is not None and clock.started:
-        clock.stop()
+    if clock is not None:
+        del item.stash[CLOCK]
+        if clock.started:
+            clock.stop()
 
 
 @pytest.fixture

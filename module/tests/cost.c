@@ -1,9 +1,9 @@
 /*
  * What readings cost, in nanoseconds of the monotonic clock. Usage:
- *   speed readings             clock_gettime, gettimeofday, time, clock_gettime by system call: one line of four numbers
- *   speed work                 how much a process gets done in a second that shows no clock to anybody
- *   speed change               adds a user's clock, and deletes it: microseconds of one of the two
- *   speed crowd NUMBER COMMAND...  runs a command beside so many processes that have read the time
+ *   cost readings             clock_gettime, gettimeofday, time, clock_gettime by system call: one line of four numbers
+ *   cost work                 how much a process gets done in a second that shows no clock to anybody
+ *   cost change               adds a user's clock, and deletes it: microseconds of one of the two
+ *   cost crowd NUMBER COMMAND...  runs a command beside so many processes that have read the time
  */
 #define _GNU_SOURCE
 #include <fcntl.h>

@@ -20,6 +20,7 @@ static const Steps turns = {
     {"add bin -at now", "did you mean --at?"},
     {"add bin --rate 2", "did you mean --speed?"},
     {"add bin --rewnd", "did you mean --rewind?"},
+    {"add p:1 --children", "did you mean --descendants?"},
     {"apply -n", "did you mean --dry-run?"},
     {"delete -g bin", identity},
     {"delete --nonsense", "unrecognized option '--nonsense'\n= 2"},

@@ -1,5 +1,3 @@
-#include "simulator/process/kin.h"
-
 #include <fcntl.h>
 #include <sys/uio.h>
 

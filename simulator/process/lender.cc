@@ -1,4 +1,4 @@
-#include "simulator/process/lender.h"
+#include "simulator/process/trees.h"
 
 #include <atomic>
 #include <cerrno>

@@ -1,5 +1,3 @@
-#include "simulator/process/membership.h"
-
 #include <fcntl.h>
 #include <sys/vfs.h>
 

@@ -9,8 +9,6 @@
 #include "base/errno_guard.h"
 #include "simulator/process/cache.h"
 #include "simulator/process/identity.h"
-#include "simulator/process/lender.h"
-#include "simulator/process/membership.h"
 #include "simulator/process/options.h"
 #include "simulator/process/own_course.h"
 #include "simulator/process/sigbus.h"

@@ -164,7 +164,6 @@ static bool hint_on_option(const char *subcommand, const char *typed, const opti
         {"r", "rewind"},
         {"children", "descendants"},
         {"recursive", "descendants"},
-        {"only", "alone"},
         {"force", "replace"},
         {"f", "replace"},
         {"overwrite", "replace"},

@@ -37,11 +37,16 @@ ticks_of_session() {
         { sub(/.*\) /, "") } $4 == session { ticks += $12 + $13 } END { print ticks + 0 }'
 }
 
-# WAY SESSION: measures its processes for two idle seconds; a tick is a hundredth of a second.
+# WAY SESSION: measures its processes for two idle seconds of real time; a tick is a hundredth of a second.
 idle() {
     before=$(ticks_of_session "$2")
-    sleep 2
-    echo "idle $1 $((($(ticks_of_session "$2") - before) / 2))"
+    uptime_in_ms
+    begin=$uptime
+    while [ $((uptime - begin)) -lt 2000 ]; do
+        sleep 0.5
+        uptime_in_ms
+    done
+    echo "idle $1 $((($(ticks_of_session "$2") - before) * 1000 / (uptime - begin)))"
 }
 
 # WAY COMMAND...

@@ -132,15 +132,13 @@ static int wait_for_alarms(void)
     return passed;
 }
 
-static int select_nothing(int is_bare)
+static int select_nothing(void)
 {
     struct timeval given = microseconds();
     fd_set set, other;
     FD_ZERO(&set);
     FD_SET(ends[0], &set);
     other = set;
-    if (is_bare)
-        return syscall(SYS_select, ends[0] + 1, &set, NULL, NULL, &given) == 0;
     return select(ends[0] + 1, &set, NULL, &other, &given) == 0 && given.tv_sec == 0 && given.tv_usec == 0 &&
            !FD_ISSET(ends[0], &set);
 }
@@ -218,7 +216,7 @@ static int is_interrupted(int is_bare)
     WAY(clock_nanosleep_until_boot, clock_nanosleep(CLOCK_BOOTTIME, TIMER_ABSTIME, UNTIL(CLOCK_BOOTTIME), NULL) == 0)  \
     WAY(poll, poll(&(struct pollfd){ends[0], POLLIN, 0}, 1, milliseconds) == 0)                                        \
     WAY(ppoll, ppoll(&(struct pollfd){ends[0], POLLIN, 0}, 1, &length, NULL) == 0)                                     \
-    WAY(select, select_nothing(0))                                                                                     \
+    WAY(select, select_nothing())                                                                                      \
     WAY(pselect, pselect(0, NULL, NULL, NULL, &length, NULL) == 0)                                                     \
     WAY(epoll_wait, epoll_wait(files, &(struct epoll_event){0}, 1, milliseconds) == 0)                                 \
     WAY(epoll_pwait, epoll_pwait(files, &(struct epoll_event){0}, 1, milliseconds, &alarms) == 0)                      \

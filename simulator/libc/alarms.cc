@@ -37,7 +37,7 @@ SIM_STAND_IN(int, getitimer, (__itimer_which_t timer, itimerval *left))
 SIM_STAND_IN(int, setitimer, (__itimer_which_t timer, const itimerval *wanted, itimerval *old))
 {
     sim::IntervalRate interval_rate;
-    itimerval real;
+    itimerval real = {};
     if (timer != ITIMER_REAL || wanted == nullptr || !sim::own_interval_rate(interval_rate) ||
         sim::read_given(real, const_cast<itimerval *>(wanted)) != 0)
         return next_setitimer(timer, wanted, old);
@@ -76,7 +76,7 @@ SIM_STAND_IN(useconds_t, ualarm, (useconds_t first, useconds_t interval))
 SIM_STAND_IN(int, setsockopt, (int socket, int level, int option, const void *value, socklen_t size))
 {
     sim::IntervalRate interval_rate;
-    timeval limit;
+    timeval limit = {};
     if (!sim::is_limit(level, option) || size < sizeof limit || !sim::own_interval_rate(interval_rate) ||
         sim::read_given(limit, const_cast<void *>(value)) != 0)
         return next_setsockopt(socket, level, option, value, size);

@@ -146,7 +146,7 @@ static long wait_on_futex(const BareWait &wait)
 
 static long wait_on_vector(const BareWait &wait)
 {
-    futex_waitv vector[most_futexes];
+    futex_waitv vector[most_futexes] = {};
     Deadline deadline;
     const auto count = static_cast<uint32_t>(wait.arguments[1]);
     if (count == 0 || count > most_futexes || wait.arguments[2] != 0 ||

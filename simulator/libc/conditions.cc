@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "simulator/libc/slices.h"
+#include "simulator/process/own_clock.h"
 #include "simulator/raw/next.h"
 
 namespace sim

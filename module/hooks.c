@@ -203,7 +203,7 @@ void hooks_exit(void)
 	/* Who has just been redirected is counted then, or gone. */
 	synchronize_rcu_tasks();
 	while (is_any_inside())
-		msleep(1);
+		usleep_range(1000, 2000);
 	/* Who has counted himself out has returned. */
 	synchronize_rcu_tasks();
 }

@@ -35,9 +35,9 @@ static void take_snapshot(struct snapshot *snapshot)
 	do {
 		while ((sequence = READ_ONCE(kernel_data->seq)) & 1)
 			cpu_relax();
-		smp_rmb();
+		smp_rmb(); /* the data after its count */
 		memcpy(snapshot->data, kernel_data, sizeof(snapshot->data));
-		smp_rmb();
+		smp_rmb(); /* and its count again after it */
 	} while (READ_ONCE(kernel_data->seq) != sequence);
 	snapshot->coarse.seconds = times[CLOCK_REALTIME_COARSE].sec;
 	snapshot->coarse.nanoseconds = times[CLOCK_REALTIME_COARSE].nsec;
@@ -93,7 +93,7 @@ static void fill(struct page *page, const struct snapshot *snapshot,
 	move_data(moved, snapshot, rate);
 	for (base = 0; base < CS_BASES; base++)
 		WRITE_ONCE(data[base].seq, data[base].seq + 1);
-	smp_wmb();
+	smp_wmb(); /* odd counts before the data */
 	for (base = 0; base < CS_BASES; base++) {
 		const u64 *from = (u64 *)&moved[base];
 		u64 *to = (u64 *)&data[base];
@@ -102,7 +102,7 @@ static void fill(struct page *page, const struct snapshot *snapshot,
 		for (word = 1; word < sizeof(*data) / sizeof(u64); word++)
 			WRITE_ONCE(to[word], from[word]);
 	}
-	smp_wmb();
+	smp_wmb(); /* the data before even ones */
 	for (base = 0; base < CS_BASES; base++)
 		WRITE_ONCE(data[base].seq, data[base].seq + 1);
 }

@@ -79,7 +79,7 @@ static struct member *enter(struct signal_struct *process, struct member *new)
 	struct member *member;
 
 	atomic_inc(&member_count);
-	smp_mb__after_atomic();
+	smp_mb__after_atomic(); /* see above */
 	spin_lock(&members_lock);
 	member = find(process);
 	if (!member && atomic_read(&process->live)) {
@@ -212,7 +212,7 @@ bool process_has_heirs(const struct vclock *clock)
 static struct tree *tree_for_children(const struct member *parent)
 {
 	struct vclock *own = rcu_dereference(parent->own);
-	struct tree *tree = own ? smp_load_acquire(&own->tree) : NULL;
+	struct tree *tree = own ? smp_load_acquire(&own->tree) : NULL; /* whole */
 
 	return tree ?: parent->tree;
 }
@@ -250,7 +250,7 @@ void process_begin(struct task_struct *child)
 /* A process's own clock when it ends; under RCU. */
 static void end_own(struct vclock *own)
 {
-	struct tree *tree = smp_load_acquire(&own->tree);
+	struct tree *tree = smp_load_acquire(&own->tree); /* whole */
 
 	if (tree && !READ_ONCE(tree->lasting))
 		RCU_INIT_POINTER(tree->clock, NULL);

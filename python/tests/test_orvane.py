@@ -103,18 +103,22 @@ def test_what_ends_a_block_ends_its_clock():
 
 
 def test_a_forked_child_leaves_its_parents_clock():
-    child = -1
+    child, left = -1, True
     try:
         with orvane.clock(END):
             child = os.fork()
-            assert child == 0 or os.waitpid(child, 0) and orvane.find(OWN)
+            if child == 0:
+                with orvane.clock("2030-12-25"):
+                    pass
+                left = orvane.find("p:%d" % os.getpid()) is not None
+            assert child == 0 or os.waitpid(child, 0)[1] == 0 and orvane.find(OWN)
     finally:
         if child == 0:
-            os._exit(0)
+            os._exit(left)
 
 
 STORM = """
-import signal, time, orvane
+import os, signal, time, orvane
 armed = False
 def interrupt(*_):
     global armed
@@ -124,6 +128,7 @@ def interrupt(*_):
 signal.signal(signal.SIGINT, interrupt)
 orvane.add("u:bin")
 left = lost = rounds = 0
+zone = os.environ["TZ"]
 print(flush=True)
 until = time.monotonic() + 5
 while rounds < 2000 and (rounds < 10 or time.monotonic() < until):
@@ -141,6 +146,9 @@ while rounds < 2000 and (rounds < 10 or time.monotonic() < until):
                 pass
     except KeyboardInterrupt:
         pass
+    with orvane.clock():
+        pass
+    left += os.environ["TZ"] != zone
     kinds = [clock.kind for clock in orvane.clocks()]
     left += "process" in kinds
     lost += "user" not in kinds

@@ -31,4 +31,4 @@ class Environment
     char *const *const name =                                                                                          \
         name##_passed.room() == 0                                                                                      \
             ? (given)                                                                                                  \
-            : name##_passed.copy(static_cast<char **>(alloca(name##_passed.room() * sizeof(char *))))
+            : name##_passed.copy(static_cast<char **>(__builtin_alloca(name##_passed.room() * sizeof(char *))))

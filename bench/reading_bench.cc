@@ -105,6 +105,16 @@ static void fork_from_shell(char **environment)
 
 static const char *utility, *static_true;
 
+// Of a shell that has a clock.
+static void fork_with_clock(const char *passed_on)
+{
+    setenv("OVUSER", utility, 1);
+    setenv("PASSED_ON", passed_on, 1);
+    run("/bin/sh", "-c", environ,
+        "\"$OVUSER\" add p:$$ --epoch 1924419600 $PASSED_ON >/dev/null; i=0; while [ $i -lt 300 ]; do (:); i=$((i+1)); "
+        "done");
+}
+
 // Starts Python with a clock of its own, which its parent sets.
 static void start_python(const char *choices)
 {
@@ -155,6 +165,8 @@ static void compare_programs()
     compare_start("the simulator", no_clock);
     compare<[] { fork_from_shell(environ); }, [] { fork_from_shell(no_environment); }>(
         "100 forks of a shell under the simulator", "the same", {1.3}, 1, no_clock);
+    compare<[] { fork_with_clock("--descendants"); }, [] { fork_with_clock(""); }>(
+        "300 forks, the clock passed on", "the same, with a clock", {1.05}, 1, no_clock);
     compare<[] { run(utility, "list", environ); }, [] { run("/bin/true", nullptr, no_environment); }>(
         "ovuser list under an empty simulator", "/bin/true", {}, 1, no_clock);
     compare<[] { run(utility, "list", environ); }, [] { run("/bin/true", nullptr, environ); }>(

@@ -166,12 +166,13 @@ int main(int argc, char **argv)
     if (send(ZYNOV_IOC_ADD_CLOCK, 700000, control) != 0) // it must last
         complain("no clock could be added", errno);
     write_as_eight(control);
-    length = std::max<Clock::duration>((end - Clock::now()) / 7, std::chrono::milliseconds(100));
+    length = std::max<Clock::duration>((end - Clock::now()) / 8, std::chrono::milliseconds(100));
     kill_at_random(control, false);
     kill_at_random(control, true);
     signal_at_random(control);
     cancel_at_random(control);
     start_programs(control);
+    grow_trees(control);
     int torn = 0;
     if (count(700000, control, torn) != 1 || torn != 0)
         complain("lost, twice or torn", torn);

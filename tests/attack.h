@@ -110,3 +110,4 @@ void cut_short_a_change(int control);
 void wreck(int control, bool cut);
 
 void start_programs(int control);
+void grow_trees(int control);

@@ -82,7 +82,7 @@ int tell_passed_on(const Table &table, zynov_iov &record, const Trees &trees, in
                 nearest = &tree;
                 tell(clock, record);
                 record.id = clock.id;
-                record.base = tree.generations;
+                record.base = static_cast<int64_t>(tree.generations);
             }
     }
     return nearest != nullptr ? 0 : ENOENT;

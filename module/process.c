@@ -13,6 +13,7 @@ struct member {
 	struct signal_struct *process;
 	struct vclock __rcu *own;
 	struct tree *tree; /* that it was made in; stays */
+	struct tree *begun; /* that its own clocks are passed on to; stays, too */
 	int generation;
 	struct rcu_head rcu;
 };
@@ -163,12 +164,31 @@ void process_take(struct vclock *clock)
 	tree_put(tree);
 }
 
+/* A process has one tree for all its clocks; with a reference, and a life, for this one. */
+static struct tree *begin_tree(struct member *member, struct vclock *clock)
+{
+	struct tree *tree = member->begun;
+
+	lockdep_assert_held(&members_lock);
+	if (!tree) {
+		tree = tree_make(member->tree, member->generation);
+		if (!tree)
+			return NULL;
+		/* Who makes a child sees it whole. */
+		smp_store_release(&member->begun, tree);
+	}
+	refcount_inc(&tree->references);
+	tree_begin_life(tree);
+	rcu_assign_pointer(tree->clock, clock);
+	return tree;
+}
+
 int process_pass_on(struct vclock *clock, bool lasting)
 {
 	struct task_struct *task;
 	struct member *member;
 	struct tree *tree;
-	int error = -ENOENT;
+	int result = -ENOENT;
 
 	if (clock->tree) {
 		clock->tree->lasting |= lasting;
@@ -176,21 +196,24 @@ int process_pass_on(struct vclock *clock, bool lasting)
 	}
 	task = get_process(clock->pid);
 	if (!task)
-		return error;
+		return result;
 	spin_lock(&members_lock);
 	member = find(task->signal);
 	if (member && rcu_access_pointer(member->own) == clock) {
-		tree = tree_make(clock, member->tree, member->generation);
-		error = tree ? 0 : -ENOMEM;
+		result = member->begun != NULL;
+		tree = begin_tree(member, clock);
 		if (tree) {
 			tree->lasting = lasting;
 			/* Those who read it see it whole. */
 			smp_store_release(&clock->tree, tree);
+		} else {
+			result = -ENOMEM;
 		}
 	}
 	spin_unlock(&members_lock);
 	put_task_struct(task);
-	return error;
+	smp_mb(); /* before the tree's members are looked at */
+	return result;
 }
 
 bool process_has_ended(const struct vclock *clock)
@@ -208,13 +231,10 @@ bool process_has_heirs(const struct vclock *clock)
 	return clock->tree && atomic_read(&clock->tree->living);
 }
 
-/* What a process passes on; under RCU. */
+/* What a process passes on, between two clocks, too; under RCU. */
 static struct tree *tree_for_children(const struct member *parent)
 {
-	struct vclock *own = rcu_dereference(parent->own);
-	struct tree *tree = own ? smp_load_acquire(&own->tree) : NULL; /* whole */
-
-	return tree ?: parent->tree;
+	return smp_load_acquire(&parent->begun) ?: parent->tree; /* whole */
 }
 
 void process_begin(struct task_struct *child)
@@ -243,7 +263,7 @@ void process_begin(struct task_struct *child)
 	}
 	member->tree = tree;
 	member->generation = generation;
-	atomic_inc(&tree->living);
+	tree_begin_life(tree);
 	enter(child->signal, member);
 }
 
@@ -283,6 +303,9 @@ static void on_exit(void *unused, struct task_struct *task)
 			end_own(own);
 		tree_end_life(member->tree);
 		tree_put(member->tree);
+		if (member->begun)
+			WRITE_ONCE(member->begun->over, true);
+		tree_put(member->begun);
 		kfree_rcu(member, rcu);
 	}
 	rcu_read_unlock();
@@ -320,6 +343,7 @@ void process_exit(void)
 	hash_for_each_safe(members, chain, next, member, node) {
 		leave(member);
 		tree_put(member->tree);
+		tree_put(member->begun);
 		kfree_rcu(member, rcu);
 	}
 	rcu_barrier();

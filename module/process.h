@@ -23,7 +23,10 @@ struct vclock *process_clock(struct signal_struct *process);
  */
 struct vclock *process_inherited(struct signal_struct *process, int *generations);
 
-/* Give and take a process its own clock, and pass that on; under the mutex. */
+/*
+ * Give and take a process its own clock, and pass that on; under the mutex.
+ * The last returns 1 when it goes to descendants that an earlier one had.
+ */
 int process_give(struct pid *pid, struct vclock *clock);
 void process_take(struct vclock *clock);
 int process_pass_on(struct vclock *clock, bool lasting);

@@ -7,6 +7,7 @@
 #include "refine.h"
 #include "table.h"
 #include "timers.h"
+#include "vvar.h"
 #include "whose.h"
 
 /* What is known of the clock that a process lives by and does not own. */
@@ -52,7 +53,7 @@ static int refine(struct vclock *clock, const struct zynov_iov *record)
 	const struct zynov_clock set = refined_set(clock, record);
 	const u64 what = record->spare;
 	struct vclock_rate *rate = NULL;
-	int error = 0;
+	int passed = 0; /* 1: to descendants that are there */
 
 	if (what & ~REFINE_ALL ||
 	    ((what & ZYNOV_REFINE_NANOSECONDS) &&
@@ -70,16 +71,19 @@ static int refine(struct vclock *clock, const struct zynov_iov *record)
 			return -ENOMEM;
 	}
 	if (what & (ZYNOV_REFINE_DESCENDANTS | ZYNOV_REFINE_LASTING))
-		error = process_pass_on(clock, what & ZYNOV_REFINE_LASTING);
-	if (error) {
+		passed = process_pass_on(clock, what & ZYNOV_REFINE_LASTING);
+	if (passed < 0) {
 		kfree(rate);
-		return error;
+		return passed;
 	}
 	if (rate) {
 		clock->set = set;
 		page_change_rate(clock, rate);
-		waits_follow(clock);
 	}
+	if (passed)
+		vvar_forget_clock(clock);
+	if (passed || rate)
+		waits_follow(clock);
 	clock->refined |= what;
 	return 0;
 }

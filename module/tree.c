@@ -27,22 +27,18 @@ void tree_stop_calls(void)
 	cancel_work_sync(&call_work);
 }
 
-/* With a reference, and a life, for the process whose clock it is. */
-struct tree *tree_make(struct vclock *clock, struct tree *outer, int first)
+/* With a reference for the process that begins it. */
+struct tree *tree_make(struct tree *outer, int first)
 {
 	struct tree *tree = kzalloc(sizeof(*tree), GFP_ATOMIC);
 
 	if (!tree)
 		return NULL;
-	RCU_INIT_POINTER(tree->clock, clock);
 	refcount_set(&tree->references, 1);
-	atomic_set(&tree->living, 1);
 	tree->first = first;
 	tree->outer = outer;
-	if (outer) {
+	if (outer)
 		refcount_inc(&outer->references);
-		atomic_inc(&outer->living);
-	}
 	return tree;
 }
 
@@ -56,11 +52,11 @@ void tree_put(struct tree *tree)
 	}
 }
 
-/* Those without a clock are left behind. */
+/* Those that will never have a clock again are left behind. */
 struct tree *tree_get(struct tree *tree)
 {
 	for (; tree; tree = tree->outer)
-		if (rcu_access_pointer(tree->clock) &&
+		if ((rcu_access_pointer(tree->clock) || !READ_ONCE(tree->over)) &&
 		    refcount_inc_not_zero(&tree->references))
 			return tree;
 	return NULL;
@@ -76,6 +72,12 @@ struct vclock *tree_clock(struct tree **tree)
 			return clock;
 	}
 	return NULL;
+}
+
+void tree_begin_life(struct tree *tree)
+{
+	while (tree && atomic_inc_return(&tree->living) == 1)
+		tree = tree->outer;
 }
 
 void tree_end_life(struct tree *tree)

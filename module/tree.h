@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: GPL-2.0 */
 /*
- * Those who live by one clock that is passed on. The clock goes before they
- * do; then they live by the tree that this one grew in.
+ * Those who live by the clock that one process passes on. It goes before they
+ * do, and the process may have another; without one, they live by the tree
+ * that this one grew in.
  */
 #ifndef ZYNOV_TREE_H
 #define ZYNOV_TREE_H
@@ -13,10 +14,11 @@
 struct tree {
 	struct vclock __rcu *clock;
 	struct tree *outer;
-	refcount_t references; /* the clock's, its members', inner trees' */
+	refcount_t references; /* its first process's, the clock's, its members', inner trees' */
 	atomic_t living;       /* processes, and inner trees with some */
 	int first;	       /* the generation of the first process */
 	bool lasting;
+	bool over; /* the first process has ended: no other clock comes */
 	struct rcu_head rcu;
 };
 
@@ -25,15 +27,16 @@ void tree_call(void (*function)(void));
 void tree_call_now(void);
 void tree_stop_calls(void);
 
-/* A clock's, within another one that its process was made in, or NULL. */
-struct tree *tree_make(struct vclock *clock, struct tree *outer, int first);
+/* One without a clock, within another one that its process was made in, or NULL. */
+struct tree *tree_make(struct tree *outer, int first);
 void tree_put(struct tree *tree);
 
-/* Under RCU: the first tree outwards that has a clock, with a reference; the clock of that. */
+/* Under RCU: the first tree outwards that has a clock or may have one, with a reference; the first clock. */
 struct tree *tree_get(struct tree *tree);
 struct vclock *tree_clock(struct tree **tree);
 
-/* One of those who live in a tree has ended. */
+/* One more lives in a tree; one of those who do has ended. */
+void tree_begin_life(struct tree *tree);
 void tree_end_life(struct tree *tree);
 
 #endif

@@ -111,9 +111,6 @@ static int delete_and_add(const Identity &who, const ov_request &wanted, uint32_
     if (add.was_there())
         return failed("%s has been given another clock meanwhile, which stays", who.label());
     const int status = add.print(several, former);
-    if (was_passed_on != 0)
-        warn("%s: what it has started so far lives by its clock no longer; what it starts from now on does",
-             who.label());
     if (fails && former != nullptr)
         warn_of_lost_clock(who, *former, is_back);
     else if (fails)

@@ -163,6 +163,41 @@ TEST(Simulator, TakesNoLivingProcessItsClock)
     setrlimit(RLIMIT_NOFILE, &kept);
 }
 
+// A clock takes over the tree that an earlier one of its process began, and no other's.
+TEST(Simulator, TakesOverATreeOfItsProcess)
+{
+    const int64_t pid = getpid();
+    const auto room = std::make_unique<Table>();
+    Table &table = *room;
+    const auto begin = [&](uint64_t bits) {
+        EXPECT_EQ(change(table, ADD, ZYNOV_PROCESS, pid), 0);
+        zynov_iov record = {171, 0, 0, pid, 0, ZYNOV_PROCESS, 0, 0, 0, bits};
+        EXPECT_EQ(change_table(table, ZYNOV_IOC_REFINE_CLOCK, record, start, {}), 0);
+        return table.slots[1].load().tree;
+    };
+    const auto end = [&] { EXPECT_EQ(change(table, DELETE, 0, pid, ZYNOV_PROCESS), 0); };
+    EXPECT_EQ(change(table, ADD, ZYNOV_USER, 5), 0);
+    const uint64_t first = begin(4);
+    EXPECT_NE(first, 0u);
+    end();
+    EXPECT_EQ(change(table, DELETE, 0, 5, ZYNOV_USER), 0); // a free slot in front
+    EXPECT_EQ(begin(1), 0u);                               // one that is not passed on
+    end();
+    EXPECT_EQ(begin(4), first);
+    for (uint64_t Clock::*differs : {&Clock::birth, &Clock::pid_namespace, &Clock::container_id}) {
+        EXPECT_EQ(change(table, ADD, ZYNOV_USER, 5), 0);
+        end();
+        Clock left = table.slots[1].load();
+        left.*differs ^= 64;
+        table.slots[1].store(left);
+        EXPECT_NE(begin(4), first);
+        EXPECT_EQ(change(table, DELETE, 0, 5, ZYNOV_USER), 0);
+    }
+    end();
+    begin_boot(table, 1);
+    EXPECT_EQ(table.slots[1].load().former_tree, 0u);
+}
+
 // Whether `look` returns true in a child that is in a namespace of its own, after `prepare`.
 static bool holds_in(int kind, const std::function<bool()> &prepare, const std::function<bool()> &look)
 {

@@ -47,16 +47,16 @@ TEST_F(Utility, PassesAClockOn)
          "\".[] | [.lives_by, .generations, .kept_by, .clock.epoch, .clock.descendants]\"; ./ovuser show p:$! | sed -n "
          "\"s/p:.*p:[0-9]*//p\"; $0 ./ovuser show p:$! | cut -c 13-; echo >g; wait); true' \"$NOBODY\"",
          "[\"ancestor\",2,\"simulator\",1924419600,true]\n, 2 generations up\nno clock that you may see\n= 0"},
-        // A running process; what it is passed on to can be set alone, and stays when the clock is replaced or saved.
-        {"p=p:$$; $OV add $p $FREEZE >out; $OV set $p --descendants --dry-run --json | jq -c '.changed[0] | "
-         "[.from.descendants, .to.descendants, .to.epoch]'; $OV list --json | " +
+        // A running process; what it is passed on to can be set alone, and stays when the clock is replaced or saved:
+        // a child that was there before has the new clock, too.
+        {"mkfifo h i; p=p:$$; $OV add $p $FREEZE >out; $OV set $p --descendants --dry-run --json | jq -c '.changed[0] "
+         "| [.from.descendants, .to.descendants, .to.epoch]'; $OV list --json | " +
              shown +
-             "$OV set $p --descendants | cut -d: -f5-; $OV set $p --speed 2 2>&1 >out | cut -d: -f5-; $OV "
-             "list --json | " +
+             "$OV set $p --descendants | cut -d: -f5-; (read x <h; date +%Y >i) & $OV set $p --epoch 2222222222 "
+             "--speed 2 2>&1 >out; echo >h; cat i; $OV list --json | " +
              shown + "$OV save | grep -c '^# p:.* --speed 2 --descendants #'; $OV show $p | grep reaches",
          "[false,true,1924419600]\n[false,0]\n has 2030-12-25T09:00:00+00:00, Frozen, passed on to its descendants\n"
-         " what it has started so far lives by its clock no longer; what it starts from now on does\n[true,2]\n1\n"
-         "  reaches   its descendants\n= 0"},
+         "2040\n[true,2]\n1\n  reaches   its descendants\n= 0"},
         // A module that cannot do that runs the command all the same; any other failure does not.
         {"{ $SIM --fault 2:-1:25 $OV run $FREEZE date +%s; $SIM --fault 2:-1:12 $OV run $FREEZE date +%s; $SIM "
          "--fault 2:-1:25 $OV add p:$$ $FREEZE --descendants; $OV list | grep -c p:; } 2>&1 | sed s/p:[0-9]*/p:N/",

@@ -64,15 +64,29 @@ static bool is_free(Table &table, size_t place, Caller &caller)
     return false;
 }
 
-size_t find_free_slot(Table &table, Caller &caller)
+static bool is_left_by(const Clock &slot, const Clock &clock)
+{
+    return slot.kind() == ZYNOV_NO_KIND && slot.former_tree != 0 && slot.id == clock.id && slot.birth == clock.birth &&
+           slot.pid_namespace == clock.pid_namespace && slot.container_id == clock.container_id;
+}
+
+size_t find_free_slot(Table &table, Clock &clock, Caller &caller)
 {
     const size_t used = table.used_slots().size();
-    size_t place = 0;
+    size_t place = 0, found = no_slot;
     for (int to_ask = 16; place < used; ++place) {
-        const uint64_t kind = table.slots[place].load().kind();
-        if (kind == ZYNOV_NO_KIND || (kind == ZYNOV_PROCESS && --to_ask >= 0 && is_free(table, place, caller)))
+        const Clock there = table.slots[place].load();
+        if (is_left_by(there, clock)) {
+            clock.former_tree = there.former_tree;
             return place;
+        }
+        const uint64_t kind = there.kind();
+        if (found == no_slot &&
+            (kind == ZYNOV_NO_KIND || (kind == ZYNOV_PROCESS && --to_ask >= 0 && is_free(table, place, caller))))
+            found = place;
     }
+    if (found != no_slot)
+        return found;
     if (place < Table::capacity)
         return place;
     for (place = 0; place < used; ++place)

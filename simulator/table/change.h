@@ -60,7 +60,22 @@ class TableWrite
         if (slot >= table_.used)
             table_.used = slot + 1;
     }
+    // Leaves whose tree it was, until another clock takes the slot.
     void drop(size_t slot)
+    {
+        const Clock clock = table_.slots[slot].load();
+        const uint64_t tree = clock.tree != 0 ? clock.tree : clock.former_tree;
+        if (tree == 0)
+            return clear(slot);
+        Clock left = {};
+        left.id = clock.id;
+        left.container_id = clock.container_id;
+        left.pid_namespace = clock.pid_namespace;
+        left.birth = clock.birth;
+        left.former_tree = tree;
+        store(slot, left, real_timeline);
+    }
+    void clear(size_t slot)
     {
         store(slot, {}, real_timeline);
         if (slot + 1 == table_.used)
@@ -86,7 +101,8 @@ constexpr size_t no_slot = Table::capacity;
 // Finds the slot of (kind, id, container). Only a matching clock's process is checked for its end.
 size_t find_slot(const Table &table, uint64_t kind, const zynov_iov &record, Caller &caller);
 
-// Returns a free slot, or a dead process's; probes at most 16 processes first.
-size_t find_free_slot(Table &table, Caller &caller);
+// Returns the slot that this process's last clock left, with its former_tree; else a free slot, or a dead process's;
+// probes at most 16 processes first.
+size_t find_free_slot(Table &table, Clock &clock, Caller &caller);
 
 } // namespace sim

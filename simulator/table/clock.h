@@ -11,7 +11,7 @@
 namespace sim
 {
 
-// One virtual clock. A kind of 0 in its flags marks a free slot.
+// One virtual clock. A kind of 0 in its flags marks a free slot, which may still tell whose former_tree is there.
 struct Clock {
     int64_t id;
     uint64_t flags; // as on the wire
@@ -27,6 +27,7 @@ struct Clock {
     int64_t nanoseconds;    // added to start
     uint64_t refined;       // ZYNOV_REFINE_ bits
     uint64_t tree;          // of a clock that is passed on: the number by which descendants know it, from 1
+    uint64_t former_tree;   // of a process: the tree of its last clock that was passed on
     int64_t empty_since;    // of a lasting tree: when it was first seen without members, in seconds since boot
 
     uint64_t kind() const { return flags & ZYNOV_KIND_MASK; }

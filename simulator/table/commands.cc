@@ -47,26 +47,26 @@ static int add(Table &table, const zynov_iov &record, const timespec &real, cons
         return EINVAL;
     if (record.vtime > ZYNOV_LATEST_CLOCK)
         return EOVERFLOW;
-    const size_t slot = find_free_slot(table, caller);
+    Clock clock = {.id = record.id,
+                   .flags = record.flags,
+                   .container_id = record.container_id,
+                   .speed = record.speed,
+                   .origin = record.origin,
+                   .start = record.vtime,
+                   .real_seconds = real.tv_sec,
+                   .real_nanoseconds = real.tv_nsec,
+                   .utc_offset = context.utc_offset,
+                   .pid_namespace = context.pid_namespace,
+                   .birth = context.birth,
+                   .nanoseconds = 0,
+                   .refined = 0,
+                   .tree = 0,
+                   .former_tree = 0,
+                   .empty_since = 0};
+    const size_t slot = find_free_slot(table, clock, caller);
     if (slot == no_slot)
         return ENOSPC;
-    TableWrite(table).put(slot,
-                          {.id = record.id,
-                           .flags = record.flags,
-                           .container_id = record.container_id,
-                           .speed = record.speed,
-                           .origin = record.origin,
-                           .start = record.vtime,
-                           .real_seconds = real.tv_sec,
-                           .real_nanoseconds = real.tv_nsec,
-                           .utc_offset = context.utc_offset,
-                           .pid_namespace = context.pid_namespace,
-                           .birth = context.birth,
-                           .nanoseconds = 0,
-                           .refined = 0,
-                           .tree = 0,
-                           .empty_since = 0},
-                          kind == ZYNOV_PROCESS ? context.timeline : real_timeline);
+    TableWrite(table).put(slot, clock, kind == ZYNOV_PROCESS ? context.timeline : real_timeline);
     return 0;
 }
 
@@ -98,8 +98,8 @@ void begin_boot(Table &table, uint64_t boot)
 {
     TableWrite table_write(table);
     for (size_t index = table.used_slots().size(); index-- > 0;)
-        if (table.slots[index].load().kind() == ZYNOV_PROCESS)
-            table_write.drop(index);
+        if (const uint64_t kind = table.slots[index].load().kind(); kind == ZYNOV_PROCESS || kind == ZYNOV_NO_KIND)
+            table_write.clear(index);
     table_write.restart_timelines();
     table.boot = boot;
 }

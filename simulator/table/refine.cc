@@ -55,7 +55,7 @@ int refine(Table &table, zynov_iov &record, const timespec &real, Caller &caller
     clock.refined |= record.spare;
     TableWrite write(table);
     if ((clock.refined & ZYNOV_REFINE_DESCENDANTS) != 0 && clock.tree == 0)
-        clock.tree = next_tree(table, real);
+        clock.tree = clock.former_tree != 0 ? clock.former_tree : next_tree(table, real);
     write.put(place, clock);
     tell(clock, record);
     return 0;

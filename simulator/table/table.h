@@ -16,7 +16,7 @@ namespace sim
 // Marks a file as a clock table.
 struct Header {
     uint64_t magic = 0x6d69732d766f6e79; // "ynov-sim"
-    uint32_t format = 3;
+    uint32_t format = 4;
     uint32_t slot_count = capacity;
 
     static constexpr uint32_t capacity = 1024;

@@ -297,7 +297,7 @@ int main(int argc, char **argv)
     if (command != NULL)
         bad |= change_clock(command) != 0;
     /* A loaded machine may make a wait late, but nothing makes it early. */
-    const long latest = real_distance + 5000;
+    const long latest = real_distance + 60000;
     for (struct way *way = ways; way < ways + count; ++way) {
         if (command != NULL && !is_moved(way))
             continue;

@@ -25,7 +25,8 @@ static std::atomic<bool> are_counted;
 
 static std::atomic<uint32_t> &signals_of(const void *condition)
 {
-    return counts[std::bit_cast<uintptr_t>(condition) / sizeof(pthread_cond_t) % counts.size()].count;
+    const auto address = std::bit_cast<uintptr_t>(condition);
+    return counts[address / sizeof(pthread_cond_t) % counts.size()].count;
 }
 
 static void count_signal(const void *condition)

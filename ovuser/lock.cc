@@ -56,10 +56,11 @@ int Lock::take(const char *refusal)
     const int status = open_file(path, make, descriptor_);
     if (status != done || descriptor_ < 0)
         return status;
-    struct flock whole = {}; // an OFD lock, which no other close() of the file releases
-    whole.l_type = F_WRLCK;
+    struct flock first = {}; // an OFD lock, which no other close() of the file releases
+    first.l_type = F_WRLCK;
+    first.l_len = 1; // the bytes behind it stand for the members of lasting trees, in the simulator's table
     const int64_t begun = monotonic_time();
-    for (bool told = false; fcntl(descriptor_, F_OFD_SETLK, &whole) != 0; nanosleep(&moment, nullptr)) {
+    for (bool told = false; fcntl(descriptor_, F_OFD_SETLK, &first) != 0; nanosleep(&moment, nullptr)) {
         if (errno != EAGAIN && errno != EACCES && errno != EINTR)
             return failed("%s: cannot be locked: %s", path, strerror(errno));
         const int64_t waited = monotonic_time() - begun;

@@ -33,6 +33,10 @@ TEST_F(Utility, EndsClocksThatWerePassedOn)
         {"mkfifo c d; ./tree 12 sh -c '(setsid sh -c \"echo >c; read line <d; date +%Y\") &'; read line <c; " + mark +
              "echo >d; while [ $(" + mark + ") = 0 ]; do sleep 0.01; done",
          "0\n2030\n= 0"},
+        // Its members keep nobody from changing clocks.
+        {"mkfifo f g; ./ovuser run --daemons --speed 2 sh -c 'echo >f; read line <g' & read line <f; ./ovuser run "
+         "--daemons $FREEZE date +%Y; echo >g; wait",
+         "2030\n= 0"},
     });
 }
 

@@ -8,6 +8,7 @@ import time
 from collections.abc import Callable, Iterator
 from datetime import date, datetime, timedelta, timezone, tzinfo
 from importlib import import_module
+from numbers import Real
 from typing import Any, Union
 
 from orvane import _library as lib
@@ -60,7 +61,7 @@ def length(distance: timedelta | float) -> int:
     """Of a distance, which may be a number of seconds."""
     if isinstance(distance, timedelta):
         return (distance.days * 86400 + distance.seconds) * SECOND + distance.microseconds * 1000
-    if not isinstance(distance, (int, float)):
+    if not isinstance(distance, (int, float, Real)):
         raise TypeError("a distance is a timedelta or a number of seconds, not %r" % (distance,))
     return _of_number(distance, "a distance")
 
@@ -109,8 +110,11 @@ def _read(text: str, naive: tzinfo | None) -> int:
     if "\0" in text:
         raise ValueError("a time has no NUL in it, unlike %r" % text)
     civil, nanoseconds = _midnight_or_time(text) or (text, 0)
-    if naive is not None and re.fullmatch(r"[-\d]+ [:\d]+", civil):
-        return _of_datetime(datetime.fromisoformat(civil), naive) + nanoseconds
+    if naive is not None and re.fullmatch(r"\d{4}(-\d+){2} \d+(:\d+){1,2}", civil):
+        try:
+            return _of_datetime(datetime.fromisoformat(re.sub(r"\b\d\b", r"0\g<0>", civil)), naive) + nanoseconds
+        except ValueError as error:
+            raise lib.failure(lib.BAD_TIME, "%s: %s" % (error, text)) from None
     slot = c.c_char_p()
     value: int = lib.load().read_time(civil.encode(), c.byref(slot))
     message = lib.take_message(slot)

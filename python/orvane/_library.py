@@ -101,7 +101,11 @@ class NoLibrary(OrvaneError):
     """The library is not installed."""
 
 
-class OutOfRange(OrvaneError, ValueError):
+class BadTime(OrvaneError, ValueError):
+    """No time is read from such a text."""
+
+
+class OutOfRange(BadTime):
     """No clock is set to such a time, or Python could not read it."""
 
 
@@ -121,7 +125,7 @@ class NoControlFile(OrvaneError):
     """There is neither the kernel module nor the simulator, or it may not be used."""
 
 
-_CLASSES = {NOT_PERMITTED: NotPermitted, NO_CONTROL_FILE: NoControlFile, NO_CLOCK: NoClock}
+_CLASSES = {BAD_TIME: BadTime, NOT_PERMITTED: NotPermitted, NO_CONTROL_FILE: NoControlFile, NO_CLOCK: NoClock}
 _HOW_TO_START = ("there are no virtual clocks here: run %s, or load the kernel module (modprobe zynov)")
 
 

@@ -8,6 +8,7 @@ import time
 import unittest
 import uuid
 from datetime import date, datetime, timedelta, timezone
+from fractions import Fraction
 from zoneinfo import ZoneInfo
 
 import pytest
@@ -73,7 +74,7 @@ def test_readings(reading):
 
 MOVES = {
     "shift": (lambda t: t.shift(timedelta(hours=1)), 3600), "shift by seconds": (lambda t: t.shift(90), 90),
-    "shift by a fraction": (lambda t: t.shift(0.5), 0.5), "shift back": (lambda t: t.shift(-3600), -3600),
+    "shift by a fraction": (lambda t: t.shift(Fraction(1, 2)), 0.5), "shift back": (lambda t: t.shift(-3600), -3600),
     "shift by a microsecond": (lambda t: t.shift(timedelta(microseconds=1)), 1e-6),
     "move": (lambda t: t.move_to(AT + timedelta(days=1)), 86400),
     "move back": (lambda t: t.move_to(AT - timedelta(1)), -86400),

@@ -7,10 +7,15 @@ from time import gmtime, localtime, strftime, struct_time
 from types import SimpleNamespace
 from typing import Any
 
-from orvane._instants import SECOND, Destination
+from orvane._instants import SECOND, Destination, instant, unwrap
 from orvane._own import is_travelling, real_time
 from orvane._travel import clock
 from orvane.compat.config import say_ignored
+
+
+def _refuse_steps() -> None:
+    """In the place of an instant: raised when the clock is entered, and not where a module decorates a test."""
+    raise TypeError("a real clock does not step when it is read: use tick=True, or orvane.clock(speed=)")
 
 
 class freeze_time(clock):
@@ -21,18 +26,19 @@ class freeze_time(clock):
     def __init__(self, time_to_freeze: Destination = None, tz_offset: float | timedelta = 0, ignore: Any = None,
                  tick: bool = False, as_arg: bool = False, as_kwarg: str = "", auto_tick_seconds: float = 0,
                  real_asyncio: bool = False) -> None:
-        if auto_tick_seconds:
-            raise TypeError("a real clock does not step when it is read: use tick=True, or orvane.clock(speed=)")
         if ignore is not None:
             say_ignored()
-        super().__init__(time_to_freeze, tick=tick, tz_offset=tz_offset, as_arg=as_arg, as_kwarg=as_kwarg)
+        time_to_freeze = unwrap(time_to_freeze)
+        super().__init__(_refuse_steps if auto_tick_seconds else time_to_freeze, tick=tick, tz_offset=tz_offset,
+                         as_arg=as_arg, as_kwarg=as_kwarg)
         self._asked = dict(time_to_freeze=time_to_freeze, tz_offset=tz_offset, tick=tick, as_arg=as_arg,
-                           as_kwarg=as_kwarg)
+                           as_kwarg=as_kwarg, auto_tick_seconds=auto_tick_seconds)
 
     @property
     def time_to_freeze(self) -> _datetime:
-        """What it shows, in UTC."""
-        return _datetime(1970, 1, 1) + timedelta(microseconds=self._shown() // 1000)
+        """What it shows, or is going to show, in UTC."""
+        shown = self._shown() if self.started else instant(self._at, self._naive)
+        return _datetime(1970, 1, 1) + timedelta(microseconds=shown // 1000)
 
     @property
     def tz_offset(self) -> timedelta:

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
 #include <linux/fdtable.h>
 #include <linux/file.h>
+#include <linux/magic.h>
 #include <linux/poll.h>
 #include <linux/posix-timers.h>
 #include <linux/sched/signal.h>
@@ -32,10 +33,13 @@ void before_timer_delete(struct pt_regs *regs)
 	armed_forget((const union any_timer *)&timer->it);
 }
 
+/* Other file systems have names that users give. */
 static struct timerfd_beginning *timerfd_of(const struct file *file)
 {
-	return file->private_data && !strcmp(file->f_path.dentry->d_name.name, "[timerfd]") ?
-		       file->private_data : NULL;
+	const struct dentry *entry = file->f_path.dentry;
+
+	return entry->d_sb->s_magic == ANON_INODE_FS_MAGIC &&
+	       !strcmp(entry->d_name.name, "[timerfd]") ? file->private_data : NULL;
 }
 
 /* do_timerfd_settime(descriptor, flags, new, old) */

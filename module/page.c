@@ -16,7 +16,7 @@ static const struct vdso_data *kernel_data; /* the kernel's own */
 static DEFINE_RAW_SPINLOCK(contents_lock);
 static LIST_HEAD(refreshed); /* clocks whose page somebody has mapped */
 
-struct page *mixed_page;
+static struct page *mixed_page;
 
 /* Pages without a clock. They are kept, should a page table still know one. */
 static LIST_HEAD(spare_pages); /* under the table's mutex */
@@ -145,6 +145,19 @@ void page_refresh(struct vclock *clock)
 		list_add(&clock->refreshed, &refreshed);
 	}
 	raw_spin_unlock_irqrestore(&contents_lock, flags);
+}
+
+/* It may be from when somebody last had a clock, and no tick has come since. */
+struct page *page_of_mixed(void)
+{
+	struct snapshot snapshot;
+	unsigned long flags;
+
+	raw_spin_lock_irqsave(&contents_lock, flags);
+	take_snapshot(&snapshot);
+	fill(mixed_page, &snapshot, NULL);
+	raw_spin_unlock_irqrestore(&contents_lock, flags);
+	return mixed_page;
 }
 
 void page_change_rate(struct vclock *clock, struct vclock_rate *rate)

@@ -15,7 +15,7 @@
  * For address spaces whose tasks live by different clocks: every reading is a
  * system call. What never is one shows the real time.
  */
-extern struct page *mixed_page;
+struct page *page_of_mixed(void);
 
 int page_init(const struct vdso_data *data);
 void page_exit(void); /* once no process has any page mapped */

@@ -221,7 +221,7 @@ static struct page *page_of_current(bool *mixed)
 	clock = clock_of_current();
 	*mixed = !all_share(clock);
 	if (*mixed) {
-		page = mixed_page;
+		page = page_of_mixed();
 	} else if (clock) {
 		page_refresh(clock);
 		page = clock->page;

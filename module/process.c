@@ -65,15 +65,10 @@ struct vclock *process_inherited(struct signal_struct *process, int *generations
 	return clock;
 }
 
-/* What a process is told by, while it runs and the caller needs it. */
-static struct task_struct *get_process(struct pid *pid)
-{
-	return get_pid_task(pid, PIDTYPE_TGID);
-}
-
 /*
  * Enters a process, or finds it; NULL when it is about to end. The count is
- * raised before its life is looked at, and on_exit does the reverse.
+ * raised before its life is looked at, and on_exit does the reverse. Under RCU
+ * for who looks at one that was found: the process may end.
  */
 static struct member *enter(struct signal_struct *process, struct member *new)
 {
@@ -110,7 +105,7 @@ static struct member *make_member(struct signal_struct *process)
 
 int process_give(struct pid *pid, struct vclock *clock)
 {
-	struct task_struct *task = get_process(pid);
+	struct task_struct *task = get_pid_task(pid, PIDTYPE_TGID);
 	struct member *member, *new;
 
 	if (!task)
@@ -121,6 +116,7 @@ int process_give(struct pid *pid, struct vclock *clock)
 		return -ENOMEM;
 	}
 	RCU_INIT_POINTER(new->own, clock);
+	rcu_read_lock();
 	member = enter(task->signal, new);
 	if (member != new) {
 		kfree(new);
@@ -128,6 +124,7 @@ int process_give(struct pid *pid, struct vclock *clock)
 		if (member && !rcu_access_pointer(member->own))
 			rcu_assign_pointer(member->own, clock);
 	}
+	rcu_read_unlock();
 	put_task_struct(task);
 	return 0;
 }
@@ -146,7 +143,7 @@ static bool take_own(struct member *member, struct vclock *clock)
 
 void process_take(struct vclock *clock)
 {
-	struct task_struct *task = get_process(clock->pid);
+	struct task_struct *task = get_pid_task(clock->pid, PIDTYPE_TGID);
 	struct tree *tree = clock->tree;
 	bool taken = false;
 
@@ -194,7 +191,7 @@ int process_pass_on(struct vclock *clock, bool lasting)
 		clock->tree->lasting |= lasting;
 		return 0;
 	}
-	task = get_process(clock->pid);
+	task = get_pid_task(clock->pid, PIDTYPE_TGID);
 	if (!task)
 		return result;
 	spin_lock(&members_lock);
@@ -231,12 +228,6 @@ bool process_has_heirs(const struct vclock *clock)
 	return clock->tree && atomic_read(&clock->tree->living);
 }
 
-/* What a process passes on, between two clocks, too; under RCU. */
-static struct tree *tree_for_children(const struct member *parent)
-{
-	return smp_load_acquire(&parent->begun) ?: parent->tree; /* whole */
-}
-
 void process_begin(struct task_struct *child)
 {
 	struct member *parent, *member;
@@ -248,7 +239,8 @@ void process_begin(struct task_struct *child)
 	rcu_read_lock();
 	parent = find(current->signal);
 	if (parent) {
-		tree = tree_get(tree_for_children(parent));
+		/* Whole; what is passed on between two clocks, too. */
+		tree = tree_get(smp_load_acquire(&parent->begun) ?: parent->tree);
 		generation = parent->generation + 1;
 	}
 	rcu_read_unlock();
@@ -264,7 +256,12 @@ void process_begin(struct task_struct *child)
 	member->tree = tree;
 	member->generation = generation;
 	tree_begin_life(tree);
-	enter(child->signal, member);
+	if (enter(child->signal, member) == member)
+		return;
+	/* Somebody has given it a clock of its own before it runs. */
+	tree_end_life(tree);
+	tree_put(tree);
+	kfree(member);
 }
 
 /* A process's own clock when it ends; under RCU. */

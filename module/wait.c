@@ -125,6 +125,7 @@ static bool is_timed_wait(struct task_struct *task, const struct pt_regs *regs)
 		case 418:
 		case 419:
 		case 449: /* futex_waitv */
+		case 455: /* futex_wait, from 6.7 on */
 			return true;
 		case 267: /* clock_nanosleep, and for wider times */
 		case 407:
@@ -140,6 +141,7 @@ static bool is_timed_wait(struct task_struct *task, const struct pt_regs *regs)
 	case __NR_mq_timedsend:
 	case __NR_mq_timedreceive:
 	case __NR_futex_waitv:
+	case 455: /* futex_wait, from 6.7 on */
 		return true;
 	case __NR_clock_nanosleep:
 		return regs->si & TIMER_ABSTIME;

@@ -2,9 +2,11 @@
 #define _GNU_SOURCE
 #include <errno.h>
 #include <fcntl.h>
+#include <sched.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/syscall.h>
 #include <sys/timerfd.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -141,6 +143,49 @@ static void try_cancelling(void)
     is(10, "deleted", news(own), ECANCELED, 0);
 }
 
+/* A wait of the newer kernels; -1 while it lasts. */
+static void try_futex_wait(void)
+{
+    int number = 0, status = -1;
+    const pid_t child = fork();
+    if (child == 0) {
+        struct timespec until = {CHRISTMAS + HOUR, 0};
+        set_clock(getpid(), CHRISTMAS, 1);
+        const long result = syscall(455, &number, 0UL, 0xffffffffUL, 2, &until, CLOCK_REALTIME);
+        _exit(result < 0 && (errno == ETIMEDOUT || errno == ENOSYS) ? 0 : 1);
+    }
+    usleep(200000); /* one that begins later goes by the new clock anyway */
+    set_clock(child, CHRISTMAS + 2 * HOUR, 1);
+    for (int tries = 0; waitpid(child, &status, WNOHANG) == 0 && tries < 6000; ++tries)
+        usleep(10000);
+    is(11, "futex_wait", status, 0, 0);
+    kill(child, SIGKILL);
+}
+
+static int idle(void *nothing)
+{
+    return nothing == NULL ? pause() : 0;
+}
+
+/* Who shares memory with the first who has a clock reads the real one, also before the next tick. */
+static void try_shared_memory(void)
+{
+    static char stack[1 << 16];
+    const pid_t other = clone(idle, stack + sizeof stack, CLONE_VM | SIGCHLD, NULL);
+    for (int i = 0; i < 10; ++i) {
+        struct timespec before, after;
+        syscall(SYS_clock_gettime, CLOCK_REALTIME_COARSE, &before);
+        set_clock(other, CHRISTMAS, 1);
+        clock_gettime(CLOCK_REALTIME_COARSE, &after);
+        set_clock(other, 0, 1);
+        const int64_t forward = (after.tv_sec - before.tv_sec) * 1000000000 + after.tv_nsec - before.tv_nsec;
+        is(i, "shared memory", forward < 0, 0, 0);
+        usleep(20000);
+    }
+    kill(other, SIGKILL);
+    waitpid(other, NULL, 0);
+}
+
 int main(void)
 {
     file = open(ZYNOV_PATH, O_RDONLY | O_CLOEXEC);
@@ -150,5 +195,7 @@ int main(void)
             for (int flags = 0; flags <= TFD_TIMER_ABSTIME; ++flags)
                 try_row(row, kind, flags);
     try_cancelling();
+    try_futex_wait();
+    try_shared_memory();
     return wrong;
 }

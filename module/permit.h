@@ -13,7 +13,7 @@ struct target {
 	enum zynov_kind kind;
 	kuid_t uid;
 	kgid_t gid;
-	struct pid *pid; /* without a reference: under RCU, or of a clock */
+	struct pid *pid; /* with a reference; NULL when it is not there */
 	u64 container;
 };
 

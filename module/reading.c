@@ -73,7 +73,7 @@ int read_alarm(clockid_t which, struct timespec64 *time)
 	return 0;
 }
 
-/* These wait for memory of the caller's, and so are counted; see hooks.h. */
+/* These wait for memory of the caller's, and so are counted. */
 static long give_time_of_day(struct __kernel_old_timeval __user *tv,
 			     struct old_timeval32 __user *tv32,
 			     struct timezone __user *zone)

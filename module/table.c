@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-2.0
+#include <linux/nospec.h>
 #include <linux/pid_namespace.h>
 #include <linux/slab.h>
 #include <linux/timekeeping.h>
@@ -309,7 +310,7 @@ int table_get(struct zynov_iov *record)
 	if (record->slot >= TABLE_SLOTS)
 		return -EINVAL;
 	mutex_lock(&table_mutex);
-	clock = slots[record->slot];
+	clock = slots[array_index_nospec(record->slot, TABLE_SLOTS)];
 	if (is_shown(clock)) {
 		ktime_get_real_ts64(&now);
 		record->id = table_id(clock);

@@ -15,7 +15,6 @@ s64 table_high_mark(void);
 void table_lose_ended(void); /* clocks of processes that have ended; sleeps */
 void table_empty(void);	     /* at the end: everybody is back in real time */
 
-
 /* Under the mutex. */
 struct vclock *table_find(const struct target *target);
 struct vclock_rate *table_make_rate(const struct zynov_clock *set);

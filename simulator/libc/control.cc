@@ -16,6 +16,7 @@
 
 #include "contract/zynov.h"
 #include "simulator/libc/setting.h"
+#include "simulator/process/identity.h"
 #include "simulator/process/intervals.h"
 #include "simulator/process/own_clock.h"
 #include "simulator/process/sigbus.h"
@@ -103,8 +104,9 @@ static bool is_command(unsigned long request)
 static int run_command(int descriptor, unsigned long command, zynov_iov &record)
 {
     const SignalsHeld held(sigbus_mask());
+    const Identity caller = certain_identity();
     if (changes_table(command, record)) {
-        AddContext found = find_add_context(command, record);
+        AddContext found = find_add_context(command, record, caller);
         found.descriptor = descriptor;
         found.timeline = own_timeline();
         const TableLock lock(descriptor);
@@ -116,7 +118,7 @@ static int run_command(int descriptor, unsigned long command, zynov_iov &record)
     Mapping mapping;
     if (const int error = mapping.map(descriptor, Mapping::reading))
         return error;
-    int error = query_table(*mapping.table(), command, record, real_time(), descriptor);
+    int error = query_table(*mapping.table(), command, record, real_time(), descriptor, caller);
     Trees trees;
     if (command == ZYNOV_IOC_REFINE_CLOCK && error == ENOENT && (record.flags & ZYNOV_KIND_MASK) == ZYNOV_PROCESS &&
         read_trees_of(record.id, trees))

@@ -63,6 +63,12 @@ Identity own_identity()
             own_trees()};
 }
 
+Identity certain_identity()
+{
+    const Identity known = own_identity();
+    return known.birth != 0 && known.process == system_call(SYS_getpid) ? known : Identity();
+}
+
 static uint64_t next_version()
 {
     return last_version.fetch_add(1, std::memory_order_relaxed) + 1;
@@ -105,7 +111,8 @@ void refresh_identity()
 
 void inherit_identity()
 {
-    const Identity parent = own_identity(); // of the thread that forked
+    const Identity parent = own_identity();             // of the thread that forked
+    birth_known_of.store(0, std::memory_order_release); // in a pid namespace of its own, a child may have the same id
     own_process.store(system_call(SYS_getpid), std::memory_order_release);
     own_user.store(parent.user, std::memory_order_release);
     own_group.store(parent.group, std::memory_order_release);

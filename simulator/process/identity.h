@@ -15,6 +15,9 @@ namespace sim
 // Async-signal-safe, as all functions here.
 Identity own_identity();
 
+// The same if the birth is known, and the fork, if there was one, has been noticed; else nobody's.
+Identity certain_identity();
+
 // Changes with the identity. If it is the same before and after own_identity, the identity is consistent.
 uint64_t identity_version();
 

@@ -18,7 +18,8 @@ bool Caller::has(const Clock &clock)
 
 bool Caller::is_stale(const Clock &clock)
 {
-    return clock.kind() == ZYNOV_PROCESS && has(clock) && has_ended(clock.id, clock.birth) &&
+    const bool is_own = clock.id == process_ && clock.birth == birth_;
+    return clock.kind() == ZYNOV_PROCESS && has(clock) && !is_own && has_ended(clock.id, clock.birth) &&
            !(clock.lasts() && descriptor_ >= 0 && has_members(descriptor_, clock.tree));
 }
 

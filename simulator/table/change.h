@@ -7,7 +7,7 @@
 #include <cstddef>
 
 #include "simulator/raw/system_call.h"
-#include "simulator/table/table.h"
+#include "simulator/table/search.h"
 
 namespace sim
 {
@@ -16,8 +16,12 @@ namespace sim
 class Caller
 {
   public:
-    // The descriptor is the table's; with -1, trees seem to have no members.
-    explicit Caller(int descriptor) : descriptor_(descriptor) {}
+    // The descriptor is the table's; with -1, trees seem to have no members. What is known of the caller need not be
+    // asked.
+    explicit Caller(int descriptor, const Identity &who = {})
+        : descriptor_(descriptor), process_(who.process), birth_(who.birth), pid_namespace_(who.pid_namespace)
+    {
+    }
 
     bool has(const Clock &clock);
 
@@ -29,7 +33,8 @@ class Caller
 
   private:
     int descriptor_;
-    uint64_t pid_namespace_ = 0;
+    int64_t process_;
+    uint64_t birth_, pid_namespace_;
 };
 
 // A write in progress: the table's generation is odd meanwhile, and readers cache nothing.

@@ -20,16 +20,20 @@ bool changes_table(unsigned long command, const zynov_iov &record)
            (command == ZYNOV_IOC_REFINE_CLOCK && record.spare != 0);
 }
 
-AddContext find_add_context(unsigned long command, const zynov_iov &record)
+AddContext find_add_context(unsigned long command, const zynov_iov &record, const Identity &caller)
 {
     AddContext found = {};
+    found.caller = caller;
     if (command != ZYNOV_IOC_ADD_CLOCK)
         return found;
     if (record.flags >> ZYNOV_REWIND_SHIFT != 0)
         found.utc_offset = ov::local_time(record.vtime).tm_gmtoff; // only where needed: the C library may take a lock
     if ((record.flags & ZYNOV_KIND_MASK) == ZYNOV_PROCESS) {
-        found.pid_namespace = pid_namespace();
-        found.error = found.pid_namespace == 0 ? EACCES : read_birth(record.id, found.birth);
+        found.pid_namespace = caller.pid_namespace != 0 ? caller.pid_namespace : pid_namespace();
+        if (record.id == caller.process && caller.birth != 0)
+            found.birth = caller.birth;
+        else
+            found.error = found.pid_namespace == 0 ? EACCES : read_birth(record.id, found.birth);
     }
     return found;
 }
@@ -136,7 +140,7 @@ int change_table(Table &table, unsigned long command, zynov_iov &record, const t
 {
     if (record.version != ZYNOV_IOV_VERSION)
         return EILSEQ;
-    Caller caller(context.descriptor);
+    Caller caller(context.descriptor, context.caller);
     switch (command) {
     case ZYNOV_IOC_ADD_CLOCK:
         return add(table, record, real, context, caller); // vtime already holds the value set
@@ -151,11 +155,12 @@ int change_table(Table &table, unsigned long command, zynov_iov &record, const t
     }
 }
 
-int query_table(const Table &table, unsigned long command, zynov_iov &record, const timespec &real, int descriptor)
+int query_table(const Table &table, unsigned long command, zynov_iov &record, const timespec &real, int descriptor,
+                const Identity &who)
 {
     if (record.version != ZYNOV_IOV_VERSION)
         return EILSEQ;
-    Caller caller(descriptor);
+    Caller caller(descriptor, who);
     switch (command) {
     case ZYNOV_IOC_GET_SLOT:
         return get_slot(table, record, real, caller);

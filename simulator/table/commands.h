@@ -1,7 +1,7 @@
 // The module's commands: its rules over the 80-byte record.
 #pragma once
 
-#include "simulator/table/table.h"
+#include "simulator/table/search.h"
 
 namespace sim
 {
@@ -14,8 +14,9 @@ struct AddContext {
     int error;                     // of finding them
     int descriptor = -1;           // of the table's file: tells which trees have members
     Timeline timeline = {};        // of the caller, who mostly is the process or its child
+    Identity caller = {};          // as far as it is known
 };
-AddContext find_add_context(unsigned long command, const zynov_iov &record);
+AddContext find_add_context(unsigned long command, const zynov_iov &record, const Identity &caller = {});
 
 // Deletes the clocks of all processes after a reboot. Call with the lock held.
 void begin_boot(Table &table, uint64_t boot);
@@ -25,7 +26,7 @@ void begin_boot(Table &table, uint64_t boot);
 bool changes_table(unsigned long command, const zynov_iov &record);
 int change_table(Table &table, unsigned long command, zynov_iov &record, const timespec &real,
                  const AddContext &context);
-int query_table(const Table &table, unsigned long command, zynov_iov &record, const timespec &real,
-                int descriptor = -1);
+int query_table(const Table &table, unsigned long command, zynov_iov &record, const timespec &real, int descriptor = -1,
+                const Identity &caller = {});
 
 } // namespace sim

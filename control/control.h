@@ -1,6 +1,7 @@
 #pragma once
 
 #include "contract/zynov.h"
+#include "ov_helper.h"
 
 namespace ov
 {
@@ -27,6 +28,9 @@ class ControlFile
 
 // Empties the record and sets its version.
 void clear_record();
+
+// Refines a clock, and returns as ov_refine_clock does. The record has the answer.
+int refine(const ControlFile &control, uint64_t container, int32_t kind, int32_t id, const ov_refined &wanted);
 
 // Sends the record with a command. Returns the module's result; errno is the module's, too.
 int send_command(int descriptor, unsigned long command);

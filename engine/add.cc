@@ -1,6 +1,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "base/failures.h"
 #include "base/integer.h"
 #include "base/local_time.h"
 #include "engine/operations.h"
@@ -47,7 +48,7 @@ int32_t read_clock_setting(const ov_request &request, ClockSetting &clock, Messa
     }
 
     // Every form sends the origin; only the relative one sends the relative mode.
-    clock = {value, relative ? request.rel_mode : 0, request.rewind, request.rel_origin, request.speed};
+    clock = {value, relative ? request.rel_mode : 0, request.rewind, request.rel_origin, request.speed, clock.refined};
     return OV_OK;
 }
 
@@ -64,6 +65,21 @@ static void report_added(int32_t kind, int32_t number, const ClockSetting &clock
                 clock.rewind != 0 ? "        The date will rewind at midnight.\n" : "");
 }
 
+// The record stays as the add left it.
+static int32_t refine_added(const ControlFile &control, int32_t kind, int32_t number, ov_refined &refined,
+                            Message &message)
+{
+    refined.id = static_cast<uint32_t>(number);
+    if (refined.what == 0)
+        return OV_OK;
+    const zynov_iov added = theiov;
+    const int32_t outcome = refine(control, added.container_id, kind, number, refined);
+    theiov = added;
+    if (outcome != 0)
+        message.set(not_executed, errno);
+    return outcome;
+}
+
 static int32_t add_clock(const ControlFile &control, int32_t kind, int32_t number, const ClockSetting &clock,
                          Message &message)
 {
@@ -75,6 +91,8 @@ static int32_t add_clock(const ControlFile &control, int32_t kind, int32_t numbe
     theiov.origin = read_decimal(clock.origin);
     theiov.container_id = zyn_get_container_ID();
     const int outcome = send_command(control.descriptor(), ZYNOV_IOC_ADD_CLOCK);
+    if (outcome == 0 && clock.refined != nullptr)
+        return refine_added(control, kind, number, *clock.refined, message);
     if (outcome == 0) {
         report_added(kind, number, clock, message);
         return OV_OK;

@@ -24,6 +24,7 @@ struct ClockSetting {
     int64_t rewind;
     const char *origin; // the text given, or null
     int32_t speed;
+    ov_refined *refined = nullptr; // by which each clock is refined
 };
 
 // Reads the clock setting of a request. Returns OV_OK, OV_BAD_SPEED, OV_BAD_TIME or OV_BAD_RELATIVE_TIME.

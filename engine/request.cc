@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "base/container_files.h"
+#include "base/errno_guard.h"
 #include "base/failures.h"
 #include "engine/prepare.h"
 #include "ov_helper.h"
@@ -43,10 +45,11 @@ static int32_t conclude(int32_t result, Message &message)
     return result;
 }
 
-static int32_t process(const ov_request &request, const uint32_t *numbers, Message &message)
+static int32_t process(const ov_request &request, const uint32_t *numbers, ov_refined *refined, Message &message)
 {
     const auto caller = static_cast<int32_t>(getuid());
     PreparedRequest prepared = {};
+    prepared.clock.refined = refined;
     if (const int32_t flaw =
             prepare(request, numbers, caller, prepared, message)) // validate, resolve, permit, read the time
         return flaw;
@@ -63,13 +66,14 @@ static int32_t process(const ov_request &request, const uint32_t *numbers, Messa
     return conclude(carry_out(request.operation, prepared, control, caller, message), message);
 }
 
-static int32_t process_in_slot(const ov_request *request, const uint32_t *numbers, char **slot)
+static int32_t process_in_slot(const ov_request *request, const uint32_t *numbers, char **slot,
+                               ov_refined *refined = nullptr)
 {
     if (request == nullptr)
         return OV_BAD_OPERATION;
     char *dropped = nullptr; // stands in for a missing slot
     Message message(slot != nullptr ? slot : &dropped);
-    const int32_t result = process(*request, numbers, message);
+    const int32_t result = process(*request, numbers, refined, message);
     free(dropped);
     return result;
 }
@@ -84,4 +88,14 @@ int32_t ov_process_request(const ov_request *request, char **slot)
 int32_t ov_process_numbers(const ov_request *request, const uint32_t *numbers, char **slot)
 {
     return ov::process_in_slot(request, numbers, slot);
+}
+
+int32_t ov_process_refined(const ov_request *request, const uint32_t *numbers, ov_refined *refined, char **slot)
+{
+    if (refined != nullptr)
+        refined->id = 0;
+    const int32_t result = ov::process_in_slot(request, numbers, slot, refined);
+    ov::ErrnoGuard keep;
+    ov::close_left_open();
+    return result;
 }

@@ -163,6 +163,16 @@ typedef struct ov_refined {
 /* Tells that of a clock, or of the ancestor's clock by which a process lives. Returns as ov_refine_clock does. */
 OV_API int ov_refined_clock(int32_t kind, uint32_t id, ov_refined *refined);
 
+/*
+ * Carries out a request, and refines each clock that it adds by the same opening of the control file. `refined` holds
+ * the bits, nanoseconds and offset; its id becomes the number of the last identity that was given a clock, 0 if none
+ * was. A clock that is there stays as it is. If only the refining fails, the clock is there, too: the result is -1 and
+ * errno as of ov_refine_clock. numbers and refined may be NULL. A clock that was added as asked leaves no message, and
+ * the stream that zyn_get_container_ID left open last is closed.
+ */
+OV_API int32_t ov_process_refined(const ov_request *request, const uint32_t *numbers, ov_refined *refined,
+                                  char **message);
+
 /* A speed in words, in a static buffer. */
 OV_API char *clock_speed_string(int speed);
 

@@ -191,6 +191,33 @@ TEST_F(Engine, RefinesAClockByteForByte)
     EXPECT_EQ(script.error, EACCES);
 }
 
+TEST_F(Engine, RefinesWhatItAdds)
+{
+    const struct {
+        Answers kernel;
+        int result, error;
+        uint32_t id;
+        std::string message;
+    } adds[] = {{{{0, 0}, {0, 0}}, 0, 0, 7, ""},
+                {{{-1, EEXIST}}, 0, EEXIST, 0, "uid 7 already has a virtual clock"},
+                {{{0, 0}, {7, ENOTTY}}, -1, ENOTTY, 7, error + "25"}};
+    const ov_request add = make_request(OV_ADD, "g:");
+    script.host_name = "cafe";
+    for (const auto &[kernel, result, error_left, id, message] : adds) {
+        script.answers = kernel;
+        const uint32_t number = 7;
+        ov_refined refined = {5, 9, 0, 999999999, -19800};
+        const Outcome outcome = run([&](char **slot) { return ov_process_refined(&add, &number, &refined, slot); });
+        EXPECT_EQ(std::tie(outcome.result, script.error, refined.id), std::tie(result, error_left, id));
+        EXPECT_EQ(outcome.message, said(message));
+        EXPECT_TRUE(script.host_names.empty());
+        ASSERT_EQ(script.sent.size(), kernel.size());
+        const auto &[command, record] = script.sent.back();
+        EXPECT_EQ(command == 0xC0505307 && record.spare == 5 && record.vtime == 999999999, id != 0);
+        EXPECT_EQ(script.opened, 1);
+    }
+}
+
 // Whichever call fails: the control file is closed, the result and the message are known ones, and the next request
 // works.
 TEST_F(Engine, SurvivesTheFailureOfEachCallInTurn)

@@ -13,7 +13,7 @@ documented=$(sed -n 's/^\.F[no] \([A-Za-z_]*\).*/\1/p' "$source/man/ov_helper.3"
 [ "$declared" = "$documented" ] || complain "in ov_helper.3: $documented"
 [ "$(echo $declared)" = "adjust_virtime_for_rewind check_rc clock_speed_string deleteGroupClock deleteUserClock \
 get_uid_from_pid get_username id_string is_leap_year is_pid_alive ov_get_num_from_cmd ov_next_clock ov_preview_request \
-ov_process_numbers ov_process_request ov_read_time ov_refine_clock ov_refined_clock ovuser_list_user parse_Xtime \
+ov_process_numbers ov_process_refined ov_process_request ov_read_time ov_refine_clock ov_refined_clock ovuser_list_user parse_Xtime \
 parse_reltime parse_speed parse_uid print_header \
 zyn_get_container_ID zyn_get_usr_high_mark zyn_parse_time zyn_parse_tm_time zynov_reset_vc" ] ||
     complain "declared: $declared"

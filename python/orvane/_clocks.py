@@ -66,61 +66,50 @@ def pace(speed: Speed) -> int:
     return number
 
 
-def adding(identity: str, nanoseconds: int, speed: int, rewind: bool) -> lib.Request:
-    """The request that sets a clock, to whole seconds: refine does the rest."""
+def adding(identity: str | None, nanoseconds: int, speed: int, rewind: bool, descendants: bool | None) -> lib.Request:
+    """The request that sets a clock."""
     request = lib.request_for(lib.ADD, identity)
-    check(nanoseconds, read_here=request.is_own())
+    check(nanoseconds, read_here=identity is None or identity == "p:%d" % os.getpid())
     request.time_form = lib.ABSOLUTE
-    request.virtime = nanoseconds // SECOND
+    request.virtime, rest = divmod(nanoseconds, SECOND)
     request.speed = speed
     request.rewind = int(rewind)
+    refined = request.refined
+    refined.nanoseconds = rest
+    refined.what = (lib.NANOSECONDS if rest else 0) | (lib.DESCENDANTS if descendants is not False else 0)
     return request
 
 
-def conclude(code: int, slot: c.c_char_p, request: lib.Request) -> None:
-    """Raises what a request came to, unless it was carried out."""
+def conclude(code: int, request: lib.Request, descendants: bool | None = None) -> None:
+    """Raises what a request came to, unless it was carried out. That the module cannot refine a clock is put up with,
+    unless descendants were asked for, which None does not."""
     __tracebackhide__ = True
-    there = code == lib.OK and lib.was_there()
-    message = lib.take_message(slot)
-    if there:
+    given = request.operation == lib.ADD and request.refined.id != 0
+    if code == lib.OK and (given or request.operation != lib.ADD):
+        return
+    problem = c.get_errno()
+    message = request.take_message()
+    if given and problem != errno.ENOTTY:
+        raise lib.failure(code, "the clock was not refined: " + os.strerror(problem))
+    if given and descendants:
+        raise lib.failure(code, "this kernel module gives no clock to descendants")
+    if code == lib.OK:
         if request.id_kind[0] == lib.PROCESS:  # the library says "uid" for every kind
-            message = "process %s already has a virtual clock" % request.id_text[0].decode()
+            message = "process %s already has a virtual clock" % (request.id_text[0] or b"%d" % request.number).decode()
         raise lib.AlreadyHasClock(code, message)
-    if code != lib.OK:
+    if not given:
         raise lib.failure(code, message)
 
 
-def carry_out(request: lib.Request) -> None:
-    slot = c.c_char_p()
+def carry_out(request: lib.Request, descendants: bool | None = None) -> None:
     c.set_errno(0)
-    conclude(lib.load().process_request(c.byref(request), c.byref(slot)), slot, request)
-
-
-def refine(request: lib.Request, nanoseconds: int, descendants: bool | None) -> None:
-    """Sets what does not fit into the request that a clock was added by. A module that cannot is put up with, unless
-    descendants were asked for, which None does not."""
-    what = (lib.NANOSECONDS if nanoseconds else 0) | (lib.DESCENDANTS if descendants is not False else 0)
-    if not what:
-        return
-    lib.count_request()
-    number = c.c_uint32()
-    library = lib.load()
-    library.parse_uid(request.id_text[0], request.id_kind[0], c.byref(number))
-    if library.refine_clock(request.id_kind[0], number, nanoseconds, 0, what) == 0:
-        return
-    problem = c.get_errno()
-    if problem != errno.ENOTTY:
-        raise lib.failure(-1, "the clock was not refined: " + os.strerror(problem))
-    if descendants:
-        raise lib.failure(-1, "this kernel module gives no clock to descendants")
+    conclude(lib.load().process(*request.places()), request, descendants)
+    request.take_message()
 
 
 def add(identity: str, at: Destination = None, *, speed: Speed = 1, rewind: bool = False) -> None:
     """Gives an identity a clock. Whoever has one keeps it: AlreadyHasClock."""
-    nanoseconds = instant(at)
-    request = adding(identity, nanoseconds, pace(speed), rewind)
-    carry_out(request)
-    refine(request, nanoseconds % SECOND, False)
+    carry_out(adding(identity, instant(at), pace(speed), rewind, False))
 
 
 def delete(identity: str) -> None:

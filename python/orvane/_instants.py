@@ -115,9 +115,9 @@ def _read(text: str, naive: tzinfo | None) -> int:
             return _of_datetime(datetime.fromisoformat(re.sub(r"\b\d\b", r"0\g<0>", civil)), naive) + nanoseconds
         except ValueError as error:
             raise lib.failure(lib.BAD_TIME, "%s: %s" % (error, text)) from None
-    slot = c.c_char_p()
+    slot = c.c_void_p()
     value: int = lib.load().read_time(civil.encode(), c.byref(slot))
-    message = lib.take_message(slot)
+    message = lib.take_message(slot.value)
     if value != 0:
         return value * SECOND + nanoseconds
     try:

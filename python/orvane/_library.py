@@ -19,18 +19,35 @@ EARLIEST, LATEST = 32400, 253402329599  # the values that a clock may be set to
 NANOSECONDS, DESCENDANTS = 1, 4
 
 
-class Request(c.Structure):
-    """ov_request."""
+class Refined(c.Structure):
+    """ov_refined."""
 
+    _fields_ = [("what", c.c_uint32), ("id", c.c_uint32)] + [
+        (name, c.c_int32) for name in ("generations", "nanoseconds", "utc_offset")]
+
+
+class Request(c.Structure):
+    """ov_request, and behind it what else a call takes."""
+
+    message: int | None
     _fields_ = [(name, c.c_int32) for name in ("operation", "speed", "time_form", "rel_mode", "rewind", "id_count")] + [
         ("id_kind", c.c_int32 * 10),
         ("id_text", c.c_char_p * 10),
     ] + [(name, c.c_char_p) for name in ("abs_time", "x_date", "rel_minutes", "rel_hours", "rel_days", "rel_years",
-                                         "rel_origin")] + [("virtime", c.c_int64)]
+                                         "rel_origin")] + [
+        ("virtime", c.c_int64), ("number", c.c_uint32), ("refined", Refined), ("message", c.c_void_p)]
 
-    def is_own(self) -> bool:
-        """Whether it is about this process."""
-        return bool(self.id_kind[0] == PROCESS and self.id_text[0] == b"%d" % os.getpid())
+    def places(self) -> tuple[Any, ...]:
+        """The arguments of process."""
+        return c.byref(self), c.byref(self, _NUMBER) if self.number else None, c.byref(self, _REFINED), c.byref(
+            self, _MESSAGE)
+
+    def take_message(self) -> str:
+        place, self.message = self.message, None
+        return take_message(place)
+
+
+_NUMBER, _REFINED, _MESSAGE = (getattr(Request, name).offset for name in ("number", "refined", "message"))
 
 
 class NextClock(c.Structure):
@@ -47,8 +64,8 @@ class Library:
     """The loaded library."""
 
     def __init__(self, native: c.PyDLL) -> None:
-        self.process_request = native.ov_process_request
-        self.process_request.argtypes = [c.c_void_p, c.c_void_p]
+        self.process = native.ov_process_refined
+        self.process.argtypes = [c.c_void_p] * 4
         self.next_clock = native.ov_next_clock
         self.next_clock.argtypes = [c.c_int, c.c_int, c.c_void_p]
         self.read_time = native.ov_read_time
@@ -56,16 +73,14 @@ class Library:
         self.read_time.restype = c.c_int64
         self.parse_uid = native.parse_uid
         self.parse_uid.argtypes = [c.c_char_p, c.c_int, c.POINTER(c.c_uint32)]
-        self.refine_clock = native.ov_refine_clock
-        self.refine_clock.argtypes = [c.c_int32, c.c_uint32, c.c_int32, c.c_int32, c.c_uint32]
         # The same entry with four arguments behind, which it does not look at, and no result: what leaves a with
         # statement can then be this function itself, and no interrupt comes before it. Python's part comes behind it.
-        self.leave = c.PYFUNCTYPE(None, c.c_void_p, c.c_void_p, *[c.py_object] * 4)(("ov_process_request", native))
+        self.leave = c.PYFUNCTYPE(None, *[c.c_void_p] * 4, *[c.py_object] * 4)(("ov_process_refined", native))
         self.leave.errcheck = _behind  # type: ignore[assignment]
 
 
 def _behind(result: None, function: object, arguments: tuple[Any, ...]) -> None:
-    arguments[2].behind()
+    arguments[4].behind()
 
 
 @functools.lru_cache(maxsize=None)
@@ -74,14 +89,8 @@ def load() -> Library:
     try:
         own = os.path.join(NATIVE, "lib", _NAME)
         return Library(c.PyDLL(own if os.path.exists(own) else _NAME, use_errno=True))
-    except OSError as error:
+    except (OSError, AttributeError) as error:
         raise NoLibrary(0, "%s cannot be loaded (%s): install the package libov-helper12" % (_NAME, error)) from None
-
-
-def was_there() -> bool:
-    """Whether the last request was to add a clock where there is one, which to the library has succeeded. Before it
-    errno was set to 0."""
-    return c.get_errno() == errno.EEXIST
 
 
 _free = c.PyDLL(None).free
@@ -129,11 +138,12 @@ _CLASSES = {BAD_TIME: BadTime, NOT_PERMITTED: NotPermitted, NO_CONTROL_FILE: NoC
 _HOW_TO_START = ("there are no virtual clocks here: run %s, or load the kernel module (modprobe zynov)")
 
 
-def take_message(slot: c.c_char_p) -> str:
-    """The text that a call left in the slot, which is freed."""
-    text = (slot.value or b"").decode(errors="backslashreplace").strip()
-    _free(c.c_void_p.from_buffer(slot))
-    slot.value = None
+def take_message(place: int | None) -> str:
+    """The text that a call left there, which is freed."""
+    if place is None:
+        return ""
+    text = c.string_at(place).decode(errors="backslashreplace").strip()
+    _free(place)
     for word in "ovuser: ", "error: ", "warning: ", "report: ":
         text = text.removeprefix(word)
     return text
@@ -146,33 +156,15 @@ def failure(code: int, message: str) -> OrvaneError:
     return _CLASSES.get(code, OrvaneError)(code, message or "the request was not carried out, result = %d" % code)
 
 
-_IN_CONTAINER = os.path.exists("/.dockerenv")
-_requests = 0
-
-
-def _close_streams() -> None:
-    """In a container the library leaves the host name's file open at each call: a test suite would run out of
-    descriptors. Python's own are never inherited, so that this takes none of them."""
-    for name in os.listdir("/proc/self/fd"):
-        try:
-            if os.readlink("/proc/self/fd/" + name) == "/etc/hostname" and os.get_inheritable(int(name)):
-                os.close(int(name))
-        except OSError:  # the folder's own, which is closed again
-            pass
-
-
-def count_request() -> None:
-    """To be called with each call of the library that asks which container this is."""
-    global _requests
-    _requests += 1
-    if _IN_CONTAINER and _requests > 100:
-        _close_streams()
-        _requests = 0  # behind it: a closing that was interrupted is taken up by the next request
-
-
-def request_for(operation: int, identity: str, request: Request | None = None) -> Request:
-    """A request about one identity, as ovuser takes them: u:NAME, g:NAME, p:PID, or a user without a prefix."""
-    count_request()
+def request_for(operation: int, identity: str | None, request: Request | None = None) -> Request:
+    """A request about one identity, as ovuser takes them: u:NAME, g:NAME, p:PID, or a user without a prefix; None is
+    this process."""
+    if request is None:
+        request = Request()
+    request.operation, request.speed, request.id_count = operation, 1, 1
+    if identity is None:
+        request.id_kind[0], request.number = PROCESS, os.getpid()
+        return request
     kind, text = {"u:": USER, "g:": GROUP, "p:": PROCESS}.get(identity[:2]), identity[2:]
     if kind is None:
         kind, text = USER, identity
@@ -180,9 +172,6 @@ def request_for(operation: int, identity: str, request: Request | None = None) -
         raise ValueError("an identity is u:USER, g:GROUP or p:PID, not %r" % identity)
     if text.lstrip("+-").isdecimal() and not 0 <= int(text) <= 4294967294:
         raise ValueError("the number of an identity is from 0 to 4294967294, not %s" % text)
-    if request is None:
-        request = Request()
-    request.operation, request.speed, request.id_count = operation, 1, 1
     request.id_kind[0] = kind
     request.id_text[0] = text.encode()
     return request

@@ -6,7 +6,7 @@ import os
 import time
 
 from orvane import _library as lib
-from orvane._clocks import adding, carry_out, find, refine
+from orvane._clocks import adding, carry_out, find
 from orvane._instants import SECOND
 from orvane._zone import Zone
 
@@ -14,19 +14,16 @@ _DAY = 86400 * SECOND
 _REALTIME, _BOOTTIME = 0, 7
 
 
-class _Timespec(c.Structure):
-    _fields_ = [("seconds", c.c_int64), ("nanoseconds", c.c_int64)]
-
-
 # Asked for in the C library itself, where neither a clock nor the speed of intervals comes between.
 _clock_gettime = c.PyDLL("libc.so.6").clock_gettime
 _clock_gettime.argtypes = [c.c_int, c.c_void_p]
+_Timespec = c.c_int64 * 2
 
 
 def _read(which: int) -> int:
     read = _Timespec()
     _clock_gettime(which, c.byref(read))
-    return int(read.seconds) * SECOND + int(read.nanoseconds)
+    return int(read[0] * SECOND + read[1])
 
 
 def elapsed() -> int:
@@ -39,7 +36,7 @@ class State:
 
     foreign = False  # set by others, before this process set one itself
     zone = Zone()
-    left = c.c_char_p()  # where the library's word on the deletion comes: no interrupt can come between the two
+    leaving = lib.Request()  # where the library's word on the deletion comes: no interrupt can come between the two
 
     def __init__(self, whose: str | None, start: int, speed: int, rewind: bool, descendants: bool | None) -> None:
         self.whose, self.start, self.speed, self.rewind = whose, start, speed, rewind
@@ -47,10 +44,6 @@ class State:
         self.since = elapsed()
         if not inside:
             _real_before[:] = [_read(_REALTIME) - self.since]
-
-    @property
-    def identity(self) -> str:
-        return self.whose if self.whose is not None else "p:%d" % os.getpid()
 
     def shown(self) -> int:
         passed = elapsed() - self.since
@@ -67,10 +60,7 @@ class State:
         return midnight + (self.start + east + passed) % _DAY - east
 
     def request(self) -> lib.Request:
-        return adding(self.identity, self.start, self.speed, self.rewind)
-
-    def refine(self, request: lib.Request) -> None:
-        refine(request, self.start % SECOND, self.descendants)
+        return adding(self.whose, self.start, self.speed, self.rewind, self.descendants)
 
     def set_anew(self, start: int) -> None:
         """Puts this clock in the place of what is there."""
@@ -81,12 +71,11 @@ class State:
             self.start = before
             raise
         try:
-            carry_out(lib.request_for(lib.DELETE, self.identity))
+            carry_out(lib.request_for(lib.DELETE, self.whose))
         except lib.NoClock:
             pass
         self.since = elapsed()
-        carry_out(request)
-        self.refine(request)
+        carry_out(request, self.descendants)
 
 
 # The innermost one is the last. The first may have been set by others.
@@ -96,7 +85,8 @@ _real_before: list[int] = []
 
 def replace(state: State, request: lib.Request) -> None:
     """Sets a clock where there is one already, which is put back behind it."""
-    found = None if inside else find(state.identity)
+    request.take_message()  # of the clock that is there
+    found = None if inside else find("p:%d" % os.getpid())
     if found is not None:
         outer = State(None, time.time_ns(), found.speed, found.rewind, None)
         outer.foreign = True
@@ -104,15 +94,15 @@ def replace(state: State, request: lib.Request) -> None:
     else:
         inside.append(state)
     try:
-        carry_out(lib.request_for(lib.DELETE, state.identity))
+        carry_out(lib.request_for(lib.DELETE, None))
     except lib.NoClock:  # others delete it at any time, too
         pass
-    carry_out(request)
+    carry_out(request, state.descendants)
 
 
 def settle() -> None:
     """Puts back what deleted clocks were in."""
-    deleted = [state for state in inside if state.left.value is not None]
+    deleted = [state for state in inside if state.leaving.message is not None]
     if not deleted:
         return
     for state in reversed(deleted):

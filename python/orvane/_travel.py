@@ -6,7 +6,6 @@ import functools
 import os
 import sys
 import time
-import weakref
 from collections.abc import Callable
 from datetime import timedelta, timezone, tzinfo
 from typing import TYPE_CHECKING, Any, TypeVar
@@ -26,13 +25,12 @@ else:
 
 Function = TypeVar("Function", bound=Callable[..., Any])
 
-# Without callbacks, in which an interrupt would be lost.
-_to_leave: list[weakref.ref[lib.Request]] = []
+_to_leave: list[lib.Request] = []
 
 
 def _stay() -> None:
     """A forked child that gets out of a block, too, is not to take its parent's clock away."""
-    for request in filter(None, (each() for each in _to_leave)):
+    for request in _to_leave:
         request.operation = lib.NOTHING
     _own.inside.clear()
 
@@ -82,9 +80,9 @@ class clock:
         self._to_function = as_arg, as_kwarg
         self._intervals = intervals
         self._zone = Zone()
-        self._left = c.c_char_p()
         self._state: _own.State | None = None
         self._leaving = lib.Request()  # nothing is asked for yet
+        self._end: Callable[..., None] | None = None
 
     @property
     def identity(self) -> str:
@@ -94,7 +92,7 @@ class clock:
     @property
     def started(self) -> bool:
         """Whether it has been entered, and not left."""
-        return self._state is not None and self._left.value is None
+        return self._state is not None and self._leaving.message is None
 
     def _begin(self) -> tuple[_own.State, str | None]:
         """What is to be set, and the zone."""
@@ -105,45 +103,43 @@ class clock:
         naive = timezone(self._offset) if self._offset is not None and self._naive is None else self._naive
         _own.settle()
         state = _own.State(self._identity, instant(at, naive), self._speed, self._rewind, self._descendants)
-        lib.take_message(self._left)
-        state.left, state.zone = self._left, self._zone
+        self._leaving.take_message()
+        state.leaving, state.zone = self._leaving, self._zone
         return state, zone_of(at, self._offset)
 
     def _leave(self) -> Callable[..., None]:
-        return functools.partial(lib.load().leave, c.byref(self._leaving), c.byref(self._left), self)
+        end = self._end
+        if end is None:
+            self._leaving.number = 0 if self._identity is not None else os.getpid()
+            end = self._end = functools.partial(lib.load().leave, *self._leaving.places(), self)
+        return end
 
     def __enter__(self) -> Self:
         __tracebackhide__ = True
         if self.started:
             raise RuntimeError("this clock has been entered already")
         state, zone = self._begin()
-        slot, request = c.c_char_p(), state.request()
-        adding_it, slot_place = c.byref(request), c.byref(slot)
-        process_request, leave, there = lib.load().process_request, self._leave(), None
-        lib.request_for(lib.DELETE, self.identity, self._leaving)
-        _to_leave[:] = [each for each in _to_leave if getattr(each(), "operation", lib.NOTHING)]
-        _to_leave.append(weakref.ref(self._leaving))
-        refused = False
+        request = state.request()
+        places, process, leave = request.places(), lib.load().process, self._leave()
+        lib.request_for(lib.DELETE, self._identity, self._leaving)
+        _to_leave[:] = [each for each in _to_leave if each.operation]
+        _to_leave.append(self._leaving)
         c.set_errno(0)
         # An interrupt may be raised behind any call of these, but not before the first: whatever it was raised
         # behind, the clock is taken away again, unless it was there before.
         try:
-            code = process_request(adding_it, slot_place)
-            there = lib.was_there()
-            refused = there and self._identity is not None or code != lib.OK
-            if refused:
-                conclude(code, slot, request)
-            lib.take_message(slot)
+            code = process(*places)
+            if code != lib.OK or not request.refined.id and self._identity is not None:
+                conclude(code, request, state.descendants)
             self._state = state
-            if there:
+            if not request.refined.id:
                 _own.replace(state, request)
             elif self._identity is None:
                 _own.inside.append(state)
-            state.refine(request)
             self._zone.enter(zone)
             return self
         except BaseException:
-            if not refused and (not (lib.was_there() if there is None else there) or state in _own.inside):
+            if request.refined.id or state in _own.inside:
                 leave(None, None, None)
             raise
 
@@ -155,9 +151,10 @@ class clock:
     def behind(self) -> None:
         """What is put back when the clock has been deleted."""
         self._leaving.operation = lib.NOTHING
-        self._state = None
+        self._state = self._end = None
         self._zone.leave()
         _own.settle()
+        self._leaving.take_message()
 
     async def __aenter__(self) -> Self:
         return self.__enter__()

@@ -191,9 +191,9 @@ class clock:
             state.set_anew(nanoseconds)
 
     def move_to(self, at: Destination, *, tick: bool | None = None, speed: Speed | None = None) -> None:
-        """Sets the clock anew, at the same speed unless another one is named."""
-        state, before = self._entered(), self._entered().speed
-        nanoseconds = instant(unwrap(at), self._naive)
+        """Sets the clock anew, at the same speed unless another one is named. A ZoneInfo's zone gets local."""
+        state, before, at = self._entered(), self._entered().speed, unwrap(at)
+        nanoseconds = instant(at, self._naive)
         if speed is not None or tick is not None:
             state.speed = pace(speed) if speed is not None else int(bool(tick))
         try:
@@ -201,6 +201,8 @@ class clock:
         except lib.OutOfRange:
             state.speed = before
             raise
+        if self._offset is None:
+            self._zone.enter(zone_of(at, None))
 
     def shift(self, distance: timedelta | float) -> None:
         """Moves the clock by a distance, a timedelta or seconds, from what it shows."""

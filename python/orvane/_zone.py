@@ -29,7 +29,7 @@ class Zone:
 
     def enter(self, zone: str | None) -> None:
         if zone is not None:
-            self._before = [os.environ.get("TZ")]
+            self._before = self._before or [os.environ.get("TZ")]
             _set(zone)
 
     def leave(self) -> None:

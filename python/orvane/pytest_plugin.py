@@ -9,7 +9,7 @@ import pytest
 import orvane
 from orvane import _start
 
-CLOCK = pytest.StashKey[orvane.clock]()
+CLOCKS: dict[pytest.Item, orvane.clock] = {}  # of those that run; pytest 6 has no stash
 MARKS: dict[str, Callable[..., orvane.clock]] = {"orvane": orvane.clock}
 
 
@@ -53,7 +53,7 @@ def pytest_runtest_setup(item: pytest.Item) -> None:
         if not usual:
             return
         clock = orvane.clock(usual)
-    item.stash[CLOCK] = clock
+    CLOCKS[item] = clock
     start_clock(clock)
 
 
@@ -61,17 +61,15 @@ def pytest_runtest_setup(item: pytest.Item) -> None:
 def pytest_runtest_protocol(item: pytest.Item) -> Generator[None, None, None]:
     """Behind the last fixture, whatever has happened."""
     yield
-    clock = item.stash.get(CLOCK, None)
-    if clock is not None:
-        del item.stash[CLOCK]
-        if clock.started:
-            clock.stop()
+    clock = CLOCKS.pop(item, None)
+    if clock is not None and clock.started:
+        clock.stop()
 
 
 @pytest.fixture
 def orvane_clock(request: pytest.FixtureRequest) -> Iterator[orvane.clock]:
     """The clock of the test's mark, or one from now on where it has none."""
-    clock = request.node.stash.get(CLOCK, None)
+    clock = CLOCKS.get(request.node)
     if clock is not None:
         yield clock
         return

@@ -35,10 +35,10 @@ def generated():
     (AT, AT), (AT.replace(tzinfo=None), AT), (AT.astimezone(timezone(timedelta(hours=-9))), AT), (TOKYO, AT),
     (date(2030, 1, 14), datetime(2030, 1, 14, tzinfo=UTC)), (SECONDS, AT),
     (SECONDS + 0.25, AT + timedelta(seconds=0.25)),
-    ("2030-01-14 03:21:34", AT), ("2030-01-14T03:21:34Z", AT),
+    ("2030-01-14 04:21:34", AT), ("2030-01-14T03:21:34Z", AT),
     ("2030-01-14T04:21:34.5+01:00", AT + timedelta(seconds=0.5)),
-    ("2030-01-14", datetime(2030, 1, 14, tzinfo=UTC)), ("2030-W03-1", datetime(2030, 1, 14, tzinfo=UTC)),
-    ("2030-014T0321", AT.replace(second=0)), ("14 January 2030", datetime(2030, 1, 14, tzinfo=UTC)),
+    ("2030-01-14", datetime(2030, 1, 13, 23, tzinfo=UTC)), ("2030-W03-1", datetime(2030, 1, 13, 23, tzinfo=UTC)),
+    ("2030-014T0421", AT.replace(second=0)), ("14 January 2030", datetime(2030, 1, 13, 23, tzinfo=UTC)),
     (lambda: AT, AT), (lambda: SECONDS, AT)])
 def test_destinations(destination, expected):
     with travel(destination, tick=False):
@@ -73,10 +73,10 @@ def test_readings(reading):
 
 
 MOVES = {
-    "shift": (lambda t: t.shift(timedelta(hours=1)), 3600), "shift by seconds": (lambda t: t.shift(90), 90),
+    "shift": (lambda t: t.shift(delta=timedelta(hours=1)), 3600), "shift by seconds": (lambda t: t.shift(90), 90),
     "shift by a fraction": (lambda t: t.shift(Fraction(1, 2)), 0.5), "shift back": (lambda t: t.shift(-3600), -3600),
     "shift by a microsecond": (lambda t: t.shift(timedelta(microseconds=1)), 1e-6),
-    "move": (lambda t: t.move_to(AT + timedelta(days=1)), 86400),
+    "move": (lambda t: t.move_to(destination=AT + timedelta(days=1)), 86400),
     "move back": (lambda t: t.move_to(AT - timedelta(1)), -86400),
     "moves": (lambda t: [t.move_to(0 + SECONDS), t.shift(1), t.shift(1)], 2),
 }
@@ -102,9 +102,9 @@ def test_moving_changes_whether_it_ticks():
     stands = True
     with travel(AT) as traveller:
         assert ticks()
-        traveller.move_to(AT, tick=False)
+        traveller.move_to(AT, False)
         stands = False
-        assert not ticks() and shown() == AT
+        assert not ticks() and shown() == AT and traveller.time() == traveller.time_ns() / 10**9 == SECONDS
         traveller.shift(1)
         assert not ticks()
         traveller.move_to(AT, tick=True)
@@ -114,11 +114,17 @@ def test_moving_changes_whether_it_ticks():
 
 def test_a_zone_is_the_local_one_inside():
     before = os.environ["TZ"], time.tzname
-    with travel(TOKYO, tick=False):
+    with travel(TOKYO, tick=False) as traveller:
         assert (datetime.now(), time.tzname) == (TOKYO.replace(tzinfo=None), ("JST", "JST"))
         with orvane.clock(AT, tick=False, tz_offset=timedelta(hours=-3.5)):
             assert datetime.now().astimezone().isoformat() == "2030-01-13T23:51:34-03:30"
         assert (datetime.now(), time.tzname) == (TOKYO.replace(tzinfo=None), ("JST", "JST"))
+        for mover in traveller, orvane.clock().start():
+            mover.move_to(AT.astimezone(ZoneInfo("America/New_York")))
+            assert (time.tzname, datetime.now().hour) == (("EST", "EDT"), 22)
+        mover.stop()
+        traveller.move_to(AT)
+        assert time.tzname == before[1]
     assert (os.environ["TZ"], time.tzname) == before
 
 
@@ -202,7 +208,7 @@ def test_others_clocks_are_put_back():
     subprocess.run(["ovuser", "add", own, "--at", "2030-01-14T03:21:34Z", "--speed", "frozen"], check=True)
     try:
         with travel("2029-01-01"):
-            assert shown().year == 2029
+            assert datetime.now().year == 2029
         assert shown() == AT and orvane.is_travelling()
     finally:
         orvane.delete(own)
@@ -213,6 +219,7 @@ def test_the_escape_hatch():
     with travel(AT):
         assert escape_hatch.is_travelling() and orvane.is_travelling()
         for read in (escape_hatch.time.time(), escape_hatch.time.time_ns() / 10**9, orvane.real_time(),
+                     escape_hatch.time.clock_gettime(0), escape_hatch.time.clock_gettime_ns(0) / 10**9,
                      escape_hatch.datetime.datetime.now().timestamp(), time.mktime(escape_hatch.time.localtime()) + 1,
                      escape_hatch.datetime.datetime.now(UTC).timestamp()):
             assert real - 1 <= read <= real + 600
@@ -221,7 +228,7 @@ def test_the_escape_hatch():
 
 def test_fixtures_and_marks(pytester):
     pytester.makepyfile("""
-        import datetime, pytest
+        import datetime, orvane.compat, pytest
         AT = datetime.datetime(2030, 1, 14)
         def now(): return datetime.datetime.utcnow()
         @pytest.fixture(scope="session")
@@ -242,7 +249,7 @@ def test_fixtures_and_marks(pytester):
             assert now() == AT
             time_machine.shift(1)
             assert now() == AT + datetime.timedelta(seconds=1)
-        def test_machine(time_machine):
+        def test_machine(time_machine: orvane.compat.TimeMachineFixture):
             with pytest.raises(RuntimeError): time_machine.shift(1)
             assert now().year < 2029
             time_machine.move_to(AT, tick=False)
@@ -250,6 +257,9 @@ def test_fixtures_and_marks(pytester):
         def test_usual(): assert now().year == 2028
         def test_fails(freezer): assert not freezer
     """)
+    # What it replaces is still installed.
+    pytester.makepyfile(rival="import pytest\n@pytest.fixture\ndef time_machine(): pytest.fail('the rival')")
+    pytester.mkdir("rival-1.dist-info").joinpath("entry_points.txt").write_text("[pytest11]\ntime_machine = rival")
     pytester.makeini("[pytest]\norvane_at = 2028-06-01")
     pytester.runpytest_subprocess("-p", "no:cacheprovider", "-p", "orvane.compat").assert_outcomes(passed=6, failed=1)
     assert not orvane.is_travelling()

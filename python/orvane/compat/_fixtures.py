@@ -8,7 +8,13 @@ import pytest
 
 from orvane._instants import Destination
 from orvane.compat._travels import freeze_time, travel
-from orvane.pytest_plugin import CLOCK, MARKS, start_clock
+from orvane.pytest_plugin import CLOCKS, MARKS, start_clock
+
+
+def pytest_addoption(pluginmanager: pytest.PytestPluginManager) -> None:
+    """Others' fixtures of the same names, where they are still installed, would come before these."""
+    for name in "freezegun", "freezer", "time_machine":
+        pluginmanager.set_blocked(name)
 
 
 def pytest_configure(config: pytest.Config) -> None:
@@ -20,7 +26,7 @@ def pytest_configure(config: pytest.Config) -> None:
 @pytest.fixture
 def freezer(request: pytest.FixtureRequest) -> Iterator[freeze_time]:
     """The clock of the test's mark, or one that stands still now."""
-    clock = request.node.stash.get(CLOCK, None)
+    clock = CLOCKS.get(request.node)
     if isinstance(clock, freeze_time):
         yield clock
         return
@@ -30,7 +36,7 @@ def freezer(request: pytest.FixtureRequest) -> Iterator[freeze_time]:
     own.stop()
 
 
-class _TimeMachine:
+class TimeMachineFixture:
     """Travels as soon as it is moved."""
 
     def __init__(self, clock: travel | None) -> None:
@@ -48,15 +54,15 @@ class _TimeMachine:
             raise RuntimeError("Initialize time_machine with move_to() before using shift().")
         self._clock.shift(delta)
 
-    def _stop(self) -> None:
+    def stop(self) -> None:
         if self._clock is not None and self._clock.started:
             self._clock.stop()
 
 
 @pytest.fixture
-def time_machine(request: pytest.FixtureRequest) -> Iterator[_TimeMachine]:
+def time_machine(request: pytest.FixtureRequest) -> Iterator[TimeMachineFixture]:
     """Travels for the test, once it is told where to."""
-    marked = request.node.stash.get(CLOCK, None)
-    machine = _TimeMachine(marked if isinstance(marked, travel) else None)
+    marked = CLOCKS.get(request.node)
+    machine = TimeMachineFixture(marked if isinstance(marked, travel) else None)
     yield machine
-    machine._stop()
+    machine.stop()

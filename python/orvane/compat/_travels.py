@@ -1,16 +1,21 @@
 """freeze_time and travel."""
 from __future__ import annotations
 
+import time as _time
 from datetime import datetime as _datetime
 from datetime import timedelta, timezone, tzinfo
-from time import gmtime, localtime, strftime, struct_time
+from functools import partial
 from types import SimpleNamespace
 from typing import Any
 
+from orvane._clocks import Speed
 from orvane._instants import SECOND, Destination, instant, unwrap
 from orvane._own import is_travelling, real_time
 from orvane._travel import clock
+from orvane._zone import zone_of
 from orvane.compat.config import say_ignored
+
+_EPOCH = _datetime(1970, 1, 1, tzinfo=timezone.utc)
 
 
 def _refuse_steps() -> None:
@@ -38,12 +43,16 @@ class freeze_time(clock):
     def time_to_freeze(self) -> _datetime:
         """What it shows, or is going to show, in UTC."""
         shown = self._shown() if self.started else instant(self._at, self._naive)
-        return _datetime(1970, 1, 1) + timedelta(microseconds=shown // 1000)
+        return _EPOCH.replace(tzinfo=None) + timedelta(microseconds=shown // 1000)
 
     @property
     def tz_offset(self) -> timedelta:
         """Of the local zone."""
         return self._offset or timedelta(0)
+
+    def move_to(self, target_datetime: Destination, *, tick: bool | None = None, speed: Speed | None = None) -> None:
+        """Sets the clock anew."""
+        super().move_to(target_datetime, tick=tick, speed=speed)
 
     def tick(self, delta: timedelta | float = 1) -> _datetime:
         """Moves the clock on, and returns what it shows then, in UTC."""
@@ -54,14 +63,39 @@ class freeze_time(clock):
         return self.time_to_freeze if function is None else super().__call__(function)
 
 
+def _of_time_machine(destination: Destination) -> Destination:
+    """A text without a zone is local time there, all else UTC."""
+    at = unwrap(destination)
+    return _EPOCH + timedelta(microseconds=instant(at) // 1000) if isinstance(at, str) else at
+
+
 class travel(clock):
     """As time-machine's, and what it returns when it is entered."""
 
     _naive = timezone.utc
 
     def __init__(self, destination: Destination, *, tick: bool = True) -> None:
-        super().__init__(destination, tick=tick)
+        super().__init__(partial(_of_time_machine, destination), tick=tick)
         self._asked = dict(destination=destination, tick=tick)
+
+    def move_to(self, destination: Destination, tick: bool | None = None, *, speed: Speed | None = None) -> None:
+        """Sets the clock anew, in the zone of a ZoneInfo, or that from before."""
+        at = _of_time_machine(destination)
+        super().move_to(at, tick=tick, speed=speed)
+        if zone_of(at, None) is None:
+            self._zone.leave()
+
+    def shift(self, delta: timedelta | float) -> None:
+        """Moves the clock by a distance."""
+        super().shift(delta)
+
+    def time(self) -> float:
+        """What it shows."""
+        return self.time_ns() / SECOND
+
+    def time_ns(self) -> int:
+        """Likewise."""
+        return self._shown()
 
 
 class _Datetime:
@@ -73,26 +107,32 @@ class _Datetime:
     today = now
 
     def utcnow(self) -> _datetime:
-        return _datetime.utcfromtimestamp(real_time())
+        return self.now(timezone.utc).replace(tzinfo=None)
 
 
 class _Time:
     """The module time outside of all clocks."""
 
-    def time(self) -> float:
-        return real_time()
+    time = staticmethod(real_time)
+    monotonic, monotonic_ns = staticmethod(_time.monotonic), staticmethod(_time.monotonic_ns)
 
     def time_ns(self) -> int:
         return round(real_time() * SECOND)
 
-    def gmtime(self, seconds: float | None = None) -> struct_time:
-        return gmtime(real_time() if seconds is None else seconds)
+    def clock_gettime(self, which: int) -> float:
+        return real_time() if which == _time.CLOCK_REALTIME else _time.clock_gettime(which)
 
-    def localtime(self, seconds: float | None = None) -> struct_time:
-        return localtime(real_time() if seconds is None else seconds)
+    def clock_gettime_ns(self, which: int) -> int:
+        return self.time_ns() if which == _time.CLOCK_REALTIME else _time.clock_gettime_ns(which)
 
-    def strftime(self, form: str, moment: struct_time | None = None) -> str:
-        return strftime(form, moment or self.localtime())
+    def gmtime(self, seconds: float | None = None) -> _time.struct_time:
+        return _time.gmtime(real_time() if seconds is None else seconds)
+
+    def localtime(self, seconds: float | None = None) -> _time.struct_time:
+        return _time.localtime(real_time() if seconds is None else seconds)
+
+    def strftime(self, form: str, moment: _time.struct_time | None = None) -> str:
+        return _time.strftime(form, moment or self.localtime())
 
 
 class _EscapeHatch:

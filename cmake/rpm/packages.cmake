@@ -20,7 +20,8 @@ set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
     ${CPACK_PACKAGING_INSTALL_PREFIX}/sbin ${share}/man ${share}/man/man1 ${share}/man/man3 ${share}/man/man4
     ${share}/man/man8 ${share}/cockpit ${share}/metainfo ${share}/bash-completion ${share}/bash-completion/completions
     ${lib}/cmake ${lib}/pkgconfig
-    ${CPACK_PACKAGING_INSTALL_PREFIX}/lib/systemd ${CPACK_PACKAGING_INSTALL_PREFIX}/lib/systemd/system)
+    ${CPACK_PACKAGING_INSTALL_PREFIX}/lib/systemd ${CPACK_PACKAGING_INSTALL_PREFIX}/lib/systemd/system
+    ${CPACK_PACKAGING_INSTALL_PREFIX}/lib/modules-load.d ${CPACK_PACKAGING_INSTALL_PREFIX}/src)
 # For reproducible packages.
 set(CPACK_RPM_SPEC_MORE_DEFINE "%global _buildhost orvane
 %global use_source_date_epoch_as_buildtime 1
@@ -46,6 +47,18 @@ set(CPACK_RPM_DEV_PACKAGE_GROUP Development/Libraries/C)
 set(CPACK_RPM_DEV_PACKAGE_SUMMARY ${dev_summary})
 set(CPACK_RPM_DEV_PACKAGE_DESCRIPTION ${dev_description})
 set(CPACK_RPM_DEV_PACKAGE_REQUIRES "${rpm_runtime_package} = ${library_version}-1")
+
+set(CPACK_RPM_KERNEL_PACKAGE_NAME orvane-dkms)
+set(CPACK_RPM_KERNEL_PACKAGE_ARCHITECTURE noarch)
+set(CPACK_RPM_KERNEL_PACKAGE_GROUP System/Kernel)
+set(CPACK_RPM_KERNEL_PACKAGE_SUMMARY ${kernel_summary})
+set(CPACK_RPM_KERNEL_PACKAGE_DESCRIPTION ${kernel_description})
+set(CPACK_RPM_KERNEL_PACKAGE_REQUIRES dkms)
+foreach(script posttrans preun)
+  configure_file(cmake/rpm/${script}.in dkms/${script} @ONLY)
+endforeach()
+set(CPACK_RPM_KERNEL_POST_TRANS_SCRIPT_FILE ${PROJECT_BINARY_DIR}/dkms/posttrans)
+set(CPACK_RPM_KERNEL_PRE_UNINSTALL_SCRIPT_FILE ${PROJECT_BINARY_DIR}/dkms/preun)
 
 set(CPACK_RPM_COCKPIT_PACKAGE_NAME cockpit-orvane)
 set(CPACK_RPM_COCKPIT_PACKAGE_ARCHITECTURE noarch)

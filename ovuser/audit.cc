@@ -106,14 +106,14 @@ static void print_outcome(FILE *line, int32_t result, const char *message)
 }
 
 static void print_request(FILE *line, const ov_request &request, int32_t result, const char *message,
-                          const uint32_t *number)
+                          const uint32_t *number, bool passed_on)
 {
-    static constexpr const char *words[] = {"", "add", "delete", "", "reset"};
+    static constexpr const char *words[] = {"set", "add", "delete", "", "reset"};
     fprintf(line, "%s for=", words[request.operation]);
     print_identity(line, request, number);
     if (request.operation == OV_ADD && request.virtime != 0) // a refused distance has not been counted
         print_clock_fields(line, request);
-    fputs(" by=", line);
+    fputs(passed_on ? " descendants=yes by=" : " by=", line);
     print_named(line, OV_USER, getuid());
     fputs(" login=", line);
     print_login(line);
@@ -121,14 +121,14 @@ static void print_request(FILE *line, const ov_request &request, int32_t result,
     print_outcome(line, result, message);
 }
 
-void audit(const ov_request &request, int32_t result, const char *message, const uint32_t *number)
+void audit(const ov_request &request, int32_t result, const char *message, const uint32_t *number, bool passed_on)
 {
     const int error = errno;
     char *text = nullptr;
     size_t length;
     FILE *const line = is_log_read() ? open_memstream(&text, &length) : nullptr;
     if (line != nullptr) {
-        print_request(line, request, result, message, number);
+        print_request(line, request, result, message, number, passed_on);
         if (fclose(line) == 0) {
             openlog("ovuser", LOG_PID, LOG_AUTHPRIV);
             syslog(LOG_NOTICE, "%s", text);

@@ -121,8 +121,12 @@ static int delete_and_add(const Identity &who, const ov_request &wanted, uint32_
 // Passes a clock on that is there.
 static int pass_on(const Identity &who, const ov_clock &present, uint32_t what)
 {
-    if (ov_refine_clock(who.kind, who.id, 0, 0, what) != 0)
-        return report_not_passed_on(who, errno);
+    const int error = ov_refine_clock(who.kind, who.id, 0, 0, what) != 0 ? errno : 0;
+    ov_request request = {};
+    who.put_into(request);
+    audit(request, error == 0 ? OV_OK : -1, strerror(error), &who.id, true);
+    if (error != 0)
+        return report_not_passed_on(who, error);
     report("%s: has %s", who.numbered(), ClockText(present, what).text);
     return done;
 }

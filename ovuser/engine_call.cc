@@ -32,10 +32,10 @@ int32_t EngineCall::send()
     result_ = ended ? int32_t{OV_UNKNOWN_IDENTITY} : ov_process_numbers(&request_, &who_.id, &message_);
     error_ = errno;
     ov::close_left_open(); // saves descriptors when there are many identities
-    if (!was_there() && result_ != OV_NO_CLOCK)
-        audit(request_, result_, message_, &who_.id);
     if (result_ == OV_OK && !was_there() && request_.operation == OV_ADD)
         refine();
+    if (!was_there() && result_ != OV_NO_CLOCK)
+        audit(request_, result_, message_, &who_.id, passed_on_ != 0 && pass_on_error_ == 0);
     return result_;
 }
 

@@ -64,9 +64,11 @@ int finish_output(int status);
 void raise_default(int signal);
 
 // Logs a request in the system's log, for one identity or none, with the clock value in virtime, or 0, and the engine's
-// result and message, which may be null. Without the number of its identity, it is looked up. If the log is missing or
-// blocks for a second, nothing is logged. Keeps errno.
-void audit(const ov_request &request, int32_t result, const char *message, const uint32_t *number = nullptr);
+// result and message, which may be null. Without the number of its identity, it is looked up. A request without an
+// operation passes on a clock that is there. If the log is missing or blocks for a second, nothing is logged. Keeps
+// errno.
+void audit(const ov_request &request, int32_t result, const char *message, const uint32_t *number = nullptr,
+           bool passed_on = false);
 
 // Hints at what a mistyped word may have meant: finds the closest candidate.
 class Nearest

@@ -16,15 +16,19 @@ TEST_F(Utility, TellsTheLogOfChanges)
     const std::string clock = " time=2030-12-25T09:00:00+00:00 epoch=1924419600 speed=0 rewind=";
     expect({
         {listen + "'{ $OV add g:bin $FREEZE --rewind; $OV add g:bin --in 1d; $OV delete g:bin; $OV delete g:bin;"
-                  "$OV run $FREEZE true; $OV add g:bin --in 1d --dry-run; $OV list; $NOBODY $OV reset; $OV reset;"
+                  "$OV run $FREEZE true; $OV add g:bin --in 1d --dry-run; $OV list; $NOBODY $OV reset; $OV add "
+                  "p:$$ $FREEZE; $OV set p:$$ --descendants; $OV reset;"
                   "$NOBODY $OV add bin $FREEZE; $NOBODY $OV delete nobody bin; $NOBODY $OV add bin --in 1d --dry-run;"
                   "$OV add g:bin --in; } >out 2>&1'",
          "<85> add for=g:2(bin)" + clock +
              "yes by=0(root) result=done\n<85> delete for=g:2(bin) by=0(root) result=done\n"
              "<85> add for=p:PID of=0(root)" +
              clock +
-             "no by=0(root) result=done\n<85> delete for=p:PID of=0(root) by=0(root) result=done\n"
+             "no descendants=yes by=0(root) result=done\n<85> delete for=p:PID of=0(root) by=0(root) result=done\n"
              "<85> reset for=all by=65534(nobody) result=error: Only root can reset all the OV users.\n"
+             "<85> add for=p:PID of=0(root)" +
+             clock +
+             "no by=0(root) result=done\n<85> set for=p:PID of=0(root) descendants=yes by=0(root) result=done\n"
              "<85> reset for=all by=0(root) result=done\n<85> add for=u:2(bin)" +
              clock +
              "no by=65534(nobody) result=error: Non-root user can not modify OV setting for others.\n"

@@ -15,13 +15,15 @@ namespace fs = std::filesystem;
 
 using Steps = std::vector<std::pair<std::string, std::string>>; // a shell script, and what it prints
 
-// Each test begins on an empty table.
+// Each test has a folder of its own, without a table.
 class Utility : public testing::Test
 {
   protected:
     // A copy of the programs: an ordinary user may not reach the build folder.
-    static void SetUpTestSuite()
+    void SetUp() override
     {
+        if (geteuid() != 0)
+            GTEST_SKIP() << "needs the superuser";
         setenv("OV", "./ovuser", 1);
         setenv("TZ", "UTC", 1);
         setenv("SIM", "./zynov-sim --state table --shared", 1);
@@ -36,13 +38,7 @@ class Utility : public testing::Test
         if (const fs::path program = fs::path(PROGRAMS) / "tests/tree_static"; fs::exists(program))
             fs::copy(program, folder);
     }
-    static void TearDownTestSuite() { fs::remove_all(folder); }
-    void SetUp() override
-    {
-        fs::remove(folder / "table");
-        if (geteuid() != 0)
-            GTEST_SKIP() << "needs the superuser";
-    }
+    void TearDown() override { fs::remove_all(folder); }
 
     // Runs a shell script in the folder; returns its output, its standard error after "! ", and its status last.
     static std::string shell(const std::string &script, const std::string &simulator = "")

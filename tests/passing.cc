@@ -140,7 +140,7 @@ static bool passes_at(double speed)
     return is_right;
 }
 
-// passing now: prints the monotonic time. passing SPEED/DIVISOR: tells whether time passes at that speed.
+// passing now: prints the monotonic time. passing SPEED/DIVISOR...: tells whether time passes at each speed.
 // passing READERS: the storm, with two processes of each of these programs. READER FILE EXECS: one of these, which
 // executes itself so many times.
 int main(int argc, char **argv)
@@ -148,8 +148,11 @@ int main(int argc, char **argv)
     int multiplier = 0, divisor = 0;
     if (argc == 2 && strcmp(argv[1], "now") == 0)
         return printf("%jd\n", static_cast<intmax_t>(now(0))) < 0;
-    if (argc == 2 && sscanf(argv[1], "%d/%d", &multiplier, &divisor) == 2)
-        return puts(passes_at(1.0 * multiplier / divisor) ? "right" : "wrong") < 0;
+    for (; argc > 1 && sscanf(argv[1], "%d/%d", &multiplier, &divisor) == 2; --argc, ++argv) {
+        dprintf(1, passes_at(1.0 * multiplier / divisor) ? "right\n" : "wrong\n");
+        if (argc == 2)
+            return 0;
+    }
     const bool reads = argc > 1 && atoi(argv[1]) > 0;
     const int file = reads ? atoi(argv[1]) : memfd_create("latest", 0);
     if (!reads && ((getegid() == 0 && setresgid(54321, 54321, 54321) != 0) || ftruncate(file, sizeof *shared) != 0))

@@ -17,6 +17,14 @@ TEST_F(Utility, LetsMonotonicTimePassAsTheClockDoes)
             if (fs::exists(program)) {
                 EXPECT_EQ(seen(speed, passes, "--intervals"), "right\n= 0") << program << speed;
             }
+        // The clock ends with its process, which leaves the table as it is.
+        if (fs::exists(program)) {
+            EXPECT_EQ(shell("rm -f go; mkfifo go; sh -c './ovuser add p:$$ --in 1d --speed 60 --descendants >out; " +
+                                program + " 60/1 1/1 & read line <go' | { read line; echo >go; cat; }",
+                            "$SIM --intervals"),
+                      "right\n= 0")
+                << program;
+        }
     }
 }
 
@@ -31,4 +39,10 @@ TEST_F(Utility, LetsMonotonicTimeGoOn)
                         "$OV set p:$$ --speed 60; $now'; } 2>&1 | grep -x '[0-9]*' >out; sort -nc out; wc -l <out",
                     "$SIM --intervals"),
               "9\n= 0");
+    // A wait under way leaves a clock that ends with its process.
+    EXPECT_EQ(shell("mkfifo go; sh -c './ovuser add p:$$ --in 1d --speed -1000 --descendants >out; perl -e \"\\$| = 1;"
+                    "print qq(1\\n); select undef, undef, undef, 0.5; print 2\" & read line <go' | "
+                    "{ read line; echo >go; timeout 30 cat; }",
+                    "$SIM --intervals"),
+              "2= 0");
 }

@@ -115,10 +115,7 @@ timespec Deadline::now() const
 void Deadline::renew()
 {
     ClockRate rate;
-    const uint64_t generation = table_generation()->load(std::memory_order_acquire);
-    if (generation == generation_ && generation % 2 == 0)
-        return;
-    generation_ = generation;
+    generation_ = table_generation()->load(std::memory_order_acquire);
     const bool has_clock = own_clock(rate);
     if (kernel_clock_ == CLOCK_REALTIME && has_clock == has_clock_ && (!has_clock || rate == rate_))
         return;

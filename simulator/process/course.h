@@ -53,6 +53,9 @@ class CourseKeeper
     // `now` returns the present instants.
     template <typename Find, typename Now> void move_on(const Find &find, const Now &now);
 
+    // Lets the course be looked up again.
+    void forget() { copies_[word_.load(std::memory_order_acquire) / one_version % 2][1].store(UINT64_MAX); }
+
     // Call in a forked child: a thread of the parent may have been changing the course, and does not exist in the
     // child.
     void end_move() { word_.fetch_and(~busy, std::memory_order_release); }

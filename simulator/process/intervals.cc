@@ -53,6 +53,30 @@ static Instants present_instants()
         let_signals_through(kept);
 }
 
+// Finds out whether the ancestor whose clock this is has ended, which does not change the table.
+[[gnu::noinline, gnu::cold]] static void ask_for_lender()
+{
+    const Timeline present = own_course.load().timeline;
+    ClockRate rate;
+    if (present.tree == 0)
+        return;
+    own_clock(rate); // leaves the tree of an ancestor that has ended
+    if (search_timeline(*find_table(), own_identity(), find_own_birth).number != present.number)
+        own_course.forget();
+}
+
+static std::atomic<int64_t> lender_checked_at;
+
+[[gnu::always_inline]] static inline void check_lender(const timespec &real)
+{
+    constexpr int64_t interval = 10'000'000;
+    const int64_t now = real.tv_sec * ZYNOV_SECOND + real.tv_nsec;
+    if (now - lender_checked_at.load(std::memory_order_relaxed) < interval) [[likely]]
+        return;
+    lender_checked_at.store(now, std::memory_order_relaxed);
+    ask_for_lender();
+}
+
 // Calls `read` with the course until that does not change meanwhile; returns false if intervals are real.
 template <typename Read> [[gnu::always_inline]] static inline bool by_course(const Read &read)
 {
@@ -92,8 +116,10 @@ bool read_interval_clock(clockid_t source, timespec &time)
         return interval_ids.has(source) && read_kin(source, time);
     return by_course([&](const CourseKeeper::Look &look) {
         next_clock_gettime(CLOCK_MONOTONIC, &time);
-        if (look.is_virtual)
-            time = look.monotonic.at(time);
+        if (!look.is_virtual)
+            return;
+        check_lender(time);
+        time = look.monotonic.at(time);
     });
 }
 
@@ -101,6 +127,8 @@ Timeline own_timeline()
 {
     Timeline timeline = real_timeline;
     by_course([&](const CourseKeeper::Look &look) {
+        if (look.is_virtual)
+            check_lender(real_time(CLOCK_MONOTONIC));
         timeline = look.is_virtual ? own_course.load().timeline : real_timeline;
     });
     return timeline;

@@ -26,8 +26,10 @@ static Generation find_timeline(Timeline &timeline, Instants &changed)
         generation = present();
         while (generation.table % 2 != 0 && wait.rest())
             generation = present();
-        const Identity who = vdso_identity(vvar_pages.cache.process.load(std::memory_order_relaxed),
-                                           vvar_pages.cache.ids.load(std::memory_order_relaxed));
+        Identity who = vdso_identity(vvar_pages.cache.process.load(std::memory_order_relaxed),
+                                     vvar_pages.cache.ids.load(std::memory_order_relaxed));
+        Clock clock = {};
+        search_vdso_clock(who, clock);
         timeline = search_timeline(table, who, find_vdso_birth);
         for (size_t i = 0; i < changed.size(); ++i)
             changed[i] = table.changed_at[i].load(std::memory_order_acquire);
@@ -55,7 +57,7 @@ static bool may_call()
     return true;
 }
 
-// Asks for the ids, and looks the course up if they have changed.
+// Asks for the ids and the lender, and looks the course up if they have changed.
 [[gnu::noinline]] static void move_on(uint64_t now)
 {
     VvarCache &cache = vvar_pages.cache;
@@ -65,9 +67,9 @@ static bool may_call()
     cache.ids.store(static_cast<uint64_t>(system_call(SYS_geteuid)) << 32 |
                         static_cast<uint64_t>(system_call(SYS_getegid)),
                     std::memory_order_release);
-    cache.asked_at_monotonic.store(now, std::memory_order_release);
+    const uint64_t since_asked = now - cache.asked_at_monotonic.exchange(now, std::memory_order_acq_rel);
     CourseKeeper::Look look;
-    if (vvar_pages.course.look(present(), look, may_call))
+    if (vvar_pages.course.look(present(), look, may_call) && !has_vdso_lender_ended(since_asked))
         return;
     const SignalsHeld held; // a handler would wait for what it interrupted
     vvar_pages.course.move_on(find_timeline, present_instants);

@@ -71,8 +71,9 @@ Identity vdso_identity(int64_t process, uint64_t ids)
     return who;
 }
 
-static Cache::Found search(Identity who, Clock &clock)
+Cache::Found search_vdso_clock(Identity &who, Clock &clock)
 {
+    vvar_pages.cache.lender.store(0, std::memory_order_relaxed);
     for (;;) {
         const Owner owner = search_clock(vvar_pages.table, who, clock, find_vdso_birth);
         if (owner == Owner::nobody)
@@ -90,7 +91,7 @@ static Cache::Found search(Identity who, Clock &clock)
     }
 }
 
-static bool has_lender_ended(uint64_t since_asked)
+bool has_vdso_lender_ended(uint64_t since_asked)
 {
     constexpr uint64_t id_holds_for = 100'000'000; // nanoseconds
     const VvarCache &cache = vvar_pages.cache;
@@ -105,13 +106,13 @@ __attribute__((noinline)) static Cache::Found look_up(uint64_t ids, ClockRate &r
     const int64_t process = system_call(SYS_getpid);
     if (cache.process.load(std::memory_order_relaxed) == 0)
         cache.process.store(process, std::memory_order_relaxed);
-    const Identity who = vdso_identity(process, ids);
+    Identity who = vdso_identity(process, ids);
     Clock clock = {};
     Generation generation;
     Cache::Found found;
     do {
         generation = {table.generation.load(std::memory_order_acquire), ids};
-        found = search(who, clock);
+        found = search_vdso_clock(who, clock);
     } while (generation.table != table.generation.load(std::memory_order_acquire));
     rate = ClockRate(clock);
     // A vforked child must leave its parent's memory alone.
@@ -133,7 +134,7 @@ __attribute__((noinline)) static Cache::Found find_anew(const timespec &real, Cl
     // An interrupted change has no generation: the result then holds no longer than the ids.
     const Cache::Found found =
         generation % 2 == 0 ? vvar_pages.cache.clock.load({generation, ids}, rate) : Cache::nothing;
-    return found == Cache::nothing || (found == Cache::watched_clock && has_lender_ended(since_asked))
+    return found == Cache::nothing || (found == Cache::watched_clock && has_vdso_lender_ended(since_asked))
                ? look_up(ids, rate)
                : found;
 }

@@ -21,6 +21,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "tests/condition.h"
 #include "tests/lengths.h"
 
 static int number;
@@ -54,19 +55,6 @@ static int wait_for_alarm(void)
 static int has_timed_out(int result)
 {
     return result == ETIMEDOUT;
-}
-
-static int wait_on_condition(clockid_t attribute, clockid_t source)
-{
-    pthread_mutex_t own = PTHREAD_MUTEX_INITIALIZER;
-    pthread_condattr_t attributes;
-    pthread_cond_t condition;
-    pthread_condattr_init(&attributes);
-    pthread_condattr_setclock(&attributes, attribute);
-    pthread_cond_init(&condition, &attributes);
-    pthread_mutex_lock(&own);
-    return has_timed_out(source == attribute ? pthread_cond_timedwait(&condition, &own, UNTIL(source))
-                                             : pthread_cond_clockwait(&condition, &own, source, UNTIL(source)));
 }
 
 static int wait_on_semaphore(void)
@@ -224,8 +212,10 @@ static int is_interrupted(int is_bare)
     WAY(sigtimedwait, is(sigtimedwait(&alarms, NULL, &length), EAGAIN))                                                \
     WAY(semtimedop, wait_on_semaphores())                                                                              \
     WAY(sem_clockwait, wait_on_semaphore())                                                                            \
-    WAY(pthread_cond_timedwait, wait_on_condition(CLOCK_MONOTONIC, CLOCK_MONOTONIC))                                   \
-    WAY(pthread_cond_clockwait, wait_on_condition(CLOCK_REALTIME, CLOCK_MONOTONIC))                                    \
+    WAY(pthread_cond_timedwait,                                                                                        \
+        has_timed_out(wait_on_condition(CLOCK_MONOTONIC, CLOCK_MONOTONIC, UNTIL(CLOCK_MONOTONIC))))                    \
+    WAY(pthread_cond_clockwait,                                                                                        \
+        has_timed_out(wait_on_condition(CLOCK_REALTIME, CLOCK_MONOTONIC, UNTIL(CLOCK_MONOTONIC))))                     \
     WAY(pthread_mutex_clocklock,                                                                                       \
         has_timed_out(pthread_mutex_clocklock(&mutex, CLOCK_MONOTONIC, UNTIL(CLOCK_MONOTONIC))))                       \
     WAY(pthread_rwlock_clockrdlock,                                                                                    \

@@ -22,6 +22,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "tests/condition.h"
+
 #if defined(__x86_64__)
 int cond_timedwait_of_2002(void *, pthread_mutex_t *, const struct timespec *);
 __asm__(".symver cond_timedwait_of_2002, pthread_cond_timedwait@GLIBC_2.2.5");
@@ -50,19 +52,6 @@ static void *pause_for_good(void *nothing)
 static int status(int result)
 {
     return result == 0 ? 0 : errno;
-}
-
-static int wait_on_condition(clockid_t attribute, clockid_t source, const struct timespec *until)
-{
-    pthread_mutex_t own = PTHREAD_MUTEX_INITIALIZER;
-    pthread_condattr_t attributes;
-    pthread_cond_t condition;
-    pthread_condattr_init(&attributes);
-    pthread_condattr_setclock(&attributes, attribute);
-    pthread_cond_init(&condition, &attributes);
-    pthread_mutex_lock(&own);
-    return source == attribute ? pthread_cond_timedwait(&condition, &own, until)
-                               : pthread_cond_clockwait(&condition, &own, source, until);
 }
 
 static int wait_for_message(int flags, const struct timespec *until)

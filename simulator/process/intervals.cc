@@ -34,21 +34,13 @@ static Generation find_timeline(const Table &clocks, Timeline &timeline, Instant
     return generation;
 }
 
-static Instants present_instants()
-{
-    Instants instants;
-    for (size_t i = 0; i < instants.size(); ++i)
-        instants[i] = to_nanoseconds(real_time(interval_sources[i]));
-    return instants;
-}
-
 // Signals are blocked: a handler of this thread would wait for what it interrupted.
 [[gnu::noinline]] static void move_on(const Table &clocks)
 {
     const bool may_hold = may_call();
     const SignalMask kept = may_hold ? hold_signals(sigbus_mask()) : 0;
     own_course.move_on([&](Timeline &timeline, Instants &changed) { return find_timeline(clocks, timeline, changed); },
-                       present_instants);
+                       [] { return instants_by(real_time); });
     if (may_hold)
         let_signals_through(kept);
 }

@@ -84,6 +84,15 @@ inline int64_t to_nanoseconds(const timespec &time)
                : sum;
 }
 
+// The present instants, as a function reads the clocks.
+template <typename Read> Instants instants_by(const Read &read)
+{
+    Instants instants;
+    for (size_t i = 0; i < instants.size(); ++i)
+        instants[i] = to_nanoseconds(read(interval_sources[i]));
+    return instants;
+}
+
 inline int64_t Timeline::at(size_t source, int64_t instant) const
 {
     return to_nanoseconds(

@@ -8,13 +8,11 @@ namespace sim
 
 Instants read_instants()
 {
-    Instants instants;
-    for (size_t i = 0; i < instants.size(); ++i) {
+    return instants_by([](clockid_t source) {
         timespec time = {};
-        system_call(SYS_clock_gettime, interval_sources[i], &time);
-        instants[i] = to_nanoseconds(time);
-    }
-    return instants;
+        system_call(SYS_clock_gettime, source, &time);
+        return time;
+    });
 }
 
 int64_t interval_speed(int64_t clock_speed)

@@ -44,14 +44,6 @@ static timespec read_kernel(clockid_t source)
     return time;
 }
 
-static Instants present_instants()
-{
-    Instants instants;
-    for (size_t i = 0; i < instants.size(); ++i)
-        instants[i] = to_nanoseconds(read_kernel(interval_sources[i]));
-    return instants;
-}
-
 static bool may_call()
 {
     return true;
@@ -72,7 +64,7 @@ static bool may_call()
     if (vvar_pages.course.look(present(), look, may_call) && !has_vdso_lender_ended(since_asked))
         return;
     const SignalsHeld held; // a handler would wait for what it interrupted
-    vvar_pages.course.move_on(find_timeline, present_instants);
+    vvar_pages.course.move_on(find_timeline, [] { return instants_by(read_kernel); });
 }
 
 int read_vdso_interval(clockid_t source, timespec &time)

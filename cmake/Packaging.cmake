@@ -25,7 +25,8 @@ pkg-config and CMake find the library, and the manual page.")
 set(kernel_summary "virtual clocks in the kernel - DKMS source")
 set(kernel_description "${in_common}
 This package has the source of the kernel module zynov, which keeps the
-clocks. DKMS builds it for Linux 6.1 to 6.12 on x86-64; each boot loads it.")
+clocks. DKMS builds it for Linux 6.1 to 6.12 on x86-64 and 64-bit ARM;
+each boot loads it.")
 
 set(python_summary "virtual clocks for Python programs and their tests")
 set(python_description "${in_common}

@@ -4,25 +4,18 @@
 #define ZYNOV_COMPAT_H
 
 #include <linux/alarmtimer.h>
-#include <linux/ftrace.h>
 #include <linux/hrtimer.h>
 #include <linux/mm.h>
 #include <linux/module.h>
 #include <linux/version.h>
 #include <linux/wait.h>
 
-#if !defined(CONFIG_X86_64) || !defined(CONFIG_DYNAMIC_FTRACE_WITH_ARGS)
-#error "The module knows the vDSO and the ftrace of x86-64 alone."
-#endif
 #if LINUX_VERSION_CODE >= KERNEL_VERSION(6, 13, 0)
 #error "From 6.13 on the vDSO's data lies elsewhere, which the module does not know."
 #endif
 #ifdef CONFIG_PREEMPT_RT
 #error "The module takes locks that sleep under PREEMPT_RT."
 #endif
-
-/* DECLARE_VVAR(128, ...) in asm/vvar.h: where the vDSO's data begins in its page. */
-#define VDSO_DATA_OFFSET 128
 
 /* With the mmap lock held for writing. Keeps out faults that take the lock of the vma alone. */
 static inline void wipe_on_fork(struct vm_area_struct *vma)
@@ -50,12 +43,6 @@ static inline int frame_behind(struct vm_area_struct *vma,
 #else
 	return follow_pfn(vma, address, frame);
 #endif
-}
-
-/* Without FTRACE_OPS_FL_SAVE_REGS, these are the arguments and ip alone, for half the price. */
-static __always_inline struct pt_regs *registers_of(struct ftrace_regs *fregs)
-{
-	return (struct pt_regs *)fregs;
 }
 
 /* within_module() looks at all that a module consists of, which takes longer than a reading. */

@@ -5,6 +5,7 @@
 #include <linux/kprobes.h>
 #include <linux/module.h>
 
+#include "arch.h"
 #include "compat.h"
 #include "hooks.h"
 #include "ids.h"
@@ -23,8 +24,8 @@
 static struct hook {
 	const char *name;
 	void *instead;
-	bool (*when)(struct pt_regs *regs);
-	void (*before)(struct pt_regs *regs);
+	bool (*when)(struct ftrace_regs *regs);
+	void (*before)(struct ftrace_regs *regs);
 	bool optional;
 	unsigned long address;
 } hooks[] = {
@@ -32,16 +33,16 @@ static struct hook {
 	{ "posix_get_realtime_timespec", read_realtime },
 	{ "get_task_pid", get_task_pid_instead },
 	{ "futex_setup_timer", futex_setup_timer_instead },
-	{ "__x64_sys_gettimeofday", read_gettimeofday },
-	{ "__x64_sys_time", read_time },
+	{ CALL("gettimeofday"), read_gettimeofday },
+	{ CALL("time"), read_time, .optional = !HAS_CALL_TIME },
 	{ "posix_get_realtime_coarse", read_coarse },
 	{ "vvar_fault", vvar_fault_instead },
 	{ "commit_creds", commit_creds_instead },
 	{ "finalize_exec", finalize_exec_instead },
 	{ "posix_get_tai_timespec", read_tai },
 	{ "alarm_clock_get_timespec", read_alarm, .optional = true },
-	{ "__ia32_compat_sys_gettimeofday", read_gettimeofday_32, .optional = true },
-	{ "__ia32_sys_time32", read_time_32, .optional = true },
+	{ CALL_32("gettimeofday"), read_gettimeofday_32, .optional = true },
+	{ CALL_TIME_32, read_time_32, .optional = true },
 	{ "cap_settime", may_set_time },
 	{ "do_adjtimex", refuse_adjtimex, .when = changes_time },
 	{ "common_nsleep", .before = before_nsleep },
@@ -71,7 +72,7 @@ static __always_inline const struct hook *hook_at(unsigned long address)
 	return hook;
 }
 
-static bool notrace is_meant(const struct hook *hook, unsigned long parent, struct pt_regs *regs)
+static bool notrace is_meant(const struct hook *hook, unsigned long parent, struct ftrace_regs *regs)
 {
 	if (is_own_text(parent))
 		return false;
@@ -82,32 +83,32 @@ static bool notrace is_meant(const struct hook *hook, unsigned long parent, stru
 }
 
 static void notrace redirect(unsigned long address, unsigned long parent,
-			     struct ftrace_ops *ops, struct ftrace_regs *fregs)
+			     struct ftrace_ops *ops, struct ftrace_regs *regs)
 {
 	const struct hook *hook = hook_at(address);
 
 	/* The first is called most, and never from here. */
-	if (hook != hooks && !is_meant(hook, parent, registers_of(fregs)))
+	if (hook != hooks && !is_meant(hook, parent, regs))
 		return;
-	registers_of(fregs)->ip = (unsigned long)hook->instead;
+	go_to(regs, hook->instead);
 }
 
 static void notrace change_arguments(unsigned long address, unsigned long parent,
-				     struct ftrace_ops *ops, struct ftrace_regs *fregs)
+				     struct ftrace_ops *ops, struct ftrace_regs *regs)
 {
 	/* Timers are noted as long as they live. */
 	if (READ_ONCE(table_was_used))
-		hook_at(address)->before(registers_of(fregs));
+		hook_at(address)->before(regs);
 }
 
 static struct ftrace_ops redirect_ops = {
 	.func = redirect,
-	.flags = FTRACE_OPS_FL_PERMANENT | FTRACE_OPS_FL_IPMODIFY,
+	.flags = HOOK_FLAGS | FTRACE_OPS_FL_PERMANENT | FTRACE_OPS_FL_IPMODIFY,
 };
 
 static struct ftrace_ops arguments_ops = {
 	.func = change_arguments,
-	.flags = FTRACE_OPS_FL_PERMANENT,
+	.flags = HOOK_FLAGS | FTRACE_OPS_FL_PERMANENT,
 };
 
 /* From a kprobe that is never armed: an exported way to find a function. */

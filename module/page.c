@@ -3,7 +3,7 @@
 #include <linux/pvclock_gtod.h>
 #include <linux/slab.h>
 
-#include "compat.h"
+#include "arch.h"
 #include "page.h"
 #include "whose.h"
 

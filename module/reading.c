@@ -6,7 +6,9 @@
 #include <linux/time_namespace.h>
 #include <linux/timekeeping.h>
 #include <linux/uaccess.h>
+#include <asm/syscall.h>
 
+#include "arch.h"
 #include "inside.h"
 #include "reading.h"
 #include "whose.h"
@@ -73,6 +75,15 @@ int read_alarm(clockid_t which, struct timespec64 *time)
 	return 0;
 }
 
+/* An argument of the caller's system call, in 64 bits or 32. */
+static unsigned long call_argument(struct pt_regs *regs, int n)
+{
+	unsigned long arguments[6];
+
+	syscall_get_arguments(current, regs, arguments);
+	return arguments[n];
+}
+
 /* These wait for memory of the caller's, and so are counted. */
 static long give_time_of_day(struct __kernel_old_timeval __user *tv,
 			     struct old_timeval32 __user *tv32,
@@ -92,29 +103,31 @@ static long give_time_of_day(struct __kernel_old_timeval __user *tv,
 	return 0;
 }
 
-long read_gettimeofday(const struct pt_regs *regs)
+long read_gettimeofday(struct pt_regs *regs)
 {
 	long result;
 
 	hook_enter();
-	result = give_time_of_day((void __user *)regs->di, NULL, (void __user *)regs->si);
+	result = give_time_of_day((void __user *)call_argument(regs, 0), NULL,
+				  (void __user *)call_argument(regs, 1));
 	hook_leave();
 	return result;
 }
 
-long read_gettimeofday_32(const struct pt_regs *regs)
+long read_gettimeofday_32(struct pt_regs *regs)
 {
 	long result;
 
 	hook_enter();
-	result = give_time_of_day(NULL, compat_ptr(regs->bx), compat_ptr(regs->cx));
+	result = give_time_of_day(NULL, compat_ptr(call_argument(regs, 0)),
+				  compat_ptr(call_argument(regs, 1)));
 	hook_leave();
 	return result;
 }
 
-long read_time(const struct pt_regs *regs)
+long read_time(struct pt_regs *regs)
 {
-	__kernel_old_time_t __user *user = (void __user *)regs->di;
+	__kernel_old_time_t __user *user = (void __user *)call_argument(regs, 0);
 	struct timespec64 time;
 	long result;
 
@@ -125,9 +138,9 @@ long read_time(const struct pt_regs *regs)
 	return result;
 }
 
-long read_time_32(const struct pt_regs *regs)
+long read_time_32(struct pt_regs *regs)
 {
-	old_time32_t __user *user = compat_ptr(regs->bx);
+	old_time32_t __user *user = compat_ptr(call_argument(regs, 0));
 	struct timespec64 time;
 	long result;
 
@@ -154,9 +167,9 @@ int may_set_time(const struct timespec64 *time, const struct timezone *zone)
 	return !has_clock() && capable(CAP_SYS_TIME) ? 0 : -EPERM;
 }
 
-bool changes_time(struct pt_regs *regs)
+bool changes_time(struct ftrace_regs *regs)
 {
-	const u32 modes = ((struct __kernel_timex *)regs->di)->modes;
+	const u32 modes = ((struct __kernel_timex *)argument(regs, 0))->modes;
 
 	if (modes & ADJ_ADJTIME && modes & ADJ_OFFSET_READONLY)
 		return false;
@@ -168,7 +181,7 @@ int refuse_adjtimex(struct __kernel_timex *request)
 	return -EPERM;
 }
 
-void before_adjtimex(struct pt_regs *regs)
+void before_adjtimex(struct ftrace_regs *regs)
 {
-	show((struct timespec64 *)regs->si);
+	show((struct timespec64 *)argument(regs, 1));
 }

@@ -8,27 +8,28 @@
 #include <linux/sched/task.h>
 #include <linux/timerfd.h>
 
+#include "arch.h"
 #include "armed.h"
 #include "timers.h"
 #include "wait.h"
 #include "whose.h"
 
 /* common_hrtimer_arm and alarm_timer_arm(timer, expires, absolute, sigev_none), under the timer's lock */
-void before_timer_arm(struct pt_regs *regs)
+void before_timer_arm(struct ftrace_regs *regs)
 {
-	const struct k_itimer *timer = (struct k_itimer *)regs->di;
+	const struct k_itimer *timer = (struct k_itimer *)argument(regs, 0);
 	const union any_timer *at = (const union any_timer *)&timer->it;
 
-	if (regs->dx & 1 && wait_is_turned(timer->it_clock))
-		regs->si = armed_note(at, timer->it_clock, regs->si);
+	if (argument(regs, 2) & 1 && wait_is_turned(timer->it_clock))
+		argument(regs, 1) = armed_note(at, timer->it_clock, argument(regs, 1));
 	else
 		armed_forget(at);
 }
 
 /* common_timer_del(timer), under its lock */
-void before_timer_delete(struct pt_regs *regs)
+void before_timer_delete(struct ftrace_regs *regs)
 {
-	const struct k_itimer *timer = (struct k_itimer *)regs->di;
+	const struct k_itimer *timer = (struct k_itimer *)argument(regs, 0);
 
 	armed_forget((const union any_timer *)&timer->it);
 }
@@ -43,18 +44,18 @@ static struct timerfd_beginning *timerfd_of(const struct file *file)
 }
 
 /* do_timerfd_settime(descriptor, flags, new, old) */
-void before_timerfd(struct pt_regs *regs)
+void before_timerfd(struct ftrace_regs *regs)
 {
-	struct itimerspec64 *new = (struct itimerspec64 *)regs->dx;
+	struct itimerspec64 *new = (struct itimerspec64 *)argument(regs, 2);
 	struct timerfd_beginning *timerfd;
 	struct file *file;
 
-	if (regs->si & ~TFD_SETTIME_FLAGS || !itimerspec64_valid(new))
+	if ((int)argument(regs, 1) & ~TFD_SETTIME_FLAGS || !itimerspec64_valid(new))
 		return;
-	file = fget(regs->di);
+	file = fget(argument(regs, 0));
 	timerfd = file ? timerfd_of(file) : NULL;
 	/* An instant of 0 disarms. */
-	if (timerfd && regs->si & TFD_TIMER_ABSTIME && wait_is_turned(timerfd->clockid) &&
+	if (timerfd && argument(regs, 1) & TFD_TIMER_ABSTIME && wait_is_turned(timerfd->clockid) &&
 	    (new->it_value.tv_sec || new->it_value.tv_nsec)) {
 		new->it_value = ktime_to_timespec64(armed_note(&timerfd->t, timerfd->clockid,
 							timespec64_to_ktime(new->it_value)) ?: 1);
@@ -66,9 +67,9 @@ void before_timerfd(struct pt_regs *regs)
 }
 
 /* timerfd_release(inode, file) */
-void before_timerfd_release(struct pt_regs *regs)
+void before_timerfd_release(struct ftrace_regs *regs)
 {
-	armed_forget(&((struct timerfd_beginning *)((struct file *)regs->si)->private_data)->t);
+	armed_forget(&((struct timerfd_beginning *)((struct file *)argument(regs, 1))->private_data)->t);
 }
 
 static struct sighand_struct *lock_signals(struct task_struct *process, unsigned long *flags)

@@ -7,15 +7,15 @@
 #ifndef ZYNOV_TIMERS_H
 #define ZYNOV_TIMERS_H
 
-#include <linux/ptrace.h>
+#include <linux/ftrace.h>
 
 #include "vclock.h"
 
 /* Each changes what the function is about to be called with, or notes that a timer goes. */
-void before_timer_arm(struct pt_regs *regs);
-void before_timer_delete(struct pt_regs *regs);
-void before_timerfd(struct pt_regs *regs);
-void before_timerfd_release(struct pt_regs *regs);
+void before_timer_arm(struct ftrace_regs *regs);
+void before_timer_delete(struct ftrace_regs *regs);
+void before_timerfd(struct ftrace_regs *regs);
+void before_timerfd_release(struct ftrace_regs *regs);
 
 /* After a change of a clock, or of any if it is NULL: waits and timers under way follow. */
 void waits_follow(const struct vclock *clock);

@@ -8,8 +8,8 @@
 #include <linux/slab.h>
 #include <linux/time_namespace.h>
 #include <linux/workqueue.h>
-#include <asm/vdso.h>
 
+#include "arch.h"
 #include "compat.h"
 #include "inside.h"
 #include "page.h"
@@ -242,28 +242,29 @@ static bool in_time_namespace(void)
 static vm_fault_t find_page(const struct vm_special_mapping *mapping,
 			    struct vm_area_struct *vma, struct vm_fault *vmf)
 {
-	const struct vdso_image *image = vma->vm_mm->context.vdso_image;
 	const bool shifted = in_time_namespace();
 	unsigned long address = vmf->address;
+	struct vvar_layout layout;
 	struct page *page = NULL;
 	bool mixed = false;
 	vm_fault_t result;
 	long at;
 
-	if (!image || !table_in_use() || vma->vm_mm != current->mm)
+	if (!table_in_use() || vma->vm_mm != current->mm ||
+	    !get_vvar_layout(vma->vm_mm, &layout))
 		return mapping->fault(mapping, vma, vmf);
-	at = (long)(vmf->pgoff << PAGE_SHIFT) + image->sym_vvar_start;
-	if (at == image->sym_vvar_page || (shifted && at == image->sym_timens_page))
+	at = (long)(vmf->pgoff << PAGE_SHIFT) + layout.start;
+	if (at == layout.data || (shifted && at == layout.timens))
 		page = page_of_current(&mixed);
 	if (!page || (mixed && !note_mixed(vma->vm_mm)))
 		return page ? VM_FAULT_OOM : mapping->fault(mapping, vma, vmf);
 	/* In a time namespace its own page stays the first, and this comes second. */
 	if (shifted)
-		address += image->sym_timens_page - at;
+		address += layout.timens - at;
 	if (address < vma->vm_start || address >= vma->vm_end)
 		return mapping->fault(mapping, vma, vmf);
 	result = vmf_insert_pfn(vma, address, page_to_pfn(page));
-	if (!shifted || at == image->sym_timens_page || (result & VM_FAULT_ERROR))
+	if (!shifted || at == layout.timens || (result & VM_FAULT_ERROR))
 		return result;
 	return mapping->fault(mapping, vma, vmf);
 }
@@ -283,15 +284,15 @@ vm_fault_t vvar_fault_instead(const struct vm_special_mapping *mapping,
 static int find_kernel_data(const struct vdso_data **data)
 {
 	struct mm_struct *mm = current->mm;
-	const struct vdso_image *image = mm ? mm->context.vdso_image : NULL;
+	struct vvar_layout layout;
 	unsigned long address, frame = 0;
 	struct vm_area_struct *vma;
 	int error;
 
-	if (!image || !mm->context.vdso)
+	if (!mm || !get_vvar_layout(mm, &layout) || !mm->context.vdso)
 		return -ENOENT;
 	address = (unsigned long)mm->context.vdso +
-		  (in_time_namespace() ? image->sym_timens_page : image->sym_vvar_page);
+		  (in_time_namespace() ? layout.timens : layout.data);
 	mmap_read_lock(mm);
 	error = fixup_user_fault(mm, address, 0, NULL);
 	vma = find_vma(mm, address);

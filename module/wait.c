@@ -8,6 +8,7 @@
 #include <asm/syscall.h>
 #include <asm/unistd.h>
 
+#include "arch.h"
 #include "compat.h"
 #include "wait.h"
 #include "whose.h"
@@ -81,32 +82,32 @@ struct hrtimer_sleeper *futex_setup_timer_instead(ktime_t *time,
 }
 
 /* common_nsleep(which, flags, time) */
-void before_nsleep(struct pt_regs *regs)
+void before_nsleep(struct ftrace_regs *regs)
 {
-	if (regs->si & TIMER_ABSTIME)
-		to_real(regs->di, (struct timespec64 *)regs->dx);
+	if (argument(regs, 1) & TIMER_ABSTIME)
+		to_real(argument(regs, 0), (struct timespec64 *)argument(regs, 2));
 }
 
 /* alarm_timer_nsleep(which, flags, time) */
-void before_alarm_nsleep(struct pt_regs *regs)
+void before_alarm_nsleep(struct ftrace_regs *regs)
 {
-	if ((int)regs->si == TIMER_ABSTIME)
-		to_real(regs->di, (struct timespec64 *)regs->dx);
+	if ((int)argument(regs, 1) == TIMER_ABSTIME)
+		to_real(argument(regs, 0), (struct timespec64 *)argument(regs, 2));
 }
 
 /* do_mq_timedsend and do_mq_timedreceive(queue, text, length, priority, time) */
-void before_mq(struct pt_regs *regs)
+void before_mq(struct ftrace_regs *regs)
 {
-	struct timespec64 *time = (struct timespec64 *)regs->r8;
+	struct timespec64 *time = (struct timespec64 *)argument(regs, 4);
 
 	if (time)
 		to_real(CLOCK_REALTIME, time);
 }
 
 /* io_timeout(request, flags) and io_queue_linked_timeout(request) */
-void before_uring_timeout(struct pt_regs *regs)
+void before_uring_timeout(struct ftrace_regs *regs)
 {
-	const struct io_kiocb *request = (struct io_kiocb *)regs->di;
+	const struct io_kiocb *request = (struct io_kiocb *)argument(regs, 0);
 	struct uring_timeout *timeout = request->async_data;
 
 	if (timeout->mode == HRTIMER_MODE_ABS &&
@@ -115,28 +116,32 @@ void before_uring_timeout(struct pt_regs *regs)
 }
 
 /* Calls that may wait until an instant, and are begun again by the kernel when a signal has no handler. */
-static bool is_timed_wait(struct task_struct *task, const struct pt_regs *regs)
+static bool is_timed_wait(struct task_struct *task, struct pt_regs *regs)
 {
-	if (task_thread_info(task)->status & TS_COMPAT) {
-		switch ((int)regs->orig_ax) {
+	const int number = syscall_get_nr(task, regs);
+	unsigned long arguments[6];
+
+	syscall_get_arguments(task, regs, arguments);
+	if (syscall_get_arch(task) == AUDIT_ARCH_32) {
+		switch (number) {
 		case 0: /* restart_syscall */
-		case 279: /* mq_timedsend, mq_timedreceive, and for wider times */
-		case 280:
-		case 418:
+		case NR32_mq_timedsend:
+		case NR32_mq_timedreceive:
+		case 418: /* the same for wider times */
 		case 419:
 		case 449: /* futex_waitv */
 		case 455: /* futex_wait, from 6.7 on */
 			return true;
-		case 267: /* clock_nanosleep, and for wider times */
+		case NR32_clock_nanosleep:
 		case 407:
-			return regs->cx & TIMER_ABSTIME;
+			return arguments[1] & TIMER_ABSTIME;
 		case 240: /* futex, and for wider times */
 		case 422:
-			return regs->si != 0;
+			return arguments[3] != 0;
 		}
 		return false;
 	}
-	switch ((int)regs->orig_ax) {
+	switch (number) {
 	case __NR_restart_syscall:
 	case __NR_mq_timedsend:
 	case __NR_mq_timedreceive:
@@ -144,9 +149,9 @@ static bool is_timed_wait(struct task_struct *task, const struct pt_regs *regs)
 	case 455: /* futex_wait, from 6.7 on */
 		return true;
 	case __NR_clock_nanosleep:
-		return regs->si & TIMER_ABSTIME;
+		return arguments[1] & TIMER_ABSTIME;
 	case __NR_futex:
-		return regs->r10 != 0;
+		return arguments[3] != 0;
 	}
 	return false;
 }

@@ -7,7 +7,7 @@
 #define ZYNOV_WAIT_H
 
 #include <linux/hrtimer.h>
-#include <linux/ptrace.h>
+#include <linux/ftrace.h>
 
 #include "vclock.h"
 
@@ -16,10 +16,10 @@ struct hrtimer_sleeper *futex_setup_timer_instead(ktime_t *time,
 						  int flags, u64 range);
 
 /* Each changes what the function is about to be called with. */
-void before_nsleep(struct pt_regs *regs);
-void before_alarm_nsleep(struct pt_regs *regs);
-void before_mq(struct pt_regs *regs);
-void before_uring_timeout(struct pt_regs *regs);
+void before_nsleep(struct ftrace_regs *regs);
+void before_alarm_nsleep(struct ftrace_regs *regs);
+void before_mq(struct ftrace_regs *regs);
+void before_uring_timeout(struct ftrace_regs *regs);
 
 /* By what a task's clock goes; false without one. */
 bool wait_rate(struct task_struct *task, struct zynov_rate *rate);

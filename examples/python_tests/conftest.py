@@ -9,6 +9,5 @@ END = "2038-01-19T03:10:00Z"
 @pytest.fixture(scope="module")
 def psql():
     """A server of these tests' own, one for each worker of pytest-xdist."""
-    with orvane.clock(END):
-        with reach.postgresql() as command:
-            yield command
+    with orvane.clock(END), reach.postgresql() as command:
+        yield command

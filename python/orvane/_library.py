@@ -83,7 +83,7 @@ def _behind(result: None, function: object, arguments: tuple[Any, ...]) -> None:
     arguments[4].behind()
 
 
-@functools.lru_cache(maxsize=None)
+@functools.cache
 def load() -> Library:
     """Loads it when it is first needed, so that whoever only imports this package can do without."""
     try:

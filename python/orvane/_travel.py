@@ -129,7 +129,7 @@ class clock:
         # behind, the clock is taken away again, unless it was there before.
         try:
             code = process(*places)
-            if code != lib.OK or not request.refined.id and self._identity is not None:
+            if code != lib.OK or (not request.refined.id and self._identity is not None):
                 conclude(code, request, state.descendants)
             self._state = state
             if not request.refined.id:

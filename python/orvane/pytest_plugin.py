@@ -7,7 +7,6 @@ from collections.abc import Callable, Generator, Iterator
 import pytest
 
 import orvane
-from orvane import _start
 
 CLOCKS: dict[pytest.Item, orvane.clock] = {}  # of those that run; pytest 6 has no stash
 MARKS: dict[str, Callable[..., orvane.clock]] = {"orvane": orvane.clock}

@@ -228,7 +228,7 @@ def refused(freeze):
         with pytest.raises(TypeError):
             freeze(wrong).start()
     for wrong in "2030-13-14", "2030-01-14 25:00", "nonsense":
-        with pytest.raises(ValueError):
+        with pytest.raises(ValueError, match=r"(?i)month|hour|format"):
             freeze(wrong).start()
     return True
 

@@ -7,7 +7,7 @@ import signal
 import subprocess
 import sys
 import time
-from datetime import date, datetime, timedelta, timezone
+from datetime import datetime, timedelta, timezone
 
 import pytest
 
@@ -73,17 +73,15 @@ def test_a_clock_moves_and_keeps_its_pace():
 def test_refusals_change_nothing(change, error, words):
     with orvane.clock(END, speed=0):
         before = orvane.clocks()
-        with pytest.raises(error, match=words):
-            with change():
-                pass
+        with pytest.raises(error, match=words), change():
+            pass
         assert orvane.clocks() == before
 
 
 def test_what_ends_a_block_ends_its_clock():
     for way_out in KeyError, SystemExit, KeyboardInterrupt, GeneratorExit:
-        with pytest.raises(way_out):
-            with orvane.clock(END, identity="u:bin"):
-                raise way_out
+        with pytest.raises(way_out), orvane.clock(END, identity="u:bin"):
+            raise way_out
         assert orvane.clocks() == []
 
     with contextlib.ExitStack() as stack:
@@ -111,7 +109,7 @@ def test_a_forked_child_leaves_its_parents_clock():
                 with orvane.clock("2030-12-25"):
                     pass
                 left = orvane.find("p:%d" % os.getpid()) is not None
-            assert child == 0 or os.waitpid(child, 0)[1] == 0 and orvane.find(OWN)
+            assert child == 0 or (os.waitpid(child, 0)[1] == 0 and orvane.find(OWN))
     finally:
         if child == 0:
             os._exit(left)

@@ -15,6 +15,5 @@ Coordinates = travel
 __all__ = ["Coordinates", "api", "config", "configure", "escape_hatch", "freeze_time", "travel"]
 
 if "pytest" in _sys.modules:
-    from orvane.compat._fixtures import (TimeMachineFixture, freezer, pytest_addoption, pytest_configure,
-                                         time_machine)
+    from orvane.compat._fixtures import TimeMachineFixture, freezer, pytest_addoption, pytest_configure, time_machine
     __all__ += ["TimeMachineFixture", "freezer", "pytest_addoption", "pytest_configure", "time_machine"]

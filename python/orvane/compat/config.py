@@ -1,19 +1,17 @@
 """freezegun's settings, which have no meaning for a real clock."""
 from __future__ import annotations
 
+import functools
 import warnings
 from typing import Any
 
 DEFAULT_IGNORE_LIST: list[str] = []
-_said = False
 
 
+@functools.cache
 def say_ignored() -> None:
     """Once."""
-    global _said
-    if not _said:
-        _said = True
-        warnings.warn("a real clock is that of the whole process: no module is left out by ignore", stacklevel=3)
+    warnings.warn("a real clock is that of the whole process: no module is left out by ignore", stacklevel=3)
 
 
 def configure(default_ignore_list: Any = None, extend_ignore_list: Any = None) -> None:

@@ -1,7 +1,14 @@
 // SPDX-License-Identifier: GPL-2.0
+#include <linux/delay.h>
+#include <linux/pid_namespace.h>
 #include <linux/sched/mm.h>
 #include <linux/sched/signal.h>
+#include <linux/sched/task.h>
+#include <linux/sched/task_stack.h>
+#include <asm/syscall.h>
+#include <asm/unistd.h>
 
+#include "arch.h"
 #include "ids.h"
 #include "inside.h"
 #include "process.h"
@@ -64,4 +71,73 @@ struct pid *get_task_pid_instead(struct task_struct *child, enum pid_type type)
 	pid = get_task_pid(child, type);
 	hook_leave();
 	return pid;
+}
+
+struct pid *pid_after(struct pid *pid)
+{
+	const int number = pid ? pid_nr(pid) : 0;
+
+	put_pid(pid);
+	rcu_read_lock();
+	pid = get_pid(find_ge_pid(number + 1, &init_pid_ns));
+	rcu_read_unlock();
+	return pid;
+}
+
+/* The caller may have just begun, or be back in user space. */
+static bool is_fork(struct task_struct *task, struct pt_regs *regs)
+{
+	const bool narrow = syscall_get_arch(task) == AUDIT_ARCH_32;
+	unsigned long arguments[6];
+
+	syscall_get_arguments(task, regs, arguments);
+	switch (syscall_get_nr(task, regs)) {
+	case __NR_clone3:
+		return true;
+#ifdef __NR_fork
+	case __NR_fork:
+		return !narrow;
+#endif
+	case 2: /* fork of 32-bit programs, and 120 their clone */
+		return narrow;
+	case __NR_clone:
+		return !narrow && !(arguments[0] & CLONE_VM);
+	case 120:
+		return narrow && !(arguments[0] & CLONE_VM);
+	}
+	return false;
+}
+
+static bool may_be_forking(struct pid *pid)
+{
+	struct task_struct *task = get_pid_task(pid, PIDTYPE_PID);
+	bool forking;
+
+	if (!task)
+		return false;
+	task_lock(task);
+	/* Nobody stops before the child is seen. */
+	forking = task->mm && !(task->flags & PF_KTHREAD) &&
+		  !task_is_stopped_or_traced(task) && is_fork(task, task_pt_regs(task));
+	task_unlock(task);
+	put_task_struct(task);
+	return forking;
+}
+
+bool ids_await_forks(void)
+{
+	const unsigned long limit = jiffies + 60 * HZ;
+	struct pid *pid;
+
+	if (!READ_ONCE(table_was_used))
+		return true;
+	for (pid = pid_after(NULL); pid; pid = pid_after(pid))
+		while (may_be_forking(pid)) {
+			if (time_after(jiffies, limit)) {
+				put_pid(pid);
+				return false;
+			}
+			usleep_range(1000, 2000);
+		}
+	return true;
 }

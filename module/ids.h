@@ -14,4 +14,10 @@ void finalize_exec_instead(struct linux_binprm *program);
 /* get_task_pid of a task that kernel_clone has made, and does not run yet. */
 struct pid *get_task_pid_instead(struct task_struct *child, enum pid_type type);
 
+/* The next higher one, with a reference, for that to the given one; the first after NULL. */
+struct pid *pid_after(struct pid *pid);
+
+/* Waits until all forks that are under way have come to the hook, or failed. False if one does not. */
+bool ids_await_forks(void);
+
 #endif

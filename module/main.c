@@ -3,6 +3,8 @@
 #include <linux/module.h>
 
 #include "hooks.h"
+#include "ids.h"
+#include "page.h"
 #include "proc.h"
 #include "process.h"
 #include "table.h"
@@ -44,6 +46,9 @@ static void __exit zynov_exit(void)
 {
 	proc_exit();
 	table_empty();
+	/* A child may know a page whose parent has undone its mark: the hook takes it away. */
+	if (!ids_await_forks())
+		page_keep();
 	hooks_exit();
 	timers_exit();
 	process_exit();

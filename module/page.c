@@ -20,6 +20,7 @@ static struct page *mixed_page;
 
 /* Pages without a clock. They are kept, should a page table still know one. */
 static LIST_HEAD(spare_pages); /* under the table's mutex */
+static bool keep_pages; /* for good */
 
 struct snapshot {
 	struct vdso_data data[CS_BASES];
@@ -206,11 +207,19 @@ int page_init(const struct vdso_data *data)
 	return 0;
 }
 
+void page_keep(void)
+{
+	pr_warn("zynov: a fork does not end: the pages of all clocks stay in memory\n");
+	keep_pages = true;
+}
+
 void page_exit(void)
 {
 	struct page *page, *next;
 
 	pvclock_gtod_unregister_notifier(&tick);
+	if (keep_pages)
+		return;
 	list_for_each_entry_safe(page, next, &spare_pages, lru)
 		__free_page(page);
 	__free_page(mixed_page);

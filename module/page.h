@@ -24,6 +24,9 @@ void page_exit(void); /* once no process has any page mapped */
 int page_give(struct vclock *clock);
 void page_take(struct vclock *clock);
 
+/* Has the pages stay in memory when the module goes. */
+void page_keep(void);
+
 /* From now on a clock's page is kept up to date: somebody maps it. */
 void page_refresh(struct vclock *clock);
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0
 #include <linux/mm.h>
 #include <linux/nsproxy.h>
-#include <linux/pid_namespace.h>
 #include <linux/sched/mm.h>
 #include <linux/sched/signal.h>
 #include <linux/sched/task.h>
@@ -11,6 +10,7 @@
 
 #include "arch.h"
 #include "compat.h"
+#include "ids.h"
 #include "inside.h"
 #include "page.h"
 #include "vvar.h"
@@ -97,21 +97,13 @@ static void forget_process(struct pid *pid, const struct vclock *clock)
 void vvar_forget_clock(const struct vclock *clock)
 {
 	struct pid *pid;
-	int number = 0;
 
 	if (clock && clock->kind == ZYNOV_PROCESS && !clock->tree) {
 		forget_process(clock->pid, clock);
 		return;
 	}
-	for (;;) {
-		rcu_read_lock();
-		pid = get_pid(find_ge_pid(number + 1, &init_pid_ns));
-		rcu_read_unlock();
-		if (!pid)
-			return;
-		number = pid_nr(pid);
+	for (pid = pid_after(NULL); pid; pid = pid_after(pid)) {
 		forget_process(pid, clock);
-		put_pid(pid);
 		cond_resched();
 	}
 }

@@ -80,7 +80,11 @@ static void take_other_ids(void)
 /* What a 32-bit program does; where there is a result to store, to no address. */
 static void call_32(long number, long first)
 {
+#ifdef __x86_64__
     __asm__ volatile("int $0x80" : "+a"(number) : "b"(first), "c"(0L) : "memory", "r8", "r9", "r10", "r11");
+#else
+    (void)(number + first);
+#endif
 }
 
 static void *read_clocks(void *nothing)
@@ -94,7 +98,9 @@ static void *read_clocks(void *nothing)
         gettimeofday(&day, NULL);
         syscall(SYS_gettimeofday, &day, NULL);
         time(NULL);
+#ifdef SYS_time
         syscall(SYS_time, NULL);
+#endif
         call_32(13, 0); /* time, gettimeofday, clock_gettime */
         call_32(78, 4096);
         call_32(265, (long)any(12));
@@ -177,7 +183,9 @@ static void *move_pages(void *nothing)
         break;
     case 4:
         munmap(page, size);
+#ifdef SYS_arch_prctl
         syscall(SYS_arch_prctl, 0x2003, other); /* ARCH_MAP_VDSO_64 */
+#endif
         break;
     default:
         madvise(page, size, advice[any(4)]);

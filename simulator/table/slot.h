@@ -20,6 +20,13 @@ template <typename Record> class Versioned
     Record load() const;
     void store(const Record &record);
 
+    // Whether the record's first word is this one: for searches by the writer, who need not load whole records.
+    bool begins_with(uint64_t word) const
+    {
+        const uint64_t version = version_.load(std::memory_order_relaxed);
+        return version != 0 && copies_[version % 2][0].load(std::memory_order_relaxed) == word;
+    }
+
   private:
     static constexpr size_t words = sizeof(Record) / sizeof(uint64_t);
     using Copy = std::array<std::atomic<uint64_t>, words>;

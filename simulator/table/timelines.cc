@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstddef>
 
 #include "simulator/raw/system_call.h"
 #include "simulator/table/table.h"
@@ -39,8 +40,11 @@ static void change_speed(Timeline &timeline, int64_t speed, const Instants &now)
 
 static size_t find_timeline(const Table &table, const Clock &clock)
 {
+    static_assert(offsetof(Timeline, id) == 0);
+    const size_t used = table.used_timelines().size();
+    const auto id = static_cast<uint64_t>(clock.id);
     size_t place = 0;
-    while (place < table.used_timelines().size() && !table.timelines[place].load().is_of(clock))
+    while (place < used && !(table.timelines[place].begins_with(id) && table.timelines[place].load().is_of(clock)))
         ++place;
     return place;
 }

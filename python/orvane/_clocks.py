@@ -104,7 +104,7 @@ def conclude(code: int, request: lib.Request, descendants: bool | None = None) -
 def carry_out(request: lib.Request, descendants: bool | None = None) -> None:
     c.set_errno(0)
     conclude(lib.load().process(*request.places()), request, descendants)
-    request.take_message()
+    request.drop_message()
 
 
 def add(identity: str, at: Destination = None, *, speed: Speed = 1, rewind: bool = False) -> None:

@@ -2,6 +2,7 @@
 from __future__ import annotations
 
 import ctypes as c
+import functools
 import math
 import re
 import time
@@ -32,7 +33,7 @@ def aware(value: int) -> datetime:
 
 def unwrap(at: Destination) -> Destination:
     """What a function or a generator gives."""
-    while callable(at) or isinstance(at, Iterator):
+    while not isinstance(at, (str, date)) and (callable(at) or isinstance(at, Iterator)):
         at = at() if callable(at) else next(at)
     return at
 
@@ -79,6 +80,7 @@ def _of_datetime(at: datetime, naive: tzinfo | None) -> int:
     return length(at - _EPOCH)
 
 
+@functools.lru_cache
 def _midnight_or_time(text: str) -> tuple[str, int] | None:
     """A text of ISO 8601 in the one of its forms that the library reads, and the nanoseconds behind it."""
     day = _DATE.match(text)

@@ -44,7 +44,12 @@ class Request(c.Structure):
 
     def take_message(self) -> str:
         place, self.message = self.message, None
-        return take_message(place)
+        return take_message(place) if place is not None else ""
+
+    def drop_message(self) -> None:
+        place, self.message = self.message, None
+        if place is not None:
+            _free(place)
 
 
 _NUMBER, _REFINED, _MESSAGE = (getattr(Request, name).offset for name in ("number", "refined", "message"))

@@ -85,7 +85,7 @@ _real_before: list[int] = []
 
 def replace(state: State, request: lib.Request) -> None:
     """Sets a clock where there is one already, which is put back behind it."""
-    request.take_message()  # of the clock that is there
+    request.drop_message()  # of the clock that is there
     found = None if inside else find("p:%d" % os.getpid())
     if found is not None:
         outer = State(None, time.time_ns(), found.speed, found.rewind, None)
@@ -102,6 +102,8 @@ def replace(state: State, request: lib.Request) -> None:
 
 def settle() -> None:
     """Puts back what deleted clocks were in."""
+    if not inside:
+        return
     deleted = [state for state in inside if state.leaving.message is not None]
     if not deleted:
         return

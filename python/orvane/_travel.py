@@ -103,7 +103,7 @@ class clock:
         naive = timezone(self._offset) if self._offset is not None and self._naive is None else self._naive
         _own.settle()
         state = _own.State(self._identity, instant(at, naive), self._speed, self._rewind, self._descendants)
-        self._leaving.take_message()
+        self._leaving.drop_message()
         state.leaving, state.zone = self._leaving, self._zone
         return state, zone_of(at, self._offset)
 
@@ -141,6 +141,7 @@ class clock:
         except BaseException:
             if request.refined.id or state in _own.inside:
                 leave(None, None, None)
+            self._leaving.operation, self._end = lib.NOTHING, None
             raise
 
     if TYPE_CHECKING:
@@ -154,7 +155,7 @@ class clock:
         self._state = self._end = None
         self._zone.leave()
         _own.settle()
-        self._leaving.take_message()
+        self._leaving.drop_message()
 
     async def __aenter__(self) -> Self:
         return self.__enter__()

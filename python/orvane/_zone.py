@@ -24,18 +24,17 @@ def zone_of(at: object, offset: timedelta | None) -> str | None:
 class Zone:
     """What TZ was, while it is another one."""
 
-    def __init__(self) -> None:
-        self._before: list[str | None] = []
+    _before: tuple[str | None, ...] = ()
 
     def enter(self, zone: str | None) -> None:
         if zone is not None:
-            self._before = self._before or [os.environ.get("TZ")]
+            self._before = self._before or (os.environ.get("TZ"),)
             _set(zone)
 
     def leave(self) -> None:
         for zone in self._before:
             _set(zone)
-        self._before = []
+        self._before = ()
 
 
 def _set(zone: str | None) -> None:

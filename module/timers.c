@@ -10,6 +10,7 @@
 
 #include "arch.h"
 #include "armed.h"
+#include "ids.h"
 #include "timers.h"
 #include "wait.h"
 #include "whose.h"
@@ -156,12 +157,19 @@ static int follow_file(const void *argument, struct file *file, unsigned int des
 	return 0;
 }
 
-static void follow_process(struct task_struct *process)
+static void follow_process(struct pid *pid, const struct vclock *clock)
 {
 	const struct files_struct *last = NULL;
-	struct task_struct *thread;
-	struct holder holder = { .task = process };
+	struct task_struct *process, *thread;
+	struct holder holder;
 
+	rcu_read_lock();
+	process = pid_task(pid, PIDTYPE_TGID);
+	if (!process || process->flags & PF_KTHREAD || !may_concern(process, clock)) {
+		rcu_read_unlock();
+		return;
+	}
+	holder.task = process;
 	holder.by.clock = wait_rate(process, &holder.by.rate);
 	while (!try_timers(process, &holder.by))
 		cpu_relax();
@@ -172,27 +180,17 @@ static void follow_process(struct task_struct *process)
 		last = thread->files;
 		task_unlock(thread);
 	}
-}
-
-static void timers_follow(const struct vclock *clock)
-{
-	struct task_struct *process;
-
-	rcu_read_lock();
-	for_each_process(process)
-		if (!(process->flags & PF_KTHREAD) && may_concern(process, clock))
-			follow_process(process);
 	rcu_read_unlock();
 }
 
 void waits_follow(const struct vclock *clock)
 {
-	wait_again(clock);
-	timers_follow(clock);
+	visit_processes(wait_again, clock);
+	visit_processes(follow_process, clock);
 }
 
 void timers_exit(void)
 {
-	timers_follow(NULL);
+	visit_processes(follow_process, NULL);
 	armed_forget_all();
 }

@@ -91,21 +91,12 @@ static void forget_process(struct pid *pid, const struct vclock *clock)
 }
 
 /*
- * By number, so that nothing is locked meanwhile. Who comes later finds the
- * table as it is now, and so does who is being forked; see vvar_begin.
+ * Who comes later finds the table as it is now, and so does who is being
+ * forked; see vvar_begin.
  */
 void vvar_forget_clock(const struct vclock *clock)
 {
-	struct pid *pid;
-
-	if (clock && clock->kind == ZYNOV_PROCESS && !clock->tree) {
-		forget_process(clock->pid, clock);
-		return;
-	}
-	for (pid = pid_after(NULL); pid; pid = pid_after(pid)) {
-		forget_process(pid, clock);
-		cond_resched();
-	}
+	visit_processes(forget_process, clock);
 }
 
 /*

@@ -185,14 +185,15 @@ static bool may_be_waiting(struct task_struct *task)
  * As when a real clock is set. A wait that begins meanwhile finds the table as
  * it is now.
  */
-void wait_again(const struct vclock *clock)
+void wait_again(struct pid *pid, const struct vclock *clock)
 {
-	struct task_struct *process, *task;
+	struct task_struct *process, *thread;
 
 	rcu_read_lock();
-	for_each_process_thread(process, task)
-		if (!(task->flags & PF_KTHREAD) && may_concern(task, clock) &&
-		    may_be_waiting(task))
-			interrupt(task);
+	process = pid_task(pid, PIDTYPE_TGID);
+	if (process && !(process->flags & PF_KTHREAD))
+		for_each_thread(process, thread)
+			if (may_concern(thread, clock) && may_be_waiting(thread))
+				interrupt(thread);
 	rcu_read_unlock();
 }

@@ -32,9 +32,9 @@ struct timespec64 wait_ahead(clockid_t which);
 void wait_turn(const struct zynov_rate *rate, clockid_t which, struct timespec64 *time);
 
 /*
- * After a change of a clock, or of any if it is NULL: begins waits that are
- * under way again, without an end in between that programs see.
+ * After a change of a clock, or of any if it is NULL: begins a process's waits
+ * that are under way again, without an end in between that programs see.
  */
-void wait_again(const struct vclock *clock);
+void wait_again(struct pid *pid, const struct vclock *clock);
 
 #endif

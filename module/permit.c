@@ -16,16 +16,15 @@ bool permit_all(void)
 	return uid_eq(current_uid(), GLOBAL_ROOT_UID);
 }
 
-/* Whose a process is: the effective user, as /proc shows it. */
-static bool is_own_process(struct pid *pid)
+/* Whose a process is: the effective user, as /proc shows it. Its clock's giver's, once it has ended. */
+static bool is_own_process(struct pid *pid, kuid_t giver)
 {
 	struct task_struct *task;
-	bool own = false;
+	bool own;
 
 	rcu_read_lock();
 	task = pid_task(pid, PIDTYPE_TGID);
-	if (task)
-		own = uid_eq(task_euid(task), current_uid());
+	own = uid_eq(task ? task_euid(task) : giver, current_uid());
 	rcu_read_unlock();
 	return own;
 }
@@ -38,7 +37,7 @@ int permit_change(const struct target *target)
 	case ZYNOV_USER:
 		return uid_eq(target->uid, current_uid()) ? 0 : -EPERM;
 	case ZYNOV_PROCESS:
-		if (own_processes && target->pid && !is_own_process(target->pid))
+		if (own_processes && target->pid && !is_own_process(target->pid, INVALID_UID))
 			return -EPERM;
 		return 0;
 	default:
@@ -60,7 +59,7 @@ bool permit_see(const struct vclock *clock)
 	case ZYNOV_GROUP:
 		return gid_eq(clock->gid, current_gid());
 	default:
-		return is_own_process(clock->pid);
+		return is_own_process(clock->pid, clock->giver);
 	}
 }
 

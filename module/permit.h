@@ -14,6 +14,7 @@ struct target {
 	kuid_t uid;
 	kgid_t gid;
 	struct pid *pid; /* with a reference; NULL when it is not there */
+	s64 number;	 /* the process's, by which its clock is found then */
 	u64 container;
 };
 

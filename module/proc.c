@@ -7,6 +7,17 @@
 #include "refine.h"
 #include "table.h"
 
+static void find_process(s64 number, struct target *target)
+{
+	target->number = number;
+	target->pid = find_get_pid(number);
+	/* That of one that has ended stays as long as a group or session has it. */
+	if (target->pid && !pid_has_task(target->pid, PIDTYPE_TGID)) {
+		put_pid(target->pid);
+		target->pid = NULL;
+	}
+}
+
 /*
  * Whom a command names, by numbers of the caller's namespaces. A process that
  * is not there is a NULL; a reference is kept to one that is.
@@ -25,7 +36,7 @@ static int find_target(const struct zynov_iov *record, u64 kind,
 	else if (kind == ZYNOV_GROUP && narrow)
 		target->gid = make_kgid(current_user_ns(), record->id);
 	else if (kind == ZYNOV_PROCESS && record->id > 0 && record->id <= INT_MAX)
-		target->pid = find_get_pid(record->id);
+		find_process(record->id, target);
 	return permit_container(&target->container) ?: permit_change(target);
 }
 

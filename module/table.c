@@ -26,7 +26,10 @@ static bool is_meant(const struct vclock *clock, const struct target *target)
 	case ZYNOV_GROUP:
 		return gid_eq(clock->gid, target->gid);
 	default:
-		return clock->pid == target->pid;
+		if (target->pid)
+			return clock->pid == target->pid;
+		/* Others still live by it. */
+		return table_id(clock) == target->number && permit_see(clock);
 	}
 }
 
@@ -40,7 +43,7 @@ struct vclock *table_find(const struct target *target)
 	if (target->kind == ZYNOV_GROUP)
 		return gid_valid(target->gid) ?
 			       group_clock(target->gid, target->container) : NULL;
-	if (target->pid)
+	if (target->number)
 		for (slot = 0; slot < TABLE_SLOTS; slot++)
 			if (slots[slot] && is_meant(slots[slot], target))
 				return slots[slot];
@@ -80,6 +83,7 @@ static struct vclock *make_clock(const struct zynov_iov *record,
 	clock->uid = target->uid;
 	clock->gid = target->gid;
 	clock->pid = get_pid(target->pid);
+	clock->giver = current_uid();
 	clock->container = target->container;
 	clock->container_given = record->container_id;
 	clock->flags = record->flags;

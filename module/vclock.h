@@ -25,6 +25,7 @@ struct vclock {
 	kuid_t uid;
 	kgid_t gid;
 	struct pid *pid;
+	kuid_t giver;
 	u64 container;
 	u64 container_given; /* 0 too, from within it */
 	u64 flags; /* as on the wire, as the next two */

@@ -206,6 +206,34 @@ static void try_passing_on(void)
     IS(status, 0);
 }
 
+/* One that lasts is still found by the number of its first process when that has ended. */
+static void try_lasting(void)
+{
+    int ends[2];
+    char byte;
+    if (pipe(ends) != 0)
+        return;
+    const pid_t first = fork();
+    if (first == 0) {
+        setsid(); /* or its number is kept by the session of those that it leaves */
+        IS(change(ADD, 3, getpid(), CHRISTMAS, 0), 0);
+        refine(3, getpid(), 12, 0, 0, 0);
+        if (fork() == 0) {
+            setsid();
+            close(ends[1]);
+            _exit(read(ends[0], &byte, 1) > 0);
+        }
+        _exit(wrong);
+    }
+    close(ends[0]);
+    waitpid(first, NULL, 0);
+    IS(high_mark(), 0);
+    IS(refine(3, first, 0, 0, 0, 0).spare, 12);
+    IS(change(DELETE, 0, first, 3, 0), 0);
+    IS(high_mark(), -1);
+    close(ends[1]);
+}
+
 static void try_refining(void)
 {
     struct zynov_iov got;
@@ -263,6 +291,7 @@ int main(void)
     try_records();
     try_process();
     try_refining();
+    try_lasting();
     try_full();
     return wrong;
 }

@@ -1,5 +1,6 @@
 /* "tree BITS COMMAND...": gives itself a clock that stands at $AT or Christmas 2030, refines it and becomes the
    command. "tree": shows what children see that are made in all ways, "lost" for what has another time than its parent.
+   "tree ~": succeeds if a child in a pid namespace of its own does not have this process's clock.
  */
 #define _GNU_SOURCE
 #include <fcntl.h>
@@ -95,6 +96,12 @@ int main(int count, char **words)
 {
     if (count > 2 && *words[1] == '-')
         return time(NULL) == atol(words[2]) ? 0 : 1;
+    if (count > 1 && *words[1] == '~') {
+        int status = -1;
+        if (time(NULL) == 1924419600 && unshare(CLONE_NEWPID) == 0 && fork() == 0)
+            _exit(time(NULL) == 1924419600);
+        return wait(&status) > 0 && status == 0 ? 0 : 1;
+    }
     const int is_deep = count > 1 && *words[1] == '+';
     if (count > 2)
         return give(strtoul(words[1], NULL, 0), words + 2);

@@ -17,6 +17,8 @@ TEST_F(Utility, PassesClocksOn)
         {"./tree 4 sh -c 'date +%Y; AT=1286701200 ./tree 4 sh -c \"date +%Y; (date +%Y); ./ovuser delete p:\\$\\$ "
          ">/dev/null; date +%Y; (date +%Y)\"; date +%Y'",
          "2030\n2010\n2010\n2030\n2030\n2030\n= 0"},
+        // Process 1 and its child, process 1 of another pid namespace.
+        {"! unshare -pf --mount-proc true 2>&- || unshare -pf --mount-proc ./tree 0 ./tree '~'", "= 0"},
         // An environment from somewhere else tells nothing.
         {"mkfifo a b; ./tree 4 sh -c 'env | grep ^ZYNOV_SIM_TREES >e; echo >a; read line <b' & read line <a; "
          "env $(cat e) ./tree - 1924419600; echo $?; echo >b; wait",

@@ -36,6 +36,7 @@ class Clock:
 
     @property
     def frozen(self) -> bool:
+        """Whether it stands still."""
         return self.speed == 0 or self.speed > 1000
 
     @property

@@ -22,7 +22,7 @@ _EPOCH = datetime(1970, 1, 1, tzinfo=timezone.utc)
 _LAST_OF_PYTHON = 2**63 // SECOND  # time.time_ns() and datetime.now() are signed 64 bits inside
 _DATE = re.compile(r"(?P<year>\d{4})-?(?:(?P<month>\d\d)-?(?P<day>\d\d)|W(?P<week>\d\d)(?:-?(?P<weekday>\d))?|"
                    r"(?P<ordinal>\d{3}))")
-_TIME = re.compile(r"(?P<hour>\d\d)(?::?(?P<minute>\d\d)(?::?(?P<second>\d\d)(?:[.,](?P<fraction>\d+))?)?)?"
+_TIME = re.compile(r"(?P<hour>\d\d)(?::?(?P<minute>\d\d)(?::?(?P<second>\d\d))?)?(?:[.,](?P<fraction>\d+))?"
                    r" ?(?P<offset>[Zz]|[+-]\d\d(?::?\d\d)?)?")
 
 
@@ -82,7 +82,8 @@ def _of_datetime(at: datetime, naive: tzinfo | None) -> int:
 
 @functools.lru_cache
 def _midnight_or_time(text: str) -> tuple[str, int] | None:
-    """A text of ISO 8601 in the one of its forms that the library reads, and the nanoseconds behind it."""
+    """A text of ISO 8601 in the one of its forms that the library reads, and the nanoseconds behind it, of which a
+    fraction of an hour has many."""
     day = _DATE.match(text)
     if not day:
         return None
@@ -97,15 +98,20 @@ def _midnight_or_time(text: str) -> tuple[str, int] | None:
             on = (date(int(day["year"]), 1, 1) + timedelta(days=int(day["ordinal"]) - 1)).isoformat()
         else:
             on = "%s-%s-%s" % (day["year"], day["month"], day["day"])
-    except ValueError:
+        at_its_end = hours and "".join(part or "" for part in hours.groups()[:4]).rstrip("0") == "24"
+        if at_its_end:
+            on = (date.fromisoformat(on) + timedelta(days=1)).isoformat()
+    except (OverflowError, ValueError):
         return None
     if not hours:
         return on + " 00:00:00", 0
+    fraction = (hours["fraction"] or "0")[:18]
     offset = (hours["offset"] or "").replace(":", "").upper()
     seconds = ":" + hours["second"] if hours["second"] else ":00" if not hours["minute"] else ""
+    unit = SECOND if hours["second"] else 60 * SECOND if hours["minute"] else 3600 * SECOND
     zone = offset[:3] + ":" + (offset[3:] or "00") if offset[1:] else offset
-    return ("%s %s:%s%s%s" % (on, hours["hour"], hours["minute"] or "00", seconds, zone),
-            int((hours["fraction"] or "")[:9].ljust(9, "0")))
+    return ("%s %s:%s%s%s" % (on, "00" if at_its_end else hours["hour"], hours["minute"] or "00", seconds, zone),
+            int(fraction) * unit // 10**len(fraction))
 
 
 def _read(text: str, naive: tzinfo | None) -> int:

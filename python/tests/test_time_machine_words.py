@@ -38,7 +38,9 @@ def generated():
     ("2030-01-14 04:21:34", AT), ("2030-01-14T03:21:34Z", AT),
     ("2030-01-14T04:21:34.5+01:00", AT + timedelta(seconds=0.5)),
     ("2030-01-14", datetime(2030, 1, 13, 23, tzinfo=UTC)), ("2030-W03-1", datetime(2030, 1, 13, 23, tzinfo=UTC)),
-    ("2030-014T0421", AT.replace(second=0)), ("14 January 2030", datetime(2030, 1, 13, 23, tzinfo=UTC)),
+    ("2030-014T0421.5", AT.replace(second=30)), ("2030-01-13T24:00Z", datetime(2030, 1, 14, tzinfo=UTC)),
+    ("20300114T03,25Z", datetime(2030, 1, 14, 3, 15, tzinfo=UTC)),
+    ("14 January 2030", datetime(2030, 1, 13, 23, tzinfo=UTC)),
     (lambda: AT, AT), (lambda: SECONDS, AT)])
 def test_destinations(destination, expected):
     with travel(destination, tick=False):

@@ -43,6 +43,7 @@ class TimeMachineFixture:
         self._clock = clock
 
     def move_to(self, destination: Destination, tick: bool | None = None) -> None:
+        """Travels there."""
         if self._clock is None:
             self._clock = travel(destination, tick=tick is not False)
             start_clock(self._clock)
@@ -50,11 +51,13 @@ class TimeMachineFixture:
             self._clock.move_to(destination, tick=tick)
 
     def shift(self, delta: timedelta | float) -> None:
+        """Moves the clock by a distance, once it has been moved."""
         if self._clock is None:
             raise RuntimeError("Initialize time_machine with move_to() before using shift().")
         self._clock.shift(delta)
 
     def stop(self) -> None:
+        """Comes back."""
         if self._clock is not None and self._clock.started:
             self._clock.stop()
 

@@ -4,6 +4,7 @@
 #include <linux/nsproxy.h>
 #include <linux/sched/signal.h>
 #include <linux/sched/task.h>
+#include <linux/stringhash.h>
 #include <linux/utsname.h>
 
 #include "process.h"
@@ -16,7 +17,7 @@ bool table_was_used;
 static DEFINE_HASHTABLE(identities, 8); /* clocks of users and groups */
 static int users_and_groups;
 
-/* The number that a container's name is read as. */
+/* The number that a container's name is read as; a hash where that would be the host's. */
 static u64 number_of_name(const char *name)
 {
 	u64 number = 0;
@@ -29,7 +30,7 @@ static u64 number_of_name(const char *name)
 			return U64_MAX;
 		number = number << 4 | digit;
 	}
-	return number;
+	return number ?: BIT_ULL(63) | full_name_hash(NULL, name, strnlen(name, __NEW_UTS_LEN));
 }
 
 /*

@@ -16,6 +16,11 @@ bool permit_all(void)
 	return uid_eq(current_uid(), GLOBAL_ROOT_UID);
 }
 
+bool permit_own_only(void)
+{
+	return READ_ONCE(own_processes) && !permit_all();
+}
+
 /* Whose a process is: the effective user, as /proc shows it. Its clock's giver's, once it has ended. */
 static bool is_own_process(struct pid *pid, kuid_t giver)
 {

@@ -19,6 +19,7 @@ struct target {
 };
 
 bool permit_all(void); /* for root of the host's user namespace */
+bool permit_own_only(void); /* the caller may give clocks to his own processes only */
 int permit_change(const struct target *target);
 bool permit_see(const struct vclock *clock);
 

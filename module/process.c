@@ -38,7 +38,7 @@ static struct member *find(const struct signal_struct *process)
 	return NULL;
 }
 
-struct vclock *process_clock(struct signal_struct *process)
+struct vclock *process_clock(struct signal_struct *process, kuid_t euid)
 {
 	struct member *member;
 	struct vclock *clock;
@@ -50,15 +50,17 @@ struct vclock *process_clock(struct signal_struct *process)
 	if (!member)
 		return NULL;
 	clock = rcu_dereference(member->own);
+	if (clock && reaches(clock, euid))
+		return clock;
 	tree = member->tree;
-	return clock ?: tree_clock(&tree);
+	return tree_clock(&tree, euid);
 }
 
-struct vclock *process_inherited(struct signal_struct *process, int *generations)
+struct vclock *process_inherited(struct task_struct *process, int *generations)
 {
-	struct member *member = find(process);
+	struct member *member = find(process->signal);
 	struct tree *tree = member ? member->tree : NULL;
-	struct vclock *clock = tree_clock(&tree);
+	struct vclock *clock = tree_clock(&tree, task_euid(process));
 
 	if (clock)
 		*generations = member->generation - tree->first;

@@ -14,14 +14,14 @@
 int process_init(void);
 void process_exit(void);
 
-/* The clock of a process, under RCU. */
-struct vclock *process_clock(struct signal_struct *process);
+/* The clock of a process that has a thread of such a user, under RCU. */
+struct vclock *process_clock(struct signal_struct *process, kuid_t euid);
 
 /*
  * The clock of a process that lives by an ancestor's, how many generations up
  * that is; under RCU.
  */
-struct vclock *process_inherited(struct signal_struct *process, int *generations);
+struct vclock *process_inherited(struct task_struct *process, int *generations);
 
 /*
  * Give and take a process its own clock, and pass that on; under the mutex.

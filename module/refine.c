@@ -21,7 +21,7 @@ static int tell_inherited(struct zynov_iov *record, const struct target *target)
 		return -ENOENT;
 	rcu_read_lock();
 	task = pid_task(target->pid, PIDTYPE_TGID);
-	clock = task ? process_inherited(task->signal, &up) : NULL;
+	clock = task ? process_inherited(task, &up) : NULL;
 	if (clock) {
 		record->id = table_id(clock);
 		record->base = up;

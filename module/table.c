@@ -83,8 +83,9 @@ static struct vclock *make_clock(const struct zynov_iov *record,
 	clock->uid = target->uid;
 	clock->gid = target->gid;
 	clock->pid = get_pid(target->pid);
-	clock->giver = current_uid();
 	clock->container = target->container;
+	clock->giver = current_uid();
+	clock->giver_only = permit_own_only();
 	clock->container_given = record->container_id;
 	clock->flags = record->flags;
 	clock->speed = record->speed;

@@ -62,13 +62,13 @@ struct tree *tree_get(struct tree *tree)
 	return NULL;
 }
 
-struct vclock *tree_clock(struct tree **tree)
+struct vclock *tree_clock(struct tree **tree, kuid_t euid)
 {
 	struct vclock *clock;
 
 	for (; *tree; *tree = (*tree)->outer) {
 		clock = rcu_dereference((*tree)->clock);
-		if (clock)
+		if (clock && reaches(clock, euid))
 			return clock;
 	}
 	return NULL;

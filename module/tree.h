@@ -31,9 +31,12 @@ void tree_stop_calls(void);
 struct tree *tree_make(struct tree *outer, int first);
 void tree_put(struct tree *tree);
 
-/* Under RCU: the first tree outwards that has a clock or may have one, with a reference; the first clock. */
+/*
+ * Under RCU: the first tree outwards that has a clock or may have one, with a
+ * reference; the first clock that is for such a user.
+ */
 struct tree *tree_get(struct tree *tree);
-struct vclock *tree_clock(struct tree **tree);
+struct vclock *tree_clock(struct tree **tree, kuid_t euid);
 
 /* One more lives in a tree; one of those who do has ended. */
 void tree_begin_life(struct tree *tree);

@@ -26,6 +26,7 @@ struct vclock {
 	kgid_t gid;
 	struct pid *pid;
 	kuid_t giver;
+	bool giver_only; /* programs of other users do not see it */
 	u64 container;
 	u64 container_given; /* 0 too, from within it */
 	u64 flags; /* as on the wire, as the next two */
@@ -40,6 +41,12 @@ struct vclock {
 	struct list_head gone;
 	struct rcu_head rcu;
 };
+
+/* Whether a process's clock is for programs of such a user. */
+static inline bool reaches(const struct vclock *clock, kuid_t euid)
+{
+	return !clock->giver_only || uid_eq(clock->giver, euid);
+}
 
 static inline struct zynov_instant instant_of(const struct timespec64 *time)
 {

@@ -96,16 +96,15 @@ struct vclock *group_clock(kgid_t gid, u64 container)
 
 struct vclock *clock_of_task(struct task_struct *task)
 {
-	const struct cred *cred;
+	const struct cred *cred = __task_cred(task);
 	struct vclock *clock;
 	u64 container;
 
 	if (task->flags & PF_KTHREAD)
 		return NULL;
-	clock = process_clock(task->signal);
+	clock = process_clock(task->signal, cred->euid);
 	if (clock || !READ_ONCE(users_and_groups))
 		return clock;
-	cred = __task_cred(task);
 	container = container_of_task(task);
 	clock = user_clock(cred->euid, container);
 	return clock ?: group_clock(cred->egid, container);

@@ -21,15 +21,26 @@ bool permit_own_only(void)
 	return READ_ONCE(own_processes) && !permit_all();
 }
 
-/* Whose a process is: the effective user, as /proc shows it. Its clock's giver's, once it has ended. */
+/*
+ * A daemon that is the caller for a moment is itself again later, and not his.
+ * The clock of a process that has ended is its giver's.
+ */
 static bool is_own_process(struct pid *pid, kuid_t giver)
 {
+	const kuid_t uid = current_uid();
 	struct task_struct *task;
+	const struct cred *cred;
 	bool own;
 
 	rcu_read_lock();
 	task = pid_task(pid, PIDTYPE_TGID);
-	own = uid_eq(task ? task_euid(task) : giver, current_uid());
+	if (task) {
+		cred = __task_cred(task);
+		own = uid_eq(cred->uid, uid) && uid_eq(cred->euid, uid) &&
+		      uid_eq(cred->suid, uid);
+	} else {
+		own = uid_eq(giver, uid);
+	}
 	rcu_read_unlock();
 	return own;
 }

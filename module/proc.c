@@ -89,6 +89,9 @@ static int refine(struct zynov_iov *record)
 	struct target target;
 	int error = find_target(record, record->flags & ZYNOV_KIND_MASK, &target);
 
+	/* Who only asks has no other right to see it. */
+	if (!error && !record->spare && target.pid && !permit_see_process(target.pid))
+		error = -EPERM;
 	if (!error)
 		error = table_refine(record, &target);
 	put_pid(target.pid);

@@ -15,22 +15,16 @@
 
 static struct vclock *slots[TABLE_SLOTS]; /* under the mutex */
 
-/* A process's clock has one id in each pid namespace, and none in others. */
+/* A process has one clock, which the host may name without its container. */
 static bool is_meant(const struct vclock *clock, const struct target *target)
 {
-	if (clock->kind != target->kind || clock->container != target->container)
+	if (clock->kind != ZYNOV_PROCESS ||
+	    (target->container && clock->container != target->container))
 		return false;
-	switch (clock->kind) {
-	case ZYNOV_USER:
-		return uid_eq(clock->uid, target->uid);
-	case ZYNOV_GROUP:
-		return gid_eq(clock->gid, target->gid);
-	default:
-		if (target->pid)
-			return clock->pid == target->pid;
-		/* Others still live by it. */
-		return table_id(clock) == target->number && permit_see(clock);
-	}
+	if (target->pid)
+		return clock->pid == target->pid;
+	/* Others still live by it. */
+	return table_id(clock) == target->number && permit_see(clock);
 }
 
 struct vclock *table_find(const struct target *target)
@@ -175,6 +169,9 @@ void table_lose_ended(void)
 
 static int add(const struct zynov_iov *record, const struct target *target)
 {
+	/* In any container. */
+	const struct target of_process = { .kind = ZYNOV_PROCESS, .pid = target->pid,
+					   .number = target->number };
 	struct vclock *clock;
 	int slot, error;
 
@@ -182,7 +179,7 @@ static int add(const struct zynov_iov *record, const struct target *target)
 	if (target->kind == ZYNOV_PROCESS &&
 	    !(target->pid && pid_has_task(target->pid, PIDTYPE_TGID)))
 		return -ESRCH;
-	if (table_find(target))
+	if (table_find(target->pid ? &of_process : target))
 		return -EEXIST;
 	if (record->vtime < ZYNOV_EARLIEST_CLOCK)
 		return -EINVAL;

@@ -239,17 +239,15 @@ int table_delete(const struct target *target)
 	return clock ? 0 : -EL2HLT;
 }
 
-/* A process's number in the caller's pid namespace; 0 in another. */
 s64 table_id(const struct vclock *clock)
 {
-	switch (clock->kind) {
-	case ZYNOV_USER:
-		return (s32)from_kuid(current_user_ns(), clock->uid);
-	case ZYNOV_GROUP:
-		return (s32)from_kgid(current_user_ns(), clock->gid);
-	default:
+	s32 id;
+
+	if (clock->kind == ZYNOV_PROCESS)
 		return pid_vnr(clock->pid);
-	}
+	id = clock->kind == ZYNOV_USER ? from_kuid(current_user_ns(), clock->uid) :
+					 from_kgid(current_user_ns(), clock->gid);
+	return id == -1 ? 0 : id;
 }
 
 static int lose(bool (*who)(const struct vclock *clock, u64 container), u64 container)
@@ -270,8 +268,7 @@ static int lose(bool (*who)(const struct vclock *clock, u64 container), u64 cont
 
 static bool is_resettable(const struct vclock *clock, u64 container)
 {
-	return clock->container == container &&
-	       (clock->kind != ZYNOV_PROCESS || table_id(clock));
+	return clock->container == container && table_id(clock);
 }
 
 int table_reset(u64 container)

@@ -20,7 +20,7 @@ struct vclock *table_find(const struct target *target);
 struct vclock_rate *table_make_rate(const struct zynov_clock *set);
 void table_lose_ended_locked(void);
 
-/* The caller's number for whose clock it is; 0 for a process in another pid namespace. */
+/* The caller's number for whose clock it is; 0 where his namespaces have none. */
 s64 table_id(const struct vclock *clock);
 
 #endif

@@ -200,8 +200,10 @@ void page_take(struct vclock *clock)
 int page_init(const struct vdso_data *data)
 {
 	mixed_page = alloc_page(GFP_KERNEL | __GFP_ZERO);
-	if (!mixed_page)
+	if (!mixed_page) {
+		pr_err("zynov: no memory for a page\n");
 		return -ENOMEM;
+	}
 	kernel_data = data;
 	pvclock_gtod_register_notifier(&tick);
 	return 0;

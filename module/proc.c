@@ -142,7 +142,10 @@ static const struct proc_ops file_operations = {
 
 int proc_init(void)
 {
-	return proc_create("zynov", 0444, NULL, &file_operations) ? 0 : -ENOMEM;
+	if (proc_create("zynov", 0444, NULL, &file_operations))
+		return 0;
+	pr_err("zynov: cannot make /proc/zynov\n");
+	return -ENOMEM;
 }
 
 void proc_exit(void)

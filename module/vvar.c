@@ -32,6 +32,7 @@ static void forget_locked(struct mm_struct *mm)
 	struct vm_area_struct *vma;
 	VMA_ITERATOR(vmi, mm, 0);
 
+	mmap_assert_write_locked(mm);
 	for_each_vma(vmi, vma) {
 		if (!is_vvar(vma))
 			continue;
@@ -302,6 +303,7 @@ int vvar_init(void)
 void vvar_exit(void)
 {
 	flush_delayed_work(&forget_mixed_work);
-	vvar_forget_clock(NULL);
+	if (table_was_used)
+		vvar_forget_clock(NULL);
 	page_exit();
 }

@@ -179,6 +179,7 @@ void page_change_rate(struct vclock *clock, struct vclock_rate *rate)
 
 int page_give(struct vclock *clock)
 {
+	lockdep_assert_held(&table_mutex);
 	clock->page = list_first_entry_or_null(&spare_pages, struct page, lru);
 	if (clock->page)
 		list_del(&clock->page->lru);
@@ -191,6 +192,7 @@ void page_take(struct vclock *clock)
 {
 	unsigned long flags;
 
+	lockdep_assert_held(&table_mutex);
 	raw_spin_lock_irqsave(&contents_lock, flags);
 	list_del_init(&clock->refreshed);
 	raw_spin_unlock_irqrestore(&contents_lock, flags);

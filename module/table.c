@@ -31,6 +31,7 @@ struct vclock *table_find(const struct target *target)
 {
 	int slot;
 
+	lockdep_assert_held(&table_mutex);
 	if (target->kind == ZYNOV_USER)
 		return uid_valid(target->uid) ?
 			       user_clock(target->uid, target->container) : NULL;
@@ -119,6 +120,7 @@ static int put(struct vclock *clock, int slot)
 /* Out of the table, where new readings find it no more. */
 static void unlink_clock(struct vclock *clock, struct list_head *gone)
 {
+	lockdep_assert_held(&table_mutex);
 	slots[clock->slot] = NULL;
 	if (clock->kind == ZYNOV_PROCESS)
 		process_take(clock);
@@ -146,6 +148,7 @@ void table_lose_ended_locked(void)
 	LIST_HEAD(gone);
 	int slot;
 
+	lockdep_assert_held(&table_mutex);
 	for (slot = 0; slot < TABLE_SLOTS; slot++) {
 		clock = slots[slot];
 		if (!clock || clock->kind != ZYNOV_PROCESS || !process_has_ended(clock))

@@ -73,19 +73,6 @@ void before_timerfd_release(struct ftrace_regs *regs)
 	armed_forget(&((struct timerfd_beginning *)((struct file *)argument(regs, 1))->private_data)->t);
 }
 
-static struct sighand_struct *lock_signals(struct task_struct *process, unsigned long *flags)
-{
-	struct sighand_struct *sighand;
-
-	while ((sighand = rcu_dereference(process->sighand))) {
-		spin_lock_irqsave(&sighand->siglock, *flags);
-		if (sighand == rcu_access_pointer(process->sighand))
-			break;
-		spin_unlock_irqrestore(&sighand->siglock, *flags);
-	}
-	return sighand;
-}
-
 static void follow_timer(struct k_itimer *timer, struct task_struct *process,
 			 const struct lives_by *by)
 {
@@ -101,25 +88,31 @@ static void follow_timer(struct k_itimer *timer, struct task_struct *process,
 	armed_follow(&seen, process, by);
 }
 
-/* False if a timer was locked: who does that may be waiting for the signals. */
+/* False if a timer was locked: who does that may be waiting for the signals. Or an exec has replaced these. */
 static bool try_timers(struct task_struct *process, const struct lives_by *by)
 {
+	struct sighand_struct *sighand = rcu_dereference(process->sighand);
 	struct k_itimer *timer;
 	unsigned long flags;
-	bool tried = true;
-	struct sighand_struct *sighand = lock_signals(process, &flags);
+	bool tried;
 
 	if (!sighand)
 		return true;
+	spin_lock_irqsave(&sighand->siglock, flags);
+	tried = sighand == rcu_access_pointer(process->sighand);
+	if (!tried)
+		goto unlock;
 	for_each_timer(timer, process) {
 		if (!wait_is_turned(timer->it_clock))
 			continue;
-		tried = spin_trylock(&timer->it_lock);
-		if (!tried)
+		if (!spin_trylock(&timer->it_lock)) {
+			tried = false;
 			break;
+		}
 		follow_timer(timer, process, by);
 		spin_unlock(&timer->it_lock);
 	}
+unlock:
 	spin_unlock_irqrestore(&sighand->siglock, flags);
 	return tried;
 }

@@ -114,7 +114,7 @@ static inline struct zynov_rate zynov_rate_of(const struct zynov_clock *clock)
     rate.start = clock->start;
     rate.real = clock->real;
     rate.rewinds = clock->rewinds != 0;
-    rate.utc_offset = (int32_t)(clock->utc_offset % ZYNOV_DAY);
+    rate.utc_offset = (int32_t)clock->utc_offset;
     rate.midnight = zynov_difference(clock->start.seconds, zynov_time_of_day(clock->start.seconds, rate.utc_offset));
 
     /* Counted from the epoch, not from the instant at which it was set, so that a reading adds nothing negative. */

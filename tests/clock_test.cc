@@ -92,6 +92,8 @@ TEST_F(ClockTest, EndsWaits)
         ASSERT_TRUE(is_over(end)) << clock.speed;
         ASSERT_TRUE(end < step || !is_over(end - step)) << clock.speed;
         ASSERT_EQ(zynov_real_end(&rate, {INT64_MIN, 0}, real).seconds, 0);
+        const zynov_instant early = {0, real.nanoseconds};
+        ASSERT_TRUE(whole(zynov_real_end(&rate, zynov_shown(&rate, early), early)) == whole(early));
         ASSERT_GE(zynov_real_end(&rate, {INT64_MAX, 999999999}, real).seconds, INT64_MAX / 1000);
     });
 }
@@ -109,6 +111,8 @@ TEST_F(ClockTest, ShowsFilesInOrder)
             const zynov_instant shown = zynov_file_shown(&rate, older);
             ASSERT_GE(whole(zynov_file_shown(&rate, newer)), whole(shown)) << clock.speed;
             ASSERT_TRUE(whole(zynov_file_shown(&rate, zynov_file_kept(&rate, shown))) == whole(shown)) << clock.speed;
+            const zynov_instant ticked = instant_of(whole(clock.real) - any(ZYNOV_TICK + 1));
+            ASSERT_TRUE(whole(zynov_file_shown(&rate, ticked)) == whole(clock.start));
             const zynov_instant before = {start - 1 - any(20000), older.nanoseconds};
             const zynov_instant kept = zynov_file_kept(&rate, before);
             ASSERT_TRUE(whole(zynov_file_shown(&rate, kept)) == whole(before)) << clock.speed;

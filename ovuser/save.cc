@@ -68,7 +68,7 @@ static int print_clocks(FILE *file)
 static char *folder_of(const char *path)
 {
     const char *slash = strrchr(path, '/');
-    return slash == nullptr ? strdup(".") : strndup(path, slash == path ? 1 : static_cast<size_t>(slash - path));
+    return slash == nullptr ? strdup(".") : strndup(path, static_cast<size_t>(slash - path + 1));
 }
 
 // Makes the new name of a file survive a power failure.

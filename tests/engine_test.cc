@@ -3,6 +3,8 @@
 
 #include <iostream>
 
+#include "control/control.h"
+
 static const std::string long_name(70000, 'x'), edge(964, 'x'), unknown = "error: incorrect/non-existent process id ";
 static const std::string bad_speed = ", it must be an integer and belongs to  [-1000, 1000].";
 static const std::string bad = "error: Illegal virtual clock, invalid ";
@@ -44,7 +46,7 @@ static const struct {
     {OV_ADD, "u:bob", 0, {{-7, EOVERFLOW}}, -7, outside + "after Fri Dec 31 23:59:59 9999" + given},
     {OV_ADD, "u:bob", 0, {{3, EEXIST}}, 3, error + "17"},
     {OV_ADD, "u:bob", 0, {{-1, ENODATA}}, -1, "", usual, 5},
-    {OV_ADD, "u:bob", 0, {{3, 0}}, 3},
+    {OV_ADD, "u:alice u:bob", 0, {{0, 0}, {3, 0}}, 3},
     {OV_ADD, "u:bob", 0, {{17, ENOENT}}, 17, reported, usual, 5},
     {OV_ADD, "u:bob", 0, {{-1, EINVAL}}, -1, later, usual, 5, later},
     // The failure of an identity that is not the last prints only the pending message.
@@ -194,26 +196,29 @@ TEST_F(Engine, RefinesAClockByteForByte)
 TEST_F(Engine, RefinesWhatItAdds)
 {
     const struct {
+        uint32_t what;
         Answers kernel;
         int result, error;
         uint32_t id;
         std::string message;
-    } adds[] = {{{{0, 0}, {0, 0}}, 0, 0, 7, ""},
-                {{{-1, EEXIST}}, 0, EEXIST, 0, "uid 7 already has a virtual clock"},
-                {{{0, 0}, {7, ENOTTY}}, -1, ENOTTY, 7, error + "25"}};
+    } adds[] = {{5, {{0, 0}, {0, 0}}, 0, 0, 7, ""},
+                {0, {{0, 0}}, 0, 0, 7, ""},
+                {5, {{-1, EEXIST}}, 0, EEXIST, 0, "uid 7 already has a virtual clock"},
+                {5, {{0, 0}, {7, ENOTTY}}, -1, ENOTTY, 7, error + "25"}};
     const ov_request add = make_request(OV_ADD, "g:");
     script.host_name = "cafe";
-    for (const auto &[kernel, result, error_left, id, message] : adds) {
+    for (const auto &[what, kernel, result, error_left, id, message] : adds) {
         script.answers = kernel;
         const uint32_t number = 7;
-        ov_refined refined = {5, 9, 0, 999999999, -19800};
+        ov_refined refined = {what, 9, 0, 999999999, -19800};
         const Outcome outcome = run([&](char **slot) { return ov_process_refined(&add, &number, &refined, slot); });
         EXPECT_EQ(std::tie(outcome.result, script.error, refined.id), std::tie(result, error_left, id));
         EXPECT_EQ(outcome.message, said(message));
         EXPECT_TRUE(script.host_names.empty());
         ASSERT_EQ(script.sent.size(), kernel.size());
         const auto &[command, record] = script.sent.back();
-        EXPECT_EQ(command == 0xC0505307 && record.spare == 5 && record.vtime == 999999999, id != 0);
+        EXPECT_EQ(command == 0xC0505307 && record.spare == 5 && record.vtime == 999999999, kernel.size() == 2);
+        EXPECT_EQ(ov::theiov.spare, 0);
         EXPECT_EQ(script.opened, 1);
     }
 }

@@ -138,7 +138,8 @@ static int receive_with_limit(int option)
     socklen_t size = sizeof told;
     char much[4096] = "";
     setsockopt(ends[0], SOL_SOCKET, option, &limit, sizeof limit);
-    if (getsockopt(ends[0], SOL_SOCKET, option, &told, &size) != 0 || told.tv_sec < limit.tv_sec)
+    if (setsockopt(ends[0], SOL_SOCKET, option, &limit, 1) == 0 ||
+        getsockopt(ends[0], SOL_SOCKET, option, &told, &size) != 0 || told.tv_sec < limit.tv_sec)
         return 0;
     if (option == SO_RCVTIMEO)
         return is((int)read(ends[0], much, 1), EAGAIN);

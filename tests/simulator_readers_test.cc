@@ -156,4 +156,7 @@ TEST(Simulator, NeverShowsMonotonicTimeGoBack)
     one.join();
     other.join();
     EXPECT_EQ(back, 0);
+    // Who comes to a timeline that is ahead is no more ahead of that.
+    const Timeline before = {.number = 1, .shown = {9}}, ahead = {.number = 2, .shown = {20}};
+    EXPECT_EQ(next_course({{8, 0}, 1, {}, before, {9}}, ahead, {8, 0}, {}, false).ahead[0], 0);
 }

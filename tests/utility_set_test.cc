@@ -63,6 +63,10 @@ TEST_F(Utility, SetsAnew)
          "ovuser: warning: bin has its former clock again\n= 0"},
         {"$SIM --fault 4:-1:5,7:-1:5 $OV set bin --at now; $OV list | grep -c bin",
          "1\n" + lost + "ovuser: warning: bin has its former clock again\n= 0"},
+        {"p=p:$$; $OV add $p $FREEZE --descendants >out; $SIM --fault 6:-1:5 $OV set $p --speed 2 2>out; $OV list "
+         "--json "
+         "| jq -c '.[] | select(.kind == \"process\") | [.speed, .descendants]'",
+         "[0,true]\n= 0"},
         {"$SIM --fault 6:-1:5,7:-1:5 $OV set bin --at now; $OV delete bin",
          lost + "ovuser: warning: bin has lost its clock, which was --epoch 1924419600 --speed 0\n"
                 "ovuser: warning: Specified id does not have a virtual clock\n= 4"},

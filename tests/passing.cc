@@ -119,7 +119,14 @@ static void change_clocks()
     }
 }
 
-static int64_t last;
+static void read_on()
+{
+    static int64_t last;
+    const int64_t before = last;
+    last = now(0);
+    if (last < before)
+        dprintf(1, "back\n");
+}
 
 // Whether each source passes at a speed beside real time, in one of some tries. It is read around that, so it is never
 // slower.
@@ -128,10 +135,9 @@ static bool passes_at(double speed)
     bool is_right = false;
     for (int tries = 0; tries < 20 && !is_right; ++tries) {
         int64_t shown[source_count], start = 0;
+        read_on();
         for (int i = 0; i < source_count; ++i)
             shown[i] = now(i);
-        if (shown[0] < last)
-            dprintf(1, "back\n");
         for (start = bare(); bare() < start + 100'000'000;)
             ;
         const auto real = static_cast<double>(bare() - start);
@@ -140,7 +146,7 @@ static bool passes_at(double speed)
             const double ratio = static_cast<double>(now(i) - shown[i]) / real / speed;
             is_right = is_right && ratio > (sources[i] == CLOCK_MONOTONIC_COARSE ? 0.9 : 0.999) && ratio < 1.1;
         }
-        last = now(0);
+        read_on();
     }
     return is_right;
 }

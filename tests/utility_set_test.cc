@@ -63,7 +63,7 @@ TEST_F(Utility, SetsAnew)
          "ovuser: warning: bin has its former clock again\n= 0"},
         {"$SIM --fault 4:-1:5,7:-1:5 $OV set bin --at now; $OV list | grep -c bin",
          "1\n" + lost + "ovuser: warning: bin has its former clock again\n= 0"},
-        {"p=p:$$; $OV add $p $FREEZE --descendants >out; $SIM --fault 6:-1:5 $OV set $p --speed 2 2>out; $OV list "
+        {"p=p:$$; $OV add $p $FREEZE --descendants >out; $SIM --fault 7:-1:5 $OV set $p --speed 2 2>out; $OV list "
          "--json "
          "| jq -c '.[] | select(.kind == \"process\") | [.speed, .descendants]'",
          "[0,true]\n= 0"},

@@ -32,7 +32,7 @@ static void forget_locked(struct mm_struct *mm)
 	struct vm_area_struct *vma;
 	VMA_ITERATOR(vmi, mm, 0);
 
-	mmap_assert_write_locked(mm);
+	lockdep_assert_held_write(&mm->mmap_lock);
 	for_each_vma(vmi, vma) {
 		if (!is_vvar(vma))
 			continue;

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-2.0
 #include <linux/delay.h>
-#include <linux/pid_namespace.h>
 #include <linux/sched/mm.h>
 #include <linux/sched/signal.h>
 #include <linux/sched/task.h>
@@ -71,32 +70,6 @@ struct pid *get_task_pid_instead(struct task_struct *child, enum pid_type type)
 	pid = get_task_pid(child, type);
 	hook_leave();
 	return pid;
-}
-
-static struct pid *pid_after(struct pid *pid)
-{
-	const int number = pid ? pid_nr(pid) : 0;
-
-	put_pid(pid);
-	rcu_read_lock();
-	pid = get_pid(find_ge_pid(number + 1, &init_pid_ns));
-	rcu_read_unlock();
-	return pid;
-}
-
-void visit_processes(void (*visit)(struct pid *pid, const struct vclock *clock),
-		     const struct vclock *clock)
-{
-	struct pid *pid;
-
-	if (clock && clock->kind == ZYNOV_PROCESS && !clock->tree) {
-		visit(clock->pid, clock);
-		return;
-	}
-	for (pid = pid_after(NULL); pid; pid = pid_after(pid)) {
-		visit(pid, clock);
-		cond_resched();
-	}
 }
 
 /* The caller may have just begun, or be back in user space. */

@@ -16,10 +16,6 @@ void finalize_exec_instead(struct linux_binprm *program);
 /* get_task_pid of a task that kernel_clone has made, and does not run yet. */
 struct pid *get_task_pid_instead(struct task_struct *child, enum pid_type type);
 
-/* Visits the processes that a clock may concern, all for NULL, by number: nothing is locked in between. */
-void visit_processes(void (*visit)(struct pid *pid, const struct vclock *clock),
-		     const struct vclock *clock);
-
 /* Waits until all forks that are under way have come to the hook, or failed. False if one does not. */
 bool ids_await_forks(void);
 

@@ -10,7 +10,6 @@
 
 #include "arch.h"
 #include "armed.h"
-#include "ids.h"
 #include "timers.h"
 #include "wait.h"
 #include "whose.h"

@@ -10,7 +10,6 @@
 
 #include "arch.h"
 #include "compat.h"
-#include "ids.h"
 #include "inside.h"
 #include "page.h"
 #include "vvar.h"

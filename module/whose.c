@@ -2,6 +2,7 @@
 #include <linux/cred.h>
 #include <linux/hashtable.h>
 #include <linux/nsproxy.h>
+#include <linux/pid_namespace.h>
 #include <linux/sched/signal.h>
 #include <linux/sched/task.h>
 #include <linux/stringhash.h>
@@ -145,4 +146,30 @@ void link_identity(struct vclock *clock)
 						   __kgid_val(clock->gid);
 
 	hlist_add_head_rcu(&clock->node, chain_of(clock->kind, id));
+}
+
+struct pid *pid_after(struct pid *pid)
+{
+	const int number = pid ? pid_nr(pid) : 0;
+
+	put_pid(pid);
+	rcu_read_lock();
+	pid = get_pid(find_ge_pid(number + 1, &init_pid_ns));
+	rcu_read_unlock();
+	return pid;
+}
+
+void visit_processes(void (*visit)(struct pid *pid, const struct vclock *clock),
+		     const struct vclock *clock)
+{
+	struct pid *pid;
+
+	if (clock && clock->kind == ZYNOV_PROCESS && !clock->tree) {
+		visit(clock->pid, clock);
+		return;
+	}
+	for (pid = pid_after(NULL); pid; pid = pid_after(pid)) {
+		visit(pid, clock);
+		cond_resched();
+	}
 }

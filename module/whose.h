@@ -48,4 +48,11 @@ struct vclock *group_clock(kgid_t gid, u64 container);
 void count_clock(const struct vclock *clock, int by);
 void link_identity(struct vclock *clock);
 
+/* The next number in use, with a reference; puts the one before, which may be NULL. */
+struct pid *pid_after(struct pid *pid);
+
+/* Visits the processes that a clock may concern, all for NULL, by number: nothing is locked in between. */
+void visit_processes(void (*visit)(struct pid *pid, const struct vclock *clock),
+		     const struct vclock *clock);
+
 #endif

@@ -16,6 +16,8 @@ struct vvar_layout {
 
 #if defined(CONFIG_X86_64) && defined(CONFIG_DYNAMIC_FTRACE_WITH_ARGS)
 
+#include <asm/ibt.h>
+
 #define CALL(name) "__x64_sys_" name
 #define CALL_32(name) "__ia32_compat_sys_" name
 #define CALL_TIME_32 "__ia32_sys_time32"

@@ -4,6 +4,7 @@
 #define ZYNOV_COMPAT_H
 
 #include <linux/alarmtimer.h>
+#include <linux/ftrace.h>
 #include <linux/hrtimer.h>
 #include <linux/mm.h>
 #include <linux/module.h>
@@ -44,6 +45,14 @@ static inline int frame_behind(struct vm_area_struct *vma,
 	return follow_pfn(vma, address, frame);
 #endif
 }
+
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(6, 4, 0)
+#define register_direct register_ftrace_direct
+#define unregister_direct(ops, address) unregister_ftrace_direct(ops, address, false)
+#else
+#define register_direct register_ftrace_direct_multi
+#define unregister_direct unregister_ftrace_direct_multi
+#endif
 
 /* within_module() looks at all that a module consists of, which takes longer than a reading. */
 static __always_inline bool is_own_text(unsigned long address)

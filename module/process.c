@@ -20,7 +20,7 @@ struct member {
 
 static DEFINE_HASHTABLE(members, 12);
 static DEFINE_SPINLOCK(members_lock); /* for changes; never taken in interrupts */
-static atomic_t member_count = ATOMIC_INIT(0);
+atomic_t member_count = ATOMIC_INIT(0);
 
 static struct hlist_head *chain_of(const struct signal_struct *process)
 {
@@ -44,12 +44,10 @@ struct vclock *process_clock(struct signal_struct *process, kuid_t euid)
 	struct vclock *clock;
 	struct tree *tree;
 
-	if (!atomic_read(&member_count))
-		return NULL;
 	member = find(process);
 	if (!member)
 		return NULL;
-	clock = rcu_dereference(member->own);
+	clock = rcu_dereference_check(member->own, rcu_read_lock_sched_held());
 	if (clock && reaches(clock, euid))
 		return clock;
 	tree = member->tree;
@@ -236,7 +234,7 @@ void process_begin(struct task_struct *child)
 	struct tree *tree = NULL;
 	int generation = 0;
 
-	if (!atomic_read(&member_count) || child->signal == current->signal)
+	if (!processes_in_use() || child->signal == current->signal)
 		return;
 	rcu_read_lock();
 	parent = find(current->signal);
@@ -286,7 +284,7 @@ static void on_exit(void *unused, struct task_struct *task)
 	struct member *member;
 	struct vclock *own;
 
-	if (!atomic_read(&member_count) || atomic_read(&task->signal->live))
+	if (!processes_in_use() || atomic_read(&task->signal->live))
 		return;
 	rcu_read_lock();
 	spin_lock(&members_lock);

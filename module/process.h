@@ -14,6 +14,14 @@
 int process_init(void);
 void process_exit(void);
 
+extern atomic_t member_count;
+
+/* Whether any process has a clock, or lives by one that was passed on. */
+static inline bool processes_in_use(void)
+{
+	return atomic_read(&member_count) != 0;
+}
+
 /* The clock of a process that has a thread of such a user, under RCU. */
 struct vclock *process_clock(struct signal_struct *process, kuid_t euid);
 

@@ -14,42 +14,32 @@
 #include "whose.h"
 
 /* From the real time to the caller's, whose rate is read while it is there. */
-static void show(struct timespec64 *time)
+static __always_inline void show(struct timespec64 *time)
 {
 	struct vclock *clock;
 
 	if (!table_in_use())
 		return;
-	rcu_read_lock();
+	rcu_read_lock_sched(); /* inline, where the other one is two calls */
 	clock = clock_of_current();
 	if (clock)
-		*time = time_of(zynov_shown(&rcu_dereference(clock->rate)->rate,
+		*time = time_of(zynov_shown(&rcu_dereference_sched(clock->rate)->rate,
 					    instant_of(time)));
-	rcu_read_unlock();
-}
-
-static void now(struct timespec64 *time)
-{
-	ktime_get_real_ts64(time);
-	show(time);
-}
-
-/* The instant of the last tick, as time() and the coarse clocks have it in the vDSO. */
-static void now_coarse(struct timespec64 *time)
-{
-	ktime_get_coarse_real_ts64(time);
-	show(time);
+	rcu_read_unlock_sched();
 }
 
 int read_realtime(clockid_t which, struct timespec64 *time)
 {
-	now(time);
+	ktime_get_real_ts64(time);
+	show(time);
 	return 0;
 }
 
+/* The instant of the last tick, as time() and the coarse clocks have it in the vDSO. */
 int read_coarse(clockid_t which, struct timespec64 *time)
 {
-	now_coarse(time);
+	ktime_get_coarse_real_ts64(time);
+	show(time);
 	return 0;
 }
 
@@ -57,7 +47,7 @@ int read_tai(clockid_t which, struct timespec64 *time)
 {
 	const ktime_t ahead = ktime_mono_to_any(0, TK_OFFS_TAI) - ktime_mono_to_any(0, TK_OFFS_REAL);
 
-	now(time);
+	read_realtime(CLOCK_REALTIME, time);
 	*time = timespec64_add(*time, ns_to_timespec64(ahead));
 	return 0;
 }
@@ -67,7 +57,7 @@ int read_alarm(clockid_t which, struct timespec64 *time)
 	if (!alarmtimer_get_rtcdev())
 		return -EINVAL;
 	if (which == CLOCK_REALTIME_ALARM) {
-		now(time);
+		read_realtime(CLOCK_REALTIME, time);
 	} else {
 		ktime_get_boottime_ts64(time);
 		timens_add_boottime(time);
@@ -91,7 +81,7 @@ static long give_time_of_day(struct __kernel_old_timeval __user *tv,
 {
 	struct timespec64 time;
 
-	now(&time);
+	read_realtime(CLOCK_REALTIME, &time);
 	if (tv && (put_user(time.tv_sec, &tv->tv_sec) ||
 		   put_user(time.tv_nsec / NSEC_PER_USEC, &tv->tv_usec)))
 		return -EFAULT;
@@ -132,7 +122,7 @@ long read_time(struct pt_regs *regs)
 	long result;
 
 	hook_enter();
-	now_coarse(&time);
+	read_coarse(CLOCK_REALTIME_COARSE, &time);
 	result = user && put_user(time.tv_sec, user) ? -EFAULT : time.tv_sec;
 	hook_leave();
 	return result;
@@ -145,7 +135,7 @@ long read_time_32(struct pt_regs *regs)
 	long result;
 
 	hook_enter();
-	now_coarse(&time);
+	read_coarse(CLOCK_REALTIME_COARSE, &time);
 	result = user && put_user((s32)time.tv_sec, user) ? -EFAULT : (s32)time.tv_sec;
 	hook_leave();
 	return result;

@@ -67,7 +67,7 @@ struct vclock *tree_clock(struct tree **tree, kuid_t euid)
 	struct vclock *clock;
 
 	for (; *tree; *tree = (*tree)->outer) {
-		clock = rcu_dereference((*tree)->clock);
+		clock = rcu_dereference_check((*tree)->clock, rcu_read_lock_sched_held());
 		if (clock && reaches(clock, euid))
 			return clock;
 	}

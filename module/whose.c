@@ -1,22 +1,17 @@
 // SPDX-License-Identifier: GPL-2.0
-#include <linux/cred.h>
-#include <linux/hashtable.h>
-#include <linux/nsproxy.h>
+#include <linux/kernel.h>
 #include <linux/pid_namespace.h>
-#include <linux/sched/signal.h>
 #include <linux/sched/task.h>
 #include <linux/stringhash.h>
-#include <linux/utsname.h>
 
-#include "process.h"
 #include "whose.h"
 
 DEFINE_MUTEX(table_mutex);
 int clocks_in_use;
 bool table_was_used;
-
-static DEFINE_HASHTABLE(identities, 8); /* clocks of users and groups */
-static int users_and_groups;
+DEFINE_HASHTABLE(users, 10);
+DEFINE_HASHTABLE(groups, 10);
+int users_and_groups;
 
 /* The number that a container's name is read as; a hash where that would be the host's. */
 static u64 number_of_name(const char *name)
@@ -34,86 +29,26 @@ static u64 number_of_name(const char *name)
 	return number ?: BIT_ULL(63) | full_name_hash(NULL, name, strnlen(name, __NEW_UTS_LEN));
 }
 
-/*
- * A container has a host name of its own. A sandbox that leaves the host its
- * name is none.
- */
-static u64 container_of_names(const struct uts_namespace *uts)
+u64 container_of_guest(const struct uts_namespace *uts)
 {
-	if (uts == &init_uts_ns ||
-	    !strncmp(uts->name.nodename, init_uts_ns.name.nodename, __NEW_UTS_LEN))
+	if (!strncmp(uts->name.nodename, init_uts_ns.name.nodename, __NEW_UTS_LEN))
 		return 0;
 	return number_of_name(uts->name.nodename);
 }
 
-u64 container_of_current(void)
+u64 container_of_other(struct task_struct *task)
 {
-	const struct nsproxy *proxy = current->nsproxy;
+	u64 container;
 
-	return proxy ? container_of_names(proxy->uts_ns) : 0;
-}
-
-static u64 container_of_task(struct task_struct *task)
-{
-	u64 container = 0;
-
-	if (task == current)
-		return container_of_current();
 	task_lock(task);
-	if (task->nsproxy)
-		container = container_of_names(task->nsproxy->uts_ns);
+	container = container_of_proxy(task->nsproxy);
 	task_unlock(task);
 	return container;
 }
 
-static struct hlist_head *chain_of(enum zynov_kind kind, u32 id)
-{
-	return &identities[hash_min(id ^ (u32)kind << 30, HASH_BITS(identities))];
-}
-
-struct vclock *user_clock(kuid_t uid, u64 container)
-{
-	struct vclock *clock;
-
-	hlist_for_each_entry_rcu(clock, chain_of(ZYNOV_USER, __kuid_val(uid)), node,
-				 lockdep_is_held(&table_mutex))
-		if (clock->kind == ZYNOV_USER && uid_eq(clock->uid, uid) &&
-		    clock->container == container)
-			return clock;
-	return NULL;
-}
-
-struct vclock *group_clock(kgid_t gid, u64 container)
-{
-	struct vclock *clock;
-
-	hlist_for_each_entry_rcu(clock, chain_of(ZYNOV_GROUP, __kgid_val(gid)), node,
-				 lockdep_is_held(&table_mutex))
-		if (clock->kind == ZYNOV_GROUP && gid_eq(clock->gid, gid) &&
-		    clock->container == container)
-			return clock;
-	return NULL;
-}
-
 struct vclock *clock_of_task(struct task_struct *task)
 {
-	const struct cred *cred = __task_cred(task);
-	struct vclock *clock;
-	u64 container;
-
-	if (task->flags & PF_KTHREAD)
-		return NULL;
-	clock = process_clock(task->signal, cred->euid);
-	if (clock || !READ_ONCE(users_and_groups))
-		return clock;
-	container = container_of_task(task);
-	clock = user_clock(cred->euid, container);
-	return clock ?: group_clock(cred->egid, container);
-}
-
-struct vclock *clock_of_current(void)
-{
-	return table_in_use() ? clock_of_task(current) : NULL;
+	return clock_of(task, __task_cred(task));
 }
 
 bool may_concern(struct task_struct *task, const struct vclock *clock)
@@ -142,10 +77,8 @@ void count_clock(const struct vclock *clock, int by)
 
 void link_identity(struct vclock *clock)
 {
-	const u32 id = clock->kind == ZYNOV_USER ? __kuid_val(clock->uid) :
-						   __kgid_val(clock->gid);
-
-	hlist_add_head_rcu(&clock->node, chain_of(clock->kind, id));
+	hlist_add_head_rcu(&clock->node, clock->kind == ZYNOV_USER ? user_chain(clock->uid) :
+								     group_chain(clock->gid));
 }
 
 struct pid *pid_after(struct pid *pid)

@@ -52,7 +52,8 @@ struct zynov_rate {
     uint64_t nanoseconds; /* ... since it was set: below 0 in the seconds, never in these */
     uint64_t multiplier;  /* 0 when it stands still */
     uint64_t divisor;     /* above 1 when it is slow */
-    uint64_t inverse;     /* 2^64 / divisor: to divide 64 bits takes longer than all the rest */
+    uint64_t inverse;     /* 2^(64 + shift) / divisor, rounded up: to divide 64 bits takes longer than all the rest */
+    uint64_t shift;
     struct zynov_instant start;
     struct zynov_instant real;
     int64_t midnight; /* of the day that it started on */
@@ -102,6 +103,17 @@ static inline int64_t zynov_time_of_day(int64_t seconds, int64_t utc_offset)
     return zynov_floor_mod(zynov_sum(seconds, utc_offset), ZYNOV_DAY);
 }
 
+/*
+ * 2^(64 + shift) / divisor, rounded up, in two digits of 32 bits. The divisor is above 2^shift, and at most twice that:
+ * the product with any 63 bits is then so near that the bits above 64 + shift are the quotient.
+ */
+static inline uint64_t zynov_inverse(uint64_t divisor, uint64_t shift)
+{
+    const uint64_t power = (uint64_t)1 << (32 + shift);
+
+    return (power / divisor << 32) + (power % divisor << 32) / divisor + 1;
+}
+
 static inline struct zynov_rate zynov_rate_of(const struct zynov_clock *clock)
 {
     const int64_t speed = (int32_t)clock->speed;
@@ -110,7 +122,8 @@ static inline struct zynov_rate zynov_rate_of(const struct zynov_clock *clock)
 
     rate.multiplier = speed == 0 || speed > ZYNOV_FASTEST ? 0 : speed > 0 ? (uint64_t)speed : 1;
     rate.divisor = speed < -1 ? (uint64_t)-speed : 1;
-    rate.inverse = ~(uint64_t)0 / rate.divisor;
+    rate.shift = rate.divisor > 2 ? 63 - (uint64_t)__builtin_clzll(rate.divisor - 1) : 0;
+    rate.inverse = zynov_inverse(rate.divisor, rate.shift);
     rate.start = clock->start;
     rate.real = clock->real;
     rate.rewinds = clock->rewinds != 0;
@@ -135,10 +148,8 @@ static inline void zynov_slow_down(const struct zynov_rate *rate, uint64_t *seco
     const uint64_t elapsed = *seconds * ZYNOV_SECOND + *nanoseconds;
 
     *seconds = (uint64_t)rate->start.seconds;
-    if ((int64_t)elapsed >= 0) { /* the product with the inverse is at most one too small */
-        const uint64_t quotient = (uint64_t)((zynov_wide)elapsed * rate->inverse >> 64);
-
-        *nanoseconds = quotient + (elapsed - quotient * rate->divisor >= rate->divisor ? 1 : 0);
+    if ((int64_t)elapsed >= 0) {
+        *nanoseconds = (uint64_t)((zynov_wide)elapsed * rate->inverse >> 64) >> rate->shift;
     } else { /* the real time went back */
         const int64_t shown = zynov_floor_div((int64_t)elapsed, (int64_t)rate->divisor);
 

@@ -18,6 +18,19 @@
 #error "The module takes locks that sleep under PREEMPT_RT."
 #endif
 
+/* mmap_write_trylock, which 6.1 has. */
+static inline bool try_write_lock(struct mm_struct *mm)
+{
+	if (!down_write_trylock(&mm->mmap_lock))
+		return false;
+#ifdef CONFIG_PER_VMA_LOCK
+	/* It is a number up to some 6.12, and needs nothing there. */
+	if (__same_type(mm->mm_lock_seq, seqcount_t))
+		do_raw_write_seqcount_begin((seqcount_t *)&mm->mm_lock_seq);
+#endif
+	return true;
+}
+
 /* With the mmap lock held for writing. Keeps out faults that take the lock of the vma alone. */
 static inline void wipe_on_fork(struct vm_area_struct *vma)
 {

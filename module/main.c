@@ -39,6 +39,7 @@ no_hooks:
 	process_exit();
 no_processes:
 	vvar_exit();
+	page_exit();
 	return error;
 }
 
@@ -48,11 +49,13 @@ static void __exit zynov_exit(void)
 	table_empty();
 	/* A child may know a page whose parent has undone its mark: the hook takes it away. */
 	if (!ids_await_forks())
-		page_keep();
+		page_keep("a fork does not end");
 	hooks_exit();
 	timers_exit();
-	process_exit();
 	vvar_exit();
+	table_lose_ended(); /* and what was kept for who had a page mapped */
+	process_exit();
+	page_exit();
 }
 
 module_init(zynov_init);

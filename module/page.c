@@ -110,7 +110,7 @@ static void fill(struct page *page, const struct snapshot *snapshot,
 
 static void fill_for(const struct vclock *clock, const struct snapshot *snapshot)
 {
-	fill(clock->page, snapshot,
+	fill(clock->page, snapshot, clock->retired ? NULL :
 	     &rcu_dereference_protected(clock->rate, lockdep_is_held(&contents_lock))->rate);
 }
 
@@ -120,7 +120,7 @@ static int on_tick(struct notifier_block *block, unsigned long was_set, void *ti
 	struct snapshot snapshot;
 	struct vclock *clock;
 
-	if (!table_in_use())
+	if (!table_in_use() && list_empty(&refreshed))
 		return NOTIFY_OK;
 	raw_spin_lock(&contents_lock);
 	take_snapshot(&snapshot);
@@ -177,6 +177,20 @@ void page_change_rate(struct vclock *clock, struct vclock_rate *rate)
 	kfree_rcu(old, rcu);
 }
 
+void page_retire(struct vclock *clock)
+{
+	struct snapshot snapshot;
+	unsigned long flags;
+
+	raw_spin_lock_irqsave(&contents_lock, flags);
+	clock->retired = true;
+	if (!list_empty(&clock->refreshed)) {
+		take_snapshot(&snapshot);
+		fill_for(clock, &snapshot);
+	}
+	raw_spin_unlock_irqrestore(&contents_lock, flags);
+}
+
 int page_give(struct vclock *clock)
 {
 	lockdep_assert_held(&table_mutex);
@@ -211,9 +225,9 @@ int page_init(const struct vdso_data *data)
 	return 0;
 }
 
-void page_keep(void)
+void page_keep(const char *why)
 {
-	pr_warn("zynov: a fork does not end: the pages of all clocks stay in memory\n");
+	pr_warn("zynov: %s: the pages of all clocks stay in memory\n", why);
 	keep_pages = true;
 }
 

@@ -18,14 +18,18 @@
 struct page *page_of_mixed(void);
 
 int page_init(const struct vdso_data *data);
-void page_exit(void); /* once no process has any page mapped */
+void page_exit(void);
 
-/* Under the table's mutex: a page for a clock, and its return. */
+/*
+ * Under the table's mutex: a page for a clock; from its end on it shows the
+ * real time by system call; and its return.
+ */
 int page_give(struct vclock *clock);
+void page_retire(struct vclock *clock);
 void page_take(struct vclock *clock);
 
 /* Has the pages stay in memory when the module goes. */
-void page_keep(void);
+void page_keep(const char *why);
 
 /* From now on a clock's page is kept up to date: somebody maps it. */
 void page_refresh(struct vclock *clock);

@@ -6,6 +6,7 @@
 
 #include "page.h"
 #include "process.h"
+#include "retired.h"
 #include "table.h"
 #include "timers.h"
 #include "vvar.h"
@@ -43,18 +44,6 @@ struct vclock *table_find(const struct target *target)
 			if (slots[slot] && is_meant(slots[slot], target))
 				return slots[slot];
 	return NULL;
-}
-
-static void free_clock(struct vclock *clock)
-{
-	put_pid(clock->pid);
-	kfree(rcu_access_pointer(clock->rate));
-	kfree(clock);
-}
-
-static void free_clock_later(struct rcu_head *head)
-{
-	free_clock(container_of(head, struct vclock, rcu));
 }
 
 struct vclock_rate *table_make_rate(const struct zynov_clock *set)
@@ -127,18 +116,8 @@ static void unlink_clock(struct vclock *clock, struct list_head *gone)
 	else
 		hlist_del_rcu(&clock->node);
 	count_clock(clock, -1);
+	page_retire(clock);
 	list_add(&clock->gone, gone);
-}
-
-/* Its page goes when nobody has it mapped, it itself when nobody reads it. */
-static void bid_farewell(struct list_head *gone)
-{
-	struct vclock *clock, *next;
-
-	list_for_each_entry_safe(clock, next, gone, gone) {
-		page_take(clock);
-		call_rcu(&clock->rcu, free_clock_later);
-	}
 }
 
 void table_lose_ended_locked(void)
@@ -160,7 +139,7 @@ void table_lose_ended_locked(void)
 		vvar_forget_clock(NULL);
 		waits_follow(NULL);
 	}
-	bid_farewell(&gone);
+	retire_all(&gone);
 }
 
 void table_lose_ended(void)
@@ -193,7 +172,7 @@ static int add(const struct zynov_iov *record, const struct target *target)
 		return -EDOM;
 	for (slot = 0; slot < TABLE_SLOTS && slots[slot]; slot++)
 		;
-	if (slot == TABLE_SLOTS)
+	if (slot == TABLE_SLOTS || (retired_are_many() && !permit_all()))
 		return -ENOSPC;
 	clock = make_clock(record, target);
 	if (!clock)
@@ -226,7 +205,7 @@ static void drop(struct vclock *clock)
 	unlink_clock(clock, &gone);
 	vvar_forget_clock(clock);
 	waits_follow(clock);
-	bid_farewell(&gone);
+	retire_all(&gone);
 }
 
 int table_delete(const struct target *target)
@@ -265,7 +244,7 @@ static int lose(bool (*who)(const struct vclock *clock, u64 container), u64 cont
 		return -ENOENT;
 	vvar_forget_clock(NULL);
 	waits_follow(NULL);
-	bid_farewell(&gone);
+	retire_all(&gone);
 	return 0;
 }
 

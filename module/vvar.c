@@ -4,13 +4,12 @@
 #include <linux/sched/mm.h>
 #include <linux/sched/signal.h>
 #include <linux/sched/task.h>
-#include <linux/slab.h>
 #include <linux/time_namespace.h>
-#include <linux/workqueue.h>
 
 #include "arch.h"
 #include "compat.h"
 #include "inside.h"
+#include "later.h"
 #include "page.h"
 #include "vvar.h"
 #include "whose.h"
@@ -43,6 +42,15 @@ static void forget_locked(struct mm_struct *mm)
 		wipe_on_fork(vma);
 		zap_vma_ptes(vma, vma->vm_start, vma->vm_end - vma->vm_start);
 	}
+}
+
+static bool try_forget(struct mm_struct *mm)
+{
+	if (!try_write_lock(mm))
+		return false;
+	forget_locked(mm);
+	mmap_write_unlock(mm);
+	return true;
 }
 
 void vvar_forget(struct mm_struct *mm)
@@ -86,8 +94,10 @@ static void forget_process(struct pid *pid, const struct vclock *clock)
 
 	if (!mm)
 		return;
-	vvar_forget(mm);
-	mmput(mm);
+	/* Whoever holds the lock may wait for ever, for a file system in user space perhaps. */
+	if (!try_forget(mm))
+		later_busy(mm);
+	mmput_async(mm);
 }
 
 /*
@@ -97,6 +107,7 @@ static void forget_process(struct pid *pid, const struct vclock *clock)
 void vvar_forget_clock(const struct vclock *clock)
 {
 	visit_processes(forget_process, clock);
+	later_wait();
 }
 
 /*
@@ -118,51 +129,6 @@ bool vvar_begin(struct mm_struct *mm)
 	if (!marked)
 		vvar_forget(mm);
 	return !marked;
-}
-
-/*
- * Address spaces that have the mixed page. Each finds its page anew after a
- * while, since whoever made it necessary may be gone.
- */
-struct mixed {
-	struct list_head node;
-	struct mm_struct *mm;
-};
-static LIST_HEAD(mixed_spaces);
-static DEFINE_SPINLOCK(mixed_lock);
-
-static void forget_mixed(struct work_struct *work)
-{
-	struct mixed *mixed, *next;
-	LIST_HEAD(found);
-
-	spin_lock(&mixed_lock);
-	list_splice_init(&mixed_spaces, &found);
-	spin_unlock(&mixed_lock);
-	list_for_each_entry_safe(mixed, next, &found, node) {
-		if (mmget_not_zero(mixed->mm)) {
-			vvar_forget(mixed->mm);
-			mmput(mixed->mm);
-		}
-		mmdrop(mixed->mm);
-		kfree(mixed);
-	}
-}
-static DECLARE_DELAYED_WORK(forget_mixed_work, forget_mixed);
-
-static bool note_mixed(struct mm_struct *mm)
-{
-	struct mixed *mixed = kmalloc(sizeof(*mixed), GFP_KERNEL);
-
-	if (!mixed)
-		return false;
-	mmgrab(mm);
-	mixed->mm = mm;
-	spin_lock(&mixed_lock);
-	list_add(&mixed->node, &mixed_spaces);
-	spin_unlock(&mixed_lock);
-	schedule_delayed_work(&forget_mixed_work, msecs_to_jiffies(50));
-	return true;
 }
 
 static bool process_differs(struct task_struct *process, struct mm_struct *mm,
@@ -239,7 +205,8 @@ static vm_fault_t find_page(const struct vm_special_mapping *mapping,
 	at = (long)(vmf->pgoff << PAGE_SHIFT) + layout.start;
 	if (at == layout.data || (shifted && at == layout.timens))
 		page = page_of_current(&mixed);
-	if (!page || (mixed && !note_mixed(vma->vm_mm)))
+	/* Whoever made the mixed page necessary may be gone soon. */
+	if (!page || (mixed && !later_forget(vma->vm_mm, GFP_KERNEL)))
 		return page ? VM_FAULT_OOM : mapping->fault(mapping, vma, vmf);
 	/* In a time namespace its own page stays the first, and this comes second. */
 	if (shifted)
@@ -296,13 +263,14 @@ int vvar_init(void)
 		pr_err("zynov: cannot find the vDSO's data page: error %d\n", -error);
 		return error;
 	}
+	later_init(try_forget);
 	return page_init(data);
 }
 
 void vvar_exit(void)
 {
-	flush_delayed_work(&forget_mixed_work);
 	if (table_was_used)
 		vvar_forget_clock(NULL);
-	page_exit();
+	if (!later_exit())
+		page_keep("a process's memory stays locked");
 }

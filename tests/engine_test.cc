@@ -278,5 +278,6 @@ TEST_F(Engine, ShortcutsFoldResultsIntoClasses)
     EXPECT_EQ(check_rc(0), 0);
     EXPECT_EQ(check_rc(-1), 5);
     EXPECT_EQ(ov_process_request(nullptr, nullptr), 801);
+    EXPECT_EQ(ov_process_refined(nullptr, nullptr, nullptr, nullptr), 801);
     EXPECT_EQ(ov_preview_request(nullptr, nullptr, nullptr), 801);
 }

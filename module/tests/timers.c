@@ -92,7 +92,8 @@ static void try_row(const struct row *row, const struct kind *kind, int flags)
     int64_t expected = flags ? row->left : row->armed;
     if (expected > CHRISTMAS)
         expected -= now;
-    is((int)(row - rows), kind->name, left.it_value.tv_sec, expected, 100);
+    /* A busy machine may take its time between two steps, in which a fast clock goes far. */
+    is((int)(row - rows), kind->name, left.it_value.tv_sec, expected, row->speed_before > 1 ? 100 * row->speed_before : 100);
     kind->descriptor ? close(descriptor) : timer_delete(timer);
     set_clock(getpid(), 0, 1);
 }
@@ -150,10 +151,10 @@ static void try_futex_wait(void)
     const pid_t child = fork();
     if (child == 0) {
         struct timespec until = {CHRISTMAS + HOUR, 0};
-        set_clock(getpid(), CHRISTMAS, 1);
         const long result = syscall(455, &number, 0UL, 0xffffffffUL, 2, &until, CLOCK_REALTIME);
         _exit(result < 0 && (errno == ETIMEDOUT || errno == ENOSYS) ? 0 : 1);
     }
+    set_clock(child, CHRISTMAS, 1);
     usleep(200000); /* one that begins later goes by the new clock anyway */
     set_clock(child, CHRISTMAS + 2 * HOUR, 1);
     for (int tries = 0; waitpid(child, &status, WNOHANG) == 0 && tries < 6000; ++tries)

@@ -69,7 +69,8 @@ def test_a_step_does_what_check_mode_foretold(fleet):
 
 
 def test_a_list_is_all_there_is(fleet):
-    first = {"clocks": ["u:daemon --epoch 1924419600 --speed 0", dict(FROZEN, at="2029-12-25 09:00", speed=1), BIN], "persist": True}
+    earlier = dict(FROZEN, at="2029-12-25 09:00", speed=1)
+    first = {"clocks": ["u:daemon --epoch 1924419600 --speed 0", earlier, BIN], "persist": True}
     wanted = {"clocks": [FROZEN, dict(BIN, speed=30), "u:1 --speed frozen"], "exact": True, "persist": True}
     told = foretold_and_done(fleet, "clocks", [first, {"clocks": ["u:bin --in 1d"]}, wanted, wanted])
     for foretold, done in told:

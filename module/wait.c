@@ -52,8 +52,14 @@ static void to_real(clockid_t which, struct timespec64 *time)
 {
 	struct zynov_rate rate;
 
-	if (table_in_use() && wait_is_turned(which) && wait_rate(current, &rate))
-		wait_turn(&rate, which, time);
+	if (!table_in_use() || !wait_is_turned(which) || !wait_rate(current, &rate))
+		return;
+	/* io_uring takes any number, of which timespec64_sub would take off second by second. */
+	if (time->tv_nsec >= NSEC_PER_SEC) {
+		time->tv_sec = zynov_saturating_sum(time->tv_sec, time->tv_nsec / NSEC_PER_SEC);
+		time->tv_nsec %= NSEC_PER_SEC;
+	}
+	wait_turn(&rate, which, time);
 }
 
 static ktime_t ktime_to_real(ktime_t instant)

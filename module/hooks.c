@@ -62,6 +62,11 @@ static struct hook {
 /* Of kernel_clone, the one caller of get_task_pid that is meant. */
 static unsigned long clone_begin, clone_end;
 
+/* Kprobes that are never armed: an exported way to find functions. */
+static struct kprobe probes[ARRAY_SIZE(hooks) + 1] __initdata;
+static struct kprobe *all_found[ARRAY_SIZE(probes)] __initdata;
+static int found __initdata;
+
 /* ftrace's call lies within the first bytes of a function. */
 static __always_inline const struct hook *hook_at(unsigned long address)
 {
@@ -151,27 +156,35 @@ static struct ftrace_ops *ops_of(const struct hook *hook)
 	return hook->instead ? &redirect_ops : &arguments_ops;
 }
 
-/* From a kprobe that is never armed: an exported way to find a function. */
-static unsigned long address_of(const char *name)
+static void __init find(const char *name, unsigned long *address)
 {
-	struct kprobe probe = { .symbol_name = name, .flags = KPROBE_FLAG_DISABLED };
-	unsigned long address;
+	struct kprobe *probe = &probes[found];
 
-	if (register_kprobe(&probe))
-		return 0;
-	address = (unsigned long)probe.addr;
-	unregister_kprobe(&probe);
-	return address;
+	*probe = (struct kprobe){ .symbol_name = name, .flags = KPROBE_FLAG_DISABLED };
+	if (register_kprobe(probe))
+		return;
+	*address = (unsigned long)probe->addr;
+	all_found[found++] = probe;
+}
+
+/* All at once are out of use in one grace period. */
+static void __init find_all(void)
+{
+	struct hook *hook;
+
+	for (hook = hooks; hook < hooks + ARRAY_SIZE(hooks); hook++)
+		find(hook->name, &hook->address);
+	find("kernel_clone", &clone_begin);
+	unregister_kprobes(all_found, found);
 }
 
 /* The kernel prints where an address is as NAME+0x0/0xSIZE. */
-static int find_clone(void)
+static int __init find_clone_end(void)
 {
 	char text[KSYM_SYMBOL_LEN];
 	unsigned long size = 0;
 	char *slash;
 
-	clone_begin = address_of("kernel_clone");
 	if (clone_begin) {
 		sprint_symbol(text, clone_begin);
 		slash = strchr(text, '/');
@@ -184,13 +197,12 @@ static int find_clone(void)
 	return size ? 0 : -ENOENT;
 }
 
-static int choose(void)
+static int __init choose(void)
 {
 	struct hook *hook;
 	int error;
 
 	for (hook = hooks; hook < hooks + ARRAY_SIZE(hooks); hook++) {
-		hook->address = address_of(hook->name);
 		error = hook->address ? ftrace_set_filter_ip(ops_of(hook), hook->address, 0, 0) :
 					-ENOENT;
 		if (error && !hook->optional) {
@@ -211,11 +223,19 @@ static void let_go(void)
 	ftrace_free_filter(&direct_ops);
 }
 
+/*
+ * Before it returns, each of these waits until all tasks have been elsewhere,
+ * since ftrace frees the code by which it came here.
+ */
 static void unhook_all(void)
 {
 	leave_directly();
 	if (redirect_ops.flags & FTRACE_OPS_FL_ENABLED)
 		unregister_ftrace_function(&redirect_ops);
+	/* Who had just been redirected is counted now, or gone. */
+	while (is_any_inside())
+		usleep_range(1000, 2000);
+	/* Who has counted himself out has returned after this. */
 	if (arguments_ops.flags & FTRACE_OPS_FL_ENABLED)
 		unregister_ftrace_function(&arguments_ops);
 }
@@ -235,10 +255,12 @@ static int hook_all(void)
 	return error;
 }
 
-int hooks_init(void)
+int __init hooks_init(void)
 {
-	int error = find_clone() ?: choose() ?: hook_all();
+	int error;
 
+	find_all();
+	error = find_clone_end() ?: choose() ?: hook_all();
 	if (error)
 		let_go();
 	return error;
@@ -248,10 +270,4 @@ void hooks_exit(void)
 {
 	unhook_all();
 	let_go();
-	/* Who has just been redirected is counted then, or gone. */
-	synchronize_rcu_tasks();
-	while (is_any_inside())
-		usleep_range(1000, 2000);
-	/* Who has counted himself out has returned. */
-	synchronize_rcu_tasks();
 }

@@ -27,7 +27,9 @@ int report_not_passed_on(const Identity &who, int error)
 int32_t EngineCall::send()
 {
     who_.put_into(request_);
-    const bool ended = who_.kind == OV_PROCESS && is_pid_alive(static_cast<int>(who_.id)) == 0;
+    // An ended process may have left a clock to its descendants.
+    const bool ended =
+        who_.kind == OV_PROCESS && request_.operation == OV_ADD && is_pid_alive(static_cast<int>(who_.id)) == 0;
     errno = 0;
     result_ = ended ? int32_t{OV_UNKNOWN_IDENTITY} : ov_process_numbers(&request_, &who_.id, &message_);
     error_ = errno;

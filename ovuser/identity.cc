@@ -203,6 +203,18 @@ static int look_up(const char *name, int32_t kind, uint32_t *number)
     return 0;
 }
 
+// Finds the clock that an ended process has left to its descendants, which parse_uid no longer resolves.
+static bool find_left_clock(Identity &identity)
+{
+    char *end;
+    const long pid = strtol(identity.name, &end, 10);
+    ov_refined refined;
+    if (*end != '\0' || ov_refined_clock(OV_PROCESS, static_cast<uint32_t>(pid), &refined) != 0)
+        return false;
+    identity.id = static_cast<uint32_t>(pid);
+    return refined.generations == 0;
+}
+
 // Words that people write in place of a prefix.
 static constexpr struct {
     const char *word;
@@ -240,9 +252,12 @@ int check_identities(IdentityList &identities, ov_request &request, int64_t *val
     int64_t unused;
     const bool root = getuid() == 0;
     for (Identity &identity : identities) {
-        const bool found = identity.name == nullptr || look_up(identity.name, identity.kind, &identity.id) == 0;
+        bool found = identity.name == nullptr || look_up(identity.name, identity.kind, &identity.id) == 0;
+        const bool left =
+            !found && identity.kind == OV_PROCESS && request.operation == OV_DELETE && find_left_clock(identity);
+        found = found || left;
         identity.put_into(request);
-        if (root && found && identity.id != 0) // root may: saves the engine a second lookup
+        if (left || (root && found && identity.id != 0)) // root may: saves the engine a second lookup
             request.id_count = 0;
         char *message = nullptr;
         if (const int32_t result = ov_preview_request(&request, value != nullptr ? value : &unused, &message)) {

@@ -39,9 +39,10 @@ TEST_F(Utility, PassesAClockOn)
          "'(date +%s); sh -c \"date +%s; exit 7\"'; echo $?; done",
          CHRISTMAS_SECOND CHRISTMAS_SECOND "7\n" CHRISTMAS_SECOND CHRISTMAS_SECOND
                                            "7\n" CHRISTMAS_SECOND CHRISTMAS_SECOND "7\n= 0"},
-        {"mkfifo d e; for kind in '' --daemons; do $OV run $kind $FREEZE sh -c '(read line <d; date +%s >e) &';"
-         "echo >d; cat e; done",
-         "real\n" CHRISTMAS_SECOND "= 0"},
+        {"mkfifo d e; try() { $OV run $1 $FREEZE sh -c 'echo $$ >p; (read line <d; date +%s >e) &'; $2 p:$(cat p); "
+         "echo "
+         ">d; cat e; }; try '' :; try --daemons :; try --daemons \"$OV delete\" | sed s/p:[0-9]*/p:N/",
+         "real\n" CHRISTMAS_SECOND DELETED("p:N") "real\n= 0"},
         // By whose clock a grandchild lives. An ordinary user may not see that.
         {"mkfifo f g; $OV run $FREEZE sh -c '((echo >f; read x <g) & read x <f; ./ovuser show p:$! --json | jq -c "
          "\".[] | [.lives_by, .generations, .kept_by, .clock.epoch, .clock.descendants]\"; ./ovuser show p:$! | sed -n "

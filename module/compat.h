@@ -121,4 +121,23 @@ struct uring_timeout {
 	u32 flags;
 };
 
+/* The beginning of struct io_timeout, and struct io_timeout_rem there. */
+struct uring_place {
+	struct file *file;
+	u32 off;
+	u32 target_seq;
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(6, 4, 0)
+	u32 repeats;
+#endif
+	struct list_head list;
+};
+
+struct uring_update {
+	struct file *file;
+	u64 user_data;
+	struct timespec64 ts;
+	u32 flags;
+	bool linked;
+};
+
 #endif

@@ -54,6 +54,7 @@ static struct hook {
 	{ "do_mq_timedreceive", .before = before_mq, .optional = true },
 	{ "io_timeout", .before = before_uring_timeout, .optional = true },
 	{ "io_queue_linked_timeout", .before = before_uring_timeout, .optional = true },
+	{ "io_timeout_remove", .before = before_uring_update, .optional = true },
 	{ "alarm_timer_arm", .before = before_timer_arm, .optional = true },
 	{ "alarm_timer_nsleep", .before = before_alarm_nsleep, .optional = true },
 	{ "__do_adjtimex", .before = before_adjtimex },

@@ -121,6 +121,38 @@ void before_uring_timeout(struct ftrace_regs *regs)
 		to_real(CLOCK_REALTIME, &timeout->ts);
 }
 
+/* Whether what is updated is of the real-time clock: that stays. */
+static bool updates_real(struct io_ring_ctx *ring, const struct uring_update *update)
+{
+	struct list_head *timeouts = update->linked ? &ring->ltimeout_list : &ring->timeout_list;
+	const struct uring_timeout *timeout;
+	struct uring_place *place;
+	unsigned long flags;
+	bool real = false;
+
+	spin_lock_irqsave(&ring->timeout_lock, flags);
+	list_for_each_entry(place, timeouts, list) {
+		if (cmd_to_io_kiocb(place)->cqe.user_data != update->user_data)
+			continue;
+		timeout = cmd_to_io_kiocb(place)->async_data;
+		real = (timeout->flags & IORING_TIMEOUT_CLOCK_MASK) == IORING_TIMEOUT_REALTIME;
+		break;
+	}
+	spin_unlock_irqrestore(&ring->timeout_lock, flags);
+	return real;
+}
+
+/* io_timeout_remove(request, flags) */
+void before_uring_update(struct ftrace_regs *regs)
+{
+	struct io_kiocb *request = (struct io_kiocb *)argument(regs, 0);
+	struct uring_update *update = io_kiocb_to_cmd(request, struct uring_update);
+
+	if (update->flags & IORING_TIMEOUT_UPDATE && update->flags & IORING_TIMEOUT_ABS &&
+	    table_in_use() && updates_real(request->ctx, update))
+		to_real(CLOCK_REALTIME, &update->ts);
+}
+
 /* Calls that may wait until an instant, and are begun again by the kernel when a signal has no handler. */
 static bool is_timed_wait(struct task_struct *task, struct pt_regs *regs)
 {

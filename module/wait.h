@@ -20,6 +20,7 @@ void before_nsleep(struct ftrace_regs *regs);
 void before_alarm_nsleep(struct ftrace_regs *regs);
 void before_mq(struct ftrace_regs *regs);
 void before_uring_timeout(struct ftrace_regs *regs);
+void before_uring_update(struct ftrace_regs *regs);
 
 /* By what a task's clock goes; false without one. */
 bool wait_rate(struct task_struct *task, struct zynov_rate *rate);

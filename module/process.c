@@ -110,6 +110,11 @@ int process_give(struct pid *pid, struct vclock *clock)
 
 	if (!task)
 		return -ESRCH;
+	/* Its parent enters it before it runs, or it would never live by an ancestor's clock. */
+	if (READ_ONCE(task->__state) == TASK_NEW) {
+		put_task_struct(task);
+		return -ESRCH;
+	}
 	new = make_member(task->signal);
 	if (!new) {
 		put_task_struct(task);
@@ -256,12 +261,7 @@ void process_begin(struct task_struct *child)
 	member->tree = tree;
 	member->generation = generation;
 	tree_begin_life(tree);
-	if (enter(child->signal, member) == member)
-		return;
-	/* Somebody has given it a clock of its own before it runs. */
-	tree_end_life(tree);
-	tree_put(tree);
-	kfree(member);
+	enter(child->signal, member);
 }
 
 /* A process's own clock when it ends; under RCU. */

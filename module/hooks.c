@@ -57,6 +57,9 @@ static struct hook {
 	{ "io_timeout_remove", .before = before_uring_update, .optional = true },
 	{ "alarm_timer_arm", .before = before_timer_arm, .optional = true },
 	{ "alarm_timer_nsleep", .before = before_alarm_nsleep, .optional = true },
+	{ "perf_event_namespaces", .before = before_namespaces, .optional = true },
+	{ "uts_proc_notify", .before = before_name_notice, .optional = true },
+	{ "proc_do_uts_string", .before = before_name_string, .optional = true },
 	{ "__do_adjtimex", .before = before_adjtimex },
 };
 

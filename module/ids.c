@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: GPL-2.0
 #include <linux/delay.h>
+#include <linux/resume_user_mode.h>
 #include <linux/sched/mm.h>
 #include <linux/sched/signal.h>
 #include <linux/sched/task.h>
 #include <linux/sched/task_stack.h>
+#include <linux/slab.h>
+#include <linux/task_work.h>
 #include <asm/syscall.h>
 #include <asm/unistd.h>
 
@@ -11,8 +14,23 @@
 #include "ids.h"
 #include "inside.h"
 #include "process.h"
+#include "timers.h"
 #include "vvar.h"
 #include "whose.h"
+
+/*
+ * The caller may live by another clock from now on. Not only while there is
+ * one: who deletes the last looks at those alone who might live by it now.
+ */
+static void find_anew(void)
+{
+	smp_mb(); /* see table_in_use */
+	if (!READ_ONCE(table_was_used) || !current->mm || current->flags & PF_KTHREAD)
+		return;
+	if (current->mm->context.vdso)
+		vvar_forget(current->mm);
+	timers_follow_current();
+}
 
 int commit_creds_instead(struct cred *new)
 {
@@ -22,10 +40,8 @@ int commit_creds_instead(struct cred *new)
 
 	hook_enter();
 	result = commit_creds(new);
-	smp_mb(); /* see table_in_use */
-	if (changes && table_in_use() && current->mm && current->mm->context.vdso &&
-	    !(current->flags & PF_KTHREAD))
-		vvar_forget(current->mm);
+	if (changes)
+		find_anew();
 	hook_leave();
 	return result;
 }
@@ -38,6 +54,71 @@ void finalize_exec_instead(struct linux_binprm *program)
 	if (READ_ONCE(table_was_used))
 		vvar_begin(current->mm);
 	hook_leave();
+}
+
+static void find_namespace_anew(struct callback_head *work)
+{
+	find_anew();
+	kfree(work);
+	hook_leave();
+}
+
+/* A name is that of all who are in its namespace, and the host's is looked at for each container. */
+static void find_name_anew(struct callback_head *work)
+{
+	smp_mb(); /* see table_in_use */
+	if (table_in_use()) {
+		vvar_forget_clock(NULL);
+		waits_follow(NULL);
+	}
+	kfree(work);
+	hook_leave();
+}
+
+/*
+ * Before the caller is back in user space: what he calls now holds locks, or has
+ * yet to make the change. Some kernels keep task_work_add to themselves; its
+ * parts are not. Who is in a system call still does such work.
+ */
+static void before_return(task_work_func_t function)
+{
+	struct callback_head *work, *next;
+
+	if (!current->mm || current->flags & (PF_KTHREAD | PF_EXITING))
+		return;
+	work = kmalloc(sizeof(*work), GFP_ATOMIC);
+	if (!work) {
+		pr_warn_ratelimited("zynov: no memory: process %d finds its clock later\n",
+				    task_tgid_nr(current));
+		return;
+	}
+	hook_enter();
+	init_task_work(work, function);
+	next = READ_ONCE(current->task_works);
+	do
+		work->next = next;
+	while (!try_cmpxchg(&current->task_works, &next, work));
+	set_notify_resume(current);
+}
+
+/* perf_event_namespaces(task), after unshare and setns, and for a child */
+void before_namespaces(struct ftrace_regs *regs)
+{
+	if ((struct task_struct *)argument(regs, 0) == current)
+		before_return(find_namespace_anew);
+}
+
+/* uts_proc_notify(what), after sethostname */
+void before_name_notice(struct ftrace_regs *regs)
+{
+	before_return(find_name_anew);
+}
+
+/* proc_do_uts_string(table, write, ...) */
+void before_name_string(struct ftrace_regs *regs)
+{
+	if ((int)argument(regs, 1))
+		before_return(find_name_anew);
 }
 
 /* Whether a child that shares its parent's memory lives by another clock. */

@@ -5,6 +5,7 @@
 
 #include <linux/binfmts.h>
 #include <linux/cred.h>
+#include <linux/ftrace.h>
 #include <linux/pid.h>
 
 #include "vclock.h"
@@ -12,6 +13,11 @@
 /* In the place of the kernel's. */
 int commit_creds_instead(struct cred *new);
 void finalize_exec_instead(struct linux_binprm *program);
+
+/* Each notes that the caller may live by another clock when he is back. */
+void before_namespaces(struct ftrace_regs *regs);
+void before_name_notice(struct ftrace_regs *regs);
+void before_name_string(struct ftrace_regs *regs);
 
 /* get_task_pid of a task that kernel_clone has made, and does not run yet. */
 struct pid *get_task_pid_instead(struct task_struct *child, enum pid_type type);

@@ -181,6 +181,12 @@ void waits_follow(const struct vclock *clock)
 	visit_processes(follow_process, clock);
 }
 
+/* Of the caller, whose ids or container have changed. */
+void timers_follow_current(void)
+{
+	follow_process(task_tgid(current), NULL);
+}
+
 void timers_exit(void)
 {
 	visit_processes(follow_process, NULL);

@@ -20,6 +20,9 @@ void before_timerfd_release(struct ftrace_regs *regs);
 /* After a change of a clock, or of any if it is NULL: waits and timers under way follow. */
 void waits_follow(const struct vclock *clock);
 
+/* After a change of who the caller is: his timers follow. */
+void timers_follow_current(void);
+
 /* Once the table is empty, and nobody in a hook: those follow who came too late. */
 void timers_exit(void);
 

@@ -163,6 +163,25 @@ static void try_futex_wait(void)
     kill(child, SIGKILL);
 }
 
+/* What a process has armed follows when it takes another user, by itself or by a program that it executes. */
+static void try_other_user(void)
+{
+    struct zynov_iov add = {.version = ZYNOV_IOV_VERSION, .id = 1000, .flags = ZYNOV_USER, .vtime = CHRISTMAS, .speed = 1};
+    struct zynov_iov gone = {.version = ZYNOV_IOV_VERSION, .id = 1000, .vtime = ZYNOV_USER};
+    const struct itimerspec setting = {.it_value.tv_sec = CHRISTMAS + 2 * HOUR};
+    struct itimerspec left = {0};
+    const int own = timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK);
+    is(12, "user's clock", ioctl(file, ZYNOV_IOC_ADD_CLOCK, &add), 0, 0);
+    is(13, "user", seteuid(1000), 0, 0);
+    timerfd_settime(own, TFD_TIMER_ABSTIME, &setting, NULL);
+    timerfd_gettime(own, &left);
+    is(14, "as the user", left.it_value.tv_sec, 2 * HOUR, 100);
+    is(15, "root", seteuid(0), 0, 0);
+    timerfd_gettime(own, &left);
+    is(16, "as root", left.it_value.tv_sec, CHRISTMAS + 2 * HOUR - time(NULL), 100);
+    ioctl(file, ZYNOV_IOC_DELETE_CLOCK, &gone);
+}
+
 static int idle(void *nothing)
 {
     return nothing == NULL ? pause() : 0;
@@ -197,6 +216,7 @@ int main(void)
                 try_row(row, kind, flags);
     try_cancelling();
     try_futex_wait();
+    try_other_user();
     try_shared_memory();
     return wrong;
 }

@@ -175,10 +175,15 @@ static void follow_process(struct pid *pid, const struct vclock *clock)
 	rcu_read_unlock();
 }
 
+static void follow(struct pid *pid, const struct vclock *clock)
+{
+	wait_again(pid, clock);
+	follow_process(pid, clock);
+}
+
 void waits_follow(const struct vclock *clock)
 {
-	visit_processes(wait_again, clock);
-	visit_processes(follow_process, clock);
+	visit_processes(follow, clock);
 }
 
 /* Of the caller, whose ids or container have changed. */

@@ -60,25 +60,15 @@ void vvar_forget(struct mm_struct *mm)
 	mmap_write_unlock(mm);
 }
 
-static bool any_concerned(struct task_struct *process, const struct vclock *clock)
-{
-	struct task_struct *thread;
-
-	for_each_thread(process, thread)
-		if (may_concern(thread, clock))
-			return true;
-	return false;
-}
-
-/* Of any thread that still has one, if the clock concerns any of them. */
-static struct mm_struct *get_process_mm(struct pid *pid, const struct vclock *clock)
+/* Of any thread that still has one. */
+static struct mm_struct *get_process_mm(struct pid *pid)
 {
 	struct task_struct *process, *thread;
 	struct mm_struct *mm = NULL;
 
 	rcu_read_lock();
 	process = pid_task(pid, PIDTYPE_TGID);
-	if (process && !(process->flags & PF_KTHREAD) && any_concerned(process, clock))
+	if (process && !(process->flags & PF_KTHREAD))
 		for_each_thread(process, thread) {
 			mm = get_task_mm(thread);
 			if (mm)
@@ -90,7 +80,7 @@ static struct mm_struct *get_process_mm(struct pid *pid, const struct vclock *cl
 
 static void forget_process(struct pid *pid, const struct vclock *clock)
 {
-	struct mm_struct *mm = get_process_mm(pid, clock);
+	struct mm_struct *mm = get_process_mm(pid);
 
 	if (!mm)
 		return;

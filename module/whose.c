@@ -92,17 +92,59 @@ struct pid *pid_after(struct pid *pid)
 	return pid;
 }
 
+static bool concerns_any(struct pid *pid, const struct vclock *clock)
+{
+	struct task_struct *process = pid_task(pid, PIDTYPE_TGID), *thread;
+
+	if (process && !(process->flags & PF_KTHREAD))
+		for_each_thread(process, thread)
+			if (may_concern(thread, clock))
+				return true;
+	return false;
+}
+
+/* How many processes are looked at before others may run; a look is some 100 instructions. */
+#define BATCH 64
+
+/*
+ * The next process after a number that a clock may concern, with a reference,
+ * or NULL if there is none among the next few. False at the end of all.
+ */
+static bool find_concerned(int *number, const struct vclock *clock, struct pid **found)
+{
+	struct pid *pid;
+	int looks;
+
+	*found = NULL;
+	rcu_read_lock();
+	for (looks = 0; looks < BATCH && !*found; looks++) {
+		pid = find_ge_pid(*number + 1, &init_pid_ns);
+		if (!pid)
+			break;
+		*number = pid_nr(pid);
+		if (concerns_any(pid, clock))
+			*found = get_pid(pid);
+	}
+	rcu_read_unlock();
+	return looks == BATCH || *found;
+}
+
 void visit_processes(void (*visit)(struct pid *pid, const struct vclock *clock),
 		     const struct vclock *clock)
 {
 	struct pid *pid;
+	int number = 0;
+	bool more;
 
 	if (clock && clock->kind == ZYNOV_PROCESS && !clock->tree) {
 		visit(clock->pid, clock);
 		return;
 	}
-	for (pid = pid_after(NULL); pid; pid = pid_after(pid)) {
-		visit(pid, clock);
+	do {
+		more = find_concerned(&number, clock, &pid);
+		if (pid)
+			visit(pid, clock);
+		put_pid(pid);
 		cond_resched();
-	}
+	} while (more);
 }

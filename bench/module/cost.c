@@ -74,7 +74,8 @@ static int change(void)
     double took[ROUNDS];
     const int file = open(ZYNOV_PATH, O_RDONLY);
     for (int round = 0; round < ROUNDS; ++round) {
-        struct zynov_iov add = {.version = ZYNOV_IOV_VERSION, .id = 1000, .flags = ZYNOV_USER, .vtime = 1924419600, .speed = 1};
+        struct zynov_iov add = {
+            .version = ZYNOV_IOV_VERSION, .id = 1000, .flags = ZYNOV_USER, .vtime = 1924419600, .speed = 1};
         struct zynov_iov delete = {.version = ZYNOV_IOV_VERSION, .id = 1000, .vtime = ZYNOV_USER};
         const long long begin = monotonic();
         if (ioctl(file, ZYNOV_IOC_ADD_CLOCK, &add) || ioctl(file, ZYNOV_IOC_DELETE_CLOCK, &delete))
@@ -90,7 +91,8 @@ static int work(void)
     const long long end = monotonic() + 1000000000;
     long long done = 0;
     for (; monotonic() < end; ++done)
-        for (volatile int i = 0; i < 1000; ++i) {}
+        for (volatile int i = 0; i < 1000; ++i) {
+        }
     printf("%lld\n", done);
     return 0;
 }
@@ -125,7 +127,8 @@ static int crowd(int number, char **command)
     waitpid(child, &status, 0);
     signal(SIGTERM, SIG_IGN);
     kill(0, SIGTERM);
-    while (wait(NULL) > 0) {}
+    while (wait(NULL) > 0) {
+    }
     return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
 }
 

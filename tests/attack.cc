@@ -15,32 +15,8 @@ extern "C" int flock(int, int)
     abort();
 }
 
-static void write_as_eight(int control)
-{
-    constexpr int writers = 8, changes = 10000;
-    int writing = writers, torn = 0, lost = 0, status;
-    for (int writer = 1; writer <= writers; ++writer)
-        start([&] {
-            const int own = open_control();
-            for (int i = 0; i < changes / 2 && faults == 0; ++i)
-                if (!adds_and_deletes(1000 * writer + i % 10, own))
-                    complain("a writer's change failed", errno);
-            if (send(ZYNOV_IOC_ADD_CLOCK, 1000 * writer, own) != 0)
-                complain("a writer's last clock failed", errno);
-        });
-    for (int own_torn; writing > 0; writing -= waitpid(-1, &status, WNOHANG) > 0)
-        count(0, control, own_torn = 0), torn += own_torn;
-    for (int writer = 1; writer <= writers; ++writer) {
-        lost += count(1000 * writer, control, torn) != 1;
-        lost += send(ZYNOV_IOC_DELETE_CLOCK, 1000 * writer, control) != 0;
-    }
-    if (lost + torn > 0)
-        complain("lost, twice or torn", lost + torn);
-    printf("%d writers, %d changes each\n", writers, changes);
-}
-
 // Kills processes at any moment, while another of their threads makes children that live on.
-static void kill_at_random(int control, bool forking)
+static void kill_at_random(int control)
 {
     int kills = 0, torn = 0, lost = 0;
     for (const auto begun = Clock::now(); Clock::now() - begun < length; ++kills) {
@@ -53,12 +29,11 @@ static void kill_at_random(int control, bool forking)
                 for (;;)
                     adds_and_deletes(500000, control);
             }).detach();
-            for (; forking; usleep(300)) {
+            for (;; usleep(300)) {
                 const pid_t child = fork();
                 if (child == 0)
                     close(children[1]), read(children[0], ready, 1), _exit(0);
             }
-            pause();
         });
         close(children[0]);
         char started;
@@ -75,7 +50,7 @@ static void kill_at_random(int control, bool forking)
     }
     if (lost + torn > 0)
         complain("lost, twice or torn", lost + torn);
-    printf("%d kills%s\n", kills, forking ? " of processes that fork" : "");
+    printf("%d kills of processes that fork\n", kills);
 }
 
 static sigjmp_buf way_out;
@@ -165,10 +140,8 @@ int main(int argc, char **argv)
     const long open_before = count_open();
     if (send(ZYNOV_IOC_ADD_CLOCK, 700000, control) != 0) // it must last
         complain("no clock could be added", errno);
-    write_as_eight(control);
-    length = std::max<Clock::duration>((end - Clock::now()) / 8, std::chrono::milliseconds(100));
-    kill_at_random(control, false);
-    kill_at_random(control, true);
+    length = std::max<Clock::duration>((end - Clock::now()) / 7, std::chrono::milliseconds(100));
+    kill_at_random(control);
     signal_at_random(control);
     cancel_at_random(control);
     start_programs(control);

@@ -2,7 +2,7 @@
    process of its own, since some are alarms. None may end before its clock has moved by that, nor before the real
    time in which it should.
    With another speed, the clock gets it meanwhile.
-   Usage: lengths SPEED|none MILLISECONDS_OF_THE_CLOCK REAL_MILLISECONDS [-v | OTHER_SPEED], on the simulator */
+   Usage: lengths SPEED|none MILLISECONDS_OF_THE_CLOCK REAL_MILLISECONDS [OTHER_SPEED], on the simulator */
 #define _GNU_SOURCE
 #include "tests/lengths.h"
 
@@ -83,8 +83,7 @@ static void *hold_lock(void *nothing)
 
 static int go(const struct way *way, char **arguments)
 {
-    const int is_talkative = arguments[3] != NULL && strcmp(arguments[3], "-v") == 0;
-    const double least = arguments[3] != NULL && !is_talkative ? 0 : atof(arguments[2]);
+    const double least = arguments[3] != NULL ? 0 : atof(arguments[2]);
     pthread_t holder;
     signal(SIGALRM, ignore);
     sigemptyset(&alarms);
@@ -96,7 +95,7 @@ static int go(const struct way *way, char **arguments)
     pthread_create(&holder, NULL, hold_lock, NULL);
     pthread_join(holder, NULL);
     set_clock(getpid(), arguments[0], 0);
-    if (arguments[3] != NULL && !is_talkative)
+    if (arguments[3] != NULL)
         change_clock_soon(arguments[3]);
     const double begin = milliseconds_by(bare_clock_gettime), shown = milliseconds_by(clock_gettime);
     const int passed = way->wait();
@@ -107,8 +106,6 @@ static int go(const struct way *way, char **arguments)
     if (!passed || is_early)
         printf("%s: %s after %.3f ms, %.3f by the clock\n", way->name, passed ? "early" : strerror(error), lasted,
                moved);
-    else if (is_talkative)
-        printf("%s: %.3f ms\n", way->name, lasted - least);
     fflush(stdout);
     _exit(!passed || is_early);
 }
@@ -119,12 +116,11 @@ int main(int argc, char **argv)
     int bad = 0, status = 0;
     if (argc < 4)
         return 2;
-    const int is_changed = argc > 4 && strcmp(argv[4], "-v") != 0;
     milliseconds = atoi(argv[2]);
     length = (struct timespec){milliseconds / 1000, milliseconds % 1000 * 1000000};
     bare_clock_gettime = (int (*)(clockid_t, struct timespec *))dlsym(dlopen("libc.so.6", RTLD_LAZY), "clock_gettime");
     for (size_t i = 0; i < way_count; ++i)
-        if (is_changed && is_kept(ways[i].name))
+        if (argc > 4 && is_kept(ways[i].name))
             children[i] = -1;
         else if ((children[i] = fork()) == 0)
             go(&ways[i], argv + 1);

@@ -44,10 +44,9 @@ TEST_F(Utility, AppliesAFileForProgramsAndForMany)
         // A plan in JSON changes nothing, and prints nothing if it cannot be made.
         {"$OV reset >out; $OV add nobody news $FREEZE >out; j='--dry-run --json'\n"
          "p() { jq -c 'map_values(map([.identity, .line, .from.epoch, .to.epoch, .to.speed]))'; }\n"
-         "$OV apply clocks $j --prune --replace | p; $OV apply clocks $j | jq -c 'map_values(length)'; "
-         "$OV set news g:sys --at @1924419609 --speed 5 $j | p; $OV add news --in 1d $j | jq -c '.left[0] | .from == "
-         ".to'; "
-         "$OV apply --json; $SIM --fault 2:-1:5 $OV set bin --in 1d $j; $OV list | grep -c '^[ug]:'",
+         "$OV apply clocks $j --prune --replace | p; $OV apply clocks $j | jq -c 'map_values(length)'; $OV set news "
+         "g:sys --at @1924419609 --speed 5 $j | p; $OV add news --in 1d $j | jq -c '.left[0] | .from == .to'; $OV "
+         "apply --json; $SIM --fault 2:-1:5 $OV set bin --in 1d $j; $OV list | grep -c '^[ug]:'",
          R"({"added":[["g:bin",4,null,1924419600,1001]],"changed":[["u:nobody",3,1924419600,1924419600,0]],)"
          R"("deleted":[["u:news",null,1924419600,null,null]],"left":[],"failed":[]})"
          "\n"
@@ -60,16 +59,14 @@ TEST_F(Utility, AppliesAFileForProgramsAndForMany)
         // A clock whose time nobody may set must not stop the others from being applied.
         {"$OV add sys --epoch 253402329599 --speed 1000 >out; sleep 0.1; $OV save | grep -c '^# u:sys'", "1\n= 0"},
         // A long file is applied right, also a second time.
-        {"getent group | sed '1d; s/:.*//; s/^/g:/' >groups; { cat groups; echo games; } | sed 's/$/ --speed 2/' >many;"
-         "$OV apply - --prune <many >out; $OV list | sed -n 's/^\\([gu]:[^ ]*\\).*/\\1/p' >listed; echo u:games "
-         ">>groups;"
-         "cmp groups listed && [ $(grep -c . groups) -gt 35 ] && $OV apply - <many",
+        {"getent group | sed '1d; s/:.*//; s/^/g:/' >groups; { cat groups; echo games; } | sed 's/$/ --speed 2/' "
+         ">many; $OV apply - --prune <many >out; $OV list | sed -n 's/^\\([gu]:[^ ]*\\).*/\\1/p' >listed; echo u:games "
+         ">>groups; cmp groups listed && [ $(grep -c . groups) -gt 35 ] && $OV apply - <many",
          "ovuser: report: standard input: nothing to change\n= 0"},
         // The superuser refuses a file that others may write. An ordinary user may apply a file of their own.
         {"for file in '65534 600' '0 620' '65534 602'; do chown ${file% *} clocks; chmod ${file#* } clocks; $OV apply "
-         "clocks;"
-         "done; mkfifo fifo; $OV apply fifo; $OV apply none; echo $?; $OV apply none none;"
-         "echo '--in 1d' | $NOBODY $OV apply - | tail -n 1",
+         "clocks; done; mkfifo fifo; $OV apply fifo; $OV apply none; echo $?; $OV apply none none; echo '--in 1d' | "
+         "$NOBODY $OV apply - | tail -n 1",
          "5\n" SUMMARY("standard input", "1", "0", "0", "0", "0") ERROR
          "clocks: others than root may write it: chown root clocks\n" AND_ERROR
          "clocks: others than root may write it: chmod go-w clocks\n" AND_ERROR

@@ -8,9 +8,7 @@ TEST_F(Utility, RunsACommandWithAClock)
     expect({
         // The clock exists from the first instruction to the last; alone, a child of the command has none.
         {"$OV run $FREEZE ./probe; $NOBODY $OV run --alone $FREEZE -- sh -c 'sh -c \"date +%s\"; exec date +%s'; $OV "
-         "list | "
-         "grep "
-         "-c p:",
+         "list | grep -c p:",
          CHRISTMAS_SECOND "real\n" CHRISTMAS_SECOND "0\n= 1"},
         // The clock's owner, and the user whom the command runs as.
         {"$OV run --group bin $FREEZE sh -c 'date +%s; id -g; id -rg; id -u'; $OV list | grep -c g:bin",
@@ -20,10 +18,9 @@ TEST_F(Utility, RunsACommandWithAClock)
          CHRISTMAS_SECOND "9\n9\n/var/spool/news news news\n= 0"},
         // The command inherits nothing of the utility's: descriptors, a variable, a signal disposition.
         {"echo 'opendir D, q(/proc/self/fd); print join(q( ), sort(readdir(D)), @ENV{POSIXLY_CORRECT}, qq(\\n)); exit "
-         "6' "
-         ">see; for command in 'perl see' 'grep SigIgn /proc/self/status'; do POSIXLY_CORRECT=1 perl -e 'close STDERR;"
-         "$SIG{CHLD} = q(IGNORE); system(@ARGV[4 .. $#ARGV]); exec @ARGV' $OV run --speed 2 $command >seen; echo $?;"
-         "uniq -c seen; done | cut -c -9",
+         "6' >see; for command in 'perl see' 'grep SigIgn /proc/self/status'; do POSIXLY_CORRECT=1 perl -e 'close "
+         "STDERR; $SIG{CHLD} = q(IGNORE); system(@ARGV[4 .. $#ARGV]); exec @ARGV' $OV run --speed 2 $command >seen; "
+         "echo $?; uniq -c seen; done | cut -c -9",
          "6\n      2 .\n0\n      2 S\n= 0"},
     });
 }
@@ -78,10 +75,9 @@ TEST_F(Utility, EndsAsTheCommandDid)
          "127\n126\n" ERROR "./none: No such file or directory\n" AND_ERROR "./table: Permission denied\n= 0"},
         // Nothing runs if the owner has a clock already, is not allowed one, or is unclear from the words.
         {"$OV add news $FREEZE >/dev/null; for fails in '--speed 2 --user news' '--speed 2 --user root' '--group 2 "
-         "--user 9'"
-         " '--speed 2 --group bi' --help=no; do $OV run $fails echo ran; echo $?; done; $NOBODY $OV run --speed 2 "
-         "--group nogroup echo ran; echo $?; $OV run --speed 2 --user news echo ran 2>&-; echo $?; "
-         "$OV run --speed 2; $OV list | grep -c news",
+         "--user 9' '--speed 2 --group bi' --help=no; do $OV run $fails echo ran; echo $?; done; $NOBODY $OV run "
+         "--speed 2 --group nogroup echo ran; echo $?; $OV run --speed 2 --user news echo ran 2>&-; echo $?; $OV run "
+         "--speed 2; $OV list | grep -c news",
          "125\n125\n125\n125\n125\n125\n125\n1\n" ERROR "u:news (9) already has a virtual clock\n" HINT
          "perhaps of a run that was killed: 'ovuser list u:news' shows it, 'ovuser delete u:news' takes it "
          "away\n" AND_ERROR "uid '0' (root user) or gid '0' (root group) is not allowed\n" AND_ERROR
@@ -111,14 +107,12 @@ TEST_F(Utility, HandsSignalsOn)
          "usr1\n3\n0\n= 1"},
         // The utility stops and continues with the command, once, whether alone or with the whole job.
         {"perl -e 'for $sign (1, -1) { $p = fork; if (!$p) { setpgrp; exec qw(./ovuser run --speed 2 perl -e), "
-         "q($SIG{CONT} "
-         "= sub { ++$n }; kill STOP => $$; select(undef, undef, undef, 0.3); exit $n) } waitpid($p, 2);"
+         "q($SIG{CONT} = sub { ++$n }; kill STOP => $$; select(undef, undef, undef, 0.3); exit $n) } waitpid($p, 2); "
          "kill CONT => $sign * $p; waitpid($p, 0); print $? >> 8 }'",
          "11= 0"},
         // Signals of the terminal reach the command once.
-        {"echo '$SIG{INT} = sub { ++$n }; open L, q(>line); close L; select(undef, undef, undef, 0.05) until $n;"
-         "select(undef, undef, undef, 0.3); print $n' >counts; { timeout 200 cat line; printf '\\003'; } | script "
-         "-qec "
+        {"echo '$SIG{INT} = sub { ++$n }; open L, q(>line); close L; select(undef, undef, undef, 0.05) until $n; "
+         "select(undef, undef, undef, 0.3); print $n' >counts; { timeout 200 cat line; printf '\\003'; } | script -qec "
          "'exec ./ovuser run --speed 2 perl counts' /dev/null",
          "^C1= 0"},
     });
@@ -138,17 +132,15 @@ TEST_F(Utility, KeepsWhatIsRootsFromAUser)
         {at_terminal + "on names | sort | uniq -c | tr -s ' '; on names --no-pty",
          " 2 /dev/pts/\n 1 none\n/dev/pts/\n/dev/pts/\n= 0"},
         {"export FOO=1 BAR=2 USER=root; exec 7<script; for kept in '' --keep-fds --preserve-env "
-         "--preserve-env=FOO,USER; do $OV "
-         "run --user news $FREEZE $kept sh -c 'echo $(ls /proc/self/fd | grep -c 7) $FOO $BAR $USER $HOME $SHELL'; "
-         "done",
+         "--preserve-env=FOO,USER; do $OV run --user news $FREEZE $kept sh -c 'echo $(ls /proc/self/fd | grep -c 7) "
+         "$FOO $BAR $USER $HOME $SHELL'; done",
          "0 news /var/spool/news /usr/sbin/nologin\n1 news /var/spool/news /usr/sbin/nologin\n"
          "0 1 2 news /var/spool/news /usr/sbin/nologin\n0 1 root /var/spool/news /usr/sbin/nologin\n= 0"},
         // The command's terminal takes the size, keys and end from the caller's, which is restored.
         {at_terminal + "on modes", "33 0\nKilled\n137\n= 0"},
         {"rm -f line; mkfifo -m 666 line; echo '$SIG{INT} = sub { ++$n }; open L, q(>line); close L; select(undef, "
-         "undef, undef, "
-         "0.05) until $n; select(undef, undef, undef, 0.3); print qq($n\\n)' >counts; { timeout 200 cat line; printf "
-         "'\\003'; } | script -qec 'sh ./keys' /dev/null | tr -d '\\r'",
+         "undef, undef, 0.05) until $n; select(undef, undef, undef, 0.3); print qq($n\\n)' >counts; { timeout 200 cat "
+         "line; printf '\\003'; } | script -qec 'sh ./keys' /dev/null | tr -d '\\r'",
          "^C1\n0\n= 0"},
         // The utility stops and continues with the command.
         {"perl -e '$p = fork; if (!$p) { setpgrp; exec qw(./ovuser run --user news --speed 2 perl -e), q($SIG{CONT} = "

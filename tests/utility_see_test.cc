@@ -84,8 +84,7 @@ TEST_F(Utility, ShowsWhoLivesByWhichClock)
         // A process has its user's clock, then its own; its group's, and one of a group without the caller.
         {"$NOBODY sh -c './ovuser show p:$$ | sed -n \"s/$$ *//p\"; ./ovuser add p:$$ --days 1 -o 100000 --offset "
          "--speed -999 >/dev/null; ./ovuser show p:$$ | grep -v behind | sed \"s/$$ *//\"; ./ovuser show | tail -n 1 | "
-         "sed "
-         "s/$$/N/'",
+         "sed s/$$/N/'",
          "p:the clock of its user, u:nobody\np:a clock of its own\n  shows     1970-01-03T03:46:40+00:00\n"
          "  type      999 times slower\n  rewinds   never\n  origin    @100000\n" +
              kept +
@@ -93,8 +92,7 @@ TEST_F(Utility, ShowsWhoLivesByWhichClock)
              "  not for   p:N\n= 0"},
         {"$OV delete nobody >/dev/null; for group in 65534 2; do setpriv --reuid=65534 --regid=$group --clear-groups "
          "sleep 99 & until grep -q '^Uid:.65534' /proc/$!/status; do :; done; $NOBODY $OV show p:$! | head -n 1 | cut "
-         "-c 13-; "
-         "kill $!; done",
+         "-c 13-; kill $!; done",
          "the clock of its group, g:nogroup\nno clock that you may see\n= 0"},
         {"$OV add p:$$ $FREEZE >/dev/null; $OV show g:0 p:$$ --json | jq -c '.[] | .id, .lives_by, .clock.epoch, "
          ".overrules, .overruled_by' | sed s/$$/N/",
@@ -139,8 +137,7 @@ TEST_F(Utility, TellsTheChangesOfClocks)
          "real\n0\n= 0"},
         {"export TZ=CET-1CEST,M3.5.0,M10.5.0/3; $OV add nobody --at '2030-03-31 01:59' --speed frozen >log\n" + watch +
              "{ await 2; $OV set nobody --speed 20; await 4; $OV reset; } >log; kill $!; jq -r '.time // .change' seen "
-             "| "
-             "cut -c 20- | head -n 4",
+             "| cut -c 20- | head -n 4",
          "+01:00\n\n+01:00\n+02:00\n= 0"},
         {"{ $OV add bin --speed 1000; $OV add sys --speed -3; $OV add nobody --days 1; } >log; " + watch +
              "{ await 4; sleep 2; $OV set nobody --in '1d 9s'; await 5; $OV set nobody --speed frozen; await 6\n"
@@ -188,11 +185,8 @@ TEST_F(Utility, ShowsControlCharacters)
         {"perl -e 'open(F, q(</proc/zynov)); open(P, q(>passwd)); open(N, q(>names)); for (grep { $_ != 10 && $_ != 58 "
          "} 1 .. 255) { ioctl(F, 0xC0505302, pack(q(Qx8qqQqx24Q), 171, 5000 + $_, 86400, 1, 0, 0)); printf P "
          "qq(x%cy:x:%d:1::/:\\n), $_, 5000 + $_; print N $_ < 128 ? qq(x) . chr . qq(y) : qq(x\\xef\\xbf\\xbdy) }'; "
-         "unshare -m sh -c "
-         "'mount --bind passwd /etc/passwd; ./ovuser list | LC_ALL=C grep -c \"^u:[!-~]*x[ -~]*y[!-~]* *Frozen\"; "
-         "./ovuser "
-         "list --json | "
-         "jq -j \".[] | select(.id > 5000) | .name\" | cmp - names'",
+         "unshare -m sh -c 'mount --bind passwd /etc/passwd; ./ovuser list | LC_ALL=C grep -c \"^u:[!-~]*x[ "
+         "-~]*y[!-~]* *Frozen\"; ./ovuser list --json | jq -j \".[] | select(.id > 5000) | .name\" | cmp - names'",
          "253\n= 0"},
     });
 }

@@ -32,8 +32,7 @@ TEST_F(Utility, TellsOfEachOfMany)
          "g:nogroup: an error occurred while executing this request, error = 28\n" HINT
          "there is no room for another clock: 'ovuser list' shows them, 'ovuser delete' makes room\n= 5"},
         {"$NOBODY sh -c 'sleep 99 & ./ovuser add p:$$ nobody p:$! $FREEZE; ./ovuser delete nobody; ./ovuser delete "
-         "p:$! "
-         "bin; kill $!' 2>&1 | sed 's/p:[0-9]*/p:N/'",
+         "p:$! bin; kill $!' 2>&1 | sed 's/p:[0-9]*/p:N/'",
          GIVEN("p:N", "Frozen") GIVEN("u:nobody (65534)", "Frozen") GIVEN("p:N", "Frozen") DELETED("u:nobody (65534)")
              AND_ERROR "bin: Non-root user can not modify OV setting for others.\n" AND_ERROR
                        "nothing has been changed for any of them\n= 0"},
@@ -64,8 +63,7 @@ TEST_F(Utility, SetsAnew)
         {"$SIM --fault 4:-1:5,7:-1:5 $OV set bin --at now; $OV list | grep -c bin",
          "1\n" + lost + "ovuser: warning: bin has its former clock again\n= 0"},
         {"p=p:$$; $OV add $p $FREEZE --descendants >out; $SIM --fault 7:-1:5 $OV set $p --speed 2 2>out; $OV list "
-         "--json "
-         "| jq -c '.[] | select(.kind == \"process\") | [.speed, .descendants]'",
+         "--json | jq -c '.[] | select(.kind == \"process\") | [.speed, .descendants]'",
          "[0,true]\n= 0"},
         {"$SIM --fault 6:-1:5,7:-1:5 $OV set bin --at now; $OV delete bin",
          lost + "ovuser: warning: bin has lost its clock, which was --epoch 1924419600 --speed 0\n"

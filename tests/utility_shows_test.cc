@@ -46,10 +46,9 @@ TEST_F(Utility, ShowsProgramsTheirTimeWhereverTheyAre)
          "sleep 0.2; exec date +%F'",
          "2030-12-25\n= 0"},
         // Processes of one number: on the host, in another namespace, and a later one. Each sees only its own clock.
-        {"own='unshare -pf --propagation unchanged --mount-proc'; ./ovuser add p:1 --in 1d >/dev/null;"
-         "$own sh -c './ovuser add p:$$ $FREEZE >/dev/null; ./ovuser list | grep -c p:; exec date +%s'; sleep 0.1;"
-         "$own sh -c './ovuser list | grep -c p:; ./ovuser reset >/dev/null 2>&1; exec date +%s'; ./ovuser list | grep "
-         "-c p:",
+        {"own='unshare -pf --propagation unchanged --mount-proc'; ./ovuser add p:1 --in 1d >/dev/null; $own sh -c "
+         "'./ovuser add p:$$ $FREEZE >/dev/null; ./ovuser list | grep -c p:; exec date +%s'; sleep 0.1; $own sh -c "
+         "'./ovuser list | grep -c p:; ./ovuser reset >/dev/null 2>&1; exec date +%s'; ./ovuser list | grep -c p:",
          "1\n" + christmas + "\n0\nreal\n1\n= 0"},
         {"./probe seconds", "0\n= 0"},
         // A library reads the time before the loader is done.
@@ -71,9 +70,8 @@ TEST_F(Utility, ShowsProgramsTheirTimeWhereverTheyAre)
         {"./probe files; ./zynov-sim --state table --file-times sh -c './ovuser add p:$$ --epoch 999999999 --speed 60 "
          ">/dev/null; ./probe files; exec ./probe files'; ./ovuser add p:$$ $FREEZE >/dev/null; exec ./probe files",
          "0\n0\n0\n63\n= 0"},
-        {"touch -d @1577836800 old; ./zynov-sim --state table --file-times sh -c './ovuser add p:$$ $FREEZE >/dev/null;"
-         ": >new; exec perl -e \"print((stat)[9], q( )) for qw(old new);"
-         "exec qw(./probe files)\"'",
+        {"touch -d @1577836800 old; ./zynov-sim --state table --file-times sh -c './ovuser add p:$$ $FREEZE "
+         ">/dev/null; : >new; exec perl -e \"print((stat)[9], q( )) for qw(old new); exec qw(./probe files)\"'",
          "1577836800 1924419600 0\n= 0"},
     });
 }

@@ -90,8 +90,7 @@ TEST_F(Utility, TakesAnyDescriptor)
          "-rw-rw-rw-\n666\n= 1"},
         {"perl -e 'open(F, q(</proc/zynov)); ioctl(F, 0xC0505302, pack(q(Qx8qqQqx24Q), 171, $_, 86400, 1, 0, 0)) for "
          "7000 .. 7099; $^F = 9; pipe(R, W); fcntl(W, 4, 2048); 1 while syswrite(W, q(x) x 4096); open(STDOUT, "
-         "q(>&W)); exec "
-         "qw(./ovuser list)'",
+         "q(>&W)); exec qw(./ovuser list)'",
          ERROR "standard output: Resource temporarily unavailable\n= 5"},
         {"./ovuser delete bin <&- >&- 2>&-; echo $?; ./ovuser add bin $FREEZE <&- 2>&-",
          "4\n" GIVEN("u:bin (2)", "Frozen") "= 0"},

@@ -7,19 +7,17 @@ TEST_F(Utility, TellsTheLogOfChanges)
         GTEST_SKIP() << "needs a mount namespace";
     // Runs a script whose /dev/log is a socket, and reads that afterwards; its queue takes eleven lines.
     const std::string listen =
-        "mkdir -p dev; : >dev/null; rm -f dev/log; cat >listen <<'END'\nuse Socket; socket(S, AF_UNIX, SOCK_DGRAM, 0);"
-        "bind(S, sockaddr_un('dev/log')); chmod(0666, qw(dev/null dev/log));"
-        "system(qw(unshare -m sh -c), qq(mount --bind dev /dev; $ARGV[0]));"
-        "while (defined recv(S, $m, 9999, MSG_DONTWAIT)) {$m =~ s/^<(\\d+)>.*?ovuser\\[\\d+\\]: /<$1> /; $m =~ "
-        "s/p:\\d+/p:PID/; $m =~ s/ login=\\S+// if @ARGV == 1;"
-        "print \"$m\\n\" }\nEND\nperl listen ";
+        "mkdir -p dev; : >dev/null; rm -f dev/log; cat >listen <<'END'\nuse Socket; socket(S, AF_UNIX, SOCK_DGRAM, 0); "
+        "bind(S, sockaddr_un('dev/log')); chmod(0666, qw(dev/null dev/log)); system(qw(unshare -m sh -c), qq(mount "
+        "--bind dev /dev; $ARGV[0])); while (defined recv(S, $m, 9999, MSG_DONTWAIT)) {$m =~ "
+        "s/^<(\\d+)>.*?ovuser\\[\\d+\\]: /<$1> /; $m =~ s/p:\\d+/p:PID/; $m =~ s/ login=\\S+// if @ARGV == 1; print "
+        "\"$m\\n\" }\nEND\nperl listen ";
     const std::string clock = " time=2030-12-25T09:00:00+00:00 epoch=1924419600 speed=0 rewind=";
     expect({
-        {listen + "'{ $OV add g:bin $FREEZE --rewind; $OV add g:bin --in 1d; $OV delete g:bin; $OV delete g:bin;"
-                  "$OV run $FREEZE true; $OV add g:bin --in 1d --dry-run; $OV list; $NOBODY $OV reset; $OV add "
-                  "p:$$ $FREEZE; $OV set p:$$ --descendants; $OV reset;"
-                  "$NOBODY $OV add bin $FREEZE; $NOBODY $OV delete nobody bin; $NOBODY $OV add bin --in 1d --dry-run;"
-                  "$OV add g:bin --in; } >out 2>&1'",
+        {listen + "'{ $OV add g:bin $FREEZE --rewind; $OV add g:bin --in 1d; $OV delete g:bin; $OV delete g:bin; $OV "
+                  "run $FREEZE true; $OV add g:bin --in 1d --dry-run; $OV list; $NOBODY $OV reset; $OV add p:$$ "
+                  "$FREEZE; $OV set p:$$ --descendants; $OV reset; $NOBODY $OV add bin $FREEZE; $NOBODY $OV delete "
+                  "nobody bin; $NOBODY $OV add bin --in 1d --dry-run; $OV add g:bin --in; } >out 2>&1'",
          "<85> add for=g:2(bin)" + clock +
              "yes by=0(root) result=done\n<85> delete for=g:2(bin) by=0(root) result=done\n"
              "<85> add for=p:PID of=0(root)" +
@@ -36,8 +34,7 @@ TEST_F(Utility, TellsTheLogOfChanges)
              "others.\n= 0"},
         // The log shows control characters visibly, and names the login user and the failure.
         {"printf 'a\\033\\342\\200\\256b:x:4321:1::/:/bin/sh\\n' | cat /etc/passwd - >passwd; { echo 1 "
-         ">/proc/self/loginuid; } 2>out;"
-         "who=$(getent passwd $(cat /proc/self/loginuid) | cut -d : -f 1); " +
+         ">/proc/self/loginuid; } 2>out; who=$(getent passwd $(cat /proc/self/loginuid) | cut -d : -f 1); " +
              listen +
              "'mount --bind passwd /etc/passwd; $SIM --fault 1:-1:5 $OV add 4321 $FREEZE' login 2>out | sed "
              "\"s/login=${who:--} /login=WHO /\"",

@@ -209,29 +209,14 @@ def hostile(page):
     ovuser("reset")
 
 
-FRAMES = """const done = arguments[0], times = []; let last = performance.now();
-    function frame(now) {
-        times.push(now - last); last = now;
-        times.length < 60 ? requestAnimationFrame(frame) : done(times.sort((a, b) => a - b));
-    }
-    requestAnimationFrame(frame);"""
-
-
 def thousand(page):
-    empty = page.browser.execute_async_script(FRAMES)
     make_users(70000, ["many%d" % number for number in range(1000)])
     ovuser("add", *("u:%d" % uid for uid in range(70000, 70500)), "--at", "now")
     wait("500 rows", lambda: len(page.all("tbody")) == 500, 20)
     page.run("document.querySelector('#alerts').replaceChildren()")
     page.picture("500")
     ovuser("add", *("u:%d" % uid for uid in range(70500, 71000)), "--at", "now")
-    coming = page.browser.execute_async_script(FRAMES)
     wait("1000 rows", lambda: len(page.all("tbody")) == 1000, 20)
-    there = page.browser.execute_async_script(FRAMES)
-    print("milliseconds a frame, middle and longest: %s" % "; ".join(
-        "%.0f and %.0f with %s" % (times[30], times[-1], what) for times, what in
-        ((empty, "no clock"), (coming, "500 coming"), (there, "1000"))))
-    assert there[30] < 100, there
     ovuser("reset")
     wait("all are gone", lambda: page.find("#state").is_displayed(), 10)
 

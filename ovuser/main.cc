@@ -49,8 +49,7 @@ static void print_usage(FILE *stream)
           "An identity is u:USER, g:GROUP or p:PID, by name or by number. Without a prefix it is a user;\n"
           "without an identity it is you.\n"
           "\n"
-          "Exit status: 0 done, 2 bad request, 3 bad speed, 4 bad time or no such clock, 5 refused or "
-          "failed.\n",
+          "Exit status: 0 done, 2 bad request, 3 bad speed, 4 bad time or no such clock, 5 refused or failed.\n",
           stream);
 }
 

@@ -34,7 +34,7 @@ AT = ["--at=then"]
     (state(5, 2), state(900, 60), True, None, ["speed"], ["--speed=60", "--no-rewind"]),
     (state(5), state(900, 1, True), True, None, ["rewind"], ["--speed=1", "--rewind"]),
     (state(5, 0), state(5, 1001), True, None, ["speed"], ["--speed=FROZEN", "--no-rewind"]),
-    (state(5, -1), state(900, 1), True, None, [], None),  # both are the normal pace
+    (state(5, -1), state(900, 1), True, None, [], None),  # both are the normal speed
     (state(5), state(900, 1, False, True), True, None, ["descendants"], ["--descendants"]),
     (state(5, 1, False, True), state(900, 2, False, True), True, None, ["speed"],
      ["--speed=2", "--no-rewind", "--descendants"]),

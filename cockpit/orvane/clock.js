@@ -44,20 +44,20 @@ export class Clock {
     take(found, moment) {
         const same = this.found && this.found.speed === found.speed && this.found.rewind === found.rewind;
         this.found = found;
-        this.pace = found.frozen ? 0 : found.speed < 0 ? 1 / -found.speed : found.speed;
+        this.rate = found.frozen ? 0 : found.speed < 0 ? 1 / -found.speed : found.speed;
         this.offset = offsetOf(found.time);
-        const step = 1 + this.pace;
+        const step = 1 + this.rate;
         if (same && Math.abs(this.at(moment) - found.epoch - 0.5 * step) <= step)
             return;
         // The host cuts the same part of a second off both times: a clock without an offset shows the real time.
         const cut = host.at(moment) - (found.epoch - found.ahead);
-        this.start = found.epoch + (cut >= 0 && cut < 2 ? cut * this.pace : 0);
+        this.start = found.epoch + (cut >= 0 && cut < 2 ? cut * this.rate : 0);
         this.begun = moment;
         this.midnight = found.epoch - modulo(found.epoch + this.offset, day);
     }
 
     at(moment) {
-        const value = this.start + (moment - this.begun) * this.pace;
+        const value = this.start + (moment - this.begun) * this.rate;
         return this.found.rewind ? this.midnight + modulo(value - this.midnight, day) : value;
     }
 
@@ -67,6 +67,6 @@ export class Clock {
 
     // Seconds until the clock's next midnight; never for a frozen clock.
     untilMidnight(moment) {
-        return (day - modulo(this.at(moment) + this.offset, day)) / this.pace;
+        return (day - modulo(this.at(moment) + this.offset, day)) / this.rate;
     }
 }

@@ -16,7 +16,7 @@ async function realTime(epoch) {
 async function turn(clock) {
     const moment = steadyNow();
     const left = clock.untilMidnight(moment);
-    return clock.pace === 0 ? _("Never: it stands still.")
+    return clock.rate === 0 ? _("Never: it stands still.")
         : format(_("$0 real time, in $1"), await realTime(host.at(moment) + left), span(left));
 }
 

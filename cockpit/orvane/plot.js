@@ -37,8 +37,8 @@ function path(clock) {
     const from = clock.at(begun);
     const low = clock.midnight - from;
     let text = "M" + point(0, 0);
-    if (clock.found.rewind && clock.pace > 0)
-        for (let later = (low + day) / clock.pace; later < seconds(); later += day / clock.pace)
+    if (clock.found.rewind && clock.rate > 0)
+        for (let later = (low + day) / clock.rate; later < seconds(); later += day / clock.rate)
             text += `L${point(later, low + day)}L${point(later, low)}`;
     return text + "L" + point(seconds(), clock.at(begun + seconds()) - from);
 }

@@ -19,7 +19,7 @@ const columns = [
     ["name", _("For"), row => nameOf(row.clock.found)],
     ["time", _("Shows now"), (row, moment) => row.clock.at(moment)],
     ["ahead", _("From real time"), (row, moment) => row.clock.aheadAt(moment)],
-    ["speed", _("Speed"), row => row.clock.pace],
+    ["speed", _("Speed"), row => row.clock.rate],
     ["rewind", _("At midnight"), row => Number(row.clock.found.rewind)],
 ];
 let order = { by: "name", sign: 1 };

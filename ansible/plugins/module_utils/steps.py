@@ -134,7 +134,7 @@ def read_list(clocks, within=None):
     return wanted
 
 
-def pace(speed):
+def rate(speed):
     """1 and -1 are both the normal speed."""
     return 1 if speed == -1 else speed
 
@@ -143,7 +143,7 @@ def differences(present, planned, wanted):
     """Returns the differences of an existing clock from the wanted one. A running clock has left its first time, so
     its time counts only with a tolerance, as does a time relative to now."""
     found = []
-    if pace(present["speed"]) != pace(planned["speed"]):
+    if rate(present["speed"]) != rate(planned["speed"]):
         found.append("speed")
     if present["rewind"] != planned["rewind"]:
         found.append("rewind")
@@ -189,11 +189,11 @@ def describe(step, state):
     """Describes a clock in a line."""
     identity = "%s:%s" % (step["kind"][0], step["name"] or step["id"])
     time = state["time"].replace("T", " ") if state["time"] else "@%d" % state["epoch"]
-    pace_of_it = state["speed_text"].lower() if state["speed"] <= HIGHEST_SPEED else state["speed_text"]
+    speed = state["speed_text"].lower() if state["speed"] <= HIGHEST_SPEED else state["speed_text"]
     more = ", rewinding at midnight" if state["rewind"] else ""
     if state.get("descendants"):
         more += ", passed on to its descendants"
-    return "%s: %s, %s%s\n" % (identity, time, pace_of_it, more)
+    return "%s: %s, %s%s\n" % (identity, time, speed, more)
 
 
 def difference_of(all_steps):

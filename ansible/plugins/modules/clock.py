@@ -55,7 +55,7 @@ options:
     description:
       - N times faster, or -N times slower, up to 1000 either way; C(0) or C(frozen) lets the clock stand still.
       - C(off), which YAML reads as C(false), is refused.
-      - With a time and without I(speed) the clock runs at the normal pace; with neither it keeps its speed.
+      - With a time and without I(speed) the clock runs at the normal speed; with neither it keeps its speed.
     type: raw
   rewind:
     description:
@@ -71,7 +71,7 @@ options:
   within:
     description:
       - How far the time of a clock that is there may be off, such as C(60s) or C(1h 30m), before it is set anew.
-      - This makes sense of I(in) and I(date) at the normal pace, where the clock stays as far from real time as it was.
+      - This makes sense of I(in) and I(date) at the normal speed, where the clock stays as far from real time as it was.
       - Without it the time of a clock that stands still is compared to the second if I(at) or I(epoch) says it, and
         no other time is.
     type: raw

@@ -26,11 +26,6 @@ constexpr int64_t wrapping_sub(int64_t a, int64_t b)
     return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
 }
 
-constexpr int64_t wrapping_mul(int64_t a, int64_t b)
-{
-    return static_cast<int64_t>(static_cast<uint64_t>(a) * static_cast<uint64_t>(b));
-}
-
 // The quotient rounded down, and the remainder, which is never negative. The divisor is positive.
 template <typename Integer> constexpr Integer floor_div(Integer a, std::type_identity_t<Integer> b)
 {

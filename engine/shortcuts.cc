@@ -1,5 +1,3 @@
-#include <cstdlib>
-
 #include "ov_helper.h"
 
 namespace ov

@@ -1,6 +1,5 @@
 #include "ovuser/options.h"
 
-#include <cerrno>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>

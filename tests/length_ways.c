@@ -8,8 +8,6 @@
 #include <semaphore.h>
 #include <signal.h>
 #include <stdint.h>
-#include <stdio.h>
-#include <stdlib.h>
 #include <sys/epoll.h>
 #include <sys/select.h>
 #include <sys/sem.h>

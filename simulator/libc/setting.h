@@ -3,8 +3,6 @@
 
 #include <sys/timex.h>
 
-#include <ctime>
-
 #include "simulator/libc/reading.h"
 #include "simulator/process/own_clock.h"
 #include "simulator/raw/memory.h"

@@ -42,7 +42,6 @@ class Slices
         const timespec now = deadline_.now();
         return length_between(now, *next());
     }
-    bool is_at_end() const { return !is_before(deadline_.now(), end_); }
 
     // Whether the wait is over, once a slice is.
     bool is_over()

@@ -165,9 +165,4 @@ timespec IntervalRate::real_instant(clockid_t source, const timespec &shown) con
     return timeline_.rate(place).when(shown, real_time(interval_sources[place]));
 }
 
-timespec IntervalRate::shown_instant(clockid_t source, const timespec &real) const
-{
-    return timeline_.rate(place_of(source)).at(real);
-}
-
 } // namespace sim

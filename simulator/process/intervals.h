@@ -29,8 +29,6 @@ class IntervalRate
     // The real instant at which one of interval_ids shows `shown`: the first, or one that has passed.
     timespec real_instant(clockid_t source, const timespec &shown) const;
 
-    timespec shown_instant(clockid_t source, const timespec &real) const;
-
   private:
     Timeline timeline_ = real_timeline;
 };

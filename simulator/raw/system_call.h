@@ -4,7 +4,6 @@
 
 #include <sys/syscall.h>
 
-#include <cstdint>
 #include <type_traits>
 
 namespace sim

@@ -4,8 +4,6 @@
 #include "simulator/process/options.h"
 #include "simulator/vdso/program.h"
 #include "simulator/vdso/tracer.h"
-#include <array>
-#include <cstdint>
 
 namespace sim
 {

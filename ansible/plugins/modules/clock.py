@@ -71,7 +71,7 @@ options:
   within:
     description:
       - How far the time of a clock that is there may be off, such as C(60s) or C(1h 30m), before it is set anew.
-      - This makes sense of I(in) and I(date) at the normal speed, where the clock stays as far from real time as it was.
+      - It suits I(in) and I(date) at the normal speed, by which the clock stays as far from real time as it was.
       - Without it the time of a clock that stands still is compared to the second if I(at) or I(epoch) says it, and
         no other time is.
     type: raw

@@ -16,7 +16,8 @@ struct armed {
 	ktime_t end;		/* at which it is to expire, therefore */
 };
 
-static DEFINE_HASHTABLE(armed_timers, 8);
+/* Anybody may have half a million, and all who arm one look here. */
+static DEFINE_HASHTABLE(armed_timers, 13);
 static DEFINE_SPINLOCK(armed_lock); /* within the locks of a timer */
 
 static struct armed *find(const union any_timer *timer)

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-2.0
+#include <linux/delay.h>
 #include <linux/fdtable.h>
 #include <linux/file.h>
 #include <linux/magic.h>
@@ -87,7 +88,10 @@ static void follow_timer(struct k_itimer *timer, struct task_struct *process,
 	armed_follow(&seen, process, by);
 }
 
-/* False if a timer was locked: who does that may be waiting for the signals. Or an exec has replaced these. */
+/*
+ * False if a timer was locked: who does that may be waiting for the signals. Or
+ * an exec has replaced these.
+ */
 static bool try_timers(struct task_struct *process, const struct lives_by *by)
 {
 	struct sighand_struct *sighand = rcu_dereference(process->sighand);
@@ -106,7 +110,7 @@ static bool try_timers(struct task_struct *process, const struct lives_by *by)
 			continue;
 		if (!spin_trylock(&timer->it_lock)) {
 			tried = false;
-			break;
+			continue;
 		}
 		follow_timer(timer, process, by);
 		spin_unlock(&timer->it_lock);
@@ -116,28 +120,31 @@ unlock:
 	return tried;
 }
 
-struct holder {
-	struct task_struct *task;
+/* The files of a process's threads, from where the batch before ended. */
+struct files_seen {
+	struct pid *pid;
+	struct task_struct *process;
 	struct lives_by by;
+	struct task_struct *thread; /* with a reference */
+	unsigned int descriptor;
+	const struct files_struct *last; /* whose threads mostly follow each other */
+	int left; /* of this batch */
+	int restarts;
 };
 
 #define CANCELLED_WHEN_SET (TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET)
 
-static int follow_file(const void *argument, struct file *file, unsigned int descriptor)
+static void follow_timerfd(struct timerfd_beginning *timerfd, const struct files_seen *files)
 {
-	struct timerfd_beginning *timerfd = timerfd_of(file);
-	const struct holder *holder = argument;
 	unsigned long flags;
 
-	if (!timerfd || !wait_is_turned(timerfd->clockid))
-		return 0;
 	spin_lock_irqsave(&timerfd->wqh.lock, flags);
 	const struct timer_seen seen = {
 		.timer = &timerfd->t,
 		.which = timerfd->clockid,
 		.absolute = timerfd->settime_flags & TFD_TIMER_ABSTIME,
 	};
-	if (armed_follow(&seen, holder->task, &holder->by) &&
+	if (armed_follow(&seen, files->process, &files->by) &&
 	    (timerfd->settime_flags & CANCELLED_WHEN_SET) == CANCELLED_WHEN_SET &&
 	    timerfd->clockid != CLOCK_TAI) {
 		/* As when the real clock is set. */
@@ -146,33 +153,104 @@ static int follow_file(const void *argument, struct file *file, unsigned int des
 		wake_up_locked_poll(&timerfd->wqh, EPOLLIN);
 	}
 	spin_unlock_irqrestore(&timerfd->wqh.lock, flags);
-	return 0;
 }
+
+/* Ends the look at these files with the batch. */
+static int follow_file(const void *argument, struct file *file, unsigned int descriptor)
+{
+	struct timerfd_beginning *timerfd = timerfd_of(file);
+	struct files_seen *files = (struct files_seen *)argument;
+
+	if (timerfd && wait_is_turned(timerfd->clockid))
+		follow_timerfd(timerfd, files);
+	files->descriptor = descriptor + 1;
+	return --files->left <= 0;
+}
+
+/* Under RCU: goes on with another thread. */
+static void go_on_with(struct files_seen *files, struct task_struct *thread)
+{
+	get_task_struct(thread);
+	put_task_struct(files->thread);
+	files->thread = thread;
+	files->descriptor = 0;
+}
+
+/* Under RCU: a batch of descriptors and threads. False after the last. */
+static bool follow_batch(struct files_seen *files)
+{
+	/* What comes after a thread that has ended is not known. */
+	if (!pid_alive(files->thread)) {
+		struct task_struct *first = pid_task(files->pid, PIDTYPE_TGID);
+
+		if (!first || files->restarts++ == 10)
+			return false;
+		go_on_with(files, first);
+	}
+	for (files->left = 1000; files->left > 0; files->left--) {
+		struct task_struct *thread = files->thread;
+		int is_over = 0;
+
+		task_lock(thread);
+		if (thread->files && (files->descriptor || thread->files != files->last))
+			is_over = iterate_fd(thread->files, files->descriptor, follow_file, files);
+		files->last = thread->files;
+		task_unlock(thread);
+		if (is_over)
+			break;
+		thread = next_thread(thread);
+		if (thread_group_leader(thread))
+			return false;
+		go_on_with(files, thread);
+	}
+	return true;
+}
+
+/* A process may have half a million descriptors, and each thread its own: others run in between. */
+static void follow_files(struct pid *pid, struct task_struct *process,
+			 const struct lives_by *by)
+{
+	struct files_seen files = { .pid = pid, .process = process, .by = *by,
+				    .thread = get_task_struct(process) };
+	bool more;
+
+	do {
+		rcu_read_lock();
+		more = follow_batch(&files);
+		rcu_read_unlock();
+		cond_resched();
+	} while (more);
+	put_task_struct(files.thread);
+}
+
+/* Tries for a process's timers. Only who always has one locked has it left behind. */
+#define PATIENCE 1000
 
 static void follow_process(struct pid *pid, const struct vclock *clock)
 {
-	const struct files_struct *last = NULL;
-	struct task_struct *process, *thread;
-	struct holder holder;
+	struct task_struct *process;
+	struct lives_by by;
+	bool concerned, tried = false;
+	int tries;
 
 	rcu_read_lock();
 	process = pid_task(pid, PIDTYPE_TGID);
-	if (!process || process->flags & PF_KTHREAD || !may_concern(process, clock)) {
-		rcu_read_unlock();
-		return;
-	}
-	holder.task = process;
-	holder.by.clock = wait_rate(process, &holder.by.rate);
-	while (!try_timers(process, &holder.by))
-		cpu_relax();
-	for_each_thread(process, thread) {
-		task_lock(thread);
-		if (thread->files && thread->files != last)
-			iterate_fd(thread->files, 0, follow_file, &holder);
-		last = thread->files;
-		task_unlock(thread);
-	}
+	concerned = process && !(process->flags & PF_KTHREAD) && may_concern(process, clock);
+	if (concerned)
+		get_task_struct(process);
 	rcu_read_unlock();
+	if (!concerned)
+		return;
+	by.clock = wait_rate(process, &by.rate);
+	for (tries = 0; tries < PATIENCE && !tried; tries++) {
+		if (tries)
+			usleep_range(50, 100);
+		rcu_read_lock();
+		tried = try_timers(process, &by);
+		rcu_read_unlock();
+	}
+	follow_files(pid, process, &by);
+	put_task_struct(process);
 }
 
 static void follow(struct pid *pid, const struct vclock *clock)

@@ -12,6 +12,7 @@ from typing import Union
 from orvane import _library as lib
 from orvane._instants import SECOND, Destination, aware, check, instant
 
+__tracebackhide__ = True  # pytest shows the line of whoever calls
 Speed = Union[int, str]
 
 _KINDS = {lib.USER: "user", lib.GROUP: "group", lib.PROCESS: "process"}
@@ -62,8 +63,8 @@ def parse_speed(text: str) -> int:
 def pace(speed: Speed) -> int:
     """A speed as a number, checked."""
     number = parse_speed(speed) if isinstance(speed, str) else speed
-    if not -1000 <= number <= 1000:
-        raise ValueError("a speed is from -1000 to 1000, not %d" % number)
+    if not isinstance(number, int) or not -1000 <= number <= 1000:
+        raise ValueError("a speed is a whole number from -1000 to 1000, or 'frozen', not %r" % (number,))
     return number
 
 
@@ -84,7 +85,6 @@ def adding(identity: str | None, nanoseconds: int, speed: int, rewind: bool, des
 def conclude(code: int, request: lib.Request, descendants: bool | None = None) -> None:
     """Raises what a request came to, unless it was carried out. That the module cannot refine a clock is put up with,
     unless descendants were asked for, which None does not."""
-    __tracebackhide__ = True
     given = request.operation == lib.ADD and request.refined.id != 0
     if code == lib.OK and (given or request.operation != lib.ADD):
         return

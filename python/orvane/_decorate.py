@@ -7,6 +7,13 @@ import unittest
 from collections.abc import Callable
 from typing import Any
 
+from orvane._library import OrvaneError
+
+
+def __tracebackhide__(failed: Any) -> bool:  # noqa: N807, as pytest asks
+    """A test's own failure begins at its own line; what is refused before it begins has none there."""
+    return failed is None or not failed.errisinstance(OrvaneError)
+
 
 def decorate(make: Callable[[], Any], function: Any, as_arg: bool, as_kwarg: str) -> Any:
     """What runs inside of what `make` makes each time: as its first argument, and as the named one, if so asked."""
@@ -44,8 +51,10 @@ def decorate(make: Callable[[], Any], function: Any, as_arg: bool, as_kwarg: str
 
 
 def _decorate_class(make: Callable[[], Any], decorated: Any, as_arg: bool, as_kwarg: str) -> Any:
-    """A TestCase lives by one clock from its setUpClass to its tearDownClass; another class by one in each method."""
-    if issubclass(decorated, unittest.TestCase) and not as_arg and not as_kwarg:
+    """A TestCase lives by one clock from its setUpClass to its tearDownClass, and its tests by one each that they are
+    given, if they are; another class lives by one in each method."""
+    is_case = issubclass(decorated, unittest.TestCase)
+    if is_case:
         before = decorated.setUpClass.__func__
 
         def set_up_class(cls: Any) -> None:
@@ -54,9 +63,12 @@ def _decorate_class(make: Callable[[], Any], decorated: Any, as_arg: bool, as_kw
             cls.addClassCleanup(clock.stop)
             before(cls)
         decorated.setUpClass = classmethod(set_up_class)
-        return decorated
+        if not as_arg and not as_kwarg:
+            return decorated
     members = {name: member for each in reversed(decorated.__mro__[:-1]) for name, member in vars(each).items()}
     for name, member in members.items():
+        if is_case and not name.startswith("test"):
+            continue
         if inspect.isfunction(member) and not name.startswith("__"):
             setattr(decorated, name, decorate(make, member, as_arg, as_kwarg))
         elif isinstance(member, (staticmethod, classmethod)):

@@ -14,6 +14,7 @@ from typing import Any, Union
 
 from orvane import _library as lib
 
+__tracebackhide__ = True  # pytest shows the line of whoever calls
 SECOND = 10**9
 # A function or a generator gives any of the others.
 Destination = Union[datetime, date, timedelta, float, str, None, Callable[[], Any], Iterator[Any]]

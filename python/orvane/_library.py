@@ -8,6 +8,7 @@ import os
 import sys
 from typing import Any
 
+__tracebackhide__ = True  # pytest shows the line of whoever calls
 _NAME = "libov_helper.so.12"
 NATIVE = os.path.join(os.path.dirname(__file__), "native")  # in a wheel, the library and the simulator
 CONTROL_FILE = "/proc/zynov"
@@ -105,10 +106,18 @@ _free.argtypes = [c.c_void_p]
 class OrvaneError(Exception):
     """What was asked for cannot be done. `code` is the library's result, `message` what it said."""
 
+    __module__ = "orvane"  # the name by which people know it
+
     def __init__(self, code: int, message: str) -> None:
-        super().__init__(message)
+        super().__init__(code, message)  # with which it is made again in the process that asked a worker
         self.code = code
         self.message = message
+
+    def __init_subclass__(cls) -> None:
+        cls.__module__ = "orvane"
+
+    def __str__(self) -> str:
+        return self.message
 
 
 class NoLibrary(OrvaneError):

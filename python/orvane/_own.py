@@ -10,6 +10,7 @@ from orvane._clocks import adding, carry_out, find
 from orvane._instants import SECOND
 from orvane._zone import Zone
 
+__tracebackhide__ = True  # pytest shows the line of whoever calls
 _DAY = 86400 * SECOND
 _REALTIME, _BOOTTIME = 0, 7
 

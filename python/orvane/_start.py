@@ -2,6 +2,8 @@
 from __future__ import annotations
 
 import atexit
+import fcntl
+import glob
 import os
 import shutil
 import sys
@@ -29,7 +31,22 @@ def require(*, intervals: bool = False) -> None:
     `intervals`, intervals too pass at the speed of a clock."""
     if has_clocks(intervals):
         return
-    start(_own_command()[1:], intervals)
+    if "orvane.pytest_plugin" in sys.modules:  # which captures what a new one would say
+        raise lib.NoControlFile(lib.NO_CONTROL_FILE, "pytest is running already: begin it by pytest --orvane%s"
+                                % ("-intervals" if intervals else ""))
+    if sys.argv[:1] in ([""], ["-"]) and not os.isatty(0):
+        try:
+            os.lseek(0, 0, os.SEEK_SET)
+        except OSError:
+            raise lib.NoControlFile(lib.NO_CONTROL_FILE, "a program that comes through a pipe is read once only: run "
+                                    "python3 -m orvane%s -" % (" --intervals" if intervals else "")) from None
+    begin_anew(intervals)
+
+
+def begin_anew(intervals: bool) -> None:
+    """Runs this very command under zynov-sim, unless there are virtual clocks."""
+    if not has_clocks(intervals):
+        start(_own_command()[1:], intervals)
 
 
 def start(arguments: list[str], intervals: bool) -> None:
@@ -40,12 +57,36 @@ def start(arguments: list[str], intervals: bool) -> None:
                                 "kernel module (modprobe zynov)")
     if _own_folder() is not None:
         raise lib.NoControlFile(lib.NO_CONTROL_FILE, "%s has no effect on %s" % (simulator, sys.executable))
-    folder = tempfile.mkdtemp(prefix="orvane-")
+    folder = _new_folder()
     os.environ[_MARK] = "%d:%s" % (os.getpid(), folder)
     sys.stdout.flush()
     sys.stderr.flush()
     options = ["--state", folder + "/table"] + ["--intervals"] * intervals
     os.execv(simulator, [simulator, *options, sys.executable, *arguments])
+
+
+def _new_folder() -> str:
+    """Locked for as long as this process lives, whatever it executes. Those that nobody locks any more are removed:
+    their programs were killed, or never imported this package."""
+    for left in glob.glob(os.path.join(tempfile.gettempdir(), "orvane-*")):
+        try:
+            lock = os.open(left, os.O_RDONLY | os.O_DIRECTORY | os.O_NOFOLLOW)
+        except OSError:  # another user's, or gone by now
+            continue
+        try:
+            if os.fstat(lock).st_uid == os.geteuid():
+                fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+                shutil.rmtree(left, ignore_errors=True)
+        except OSError:
+            pass
+        os.close(lock)
+    unlocked = tempfile.mkdtemp(prefix=".orvane-")
+    lock = os.open(unlocked, os.O_RDONLY | os.O_DIRECTORY)
+    fcntl.flock(lock, fcntl.LOCK_SH)
+    os.set_inheritable(lock, True)
+    folder = unlocked.replace("/.orvane-", "/orvane-")
+    os.rename(unlocked, folder)
+    return folder
 
 
 def _own_folder() -> str | None:

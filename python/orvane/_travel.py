@@ -23,6 +23,7 @@ if sys.version_info >= (3, 11):
 else:
     Self = Any
 
+__tracebackhide__ = True  # pytest shows the line of whoever calls
 Function = TypeVar("Function", bound=Callable[..., Any])
 
 _to_leave: list[lib.Request] = []
@@ -115,7 +116,6 @@ class clock:
         return end
 
     def __enter__(self) -> Self:
-        __tracebackhide__ = True
         if self.started:
             raise RuntimeError("this clock has been entered already")
         state, zone = self._begin()
@@ -165,7 +165,6 @@ class clock:
 
     def start(self) -> Self:
         """Enters the clock, until stop()."""
-        __tracebackhide__ = True
         return self.__enter__()
 
     def stop(self) -> None:

@@ -7,7 +7,9 @@ from collections.abc import Callable, Generator, Iterator
 import pytest
 
 import orvane
+from orvane._start import begin_anew
 
+__tracebackhide__ = True  # pytest shows the line of whoever calls
 CLOCKS: dict[pytest.Item, orvane.clock] = {}  # of those that run; pytest 6 has no stash
 MARKS: dict[str, Callable[..., orvane.clock]] = {"orvane": orvane.clock}
 
@@ -28,7 +30,7 @@ def pytest_load_initial_conftests(early_config: pytest.Config) -> Generator[None
     intervals = asked.orvane_intervals or early_config.getini("orvane_intervals")
     if asked.orvane or intervals or early_config.getini("orvane"):
         try:
-            orvane.require(intervals=intervals)
+            begin_anew(intervals)
         except orvane.OrvaneError as error:
             raise pytest.UsageError(str(error)) from None
     yield
@@ -79,10 +81,10 @@ def orvane_clock(request: pytest.FixtureRequest) -> Iterator[orvane.clock]:
 
 
 def start_clock(clock: orvane.clock) -> None:
-    missing = None
+    why_not = None
     try:
         clock.start()
-    except (orvane.NoControlFile, orvane.NoLibrary) as error:
-        missing = str(error)
-    if missing:
-        pytest.fail(missing, pytrace=False)
+    except orvane.OrvaneError as error:
+        why_not = str(error)
+    if why_not:
+        pytest.fail(why_not, pytrace=False)

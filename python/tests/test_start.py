@@ -92,6 +92,10 @@ def test_a_virtual_environment_stays(run):
 
 
 def test_scripts_keep_their_arguments(run):
+    assert run("-m", "orvane", "-c", "import os; os.kill(os.getpid(), 9)")[0] == -9  # its folder is left to the next
+    assert run("-m", "orvane", "-", "a", feed=SCRIPT) == (0, "2038-01-19 ['a'] 0\n")
+    status, output = run("-", feed=SCRIPT)
+    assert status == 1 and "read once only: run python3 -m orvane -" in output
     for words, dev in ((["script.py", "a", "b c"], 0), (["-X", "dev", "-m", "orvane", "script.py", "a", "b c"], 1)):
         assert run(*words) == (0, "2038-01-19 ['a', 'b c'] %d\n" % dev)
 
@@ -100,5 +104,7 @@ def test_without_it_one_line_says_what_to_type(run):
     status, output = run("-m", "pytest")
     told = re.findall("^.*no virtual clocks here: run pytest --orvane, or load the kernel module.*$", output, re.M)
     assert status == 1 and len(told) >= 1 and "orvane/_" not in output, output
+    status, output = run("-m", "pytest", "script.py")
+    assert status == 2 and "pytest is running already: begin it by pytest --orvane" in output
     status, output = run("-m", "pytest", "--orvane", PATH="/usr/bin:/bin")
     assert status == 4 and "there is neither zynov-sim (package orvane-tools) nor the kernel module" in output

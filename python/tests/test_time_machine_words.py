@@ -147,9 +147,18 @@ def test_what_is_decorated():
 
         def test_it(self):
             seen.append(shown())
+
+    @orvane.clock(AT, tick=False, as_kwarg="clock")
+    class Given(unittest.TestCase):
+        def setUp(self):
+            assert shown() == AT
+
+        def test_it(self, clock):
+            assert clock.started
     assert function(2, minus=2) == asyncio.run(coroutine()) == AT
     assert list(generator()) == [AT, AT] and asyncio.run(entered()) == (AT, [AT, AT])
-    assert unittest.defaultTestLoader.loadTestsFromTestCase(Case).run(unittest.TestResult()).wasSuccessful()
+    for case in Case, Given:
+        assert unittest.defaultTestLoader.loadTestsFromTestCase(case).run(unittest.TestResult()).wasSuccessful()
     assert seen == [AT] * 4 and not orvane.is_travelling()
 
 

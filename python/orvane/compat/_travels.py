@@ -15,6 +15,7 @@ from orvane._travel import clock
 from orvane._zone import zone_of
 from orvane.compat.config import say_ignored
 
+__tracebackhide__ = True  # pytest shows the line of whoever calls
 _EPOCH = _datetime(1970, 1, 1, tzinfo=timezone.utc)
 
 

@@ -138,9 +138,13 @@ TEST_F(Utility, StandsHostileSurroundings)
          REPORT "u:9" + std::string(999, '0') + " (4321): given 2030-12-25T09:00:00+00:00, Frozen\nu:9" +
              std::string(999, '0') + " Frozen                    " CHRISTMAS REPORT "u:9" + std::string(999, '0') +
              " (4321): back on the system clock\n= 0"},
-        // In a container, the last clock of many must not become the host's for lack of descriptors.
-        {"echo beef >name; unshare -m sh -c 'mount --bind name /etc/hostname; ulimit -n 12; $OV add daemon bin sys "
-         "sync games man lp mail news g:adm g:tty g:disk g:lp g:mail g:news $FREEZE >out; $OV list | grep -c Frozen'",
-         "15\n= 0"},
+        // Containers: each has its own clocks, and the last of many must not become the host's for lack of descriptors.
+        {"$OV add daemon --in 1d >out; unshare -m sh -c 'mkdir c; mount -t tmpfs tmpfs c; for d in /bin /dev /lib "
+         "/lib64 /proc /usr $PWD; do [ ! -e $d ] || { mkdir -p c$d; mount --bind $d c$d; }; done; mkdir c/etc; "
+         ">c/.dockerenv; cp /etc/passwd /etc/group c/etc; for n in web db beef; do echo $n >c/etc/hostname; chroot c "
+         "sh -c \"cd $PWD; ulimit -n 12; $OV add daemon bin sys sync games man lp mail news g:adm g:tty g:disk g:lp "
+         "g:mail g:news $FREEZE >out; $OV list | grep -c Frozen; setpriv --reuid=daemon date +%s; [ $n = web ] || $OV "
+         "reset | cut -c -15\"; done'; $OV list | grep -c u:",
+         "15\n1924419600\n15\n1924419600\novuser: report:\n15\n1924419600\novuser: report:\n1\n= 0"},
     });
 }

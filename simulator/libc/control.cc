@@ -126,6 +126,20 @@ static int run_command(int descriptor, unsigned long command, zynov_iov &record)
     return mapping.was_cut() ? EBADMSG : error;
 }
 
+// In a container without a number, 0 stands for it and not for the host, whose clocks are not to be had there.
+static int run_for_container(int descriptor, unsigned long command, zynov_iov &record)
+{
+    const uint64_t own = unnumbered_container();
+    if (record.container_id == 0)
+        record.container_id = own;
+    const int error = run_command(descriptor, command, record);
+    if (command == ZYNOV_IOC_GET_SLOT && own != 0 && record.container_id == 0)
+        record.id = 0;
+    if (record.container_id == own)
+        record.container_id = 0;
+    return error;
+}
+
 // Leaves errno alone unless it fails.
 static int answer_command(int descriptor, unsigned long command, void *given)
 {
@@ -137,7 +151,7 @@ static int answer_command(int descriptor, unsigned long command, void *given)
         Faults faults;
         faults.read(getenv(faults_variable));
         if (!faults.play(++commands_sent, record, result, error)) {
-            error = run_command(descriptor, command, record);
+            error = run_for_container(descriptor, command, record);
             result = error != 0 ? -1 : 0;
         }
         if (memcmp(&record, &sent, sizeof record) != 0 && write_given(given, record) != 0) {

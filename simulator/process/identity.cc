@@ -26,7 +26,7 @@ static int64_t ask_group()
     return ov::low_32(system_call(SYS_getegid));
 }
 
-static std::atomic<uint64_t> own_container;
+static std::atomic<uint64_t> own_container, container_sent;
 static std::atomic<int64_t> own_process, own_user, own_group;
 
 // Valid for the process birth_known_of, which is written last: a child must not use its parent's.
@@ -154,7 +154,14 @@ void thread_identity_changed()
 
 void refresh_container()
 {
-    own_container.store(read_container_id(), std::memory_order_release);
+    const Container own = read_container();
+    own_container.store(own.id, std::memory_order_release);
+    container_sent.store(own.sent, std::memory_order_release);
+}
+
+uint64_t unnumbered_container()
+{
+    return container_sent.load(std::memory_order_acquire) == 0 ? own_container.load(std::memory_order_acquire) : 0;
 }
 
 } // namespace sim

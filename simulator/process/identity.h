@@ -25,6 +25,9 @@ uint64_t identity_version();
 void refresh_container();
 void refresh_identity();
 
+// The id of the container that this process is in, if the engine sends 0 for it; else 0.
+uint64_t unnumbered_container();
+
 // Takes over the parent's ids in a forked child.
 void inherit_identity();
 

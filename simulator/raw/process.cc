@@ -112,15 +112,19 @@ bool has_ended(int64_t pid, uint64_t birth)
     return read_start(pid, present) == 0 && present + 1 - birth > 2;
 }
 
-uint64_t read_container_id()
+Container read_container()
 {
-    char line[256];
+    char line[256] = "";
     struct stat marker; // filters allow stat
-    if (system_call(SYS_newfstatat, AT_FDCWD, ov::container_marker, &marker, 0) != 0 ||
-        !read_small_file(ov::container_name, line))
-        return 0;
+    if (system_call(SYS_newfstatat, AT_FDCWD, ov::container_marker, &marker, 0) != 0)
+        return {};
+    read_small_file(ov::container_name, line);
     line[strcspn(line, "\n")] = '\0';
-    return strtoull(line, nullptr, 16);
+    const uint64_t number = strtoull(line, nullptr, 16);
+    uint64_t made = 0xcbf29ce484222325; // FNV-1a
+    for (const char *next = line; *next != '\0'; ++next)
+        made = (made ^ static_cast<unsigned char>(*next)) * 0x100000001b3;
+    return {number != 0 ? number : made | uint64_t{1} << 63, number};
 }
 
 } // namespace sim

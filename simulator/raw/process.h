@@ -23,7 +23,11 @@ bool has_ended(int64_t pid, uint64_t birth);
 uint64_t pid_namespace();
 uint64_t pid_namespace(int64_t pid);
 
-// The container id of this process, as the engine reads it, without keeping a file open.
-uint64_t read_container_id();
+// The container of this process; 0 is the host. The engine sends 0 for a container, too, whose name is no hexadecimal
+// number: its id is made of the name, as the module does it.
+struct Container {
+    uint64_t id, sent;
+};
+Container read_container();
 
 } // namespace sim

@@ -238,7 +238,7 @@ int Tracer::prepare(const char *state, bool inspects, bool intervals)
     Vvar &vvar = shared_->vvar;
     memcpy(vvar.state, state, strlen(state));
     vvar.intervals = intervals ? 1 : 0;
-    vvar.container_id = read_container_id();
+    vvar.container_id = read_container().id;
     vvar.pid_namespace = pid_namespace();
     if (what_ == Traced::own_exec) {
         vvar.process = system_call(SYS_getpid);

@@ -242,6 +242,7 @@ static void unhook_all(void)
 	/* Who has counted himself out has returned after this. */
 	if (arguments_ops.flags & FTRACE_OPS_FL_ENABLED)
 		unregister_ftrace_function(&arguments_ops);
+	ids_await_returns();
 }
 
 static int hook_all(void)

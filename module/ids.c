@@ -56,11 +56,15 @@ void finalize_exec_instead(struct linux_binprm *program)
 	hook_leave();
 }
 
+/* How many have something to do before they are back in user space, and whether anybody ever had. */
+static atomic_t returning = ATOMIC_INIT(0);
+static bool anybody_returned;
+
 static void find_namespace_anew(struct callback_head *work)
 {
 	find_anew();
 	kfree(work);
-	hook_leave();
+	atomic_dec(&returning);
 }
 
 /* A name is that of all who are in its namespace, and the host's is looked at for each container. */
@@ -72,7 +76,7 @@ static void find_name_anew(struct callback_head *work)
 		waits_follow(NULL);
 	}
 	kfree(work);
-	hook_leave();
+	atomic_dec(&returning);
 }
 
 /*
@@ -92,7 +96,8 @@ static void before_return(task_work_func_t function)
 				    task_tgid_nr(current));
 		return;
 	}
-	hook_enter();
+	WRITE_ONCE(anybody_returned, true);
+	atomic_inc(&returning);
 	init_task_work(work, function);
 	next = READ_ONCE(current->task_works);
 	do
@@ -191,6 +196,15 @@ static bool may_be_forking(struct pid *pid)
 	task_unlock(task);
 	put_task_struct(task);
 	return forking;
+}
+
+void ids_await_returns(void)
+{
+	while (atomic_read(&returning))
+		usleep_range(1000, 2000);
+	/* Who has counted himself out has left this module after this. */
+	if (anybody_returned)
+		synchronize_rcu_tasks();
 }
 
 bool ids_await_forks(void)

@@ -22,6 +22,9 @@ void before_name_string(struct ftrace_regs *regs);
 /* get_task_pid of a task that kernel_clone has made, and does not run yet. */
 struct pid *get_task_pid_instead(struct task_struct *child, enum pid_type type);
 
+/* Once nobody is noted any more: waits until all who were are back. */
+void ids_await_returns(void);
+
 /* Waits until all forks that are under way have come to the hook, or failed. False if one does not. */
 bool ids_await_forks(void);
 

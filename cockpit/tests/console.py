@@ -15,8 +15,8 @@ def ovuser(*arguments):
     return subprocess.run(["ovuser", *arguments], check=True, stdout=subprocess.PIPE, text=True).stdout
 
 
-def wait(what, condition, seconds=10):
-    end = time.monotonic() + seconds
+def wait(what, condition):
+    end = time.monotonic() + 60  # on a busy machine
     while time.monotonic() < end:
         try:
             if seen := condition():

@@ -20,7 +20,7 @@ def no_clock(page):
     real = lambda: page.find("#real").get_attribute("datetime")
     wait("real time in the host's zone", lambda: real()[11:13] == hour())
     first = real()
-    wait("it ticks", lambda: real() > first, 3)
+    wait("it ticks", lambda: real() > first)
     page.no_violations("no clock")
     page.press("#state .pf-m-primary")
     wait("a dialog", lambda: page.find("dialog").is_displayed())
@@ -31,12 +31,12 @@ def no_clock(page):
 def table(page):
     ovuser("add", "u:nobody", "--at", "2030-12-25 09:00:00", "--speed", "frozen")
     ovuser("add", "g:bin", "--at", "2038-01-19 03:14:00")
-    wait("a frozen clock", lambda: page.time("u:nobody") == "2030-12-25T09:00:00+01:00", 4)
+    wait("a frozen clock", lambda: page.time("u:nobody") == "2030-12-25T09:00:00+01:00")
     shown = page.cell("u:nobody", "Shows now").replace("\u202f", " ")
     assert shown == "Wed, Dec 25, 2030, 9:00:00 AM", shown
     first = wait("a clock", lambda: page.time("g:bin"))
     assert page.cell("u:nobody", "Speed") == "Stands still" and page.cell("g:bin", "At midnight") == "goes on"
-    wait("it ticks", lambda: page.time("g:bin") > first, 3)
+    wait("it ticks", lambda: page.time("g:bin") > first)
     seen = json.loads(ovuser("list", "--json", "g:bin"))[0]["epoch"]
     shown = page.time("g:bin")
     assert abs(int(shown[17:19]) + 60 * int(shown[14:16]) - seen % 3600) <= 2, (shown, seen)
@@ -48,10 +48,10 @@ def changes_elsewhere(page):
     page.find("#filter").send_keys(Keys.BACKSPACE * 2)
     page.part("g:bin", "button").send_keys("")  # sets the focus
     ovuser("add", "u:daemon", "--in", "1d", "--speed", "60")
-    wait("another's clock", lambda: page.cell("u:daemon", "Speed") == "60 times faster", 4)
+    wait("another's clock", lambda: page.cell("u:daemon", "Speed") == "60 times faster")
     assert page.focus() == "Details of the clock of group \u2068bin\u2069", page.focus()
     ovuser("delete", "u:daemon")
-    wait("it is gone", lambda: page.names() == ["bin", "nobody"], 4)
+    wait("it is gone", lambda: page.names() == ["bin", "nobody"])
     page.press("[data-sort=name] button")
     assert page.names() == ["nobody", "bin"]
 
@@ -83,7 +83,7 @@ def set_one(page):
     page.no_violations("the dialog")
     before = read("calls").count("set --at")
     page.run("const b = document.querySelector('dialog [type=submit]'); b.click(); b.click();")
-    wait("it is set", lambda: page.time("u:daemon").startswith("2031-07-01T00:00:0"), 5)
+    wait("it is set", lambda: page.time("u:daemon").startswith("2031-07-01T00:0"))
     wait("it is told", lambda: "The clock of user \u2068daemon\u2069 is set." in page.text("#alerts"))
     assert read("calls").count("set --at") == before + 1 and not page.all("dialog")
     wait("its row", lambda: page.focus() == "Details of the clock of user \u2068daemon\u2069")
@@ -127,7 +127,7 @@ def details(page):
         for uid, second, result in (5, 1, "done"), (55, 2, "done"), (5, 3, "5"):
             file.write('{"MESSAGE": "add for=u:%d(games) time=x by=1(daemon) login=- result=%s", "__REALTIME_TIMESTAMP": '
                        '"17900000%02d000000"}\n' % (uid, result, second))
-    process = subprocess.Popen(["setpriv", "--reuid=games", "--clear-groups", "sleep", "60"])
+    process = subprocess.Popen(["setpriv", "--reuid=games", "--clear-groups", "sleep", "600"])
     wait("the process", lambda: os.stat("/proc/%d" % process.pid).st_uid == 5)
     wait("the row", lambda: page.part("u:games", "button")).click()
     wait("who lives by it", lambda: "1 process: \u2068sleep\u2069 (%d)" % process.pid in page.part("u:games", "dl").text)
@@ -142,7 +142,7 @@ def details(page):
 
 
 def plot(page):
-    wait("curves", lambda: len(page.all("#plot .curve")) == 5, 6)
+    wait("curves", lambda: len(page.all("#plot .curve")) == 5)
     page.run("""const moment = arguments[0], eight = 8 * 3600 - moment.min % 86400;
         moment.value = Number(moment.min) + eight + (eight < 0 ? 86400 : 0);
         moment.dispatchEvent(new Event('input'));""", page.find("#moment"))
@@ -181,11 +181,11 @@ def take_away(page):
     time.sleep(2)
     remove()
     page.press("dialog [type=submit]")
-    wait("it is gone", lambda: "nobody" not in page.names(), 5)
+    wait("it is gone", lambda: "nobody" not in page.names())
     wait("and not kept", lambda: "u:nobody" not in read("/etc/orvane/clocks"))
     page.press("#reset")
     page.press("dialog [type=submit]")
-    wait("all are gone", lambda: page.find("#state").is_displayed(), 5)
+    wait("all are gone", lambda: page.find("#state").is_displayed())
     assert read("/etc/orvane/clocks") == "# by hand\n"
 
 
@@ -199,7 +199,7 @@ def hostile(page):
     make_users(54321, HOSTILE)
     uids = ["u:%d" % (54321 + number) for number in range(len(HOSTILE))]
     ovuser("add", *uids, "--at", "now")
-    wait("their clocks", lambda: len(page.names()) == len(HOSTILE), 6)
+    wait("their clocks", lambda: len(page.names()) == len(HOSTILE))
     shown = page.run("return [...document.querySelectorAll('.who bdi')].map(name => name.textContent)")
     assert set(shown) == {*HOSTILE[:-1], "caf\ufffd"}, shown
     assert page.browser.title == "Virtual clocks" and not page.all("tbody img")
@@ -212,13 +212,13 @@ def hostile(page):
 def thousand(page):
     make_users(70000, ["many%d" % number for number in range(1000)])
     ovuser("add", *("u:%d" % uid for uid in range(70000, 70500)), "--at", "now")
-    wait("500 rows", lambda: len(page.all("tbody")) == 500, 20)
+    wait("500 rows", lambda: len(page.all("tbody")) == 500)
     page.run("document.querySelector('#alerts').replaceChildren()")
     page.picture("500")
     ovuser("add", *("u:%d" % uid for uid in range(70500, 71000)), "--at", "now")
-    wait("1000 rows", lambda: len(page.all("tbody")) == 1000, 20)
+    wait("1000 rows", lambda: len(page.all("tbody")) == 1000)
     ovuser("reset")
-    wait("all are gone", lambda: page.find("#state").is_displayed(), 10)
+    wait("all are gone", lambda: page.find("#state").is_displayed())
 
 
 def no_module(page):
@@ -251,7 +251,7 @@ def hidden(page):
     watching = subprocess.run(["ps", "-C", "ovuser", "-o", "args="], capture_output=True, text=True, check=False).stdout
     assert not page.names() and HERE + "/usr/sbin/ovuser list --watch" not in watching, (page.names(), watching)
     page.run("cockpit.hidden = false; cockpit.dispatchEvent('visibilitychange')")
-    wait("it looks again", lambda: page.names() == ["nobody"], 3)
+    wait("it looks again", lambda: page.names() == ["nobody"])
 
 
 def no_rights(page):
@@ -274,7 +274,7 @@ def no_rights(page):
         page.find("dialog #answer").send_keys(password + Keys.ENTER)
         if password == "wrong":
             wait("it was wrong", lambda: page.find("dialog .pf-m-danger").is_displayed())
-    wait("administrative access", lambda: not page.text("#access") and page.find("#reset").is_displayed(), 30)
+    wait("administrative access", lambda: not page.text("#access") and page.find("#reset").is_displayed())
 
 
 def german(_page):
@@ -285,7 +285,7 @@ def german(_page):
         wait("German", lambda: "Zeigt jetzt" in page.text("#clocks thead") and browser.title == "Virtuelle Uhren")
         ovuser("set", "u:nobody", "--at", "2030-12-25 09:00", "--speed", "-4")
         wait("its clock", lambda: page.cell("u:nobody", "Geschwindigkeit") == "4-mal langsamer")
-        assert page.cell("u:nobody", "Zeigt jetzt").startswith("Mi., 25. Dez. 2030, 9:00:0"), page.text("#clocks")
+        assert page.cell("u:nobody", "Zeigt jetzt").startswith("Mi., 25. Dez. 2030, 9:00:"), page.text("#clocks")
     finally:
         browser.quit()
 
@@ -294,7 +294,7 @@ def connection_lost(page):
     page.open()
     wait("a clock", page.names)
     subprocess.run(["kill", read("server").strip()], check=True)
-    wait("the connection is lost", lambda: "connection to the host is lost" in page.text("#state"), 20)
+    wait("the connection is lost", lambda: "connection to the host is lost" in page.text("#state"))
 
 
 the_browser = start_browser()

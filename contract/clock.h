@@ -44,15 +44,18 @@ struct zynov_clock {
 };
 
 /*
- * A clock, prepared for readings. A reading waits for each step of its arithmetic, so there are few: two products, two
- * sums and a division by a constant.
+ * A clock, prepared for readings. Each step of a reading needs the result of the one before, so there are few: two
+ * products, two sums and a division by a constant.
+ *
+ * The sum of (seconds, nanoseconds) and the real time times the multiplier is what the clock shows or, of a slow one,
+ * the real time since it was set. The seconds may stand for a number below 0.
  */
 struct zynov_rate {
-    uint64_t seconds;     /* what it shows at the real epoch; a slow clock has the real time here that had passed ... */
-    uint64_t nanoseconds; /* ... since it was set: below 0 in the seconds, never in these */
-    uint64_t multiplier;  /* 0 when it stands still */
-    uint64_t divisor;     /* above 1 when it is slow */
-    uint64_t inverse;     /* 2^(64 + shift) / divisor, rounded up: to divide 64 bits takes longer than all the rest */
+    uint64_t seconds;
+    uint64_t nanoseconds;
+    uint64_t multiplier; /* 0 when it stands still */
+    uint64_t divisor;    /* above 1 when it is slow */
+    uint64_t inverse;    /* 2^(64 + shift) / divisor, rounded up: multiplying by it is faster than dividing 64 bits */
     uint64_t shift;
     struct zynov_instant start;
     struct zynov_instant real;

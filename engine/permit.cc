@@ -17,7 +17,7 @@ Refusals permit(int32_t operation, const Targets &targets, int32_t caller)
     const bool changeable = own || targets.kinds[0] == OV_PROCESS;
     if (operation == OV_ADD && !changeable)
         return {.at_once = for_others};
-    // The second text is a second lock: it is only used if the first is removed one day.
+    // once_open refuses nothing more here; it is there in case at_once is removed one day.
     if (operation == OV_DELETE && !changeable)
         return {.at_once = for_others, .once_open = "ovuser: error: Only root can delete other OV users.\n"};
     if (operation == OV_LIST && user && !own)

@@ -39,7 +39,7 @@ require() {
     $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null
 }
 
-# Builds in a folder below build/, with CMake options: all targets, or the one in $only.
+# Builds in a folder below build/, with CMake options: all targets, or the one in $only. Leaves the folder in $folder.
 build_in() {
     folder=build/$1
     shift

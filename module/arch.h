@@ -22,6 +22,7 @@ struct vvar_layout {
 #define CALL_32(name) "__ia32_compat_sys_" name
 #define CALL_TIME_32 "__ia32_sys_time32"
 #define HAS_CALL_TIME true
+#define HAS_CALL_TIME_32 IS_ENABLED(CONFIG_IA32_EMULATION)
 
 /* 32-bit programs, and their numbers of calls whose time has 32 bits. */
 #define AUDIT_ARCH_32 AUDIT_ARCH_I386
@@ -76,6 +77,7 @@ static inline bool get_vvar_layout(const struct mm_struct *mm, struct vvar_layou
 #define CALL_32(name) "__arm64_compat_sys_" name
 #define CALL_TIME_32 CALL("time32")
 #define HAS_CALL_TIME false
+#define HAS_CALL_TIME_32 false
 
 #define AUDIT_ARCH_32 AUDIT_ARCH_ARM
 enum { NR32_mq_timedsend = 276, NR32_mq_timedreceive, NR32_clock_nanosleep = 265 };

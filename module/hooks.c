@@ -19,7 +19,7 @@
 /*
  * A function of the kernel's, and what is called instead, always or when
  * that says so, or before it with the registers that hold its arguments.
- * Optional is what a kernel may be built without.
+ * Optional is what this kernel was built without.
  */
 static struct hook {
 	const char *name;
@@ -40,26 +40,32 @@ static struct hook {
 	{ "commit_creds", commit_creds_instead },
 	{ "finalize_exec", finalize_exec_instead },
 	{ "posix_get_tai_timespec", read_tai },
-	{ "alarm_clock_get_timespec", read_alarm, .optional = true },
-	{ CALL_32("gettimeofday"), read_gettimeofday_32, .optional = true },
-	{ CALL_TIME_32, read_time_32, .optional = true },
+	{ "alarm_clock_get_timespec", read_alarm },
+	{ CALL_32("gettimeofday"), read_gettimeofday_32, .optional = !IS_ENABLED(CONFIG_COMPAT) },
+	{ CALL_TIME_32, read_time_32, .optional = !HAS_CALL_TIME_32 },
 	{ "cap_settime", may_set_time },
 	{ "do_adjtimex", refuse_adjtimex, .when = changes_time },
 	{ "common_nsleep", .before = before_nsleep },
 	{ "common_hrtimer_arm", .before = before_timer_arm },
 	{ "common_timer_del", .before = before_timer_delete },
-	{ "do_timerfd_settime", .before = before_timerfd, .optional = true },
-	{ "timerfd_release", .before = before_timerfd_release, .optional = true },
-	{ "do_mq_timedsend", .before = before_mq, .optional = true },
-	{ "do_mq_timedreceive", .before = before_mq, .optional = true },
-	{ "io_timeout", .before = before_uring_timeout, .optional = true },
-	{ "io_queue_linked_timeout", .before = before_uring_timeout, .optional = true },
-	{ "io_timeout_remove", .before = before_uring_update, .optional = true },
-	{ "alarm_timer_arm", .before = before_timer_arm, .optional = true },
-	{ "alarm_timer_nsleep", .before = before_alarm_nsleep, .optional = true },
-	{ "perf_event_namespaces", .before = before_namespaces, .optional = true },
-	{ "uts_proc_notify", .before = before_name_notice, .optional = true },
-	{ "proc_do_uts_string", .before = before_name_string, .optional = true },
+	{ "do_timerfd_settime", .before = before_timerfd, .optional = !IS_ENABLED(CONFIG_TIMERFD) },
+	{ "timerfd_release", .before = before_timerfd_release,
+	  .optional = !IS_ENABLED(CONFIG_TIMERFD) },
+	{ "do_mq_timedsend", .before = before_mq, .optional = !IS_ENABLED(CONFIG_POSIX_MQUEUE) },
+	{ "do_mq_timedreceive", .before = before_mq, .optional = !IS_ENABLED(CONFIG_POSIX_MQUEUE) },
+	{ "io_timeout", .before = before_uring_timeout, .optional = !IS_ENABLED(CONFIG_IO_URING) },
+	{ "io_queue_linked_timeout", .before = before_uring_timeout,
+	  .optional = !IS_ENABLED(CONFIG_IO_URING) },
+	{ "io_timeout_remove", .before = before_uring_update,
+	  .optional = !IS_ENABLED(CONFIG_IO_URING) },
+	{ "alarm_timer_arm", .before = before_timer_arm },
+	{ "alarm_timer_nsleep", .before = before_alarm_nsleep },
+	{ "perf_event_namespaces", .before = before_namespaces,
+	  .optional = !IS_ENABLED(CONFIG_PERF_EVENTS) },
+	{ "uts_proc_notify", .before = before_name_notice,
+	  .optional = !IS_ENABLED(CONFIG_PROC_SYSCTL) },
+	{ "proc_do_uts_string", .before = before_name_string,
+	  .optional = !IS_ENABLED(CONFIG_PROC_SYSCTL) },
 	{ "__do_adjtimex", .before = before_adjtimex },
 };
 

@@ -61,9 +61,17 @@ int permit_change(const struct target *target)
 	}
 }
 
-bool permit_see_process(struct pid *pid)
+int permit_ask(const struct target *target)
 {
-	return permit_all() || is_own_process(pid, INVALID_UID);
+	bool may = permit_all();
+
+	if (target->kind == ZYNOV_USER)
+		may |= uid_eq(target->uid, current_uid());
+	else if (target->kind == ZYNOV_GROUP)
+		may |= gid_eq(target->gid, current_gid());
+	else if (target->kind == ZYNOV_PROCESS)
+		may |= !target->pid || is_own_process(target->pid, INVALID_UID);
+	return may ? 0 : -EPERM;
 }
 
 bool permit_see(const struct vclock *clock)

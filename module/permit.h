@@ -21,8 +21,8 @@ struct target {
 bool permit_all(void); /* for root of the host's user namespace */
 bool permit_own_only(void); /* the caller may give clocks to his own processes only */
 int permit_change(const struct target *target);
+int permit_ask(const struct target *target); /* for a clock, whoever gave it */
 bool permit_see(const struct vclock *clock);
-bool permit_see_process(struct pid *pid); /* its clock, whoever gave it */
 
 /* The container that a command is about, when its record names one. */
 int permit_container(u64 *container);

@@ -37,7 +37,7 @@ static int find_target(const struct zynov_iov *record, u64 kind,
 		target->gid = make_kgid(current_user_ns(), record->id);
 	else if (kind == ZYNOV_PROCESS && record->id > 0 && record->id <= INT_MAX)
 		find_process(record->id, target);
-	return permit_container(&target->container) ?: permit_change(target);
+	return permit_container(&target->container);
 }
 
 static int add(struct zynov_iov *record)
@@ -48,7 +48,8 @@ static int add(struct zynov_iov *record)
 
 	if (kind == ZYNOV_NO_KIND || kind > ZYNOV_PROCESS || !record->id)
 		return -EDOM;
-	error = find_target(record, kind, &target) ?: table_add(record, &target);
+	error = find_target(record, kind, &target) ?: permit_change(&target) ?:
+		table_add(record, &target);
 	put_pid(target.pid);
 	return error;
 }
@@ -56,10 +57,9 @@ static int add(struct zynov_iov *record)
 static int delete(struct zynov_iov *record)
 {
 	struct target target;
-	int error = find_target(record, record->vtime, &target);
+	int error = find_target(record, record->vtime, &target) ?: permit_change(&target) ?:
+		    table_delete(&target);
 
-	if (!error)
-		error = table_delete(&target);
 	put_pid(target.pid);
 	return error;
 }
@@ -89,9 +89,8 @@ static int refine(struct zynov_iov *record)
 	struct target target;
 	int error = find_target(record, record->flags & ZYNOV_KIND_MASK, &target);
 
-	/* Who only asks has no other right to see it. */
-	if (!error && !record->spare && target.pid && !permit_see_process(target.pid))
-		error = -EPERM;
+	if (!error)
+		error = record->spare ? permit_change(&target) : permit_ask(&target);
 	if (!error)
 		error = table_refine(record, &target);
 	put_pid(target.pid);

@@ -1,5 +1,6 @@
 /* Waits by io_uring until an instant, as a timeout and as one linked to a read that never ends, for which they are begun
-   or to which they are updated. Usage: uring MILLISECONDS_OF_THE_CLOCK REAL_MILLISECONDS */
+   or to which they are updated. SECONDS of it are given as nanoseconds.
+   Usage: uring MILLISECONDS_OF_THE_CLOCK REAL_MILLISECONDS [SECONDS] */
 #include <errno.h>
 #include <linux/io_uring.h>
 #include <stdio.h>
@@ -17,7 +18,7 @@ static long passed(const struct timespec *begin)
     return (end.tv_sec - begin->tv_sec) * 1000 + (end.tv_nsec - begin->tv_nsec) / 1000000;
 }
 
-static int try(long distance, long least, int updated)
+static int try(long distance, long least, long odd, int updated)
 {
     static const int expected[] = {-ETIME, -ECANCELED, -ETIME, 0, 0};
     struct io_uring_params params = {0};
@@ -42,7 +43,8 @@ static int try(long distance, long least, int updated)
     struct __kernel_timespec until = {now.tv_sec, now.tv_nsec}, first;
     until.tv_nsec += distance % 1000 * 1000000;
     until.tv_sec += distance / 1000 + until.tv_nsec / 1000000000;
-    until.tv_nsec %= 1000000000;
+    until.tv_nsec = until.tv_nsec % 1000000000 + odd * 1000000000;
+    until.tv_sec -= odd;
     first = until;
     first.tv_sec += updated ? 1000000 : 0;
     const struct io_uring_sqe timeout = {.fd = -1, .addr = (unsigned long)&first, .len = 1,
@@ -82,5 +84,6 @@ int main(int argc, char **argv)
 {
     if (argc < 3)
         return 2;
-    return try(atol(argv[1]), atol(argv[2]), 0) | try(atol(argv[1]), atol(argv[2]), 1);
+    const long odd = argc > 3 ? atol(argv[3]) : 0;
+    return try(atol(argv[1]), atol(argv[2]), odd, 0) | try(atol(argv[1]), atol(argv[2]), odd, 1);
 }

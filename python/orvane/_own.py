@@ -4,6 +4,8 @@ from __future__ import annotations
 import ctypes as c
 import os
 import time
+from functools import partial
+from operator import is_
 
 from orvane import _library as lib
 from orvane._clocks import adding, carry_out, find
@@ -99,6 +101,14 @@ def replace(state: State, request: lib.Request) -> None:
     except lib.NoClock:  # others delete it at any time, too
         pass
     carry_out(request, state.descendants)
+
+
+def bring_inside(state: State | None) -> None:
+    """Makes a clock that has been entered the innermost one."""
+    if state in inside[:-1]:
+        now = state.shown()
+        inside.sort(key=partial(is_, state))  # one step for interrupts
+        state.set_anew(now)
 
 
 def settle() -> None:

@@ -173,6 +173,10 @@ class clock:
             raise RuntimeError("this clock has not been started")
         self._leave()(None, None, None)
 
+    def bring_inside(self) -> None:
+        """Makes it the innermost one of the clocks that have been entered."""
+        _own.bring_inside(self._state)
+
     def _entered(self) -> _own.State:
         if self._state is None:
             raise lib.NoClock(lib.NO_CLOCK, "%s has not been given this clock" % self.identity)

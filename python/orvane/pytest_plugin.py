@@ -3,6 +3,7 @@ that clock, or one from now on. With --orvane, pytest runs itself again where th
 from __future__ import annotations
 
 from collections.abc import Callable, Generator, Iterator
+from typing import Any
 
 import pytest
 
@@ -56,6 +57,15 @@ def pytest_runtest_setup(item: pytest.Item) -> None:
         clock = orvane.clock(usual)
     CLOCKS[item] = clock
     start_clock(clock)
+
+
+@pytest.hookimpl(hookwrapper=True)  # type: ignore[misc]
+def pytest_fixture_setup(fixturedef: Any) -> Generator[None, None, None]:
+    """The clock that a fixture of many tests enters is outside of a mark's, also in the first of them."""
+    yield
+    if fixturedef.scope != "function":
+        for clock in CLOCKS.values():
+            clock.bring_inside()
 
 
 @pytest.hookimpl(hookwrapper=True)  # type: ignore[misc]

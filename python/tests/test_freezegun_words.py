@@ -2,6 +2,7 @@
 import subprocess
 import time
 from datetime import date, datetime, timedelta, timezone
+from zoneinfo import ZoneInfo
 
 import freezegun
 import pytest
@@ -13,6 +14,7 @@ from orvane.compat.api import FakeDate, FakeDatetime, FrozenDateTimeFactory
 
 AT = datetime(2030, 1, 14, 3, 21, 34)
 UTC = timezone.utc
+TOKYO = datetime(2031, 1, 1, 9, tzinfo=ZoneInfo("Asia/Tokyo"))
 
 
 def hours(number):
@@ -56,8 +58,9 @@ def move(change, expected, **keywords):
     def check(freeze):
         with freeze(AT, **keywords) as frozen:
             change(frozen)
+            time.sleep(0.001)
             passed = datetime.now() - expected
-            return timedelta(0) <= passed < (timedelta(minutes=2) if keywords.get("tick") else hours(1e-9))
+            return timedelta(0) < passed < timedelta(minutes=2) if keywords.get("tick") else passed == timedelta(0)
     return check
 
 
@@ -143,7 +146,7 @@ CHECKS = {
     "tick while ticking": move(lambda frozen: frozen.tick(hours(2)), AT + hours(2), tick=True),
     "move_to a text": move(lambda frozen: frozen.move_to("2031-01-01"), datetime(2031, 1, 1)),
     "move_to while ticking": move(lambda frozen: frozen.move_to("2031-01-01"), datetime(2031, 1, 1), tick=True),
-    "move_to by tz_offset": move(lambda frozen: frozen.move_to("2031-01-01"), datetime(2031, 1, 1, 2), tz_offset=2),
+    "move_to by tz_offset": move(lambda frozen: frozen.move_to(TOKYO), datetime(2031, 1, 1, 2), tz_offset=2),
 }
 
 
@@ -191,8 +194,8 @@ def test_differences(freeze, difference):
 
 def test_what_suites_import_and_set(recwarn):
     assert config.configure(extend_ignore_list=["celery"]) is None is orvane.compat.configure()
-    with orvane.compat.freeze_time(AT, ignore=["celery"]) as frozen:
+    with orvane.compat.freeze_time(AT, 2, ignore=["celery"]) as frozen:
         assert isinstance(datetime.now(), FakeDatetime) and isinstance(date.today(), FakeDate)
-        assert isinstance(frozen, FrozenDateTimeFactory) and frozen.time_to_freeze == AT
+        assert isinstance(frozen, FrozenDateTimeFactory) and (frozen.time_to_freeze, frozen.tz_offset) == (AT, hours(2))
     assert [str(warning.message) for warning in recwarn if "no module is left out by ignore" in str(warning.message)] \
         and len(recwarn) == 1

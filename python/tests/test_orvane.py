@@ -83,9 +83,9 @@ def test_refusals_change_nothing(change, error, words):
 
 def test_what_ends_a_block_ends_its_clock():
     for way_out in KeyError, SystemExit, KeyboardInterrupt, GeneratorExit:
-        with pytest.raises(way_out), orvane.clock(END, identity="u:bin"):
+        with pytest.raises(way_out), orvane.clock(END, identity="u:bin", tz_offset=2):
             raise way_out
-        assert orvane.clocks() == []
+        assert orvane.clocks() == [] and os.environ["TZ"] == "Europe/Berlin"
 
     with contextlib.ExitStack() as stack:
         stack.enter_context(orvane.clock(END, speed=0))

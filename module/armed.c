@@ -6,14 +6,14 @@
 #include "armed.h"
 #include "wait.h"
 
-/* What a timer was armed for. It is told by where it lies. */
+/* What a timer was armed for. It is found by the timer's address. */
 struct armed {
 	struct hlist_node node;
 	const union any_timer *timer;
 	struct pid *owner;	/* the process that armed it */
 	struct lives_by by;
-	ktime_t instant;	/* that by this it waits for */
-	ktime_t end;		/* at which it is to expire, therefore */
+	ktime_t instant;	/* that this clock is to show */
+	ktime_t end;		/* the real one, at which it expires */
 };
 
 /* Anybody may have half a million, and all who arm one look here. */

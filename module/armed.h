@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: GPL-2.0 */
 /*
- * What timers were armed for: the kernel has a real instant, and here is the
- * one that was meant, of whose clock.
+ * What timers were armed for: the kernel knows the real instant, this the one
+ * that the program gave, and by whose clock.
  */
 #ifndef ZYNOV_ARMED_H
 #define ZYNOV_ARMED_H

@@ -24,7 +24,7 @@ static inline bool try_write_lock(struct mm_struct *mm)
 	if (!down_write_trylock(&mm->mmap_lock))
 		return false;
 #ifdef CONFIG_PER_VMA_LOCK
-	/* It is a number up to some 6.12, and needs nothing there. */
+	/* Up to some 6.12 this is a number, for which there is nothing to do. */
 	if (__same_type(mm->mm_lock_seq, seqcount_t))
 		do_raw_write_seqcount_begin((seqcount_t *)&mm->mm_lock_seq);
 #endif

@@ -56,7 +56,7 @@ void finalize_exec_instead(struct linux_binprm *program)
 	hook_leave();
 }
 
-/* How many have something to do before they are back in user space, and whether anybody ever had. */
+/* How many have yet to find their clock before they are back in user space, and whether anybody ever had. */
 static atomic_t returning = ATOMIC_INIT(0);
 static bool anybody_returned;
 
@@ -67,7 +67,7 @@ static void find_namespace_anew(struct callback_head *work)
 	atomic_dec(&returning);
 }
 
-/* A name is that of all who are in its namespace, and the host's is looked at for each container. */
+/* A name is shared by all in its namespace, and each container's is compared with the host's. */
 static void find_name_anew(struct callback_head *work)
 {
 	smp_mb(); /* see table_in_use */
@@ -158,7 +158,7 @@ struct pid *get_task_pid_instead(struct task_struct *child, enum pid_type type)
 	return pid;
 }
 
-/* The caller may have just begun, or be back in user space. */
+/* Whether a task's last system call is a fork: it may have just begun, or be over. */
 static bool is_fork(struct task_struct *task, struct pt_regs *regs)
 {
 	const bool narrow = syscall_get_arch(task) == AUDIT_ARCH_32;

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: GPL-2.0 */
-/* What decides by which clock a task lives, when it changes. */
+/* Where a task may come to live by another clock: its ids, exec, fork, namespaces and host names. */
 #ifndef ZYNOV_IDS_H
 #define ZYNOV_IDS_H
 
@@ -22,7 +22,7 @@ void before_name_string(struct ftrace_regs *regs);
 /* get_task_pid of a task that kernel_clone has made, and does not run yet. */
 struct pid *get_task_pid_instead(struct task_struct *child, enum pid_type type);
 
-/* Once nobody is noted any more: waits until all who were are back. */
+/* Once nobody is noted any more: waits until all who were have found their clock. */
 void ids_await_returns(void);
 
 /* Waits until all forks that are under way have come to the hook, or failed. False if one does not. */

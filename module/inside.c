@@ -3,7 +3,7 @@
 
 DEFINE_PER_CPU(long, hooks_inside);
 
-/* Once nobody enters: who enters on one processor and leaves on another is seen to be in, or out. */
+/* Exact once nobody enters any more: it may have been on another processor than one leaves on. */
 bool is_any_inside(void)
 {
 	long inside = 0;

@@ -5,16 +5,16 @@
 
 #include <linux/mm_types.h>
 
-/* What makes one do so, unless somebody holds its lock. */
+/* The function that makes one do so; false if somebody holds its lock. */
 void later_init(bool (*forget)(struct mm_struct *mm));
 
-/* After a while, whatever holds it then. False without memory. */
+/* In some 50 milliseconds, or when its lock is free. False without memory. */
 bool later_forget(struct mm_struct *mm, gfp_t flags);
 
 /* As soon as nobody else holds its lock, which may be never; sleeps. */
 void later_busy(struct mm_struct *mm);
 
-/* Waits for those for a second or a few. One that takes longer nobody waits for again. */
+/* Waits for those, a few seconds at most. One that takes longer is not waited for again. */
 void later_wait(void);
 bool later_is_busy(void);
 

@@ -47,13 +47,13 @@ static void __exit zynov_exit(void)
 {
 	proc_exit();
 	table_empty();
-	/* A child may know a page whose parent has undone its mark: the hook takes it away. */
+	/* A child that is being forked may have copied a page: the hook takes it away. */
 	if (!ids_await_forks())
 		page_keep("a fork does not end");
 	hooks_exit();
 	timers_exit();
 	vvar_exit();
-	table_lose_ended(); /* and what was kept for who had a page mapped */
+	table_lose_ended(); /* frees the clocks that were kept for who had their page mapped */
 	process_exit();
 	page_exit();
 }

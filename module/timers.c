@@ -155,7 +155,7 @@ static void follow_timerfd(struct timerfd_beginning *timerfd, const struct files
 	spin_unlock_irqrestore(&timerfd->wqh.lock, flags);
 }
 
-/* Ends the look at these files with the batch. */
+/* What it returns is not 0 at the end of the batch. */
 static int follow_file(const void *argument, struct file *file, unsigned int descriptor)
 {
 	struct timerfd_beginning *timerfd = timerfd_of(file);
@@ -223,7 +223,7 @@ static void follow_files(struct pid *pid, struct task_struct *process,
 	put_task_struct(files.thread);
 }
 
-/* Tries for a process's timers. Only who always has one locked has it left behind. */
+/* Tries for a process's timers. One that is locked at each of them is left as it is. */
 #define PATIENCE 1000
 
 static void follow_process(struct pid *pid, const struct vclock *clock)

@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: GPL-2.0 */
 /*
- * Those who live by the clock that one process passes on. It goes before they
- * do, and the process may have another; without one, they live by the tree
- * that this one grew in.
+ * The processes that live by the clock that one process passes on. The clock may
+ * be deleted before they end, and the process be given another; while it has
+ * none, they live by that of the outer tree.
  */
 #ifndef ZYNOV_TREE_H
 #define ZYNOV_TREE_H

@@ -37,7 +37,7 @@ struct vclock {
 	struct zynov_clock set;
 	struct vclock_rate __rcu *rate;
 	struct page *page;	      /* what the vDSO reads of it */
-	bool retired;		      /* its page sends to the system calls whoever still has it */
+	bool retired;		      /* who still has its page mapped reads by system calls */
 	struct list_head refreshed;   /* empty until somebody has it mapped */
 	struct list_head gone;
 	struct rcu_head rcu;

@@ -205,9 +205,9 @@ static void interrupt(struct task_struct *task)
 }
 
 /*
- * In whatever state: he may be about to wait, with an instant that has been
- * turned. Who still has memory has a stack, too: he gives up that under the
- * same lock, and this later.
+ * The task's state does not matter: it may be about to wait, with an instant that
+ * has been turned. Its registers are there as long as it has memory, which it
+ * gives up under this lock.
  */
 static bool may_be_waiting(struct task_struct *task)
 {

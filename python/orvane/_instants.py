@@ -131,8 +131,9 @@ def _read(text: str, naive: tzinfo | None) -> int:
         return value * SECOND + nanoseconds
     try:
         other = import_module("dateutil.parser").parse(text)
-    except (ImportError, ValueError, OverflowError):
-        raise lib.failure(lib.BAD_TIME, message) from None
+    except (ImportError, ValueError, OverflowError) as error:
+        more = " (dateutil, which reads more, is not installed)" if isinstance(error, ImportError) else ""
+        raise lib.failure(lib.BAD_TIME, "%s: %s%s" % (message, text, more)) from None
     return _of_datetime(other, naive)
 
 

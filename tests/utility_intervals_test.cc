@@ -39,9 +39,10 @@ TEST_F(Utility, LetsMonotonicTimeGoOn)
                         "$OV set p:$$ --speed 60; $now'; } 2>&1 | grep -x '[0-9]*' >out; sort -nc out; wc -l <out",
                     "$SIM --intervals"),
               "9\n= 0");
-    // A wait under way leaves a clock that ends with its process.
+    // Waits under way leave a clock that ends with its process.
     EXPECT_EQ(shell("mkfifo go; sh -c './ovuser add p:$$ --in 1d --speed -1000 --descendants >out; perl -e \"\\$| = 1;"
-                    "print qq(1\\n); select undef, undef, undef, 0.5; print 2\" & read line <go' | "
+                    "if (!fork) { sleep 1; exit } select undef, undef, undef, 0.0005; print qq(1\\n);"
+                    "select undef, undef, undef, 0.5; wait; print 2\" & read line <go' | "
                     "{ read line; echo >go; timeout 30 cat; }",
                     "$SIM --intervals"),
               "2= 0");

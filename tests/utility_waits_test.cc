@@ -34,4 +34,10 @@ TEST_F(Utility, EndsWaitsUnderWayByAClockThatIsChanged)
                     "wait",
                     "$SIM"),
               "= 0");
+    // The end of the process whose clock they have leaves the table as it is.
+    EXPECT_EQ(
+        shell("mkfifo go; sh -c './ovuser add p:$$ --epoch 1286701200 --descendants >out; ./waits 3600000 1 \"echo "
+              ">go\" & read line <go' | cat",
+              "$SIM"),
+        "= 0");
 }

@@ -112,6 +112,18 @@ timespec Deadline::now() const
     return real_time(kernel_clock_);
 }
 
+timespec Deadline::within(int64_t nanoseconds) const
+{
+    const timespec instant = later(now(), nanoseconds);
+    return is_before(real_, instant) ? real_ : instant;
+}
+
+timespec Deadline::next_look() const
+{
+    constexpr int64_t seldom = 900'000'000;
+    return may_end_unannounced() ? within(seldom) : real_;
+}
+
 void Deadline::renew()
 {
     ClockRate rate;

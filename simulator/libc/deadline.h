@@ -51,11 +51,14 @@ class Deadline
     bool begin(clockid_t source, const timespec *instant);
     bool begin_length(const timespec *length);
 
-    // The real instant, by a clock that futexes know: CLOCK_REALTIME or CLOCK_MONOTONIC.
-    const timespec &real() const { return real_; }
+    // The clock of the real end, which futexes know: CLOCK_REALTIME or CLOCK_MONOTONIC.
     clockid_t kernel_clock() const { return kernel_clock_; }
     timespec now() const;
     bool has_passed() const { return !is_before(now(), real_); }
+    // The earlier of the end and of so many nanoseconds, less than a second, from now.
+    timespec within(int64_t nanoseconds) const;
+    // The end, or an earlier instant at which to look at the clock again, since it may end unannounced.
+    timespec next_look() const;
 
     // Follows the clocks. A frozen or rewinding one is only read again when it changes: it would always be as far from
     // the instant as before.

@@ -27,8 +27,7 @@ class Rest
         const bool is_first = !is_before(now, later(last_, 2 * longest - 1)) || is_before(now, last_);
         length_ = is_first ? shortest : std::min(2 * length_, longest);
         last_ = now;
-        const timespec end = later(now, length_);
-        return is_before(deadline.real(), end) ? deadline.real() : end;
+        return deadline.within(length_);
     }
 
   private:
@@ -55,7 +54,8 @@ long sleep_until(Deadline &deadline, bool is_cancelled)
     const clockid_t clock = deadline.kernel_clock();
     Rest rest;
     for (;;) {
-        long result = wait_for_futex(deadline.futex(), deadline.generation(), clock, deadline.real(), is_cancelled);
+        long result =
+            wait_for_futex(deadline.futex(), deadline.generation(), clock, deadline.next_look(), is_cancelled);
         const bool is_changed = result == 0 || result == -EAGAIN;
         if (is_changed)
             result = wait_for_futex(&nobody_wakes, 0, clock, rest.end(deadline), is_cancelled);
@@ -87,7 +87,8 @@ long wait_on_futexes(const futex_waitv *given, size_t count, Deadline &deadline)
     Rest rest;
     for (bool is_first = true;; is_first = false) {
         joined[0] = {deadline.generation(), reinterpret_cast<uintptr_t>(deadline.futex()), FUTEX_32, 0};
-        long result = system_call(SYS_futex_waitv, joined, count + 1, 0, &deadline.real(), clock);
+        const timespec next_look = deadline.next_look();
+        long result = system_call(SYS_futex_waitv, joined, count + 1, 0, &next_look, clock);
         if (result == -EFAULT || result == -EINVAL) // the caller's, or the table was truncated
             return -ENOSYS;
         const bool is_stale = __atomic_load_n(deadline.futex(), __ATOMIC_RELAXED) != deadline.generation();

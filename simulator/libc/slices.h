@@ -31,9 +31,7 @@ class Slices
     const timespec *next()
     {
         constexpr int64_t longest = 900'000'000;
-        end_ = later(deadline_.now(), length_);
-        if (is_before(deadline_.real(), end_))
-            end_ = deadline_.real();
+        end_ = deadline_.within(length_);
         length_ = std::min(2 * length_, longest);
         return &end_;
     }

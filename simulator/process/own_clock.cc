@@ -195,6 +195,12 @@ bool own_clock(ClockRate &rate)
     return found == Cache::watched_clock ? still_holds(found, real_time(), rate) : found == Cache::clock;
 }
 
+bool may_end_unannounced()
+{
+    ClockRate rate;
+    return find_rate(rate) == Cache::watched_clock;
+}
+
 const std::atomic<uint64_t> *table_generation()
 {
     const Table *clocks = find_table();

@@ -16,8 +16,11 @@ namespace sim
 // lock, and searches the table only after a change. Async-signal-safe.
 bool own_clock(ClockRate &rate);
 
-// The generation of the table, which changes whenever this process's clock may change; null if there is no table.
+// The generation of the table, which changes whenever this process's clock may change, but at the end of a process
+// whose clock ends unannounced; null if there is no table.
 const std::atomic<uint64_t> *table_generation();
+
+bool may_end_unannounced();
 
 // Read the virtual time; return false if the process has real time. Async-signal-safe. The coarse time costs half and
 // lags a little, as the kernel's does; time() returns its seconds.

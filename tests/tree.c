@@ -57,7 +57,7 @@ static pid_t make(int way)
     case 4:
         child = vfork();
         if (child == 0) {
-            execve(*check, check, environ);
+            execveat(open(*check, O_PATH | O_CLOEXEC), "", check, environ, AT_EMPTY_PATH);
             _exit(9);
         }
         return child;

@@ -88,10 +88,27 @@ static int wait_for_descriptor(clockid_t source, int flags, int has_interval)
 static int wait_for_timer(clockid_t source, int flags)
 {
     timer_t timer;
-    struct itimerspec left, set = {length, flags != 0 ? after(source) : length};
+    struct itimerspec left, old, set = {length, flags != 0 ? after(source) : length};
     timer_create(source, NULL, &timer);
     return timer_settime(timer, flags, &set, NULL) == 0 && timer_gettime(timer, &left) == 0 &&
-           left.it_value.tv_sec <= length.tv_sec && left.it_interval.tv_sec == length.tv_sec && wait_for_alarm();
+           left.it_value.tv_sec <= length.tv_sec && left.it_interval.tv_sec == length.tv_sec &&
+           timer_settime(timer, flags, &set, &old) == 0 && old.it_interval.tv_sec == length.tv_sec && wait_for_alarm();
+}
+
+/* One that counts the processor's time has the length as it is, by its number in the kernel. */
+static int sleep_beside_timer(void)
+{
+    const clockid_t sources[] = {CLOCK_PROCESS_CPUTIME_ID, CLOCK_THREAD_CPUTIME_ID, -6 /* the process's, by its id */};
+    for (size_t i = 0; i < sizeof sources / sizeof *sources; ++i) {
+        timer_t timer;
+        struct itimerspec left = {{0}}, set = {length, {1000, 0}};
+        timer_create(sources[i], &(struct sigevent){.sigev_notify = SIGEV_NONE}, &timer);
+        if (timer_settime(timer, 0, &set, NULL) != 0 || syscall(SYS_timer_gettime, timer, &left) != 0 ||
+            left.it_interval.tv_sec != length.tv_sec || timer_gettime(timer, &left) != 0 ||
+            left.it_interval.tv_sec != length.tv_sec)
+            return 0;
+    }
+    return nanosleep(&length, NULL) == 0;
 }
 
 static int wait_for_interval(int has_interval)
@@ -244,6 +261,7 @@ static int is_interrupted(int way)
     WAY(ualarm, wait_for_alarms())                                                                                     \
     WAY(setitimer, wait_for_interval(0))                                                                               \
     WAY(setitimer_interval, wait_for_interval(1))                                                                      \
+    WAY(processor_timers, sleep_beside_timer())                                                                        \
     WAY(timer_settime, wait_for_timer(CLOCK_MONOTONIC, 0))                                                             \
     WAY(timer_settime_real, wait_for_timer(CLOCK_REALTIME, 0))                                                         \
     WAY(timer_settime_boot, wait_for_timer(CLOCK_BOOTTIME, 0))                                                         \

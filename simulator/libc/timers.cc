@@ -99,9 +99,7 @@ static int set_until(Next<Set<Timer>> &set, Next<Get<Timer>> &get, Timer timer, 
         *real_deadline(source_that_shows(length_between(answer.it_value, question.it_value)), &until.it_value, real);
     if (set(timer, flags, &until, nullptr) != 0)
         return -1;
-    if (failed != 0)
-        errno = failed;
-    return failed != 0 ? -1 : 0;
+    return failed != 0 ? -1 : 0; // with the errno of that
 }
 
 static void show_setting(const IntervalRate &interval_rate, itimerspec &setting)

@@ -22,6 +22,12 @@ orvane.require()
 with orvane.clock("2038-01-19"):
     print(datetime.date.today(), sys.argv[1:], 1 if sys.flags.dev_mode else 0)
 """
+ANOTHER = """
+import os, subprocess, sys
+outside = {name: value for name, value in os.environ.items() if not name.startswith(("LD_PRELOAD", "ZYNOV"))}
+subprocess.run([sys.executable, "-m", "orvane", "-c", "import orvane; orvane.clocks()"], env=outside, check=True)
+print(os.path.isdir(os.environ["ORVANE_STARTED"].partition(":")[2]))
+"""
 NOBODY = 65534 if os.getuid() == 0 else os.getuid()
 
 
@@ -93,6 +99,7 @@ def test_a_virtual_environment_stays(run):
 
 def test_scripts_keep_their_arguments(run):
     assert run("-m", "orvane", "-c", "import os; os.kill(os.getpid(), 9)")[0] == -9  # its folder is left to the next
+    assert run("-m", "orvane", "-c", ANOTHER) == (0, "True\n")
     assert run("-m", "orvane", "-", "a", feed=SCRIPT) == (0, "2038-01-19 ['a'] 0\n")
     status, output = run("-", feed=SCRIPT)
     assert status == 1 and "read once only: run python3 -m orvane -" in output

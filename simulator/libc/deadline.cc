@@ -121,7 +121,7 @@ timespec Deadline::within(int64_t nanoseconds) const
 timespec Deadline::next_look() const
 {
     constexpr int64_t seldom = 900'000'000;
-    return may_end_unannounced() ? within(seldom) : real_;
+    return has_clock_ && may_end_unannounced() ? within(seldom) : real_;
 }
 
 void Deadline::renew()

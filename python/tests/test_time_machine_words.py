@@ -50,17 +50,32 @@ def test_destinations(destination, expected):
     assert not orvane.is_travelling()
 
 
-@pytest.mark.parametrize("reading", [own_time, lambda: ctypes.CDLL(None).time(None)])
+READINGS = {
+    "time": time.time, "time_ns": lambda: time.time_ns() / 10**9, "an imported time": own_time,
+    "clock_gettime": lambda: time.clock_gettime(time.CLOCK_REALTIME),
+    "clock_gettime_ns": lambda: time.clock_gettime_ns(time.CLOCK_REALTIME) // 10**9,
+    "gmtime": lambda: AT.timestamp() if time.gmtime()[:6] == AT.timetuple()[:6] else 0,
+    "localtime": lambda: time.mktime(time.localtime()), "strftime": lambda: int(time.strftime("%s")),
+    "now": lambda: datetime.now().timestamp(), "today": lambda: datetime.today().timestamp(),
+    "now of a zone": lambda: datetime.now(TOKYO.tzinfo).timestamp(),
+    "the C library": lambda: ctypes.CDLL(None).time(None),
+    "asyncio": lambda: asyncio.run(asyncio.sleep(0.001, time)).time(),
+}
+
+
+@pytest.mark.parametrize("reading", READINGS)
 def test_readings(reading):
     with travel(AT, tick=False):
-        assert reading() == SECONDS
-    assert abs(reading() - SECONDS) > 10**6
+        assert READINGS[reading]() == SECONDS
+    assert abs(READINGS[reading]() - SECONDS) > 10**6
 
 
 MOVES = {
-    "shift": (lambda t: t.shift(delta=-timedelta(hours=1)), -3600),
-    "shift by a fraction": (lambda t: t.shift(Fraction(1, 2)), 0.5),
-    "move": (lambda t: t.move_to(destination=AT - timedelta(days=1)), -86400),
+    "shift": (lambda t: t.shift(delta=timedelta(hours=1)), 3600), "shift by seconds": (lambda t: t.shift(90), 90),
+    "shift by a fraction": (lambda t: t.shift(Fraction(1, 2)), 0.5), "shift back": (lambda t: t.shift(-3600), -3600),
+    "shift by a microsecond": (lambda t: t.shift(timedelta(microseconds=1)), 1e-6),
+    "move": (lambda t: t.move_to(destination=AT + timedelta(days=1)), 86400),
+    "move back": (lambda t: t.move_to(AT - timedelta(1)), -86400),
     "moves": (lambda t: [t.move_to(0 + SECONDS), t.shift(1), t.shift(1)], 2),
 }
 

@@ -152,6 +152,21 @@ function foretell({ to, from }) {
     return format(words, time) + before;
 }
 
+// Sets the clock that the controls describe, keeps it for the next boot or not, and returns it.
+async function give(controls) {
+    const fault = controls.fault();
+    if (fault)
+        throw Object.assign(new Error(fault[1]), { fault });
+    await ovuser("set", ...controls.words());
+    const [shown] = JSON.parse(await ovuser("show", "--json", "--", controls.identity()));
+    const found = shown.clock && shown.lives_by === "own" ? shown.clock : { kind: shown.kind, id: shown.id };
+    if (controls.kept())
+        await keep(found);
+    else if (keptLine(found))
+        await forget(found);
+    return found;
+}
+
 // Opens for a new or an existing clock. Calls done(outcome) after the clock is set.
 export function openSettings(clock, done) {
     const controls = new Controls(clock);
@@ -174,20 +189,6 @@ export function openSettings(clock, done) {
         }
     };
     let outcome = null;
-    const set = async () => {
-        const fault = controls.fault();
-        if (fault)
-            throw Object.assign(new Error(fault[1]), { fault });
-        await ovuser("set", ...controls.words());
-        const identity = controls.identity();
-        const [shown] = JSON.parse(await ovuser("show", "--json", "--", identity));
-        const found = shown.clock && shown.lives_by === "own" ? shown.clock : { kind: shown.kind, id: shown.id };
-        if (controls.kept())
-            await keep(found);
-        else if (keptLine(found))
-            await forget(found);
-        outcome = found;
-    };
     const tell = failure => {
         const fault = failure.fault || controls.explain(failure);
         if (fault) {
@@ -197,7 +198,8 @@ export function openSettings(clock, done) {
         return Boolean(fault);
     };
     const title = clock ? format(_("Clock of $0"), whose(clock.found)) : _("Set a clock");
-    const dialog = openDialog({ title, body: controls.body(), actionText: clock ? _("Save") : _("Set"), action: set, tell,
+    const dialog = openDialog({ title, body: controls.body(), actionText: clock ? _("Save") : _("Set"), tell,
+                                action: async () => { outcome = await give(controls); },
                                 closed: () => outcome && done(outcome) }); // may then move the focus
     const fill = async () => {
         const options = (await candidates(controls.kind.value)).map(([name, label]) => new Option(label, name));

@@ -35,8 +35,8 @@ require() {
     fi
     echo "Installing$missing"
     # Word splitting of the list is meant.
-    $as_root apt-get update -qq
-    $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null
+    $as_root apt-get -o Acquire::Retries=3 update -qq
+    $as_root env DEBIAN_FRONTEND=noninteractive apt-get -o Acquire::Retries=3 install -y -qq --no-install-recommends $missing >/dev/null
 }
 
 # Builds in a folder below build/, with CMake options: all targets, or the one in $only. Leaves the folder in $folder.

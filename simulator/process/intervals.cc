@@ -118,7 +118,7 @@ bool read_interval_clock(clockid_t source, timespec &time)
 Timeline own_timeline()
 {
     Timeline timeline = real_timeline;
-    timespec unused;
+    timespec unused = {};
     read_interval_clock(CLOCK_MONOTONIC, unused); // leaves the course of an ancestor that has ended
     by_course([&](const CourseKeeper::Look &look) {
         timeline = look.is_virtual ? own_course.load().timeline : real_timeline;

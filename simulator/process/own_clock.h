@@ -20,6 +20,7 @@ bool own_clock(ClockRate &rate);
 // whose clock ends unannounced; null if there is no table.
 const std::atomic<uint64_t> *table_generation();
 
+// Whether this process lives by such a clock.
 bool may_end_unannounced();
 
 // Read the virtual time; return false if the process has real time. Async-signal-safe. The coarse time costs half and
